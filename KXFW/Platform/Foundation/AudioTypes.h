@@ -1,0 +1,124 @@
+/// @file
+/// The records and constants that the audio services share: statuses, four-character codes, stream formats, buffer
+/// lists and time stamps. Plain data, laid out as written here.
+#pragma once
+
+#include <cstdint>
+
+using OSStatus = int32_t; ///< 0 is success; any other value is a failure with a name (see kx::statusName).
+using FourCharCode = uint32_t;
+
+inline constexpr OSStatus noErr = 0;
+
+namespace kx
+{
+
+/// The code whose big-endian reading is the four characters of `text`.
+consteval FourCharCode fourCharCode(const char (&text)[5])
+{
+    FourCharCode code = 0;
+    for (int i = 0; i < 4; ++i)
+        code = code << 8 | static_cast<unsigned char>(text[i]);
+    return code;
+}
+
+} // namespace kx
+
+/// A stream format. One packet of linear PCM is one frame; a frame holds one sample of each channel.
+/// Non-interleaved formats have one buffer a channel, and their byte counts are those of one channel.
+struct AudioStreamBasicDescription {
+    double mSampleRate; ///< frames per second
+    FourCharCode mFormatID;
+    uint32_t mFormatFlags; ///< kAudioFormatFlag...
+    uint32_t mBytesPerPacket;
+    uint32_t mFramesPerPacket;
+    uint32_t mBytesPerFrame;
+    uint32_t mChannelsPerFrame;
+    uint32_t mBitsPerChannel;
+    uint32_t mReserved;
+};
+static_assert(sizeof(AudioStreamBasicDescription) == 40);
+
+inline constexpr FourCharCode kAudioFormatLinearPCM = kx::fourCharCode("lpcm");
+inline constexpr FourCharCode kAudioFormatMPEGLayer1 = kx::fourCharCode(".mp1");
+inline constexpr FourCharCode kAudioFormatMPEGLayer2 = kx::fourCharCode(".mp2");
+inline constexpr FourCharCode kAudioFormatMPEGLayer3 = kx::fourCharCode(".mp3");
+inline constexpr FourCharCode kAudioFormatMPEG4AAC = kx::fourCharCode("aac ");
+inline constexpr FourCharCode kAudioFormatAppleLossless = kx::fourCharCode("alac");
+inline constexpr FourCharCode kAudioFormatFLAC = kx::fourCharCode("flac");
+inline constexpr FourCharCode kAudioFormatVorbis = kx::fourCharCode("vorb");
+inline constexpr FourCharCode kAudioFormatOpus = kx::fourCharCode("opus");
+inline constexpr FourCharCode kAudioFormatULaw = kx::fourCharCode("ulaw");
+inline constexpr FourCharCode kAudioFormatALaw = kx::fourCharCode("alaw");
+
+enum : uint32_t {
+    kAudioFormatFlagIsFloat = 1,
+    kAudioFormatFlagIsBigEndian = 2,
+    kAudioFormatFlagIsSignedInteger = 4,
+    kAudioFormatFlagIsPacked = 8,
+    kAudioFormatFlagIsAlignedHigh = 16,
+    kAudioFormatFlagIsNonInterleaved = 32,
+};
+
+/// One block of samples. `mData` borrows: whoever made the list owns the memory.
+struct AudioBuffer {
+    uint32_t mNumberChannels; ///< channels interleaved in this buffer
+    uint32_t mDataByteSize;   ///< in: room; out: bytes filled
+    void *mData;
+};
+
+/// A list of `mNumberBuffers` buffers; the array runs on past its declared length (see kx::BufferList).
+struct AudioBufferList {
+    uint32_t mNumberBuffers;
+    AudioBuffer mBuffers[1];
+};
+
+struct SMPTETime {
+    int16_t mSubframes;
+    int16_t mSubframeDivisor;
+    uint32_t mCounter;
+    uint32_t mType;
+    uint32_t mFlags;
+    int16_t mHours;
+    int16_t mMinutes;
+    int16_t mSeconds;
+    int16_t mFrames;
+};
+
+/// Which fields of an AudioTimeStamp hold a value.
+enum : uint32_t {
+    kAudioTimeStampSampleTimeValid = 1,
+    kAudioTimeStampHostTimeValid = 2,
+};
+
+struct AudioTimeStamp {
+    double mSampleTime; ///< frames since the stream began
+    uint64_t mHostTime; ///< CLOCK_MONOTONIC, nanoseconds
+    double mRateScalar;
+    uint64_t mWordClockTime;
+    SMPTETime mSMPTETime;
+    uint32_t mFlags;
+    uint32_t mReserved;
+};
+
+using AudioChannelLayoutTag = uint32_t;
+inline constexpr AudioChannelLayoutTag kAudioChannelLayoutTag_UseChannelDescriptions = 0;
+enum : uint32_t {
+    kAudioChannelBit_Left = 1,
+    kAudioChannelBit_Right = 2,
+};
+
+struct AudioChannelDescription {
+    uint32_t mChannelLabel;
+    uint32_t mChannelFlags;
+    float mCoordinates[3];
+};
+
+/// Which loudspeaker each channel belongs to: by tag, or by bitmap, or by descriptions (none, one, or more of them).
+struct AudioChannelLayout {
+    AudioChannelLayoutTag mChannelLayoutTag;
+    uint32_t mChannelBitmap;
+    uint32_t mNumberChannelDescriptions;
+    AudioChannelDescription mChannelDescriptions[1];
+};
+static_assert(sizeof(AudioChannelLayout) == 32);

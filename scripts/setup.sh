@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs what the project needs to build, run and test on a bare Debian 12 machine.
+# Usage: scripts/setup.sh [--run]     --run: only what building and running take, without test media tools.
+set -euo pipefail
+
+build_packages=(build-essential cmake ninja-build pkg-config python3
+    libsndfile1-dev libmpg123-dev libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev libpulse-dev libcli11-dev)
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy clang
+    pulseaudio pulseaudio-utils ffmpeg lame sox flac vorbis-tools strace)
+
+packages=("${build_packages[@]}")
+[ "${1:-}" = "--run" ] || packages+=("${test_packages[@]}")
+
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=()
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "setup: run as root to install: ${missing[*]}" >&2; exit 1; }
+    sudo=(sudo)
+fi
+echo "setup: installing ${missing[*]}" >&2
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -qq >&2
+"${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
