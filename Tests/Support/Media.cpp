@@ -1,0 +1,338 @@
+#include "Tests/Support/Media.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <numbers>
+#include <stdexcept>
+
+extern char **environ; // NOLINT: POSIX declares it nowhere else
+
+namespace kx::test
+{
+
+namespace
+{
+
+/// Made on first use; removed by the process that made it, not by its forked children.
+class TemporaryFolder
+{
+public:
+    TemporaryFolder() : owner_(getpid())
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kxtest-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr)
+            throw std::runtime_error("cannot make a temporary folder");
+        path_ = pattern;
+    }
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        if (getpid() == owner_)
+            std::filesystem::remove_all(path_, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+    [[nodiscard]] const std::filesystem::path &path() const { return path_; }
+
+private:
+    pid_t owner_;
+    std::filesystem::path path_;
+};
+
+/// Uniform in -1 to 1, the same on every machine.
+class Random
+{
+public:
+    explicit Random(uint32_t seed) : state_(seed * 2654435761U + 1) {}
+    double next()
+    {
+        state_ = state_ * 1664525U + 1013904223U;
+        return static_cast<double>(static_cast<int32_t>(state_)) / 2147483648.0;
+    }
+
+private:
+    uint32_t state_;
+};
+
+double sines(double seconds, uint32_t channel)
+{
+    constexpr double turn = 2 * std::numbers::pi;
+    const double base = 220.0 * (1.0 + 0.31 * channel);
+    return 0.35 * std::sin(turn * base * seconds) + 0.2 * std::sin(turn * base * 4.7 * seconds + 1.0) +
+           0.1 * std::sin(turn * base * 11.3 * seconds + 2.0);
+}
+
+void append(std::vector<uint8_t> &bytes, uint64_t value, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; ++i)
+        bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
+}
+
+void append(std::vector<uint8_t> &bytes, const char *text)
+{
+    bytes.insert(bytes.end(), text, text + std::strlen(text));
+}
+
+/// Everything of a WAVE file before its samples.
+std::vector<uint8_t> waveHeader(uint32_t tag, uint32_t rate, uint32_t channels, uint32_t bits, uint64_t dataBytes)
+{
+    const uint32_t frameBytes = channels * bits / 8;
+    std::vector<uint8_t> bytes;
+    append(bytes, "RIFF");
+    append(bytes, 36 + dataBytes + dataBytes % 2, 4);
+    append(bytes, "WAVEfmt ");
+    append(bytes, 16, 4);
+    append(bytes, tag, 2);
+    append(bytes, channels, 2);
+    append(bytes, rate, 4);
+    append(bytes, uint64_t{rate} * frameBytes, 4);
+    append(bytes, frameBytes, 2);
+    append(bytes, bits, 2);
+    append(bytes, "data");
+    append(bytes, dataBytes, 4);
+    return bytes;
+}
+
+std::string keyOf(const MediaSpec &spec)
+{
+    std::string key = std::to_string(static_cast<int>(spec.codec));
+    for (const int64_t part : {int64_t{spec.rate}, int64_t{spec.channels}, spec.frames, int64_t{spec.bits},
+                               int64_t{spec.floats}, static_cast<int64_t>(spec.signal), int64_t{spec.seed}})
+        key += '/' + std::to_string(part);
+    for (const std::string &option : spec.options)
+        key += '/' + option;
+    return key;
+}
+
+const char *extensionOf(Codec codec)
+{
+    switch (codec) {
+    case Codec::WAV:
+        return "wav";
+    case Codec::AIFF:
+        return "aiff";
+    case Codec::FLAC:
+        return "flac";
+    case Codec::Vorbis:
+        return "ogg";
+    case Codec::MP3:
+        return "mp3";
+    case Codec::MP2:
+        return "mp2";
+    case Codec::AAC:
+    case Codec::ALAC:
+        break;
+    }
+    return "m4a";
+}
+
+std::vector<std::string> ffmpegOptions(const MediaSpec &spec)
+{
+    const std::string bits = std::to_string(spec.bits);
+    switch (spec.codec) {
+    case Codec::AIFF:
+        return {"-c:a", "pcm_s" + bits + "be", "-f", "aiff"};
+    case Codec::MP2:
+        return {"-c:a", "mp2", "-f", "mp2"};
+    case Codec::AAC:
+        return {"-c:a", "aac", "-f", "ipod"};
+    default:
+        return {"-c:a", "alac", "-sample_fmt", spec.bits > 16 ? "s32p" : "s16p", "-f", "ipod"};
+    }
+}
+
+/// The command that encodes `source` to `target`.
+std::vector<std::string> encoderCommand(const MediaSpec &spec, const std::string &source, const std::string &target)
+{
+    std::vector<std::string> command;
+    std::vector<std::string> tail;
+    switch (spec.codec) {
+    case Codec::MP3:
+        command = {"lame", "--quiet", "--noreplaygain"};
+        tail = {source, target};
+        break;
+    case Codec::FLAC:
+        command = {"flac", "--silent", "--force"};
+        tail = {"-o", target, source};
+        break;
+    case Codec::Vorbis:
+        command = {"oggenc", "-Q", "--serial", "1"};
+        tail = {"-o", target, source};
+        break;
+    default:
+        command = {"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", source, "-bitexact"};
+        for (const std::string &option : ffmpegOptions(spec))
+            command.push_back(option);
+        tail = {target};
+        break;
+    }
+    command.insert(command.end(), spec.options.begin(), spec.options.end());
+    command.insert(command.end(), tail.begin(), tail.end());
+    return command;
+}
+
+std::vector<uint8_t> waveOf(const MediaSpec &spec)
+{
+    return spec.floats ? floatWaveBytes(spec.rate, spec.channels, floatSamples(spec))
+                       : waveBytes(spec.rate, spec.channels, spec.bits, samples(spec));
+}
+
+void encode(const MediaSpec &spec, const std::filesystem::path &target)
+{
+    if (spec.codec == Codec::WAV)
+        return writeBytes(target, waveOf(spec));
+    const std::filesystem::path source = fileOf("source.wav", waveOf(spec));
+    const ToolResult result = runTool(encoderCommand(spec, source.string(), target.string()));
+    std::filesystem::remove(source);
+    if (result.status != 0)
+        throw std::runtime_error("the encoder failed: " + result.errors);
+}
+
+} // namespace
+
+std::filesystem::path make(const MediaSpec &spec)
+{
+    static std::mutex mutex;
+    static std::map<std::string, std::filesystem::path> made;
+    const std::lock_guard lock(mutex);
+    std::filesystem::path &path = made[keyOf(spec)];
+    if (path.empty()) {
+        const std::filesystem::path target = temporaryPath(std::string("media.") + extensionOf(spec.codec));
+        encode(spec, target);
+        path = target;
+    }
+    return path;
+}
+
+std::vector<int32_t> samples(const MediaSpec &spec)
+{
+    const double scale = std::ldexp(1.0, static_cast<int>(spec.bits) - 1);
+    Random random(spec.seed);
+    std::vector<int32_t> result;
+    result.reserve(static_cast<std::size_t>(spec.frames) * spec.channels);
+    for (int64_t frame = 0; frame < spec.frames; ++frame) {
+        for (uint32_t channel = 0; channel < spec.channels; ++channel) {
+            const double noise = random.next();
+            double value = 0;
+            if (spec.signal == Signal::Sines)
+                value = sines(static_cast<double>(frame) / spec.rate, channel) + 0.05 * noise;
+            else if (spec.signal == Signal::Noise)
+                value = 0.5 * noise;
+            const bool isIndex = spec.signal == Signal::Index;
+            result.push_back(isIndex ? static_cast<int16_t>(frame >> (16 * (channel % 4)))
+                                     : static_cast<int32_t>(std::lrint(value * (scale - 1))));
+        }
+    }
+    return result;
+}
+
+std::vector<float> floatSamples(const MediaSpec &spec)
+{
+    std::vector<float> result;
+    for (const int32_t value : samples(spec))
+        result.push_back(static_cast<float>(std::ldexp(value, 1 - static_cast<int>(spec.bits))));
+    return result;
+}
+
+std::vector<uint8_t> waveBytes(uint32_t rate, uint32_t channels, uint32_t bits, const std::vector<int32_t> &samples)
+{
+    std::vector<uint8_t> bytes = waveHeader(1, rate, channels, bits, samples.size() * bits / 8);
+    bytes.reserve(bytes.size() + samples.size() * bits / 8 + 1);
+    for (const int32_t sample : samples)
+        append(bytes, static_cast<uint32_t>(bits == 8 ? sample + 128 : sample), bits / 8);
+    if (bytes.size() % 2 != 0)
+        bytes.push_back(0);
+    return bytes;
+}
+
+std::vector<uint8_t> floatWaveBytes(uint32_t rate, uint32_t channels, const std::vector<float> &samples)
+{
+    std::vector<uint8_t> bytes = waveHeader(3, rate, channels, 32, samples.size() * 4);
+    for (const float sample : samples) {
+        uint32_t word = 0;
+        std::memcpy(&word, &sample, sizeof word);
+        append(bytes, word, 4);
+    }
+    return bytes;
+}
+
+std::filesystem::path temporaryFolder()
+{
+    static const TemporaryFolder folder;
+    return folder.path();
+}
+
+std::filesystem::path temporaryPath(const std::string &name)
+{
+    static std::atomic<int> number{0};
+    return temporaryFolder() / (std::to_string(++number) + "-" + name);
+}
+
+std::vector<uint8_t> readBytes(const std::filesystem::path &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw std::runtime_error("cannot read " + path.string());
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void writeBytes(const std::filesystem::path &path, const std::vector<uint8_t> &bytes)
+{
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (!file)
+        throw std::runtime_error("cannot write " + path.string());
+}
+
+std::filesystem::path fileOf(const std::string &name, const std::vector<uint8_t> &bytes)
+{
+    const std::filesystem::path path = temporaryPath(name);
+    writeBytes(path, bytes);
+    return path;
+}
+
+ToolResult runTool(const std::vector<std::string> &arguments)
+{
+    std::vector<char *> argv;
+    for (const std::string &argument : arguments)
+        argv.push_back(const_cast<char *>(argument.c_str()));
+    argv.push_back(nullptr);
+    const std::string output = temporaryPath("output").string();
+    const std::string errors = temporaryPath("errors").string();
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    pid_t pid = 0;
+    const int failure = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (failure != 0)
+        throw std::runtime_error("cannot run " + arguments.at(0) + ": " + std::strerror(failure));
+
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    const std::vector<uint8_t> out = readBytes(output);
+    const std::vector<uint8_t> err = readBytes(errors);
+    std::filesystem::remove(output);
+    std::filesystem::remove(errors);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+            {out.begin(), out.end()},
+            {err.begin(), err.end()}};
+}
+
+} // namespace kx::test
