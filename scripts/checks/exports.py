@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+"""Fails when a symbol that libKXFW exports is not marked in a header.
+
+Reads `nm -DC --defined-only` of the library on standard input. A symbol is marked when a header declares it, or a
+class around it, with KX_EXPORT. Usage: nm -DC --defined-only LIBRARY | exports.py [ROOT | --self-test]
+"""
+import re
+import sys
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).parent))
+from cxxheader import Header
+
+_PREFIXES = re.compile(r'(vtable|typeinfo|typeinfo name|VTT|construction vtable|guard variable|non-virtual thunk|'
+                       r'virtual thunk|covariant return thunk)( for| to)? ')
+
+
+def marked_names(headers):
+    """The classes and the other names that `headers` (their texts) mark as exported."""
+    classes, names = set(), set()
+    for text in headers:
+        for d in Header(text).declarations:
+            if d.kind == 'class' and d.exported:
+                classes.add(d.qualified)
+            elif d.exported and not d.in_class:
+                names.add(d.qualified)
+    return classes, names
+
+
+def plain_name(symbol):
+    """`symbol` as nm writes it, without what stands before and after the qualified name."""
+    symbol = _PREFIXES.sub('', symbol)
+    symbol = re.sub(r'\[abi:\w+\]', '', symbol)
+    depth, start = 0, 0
+    for i, c in enumerate(symbol):
+        if c == '(' and depth == 0:
+            return symbol[start:i] if not symbol[start:i].endswith('operator') else symbol[start:i + 2]
+        depth += (c in '<(') - (c in '>)')
+        if c == ' ' and depth == 0 and not symbol[start:i].endswith('operator'):
+            start = i + 1
+    return symbol[start:]
+
+
+def unmarked(symbols, classes, names):
+    for symbol in symbols:
+        name = plain_name(symbol)
+        scopes = name.split('::')
+        inside = any('::'.join(scopes[:i]) in classes for i in range(1, len(scopes) + 1))
+        if not inside and name not in names:
+            yield symbol
+
+
+def self_test():
+    classes, names = marked_names(['namespace kx {\nclass KX_EXPORT A { public: void f(); struct S; };\n'
+                                   'KX_EXPORT int g(std::string_view x);\nint h();\n}\n'
+                                   'KX_EXPORT extern const char *const N;\nextern "C" {\nKX_EXPORT void c(void);\n}\n'])
+    good = ['kx::A::f()', 'vtable for kx::A', 'kx::g(std::basic_string_view<char, std::char_traits<char> >)', 'N', 'c',
+            'kx::A::S::run() const', 'bool kx::A::generic<int>(int)', 'typeinfo name for kx::A']
+    bad = ['kx::h()', 'sf_open', 'std::vector<kx::A>::push_back(kx::A&&)', 'kx::AB::f()', 'vtable for kx::B']
+    assert list(unmarked(good + bad, classes, names)) == bad, list(unmarked(good + bad, classes, names))
+
+
+def main():
+    if sys.argv[1:] == ['--self-test']:
+        return self_test()
+    root = Path(sys.argv[1] if len(sys.argv) > 1 else Path(__file__).resolve().parents[2])
+    classes, names = marked_names(h.read_text() for h in sorted((root / 'KXFW').rglob('*.h')))
+    symbols = [line.split(' ', 2)[2].strip() for line in sys.stdin if re.match(r'[0-9a-f]+ [A-Za-z] ', line)]
+    faults = list(unmarked(symbols, classes, names))
+    for symbol in faults:
+        print(f'exported but not marked: {symbol}', file=sys.stderr)
+    if not symbols:
+        print('the library exports nothing', file=sys.stderr)
+    return bool(faults) or not symbols
+
+
+if __name__ == '__main__':
+    sys.exit(main())
