@@ -22,7 +22,8 @@ class KX_EXPORT SerialQueue
 {
 public:
     explicit SerialQueue(std::string label); ///< [any]
-    /// Runs what was still queued, then returns; from its own worker it does not wait for itself. [any] [blocks]
+    /// Runs what was still queued, then returns; from inside one of its own tasks it does not wait for them. [any]
+    /// [blocks]
     ~SerialQueue();
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;
@@ -32,7 +33,8 @@ public:
     /// Runs `task` now, on this thread, and gives its result. Does not allocate. [any] [render] [blocks]
     template <class Task> decltype(auto) sync(Task &&task)
     {
-        const std::lock_guard guard(lock_);
+        const std::shared_ptr<PriorityMutex> lock = lock_; // outlives a task that lets the queue go
+        const std::lock_guard guard(*lock);
         return std::forward<Task>(task)();
     }
 
@@ -43,8 +45,8 @@ private:
     struct Worker;
 
     std::string label_;
-    PriorityMutex lock_;
-    std::once_flag workerMade_;
+    std::shared_ptr<PriorityMutex> lock_; ///< held while a task runs; shared with the worker
+    std::mutex workerLock_;               ///< guards the making of the worker
     std::shared_ptr<Worker> worker_;
 };
 

@@ -48,4 +48,7 @@ namespace kx
 /// User information as one line of text: `{ error = "NSCocoaErrorDomain 2003334207 (wht? ...)"; }`. [any]
 KX_EXPORT std::string description(const NSException::UserInfo &userInfo);
 
+/// What the exception that is being handled says: `what()`, or a bare text that was thrown. Inside a catch block. [any]
+KX_EXPORT std::string currentExceptionText();
+
 } // namespace kx

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 
 namespace kx
@@ -30,12 +31,16 @@ template <class T> LogArgument logArgument(const T &value)
         return static_cast<uint64_t>(value);
     else if constexpr (std::floating_point<T>)
         return static_cast<double>(value);
+    else if constexpr (std::is_pointer_v<T>)
+        return value ? std::string_view(value) : std::string_view("(null)");
     else
         return std::string_view(value);
 }
 
-/// Replaces each directive of `format` (%@ %s %d %u %ld %lu %lld %llu %f %g %x, with flags, width and precision, %%)
-/// by the next argument, whatever its type. A directive without an argument stays as it stands. [any]
+/// Replaces each directive of `format` (%@ %s %c %d %i %u %x %X %f %g %e, with flags, a width and a precision of up to
+/// three digits and a length modifier, %%) by the next argument, whatever its type: a value that does not suit the
+/// directive prints as itself. Any other directive, and one without an argument, stays as it stands. Numbers look the
+/// same in every locale. [any]
 KX_EXPORT std::string formatted(std::string_view format, std::span<const LogArgument> arguments);
 
 /// Writes `message` as one whole line, headed by the local time, the process name and its number, to the standard

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -21,15 +22,19 @@ public:
     Token addObserver(std::string name, std::function<void(const std::string &name)> block);
     /// Ends an observation. A block that is running on another thread may still finish. [any]
     void removeObserver(Token token);
-    /// Calls the blocks of `name` in the order of their registration, with no lock held. [any]
+    /// Calls the blocks of `name` in the order of their registration, with no lock held. One that an earlier block
+    /// removes is left out; one that it adds waits for the next notification. [any]
     void postNotificationName(const std::string &name);
 
 private:
+    using Block = std::function<void(const std::string &)>;
     struct Observer {
         Token token;
         std::string name;
-        std::function<void(const std::string &)> block;
+        std::shared_ptr<const Block> block; ///< shared with the posts under way
     };
+    std::shared_ptr<const Block> blockOf(Token token);
+
     std::mutex lock_;
     Token next_ = 1;
     std::vector<Observer> observers_;

@@ -37,6 +37,8 @@ protected:
     [[nodiscard]] bool isObserved(const std::string &key) const;
 
 private:
+    [[nodiscard]] bool isRegistered(NSObject *observer, const std::string &key) const;
+
     mutable std::mutex observersLock_;
     std::vector<std::pair<NSObject *, std::string>> observers_;
 };
