@@ -97,7 +97,8 @@ private:
         if (!isStarted_)
             std::thread([this] { wait(); }).detach();
         isStarted_ = true;
-        if (armed_.emplace(Key(state->due, state.get()), state).first == armed_.begin())
+        const auto position = armed_.emplace(Key(state->due, state.get()), state).first;
+        if (position == armed_.begin())
             wake_.notify_one();
     }
 
