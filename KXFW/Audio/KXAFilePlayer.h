@@ -1,0 +1,263 @@
+#pragma once
+
+#include "KXFW/Audio/KXAFilePlayerDataSource.h"
+#include "KXFW/Audio/KXAPlayerParam.h"
+#include "KXFW/Platform/AudioUnits/AudioUnit.h"
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
+#include "KXFW/Platform/Dispatch/TimerSource.h"
+#include "KXFW/Platform/Foundation/Guarded.h"
+#include "KXFW/Platform/Foundation/NSException.h"
+#include "KXFW/Platform/Foundation/NSObject.h"
+#include "KXFW/Platform/Hardware/AudioObject.h"
+
+#include <atomic>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+/// The effect modes.
+enum : uint64_t {
+    KXAEffectModeNone = 0, ///< output unit, converter, render callback
+    KXAEffectModeAU = 1,   ///< output unit, converter, effect unit, converter, render callback
+};
+
+/// Plays one audio file through a chain of audio units, with a loop range, a volume and an optional effect unit, and
+/// exports the range as it sounds.
+///
+/// It owns its parameter record, the queue of position changes, the pre-reading timer, the units but the effect unit,
+/// and the data source of the loaded file.
+///
+///     Empty --load--> Stopped --play--> Playing --stop, end of data--> Stopped
+///     Stopped --export--> Exporting --done, cancelled, failed--> Stopped
+///
+/// A failed load leads back to Empty. While Exporting, `play`, loading, position, loop and effect changes and a second
+/// export are refused (logged, without effect), and device rebuilds wait for the end.
+///
+/// Threads: operations may come from any thread; those that touch units are serialised by one control lock. The render
+/// thread takes only byteOffsetChangeQueue and the audio data's queues. The timer pre-reads every 100 ms. Device
+/// changes are handled on the platform's notification thread, exports on a background thread. All of them hold the
+/// player only while they work, so the last reference may drop on any thread.
+class KX_EXPORT KXAFilePlayer : public NSObject, public std::enable_shared_from_this<KXAFilePlayer>
+{
+    struct Key {
+    };
+
+public:
+    using ProgressAndCancelBlock = std::function<bool(double percent)>; ///< true stops the export
+    using CompletionBlock = std::function<void()>;
+    using FailureBlock = std::function<void(const NSException &exception)>;
+
+    /// A new player on the default output device: loop on, no file, mode 0. Raises the status assertion when a unit
+    /// cannot be made. [any] [blocks]
+    static std::shared_ptr<KXAFilePlayer> player();
+    explicit KXAFilePlayer(Key key); ///< For `player()`, which sets the new object up. [any]
+    /// Ends playback, the timer and the listeners, and disposes of the units but the effect. [any] [blocks]
+    ~KXAFilePlayer() override;
+
+    /// Announcements of "inputDescription" run the change hook; none goes on to outside observers. [any]
+    void didChangeValueForKey(const std::string &key) override;
+
+    // Loading and transport
+
+    /// Loads a file, with the whole of it as the range and the position at 0; playback goes on if it was running.
+    /// False when it cannot be opened: then no file is loaded, and the log says why. [any] [blocks]
+    bool loadFileAtURL(const std::filesystem::path &url);
+    /// The loaded audio data, or null. [any]
+    [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const;
+    /// Starts playback at the position. Does nothing while playing, exporting, without a file or with an empty range.
+    /// [any] [blocks]
+    void play();
+    /// Stops playback: sound is cut, and no render callback of this run is running when it returns. From the render
+    /// thread it returns at once, and what the device holds is still heard. [any] [render] [blocks]
+    void stop();
+    [[nodiscard]] bool isPlaying() const noexcept { return isPlaying_; } ///< [any] [render]
+    void _timerFired(void *unused);                                      ///< One tick: pre-reads a second. [any]
+
+    // Position, range, loop, volume. Offsets are bytes of the input format; frames = bytes / 4 truncated.
+
+    [[nodiscard]] int64_t byteOffset() const noexcept; ///< [any] [render]
+    [[nodiscard]] int64_t packetOffset() const;        ///< The same as frameOffset. [any] [render]
+    [[nodiscard]] int64_t frameOffset() const;         ///< The frame that is read next. [any] [render]
+    [[nodiscard]] int64_t totalPackets() const;        ///< Length of the file in packets, 0 without one. [any]
+    /// Jumps. With loop, a position outside the range goes to the range's start; else it is limited to 0 and the data's
+    /// size. Without a file, and while exporting, it does nothing. [any] [queue: byteOffsetChangeQueue] [blocks]
+    void setPositionInByte(int64_t position);
+    void setPositionInFrame(int64_t frame); ///< [any] [queue: byteOffsetChangeQueue] [blocks]
+    void setLoop(bool loop);                ///< [any]
+    [[nodiscard]] bool loop() const;        ///< [any] [render]
+    /// Sets the linear gain of the output unit, which limits it to 0..1. Not a number raises the status assertion.
+    /// [any]
+    void setVolume(float volume);
+    [[nodiscard]] float volume() const; ///< [any]
+
+    // The range: start inclusive, end exclusive; any values are stored and take effect with the next slice. All [any].
+    void setStartOffset(int64_t bytes);
+    void setEndOffset(int64_t bytes);
+    void setStartOffsetInFrame(int64_t frame);
+    void setEndOffsetInFrame(int64_t frame); ///< Announces "endOffsetInFrame" around the change. [any]
+    [[nodiscard]] int64_t startOffset() const;
+    [[nodiscard]] int64_t endOffset() const;
+    [[nodiscard]] int64_t startOffsetInFrame() const;
+    [[nodiscard]] int64_t endOffsetInFrame() const;
+    /// Sets the range, then the position, in frames. [any] [queue: byteOffsetChangeQueue] [blocks]
+    void setOffsetFramesPlay(int64_t play, int64_t start, int64_t end);
+
+    // The chain of units
+
+    /// Stores the mode and builds its chain; modes other than 0 and 1 are stored only. Without an effect unit, mode 1
+    /// builds the chain of mode 0. Playback goes on. [any] [blocks]
+    void setEffectMode(uint64_t mode);
+    /// Takes an effect unit (borrowed; null for none) and builds the effect chain, whatever the mode. [any] [blocks]
+    void setEffect(AudioUnit effect);
+    void setupNoEffectMode();                         ///< [any] [blocks]
+    void setupAUEffectMode();                         ///< [any] [blocks]
+    void prv_cleanAudioUnitIfNeeded(AudioUnit *unit); ///< Ends a unit and clears the handle. [any] [blocks]
+    void _setupOutputUnit();                          ///< Makes the output unit anew. [any] [blocks]
+    [[nodiscard]] AudioStreamBasicDescription outputDescription(); ///< Of the output unit. [any]
+    void _handleInputDescriptionChange();                          ///< [any] [blocks]
+    void resetAUs();                                               ///< Makes the units forget their history. [any]
+
+    // The output device
+
+    /// Plays to `device` (0: the default one); stops playback and rebuilds the chain there. Always true. [any] [blocks]
+    bool setOutputDeviceID(AudioObjectID device);
+    /// The device in use; 0 where there is none. [any]
+    [[nodiscard]] AudioObjectID outputDeviceID() const noexcept { return mOutputDeviceID; }
+    /// Whether the player moves to a new default output device, as it does at first. A chosen device that goes away is
+    /// left for the default one all the same. [any]
+    void setFollowsDefaultOutput(bool follows) noexcept { followsDefaultOutput_ = follows; }
+    [[nodiscard]] bool followsDefaultOutput() const noexcept { return followsDefaultOutput_; } ///< [any]
+    /// Called after the output unit was rebuilt (its volume is its own then) and before playback goes on, on the thread
+    /// that rebuilds; the place to set the volume again. [any]
+    void setOutputRebuiltBlock(std::function<void()> block) { outputRebuiltBlock_.set(std::move(block)); }
+    void _setUpHardwareListenerProc(); ///< [any]
+    static AudioObjectPropertyAddress
+    prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);      ///< [any]
+    OSStatus _handleHardwarePropertyChange(AudioObjectPropertySelector property); ///< [blocks]
+
+    // Export
+
+    /// Stops playback, moves to the range's start and resets the units. [any] [blocks]
+    void prepareForExport();
+    /// Renders from the position to the range's end into an AIFF file at `url`, on a background thread, and returns at
+    /// once; playback is stopped. All blocks may be empty and are called on that thread, but for a refusal, which is
+    /// told here and now. `progressAndCancelBlock` gets the percentage before each slice of 512 frames and returns true
+    /// to stop; a stopped export is a valid shorter file. `completionBlock` is called when the file is closed.
+    /// `failureBlock` is called instead when the export failed or was refused: the destination is as it was before.
+    /// [any] [blocks]
+    void exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
+                            CompletionBlock completionBlock, FailureBlock failureBlock = {});
+
+    /// Called once for each failure of a file while it plays, on a thread of the platform; playback stops when what
+    /// could be read has been played. Without a block the failure is logged. [any]
+    void setPlaybackFailureBlock(FailureBlock block) { playbackFailureBlock_.set(std::move(block)); }
+
+    // The render path
+
+    /// Reads up to `frames` frames at the position, around the loop, and moves the position on; returns the bytes
+    /// written. [render] [queue: byteOffsetChangeQueue]
+    int64_t _readToBuffer(void *destination, int64_t frames);
+    /// What the render callback does. [render]
+    void prv_render(uint32_t frames, AudioBuffer &buffer) noexcept;
+
+    // The fields. All [any].
+    [[nodiscard]] std::shared_ptr<KXAPlayerParam> playerParam() const { return playerParam_.get(); }
+    void setPlayerParam(std::shared_ptr<KXAPlayerParam> param) { playerParam_.set(std::move(param)); }
+    void setIsPlaying(bool isPlaying) noexcept { isPlaying_ = isPlaying; }
+    [[nodiscard]] std::shared_ptr<kx::SerialQueue> byteOffsetChangeQueue() const
+    {
+        return byteOffsetChangeQueue_.get();
+    }
+    void setByteOffsetChangeQueue(std::shared_ptr<kx::SerialQueue> queue)
+    {
+        byteOffsetChangeQueue_.set(std::move(queue));
+    }
+    [[nodiscard]] AudioUnit outputUnit() const noexcept { return outputUnit_; }
+    void setOutputUnit(AudioUnit unit) noexcept { outputUnit_ = unit; }
+    [[nodiscard]] AudioUnit effectUnit() const noexcept { return effectUnit_; }
+    void setEffectUnit(AudioUnit unit) noexcept { effectUnit_ = unit; }
+    [[nodiscard]] AudioUnit preConverterUnit() const noexcept { return preConverterUnit_; }
+    void setPreConverterUnit(AudioUnit unit) noexcept { preConverterUnit_ = unit; }
+    [[nodiscard]] AudioUnit postConverterUnit() const noexcept { return postConverterUnit_; }
+    void setPostConverterUnit(AudioUnit unit) noexcept { postConverterUnit_ = unit; }
+    [[nodiscard]] std::shared_ptr<kx::TimerSource> timer() const { return timer_.get(); }
+    void setTimer(std::shared_ptr<kx::TimerSource> timer) { timer_.set(std::move(timer)); }
+    [[nodiscard]] std::shared_ptr<KXAFilePlayerDataSource> dataSource() const { return dataSource_.get(); }
+    void setDataSource(std::shared_ptr<KXAFilePlayerDataSource> source) { dataSource_.set(std::move(source)); }
+    [[nodiscard]] AudioStreamBasicDescription inputDescription() const { return inputDescription_.get(); }
+    void setInputDescription(const AudioStreamBasicDescription &description); ///< Followed by the change hook. [any]
+
+private:
+    using ControlGuard = std::lock_guard<std::recursive_mutex>;
+    struct ExportRequest;
+
+    void setUp();
+    void startTimer();
+    [[nodiscard]] bool onRenderThread() const noexcept;
+    bool refusedWhileExporting(const char *what) const;
+    void settle();
+    void stopFromRenderThread();
+    [[nodiscard]] bool rangeIsEmpty() const;
+    [[nodiscard]] int64_t bytesPerInputFrame() const;
+    [[nodiscard]] int64_t boundedPosition(int64_t position, int64_t dataSize) const;
+
+    void buildChain(uint64_t mode);
+    void rebuildWhileStopped(const std::function<void()> &rebuild);
+    void installRenderCallback(AudioUnit unit, const char *site, int line);
+    void moveToDevice(AudioObjectID device);
+    void runOutputRebuiltBlock();
+    void followDefaultDevice();
+    void tryFollowDefaultDevice();
+    void leaveMissingDevice();
+    void finishPendingDeviceChange();
+    static OSStatus deviceListListener(AudioObjectID object, uint32_t count,
+                                       const AudioObjectPropertyAddress *addresses, void *clientData) noexcept;
+    void removeHardwareListeners() noexcept;
+    void disposeUnits() noexcept;
+
+    void runExport(ExportRequest &request);
+    void endExport();
+    void raiseRenderFailure();
+    void reportPlaybackFailure() noexcept;
+
+    std::atomic<AudioObjectID> mOutputDeviceID{kAudioObjectUnknown};
+    std::atomic<bool> isPlaying_{false};
+    kx::Guarded<std::shared_ptr<KXAPlayerParam>> playerParam_;
+    kx::Guarded<std::shared_ptr<kx::SerialQueue>> byteOffsetChangeQueue_;
+    std::atomic<AudioUnit> outputUnit_{nullptr};
+    std::atomic<AudioUnit> effectUnit_{nullptr};
+    std::atomic<AudioUnit> preConverterUnit_{nullptr};
+    std::atomic<AudioUnit> postConverterUnit_{nullptr};
+    kx::Guarded<std::shared_ptr<kx::TimerSource>> timer_;
+    kx::Guarded<std::shared_ptr<KXAFilePlayerDataSource>> dataSource_;
+    kx::Guarded<AudioStreamBasicDescription> inputDescription_;
+
+    std::recursive_mutex controlLock_; ///< serialises what touches units; never taken by the render thread
+    std::atomic<bool> isExporting_{false};
+    std::atomic<bool> followsDefaultOutput_{true};
+    bool deviceChangePending_ = false;                    ///< came during an export; under controlLock_
+    AudioObjectID pendingDeviceID_ = kAudioObjectUnknown; ///< chosen during an export; under controlLock_
+    kx::Guarded<std::exception_ptr> renderFailure_;       ///< met by the render path, told by others
+    kx::Guarded<FailureBlock> playbackFailureBlock_;
+    kx::Guarded<std::function<void()>> outputRebuiltBlock_;
+};
+
+extern "C" {
+
+/// The render callback of the chain's first converter: fills the first buffer of `data` from the player that
+/// `reference` names, and the rest of it with silence. Always 0. [render]
+KX_EXPORT OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time,
+                                     uint32_t bus, uint32_t frames, AudioBufferList *data);
+
+/// Hands the first changed address's selector to the player that `clientData` names; returns 0. Called on the
+/// platform's notification thread. [blocks]
+KX_EXPORT OSStatus KXAFilePlayerHardwarePropertyListenerProc(AudioObjectID object, uint32_t addressCount,
+                                                             const AudioObjectPropertyAddress *addresses,
+                                                             void *clientData);
+
+/// Reads `bytes` bytes, in whole frames, of the player's audio data to `destination`; `unused` is ignored. Returns the
+/// bytes delivered, an unsigned 32-bit count. [render] [queue: byteOffsetChangeQueue]
+KX_EXPORT uint64_t _read(KXAFilePlayer *player, void *destination, void *unused, int64_t bytes);
+}

@@ -1,0 +1,78 @@
+#include "KXFW/Audio/KXAFilePlayerDataSource.h"
+
+#include "KXFW/Audio/LoopWalk.h"
+
+namespace
+{
+
+/// The walk of a pre-render: what it passes goes into the audio data's ring.
+class PrerenderWalk final : public kx::LoopWalkSource
+{
+public:
+    explicit PrerenderWalk(KXAFiledAudioData2 &data) : data_(data) {}
+
+    int64_t read(int64_t /*at*/, int64_t bytes) override
+    {
+        return static_cast<int64_t>(_read2(&data_, nullptr, bytes));
+    }
+    void seek(int64_t frame) override { data_.seek(frame); }
+    // Each pass of a looped range would be dropped from the ring by the seek to the next one.
+    void repeat(int64_t /*from*/, int64_t /*at*/, int64_t /*bytes*/) override {}
+
+private:
+    KXAFiledAudioData2 &data_;
+};
+
+} // namespace
+
+KXAFilePlayerDataSource::KXAFilePlayerDataSource() : param_(KXAPlayerParam::playerParam()) {}
+
+std::shared_ptr<KXAFilePlayerDataSource>
+KXAFilePlayerDataSource::dataSourceWithContentsOfURL(const std::filesystem::path &url)
+{
+    auto source = std::make_shared<KXAFilePlayerDataSource>();
+    source->setAudioData(KXAFiledAudioData2::audioDataWithContentsOfURL(url));
+    const auto data = source->audioData();
+    if (!data)
+        return nullptr;
+    const auto param = source->param();
+    param->setEndOffset(static_cast<int64_t>(data->format().mBytesPerFrame) * data->numFrames());
+    param->setStartOffset(0);
+    param->setByteOffset(0);
+    return source;
+}
+
+void KXAFilePlayerDataSource::readToBuffer(void *destination, uint32_t *numFrames)
+{
+    audioData()->readToBuffer(destination, numFrames);
+}
+
+void KXAFilePlayerDataSource::seek(int64_t frame)
+{
+    const auto data = audioData();
+    data->seek(frame);
+    param()->setByteOffset(frame * static_cast<int64_t>(data->format().mBytesPerFrame));
+}
+
+void KXAFilePlayerDataSource::prerenderToBuffer(void * /*destination*/, uint32_t frames)
+{
+    const auto data = audioData();
+    const auto settings = param();
+    const int64_t size = data->bufferSize();
+    const uint32_t request = settings->inputDesc().mBytesPerFrame * frames;
+    if (size <= 0 || request == 0)
+        return;
+    PrerenderWalk walk(*data);
+    const kx::LoopRange range{settings->startOffset(), settings->endOffset(), size,
+                              static_cast<int64_t>(data->format().mBytesPerFrame), settings->loop()};
+    settings->setByteOffset(kx::walkLoop(range, settings->byteOffset() % size, request, walk).position);
+}
+
+uint64_t _read2(KXAFiledAudioData2 *audioData, void * /*destination*/, int64_t bytes)
+{
+    const uint32_t bytesPerFrame = audioData->format().mBytesPerFrame;
+    if (bytesPerFrame == 0 || bytes <= 0)
+        return 0;
+    const auto frames = static_cast<uint32_t>(bytes / static_cast<int64_t>(bytesPerFrame));
+    return audioData->prereadFrames(frames) * bytesPerFrame;
+}

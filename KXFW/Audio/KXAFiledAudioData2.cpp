@@ -1,0 +1,172 @@
+#include "KXFW/Audio/KXAFiledAudioData2.h"
+
+#include "KXFW/Audio/KXAudioUtil.h"
+#include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/Foundation/NSException.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
+
+#include <algorithm>
+
+const uint64_t kKXAFiledAudioData_RingBufferSize = 16777216;
+const uint64_t kKXAFiledAudioData_BridgeBufferSize = 1048576;
+
+KXAFiledAudioData2::KXAFiledAudioData2()
+{
+    ringBuffer_.set(std::make_shared<KXRingBuffer>(kKXAFiledAudioData_RingBufferSize));
+    bridgeBufferData_.set(std::make_shared<kx::ByteBlock>(kKXAFiledAudioData_BridgeBufferSize));
+    ringBufferQueue_.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.ringBufferQueue"));
+    fileAccessQueue_.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.fileAccessQueue"));
+    prereadQueue_.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.prereadQueue"));
+    fileDataFormat_ = std::make_unique<AudioStreamBasicDescription>();
+    fixParts();
+}
+
+KXAFiledAudioData2::~KXAFiledAudioData2()
+{
+    try {
+        _finalize();
+    } catch (const NSException &exception) {
+        NSLog("exception:%@", exception.description());
+    }
+}
+
+std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfURL(const std::filesystem::path &url)
+{
+    auto data = std::make_shared<KXAFiledAudioData2>();
+    data->setFileURL(url);
+    try {
+        data->prepareForRead();
+    } catch (const NSException &exception) {
+        NSLog("exception:%@", exception.description());
+        NSLog("exception.userInfo:%@", kx::description(exception.userInfo()));
+        return nullptr;
+    }
+    return data;
+}
+
+void KXAFiledAudioData2::prepareForRead()
+{
+    constexpr const char *kSite = "-[KXAFiledAudioData2 prepareForRead]";
+    fixParts();
+    ExtAudioFileRef file = nullptr;
+    _ASSERT_NOERR(ExtAudioFileOpenURL(fileURL(), &file), kSite, 238);
+    fileRef_ = file;
+    const AudioStreamBasicDescription standard = GetStandardDescription();
+    setFormat(standard);
+    _ASSERT_NOERR(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof standard, &standard),
+                  kSite, 252);
+    AudioChannelLayout layout{};
+    layout.mChannelLayoutTag = kAudioChannelLayoutTag_UseChannelDescriptions;
+    layout.mChannelBitmap = kAudioChannelBit_Left | kAudioChannelBit_Right;
+    _ASSERT_NOERR(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientChannelLayout, sizeof layout, &layout),
+                  kSite, 265);
+    _ensureFileLengthFrames();
+}
+
+void KXAFiledAudioData2::finalizeForRead()
+{
+    _finalize();
+}
+
+void KXAFiledAudioData2::_finalize()
+{
+    const ExtAudioFileRef file = fileRef_;
+    if (!file)
+        return;
+    const OSStatus status = ExtAudioFileDispose(file); // frees the file whatever it says
+    fileRef_ = nullptr;
+    fileDataFormat_ = nullptr;
+    fileRate_ = 0.0;
+    _ASSERT_NOERR(status, "-[KXAFiledAudioData2 _finalize]", 369);
+}
+
+void KXAFiledAudioData2::_ensureFileLengthFrames()
+{
+    int64_t frames = 0;
+    uint32_t size = sizeof frames;
+    _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_FileLengthFrames, &size, &frames),
+                  "-[KXAFiledAudioData2 _ensureFileLengthFrames]", 294);
+    fileLengthFrames_ = frames;
+}
+
+void KXAFiledAudioData2::_ensureFileDataFormat()
+{
+    if (fileRate_ != 0.0)
+        return;
+    const std::lock_guard guard(formatLock_);
+    if (!fileDataFormat_)
+        return;
+    if (fileDataFormat_->mSampleRate == 0.0) {
+        AudioStreamBasicDescription format{};
+        uint32_t size = sizeof format;
+        _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_FileDataFormat, &size, &format),
+                      "-[KXAFiledAudioData2 _ensureFileDataFormat]", 314);
+        *fileDataFormat_ = format;
+    }
+    fileRate_ = fileDataFormat_->mSampleRate;
+}
+
+AudioStreamBasicDescription KXAFiledAudioData2::_fileDataFormat()
+{
+    _ensureFileDataFormat();
+    return fileDataFormat_ ? *fileDataFormat_ : AudioStreamBasicDescription{};
+}
+
+int64_t KXAFiledAudioData2::numFrames()
+{
+    if (fileLengthFrames_ == 0)
+        _ensureFileLengthFrames();
+    _ensureFileDataFormat();
+    const double fileRate = fileRate_;
+    if (fileRate == 0.0) // closed
+        return 0;
+    return static_cast<int64_t>(static_cast<double>(fileLengthFrames_) * format().mSampleRate / fileRate);
+}
+
+int64_t KXAFiledAudioData2::tell()
+{
+    return parts_.fileQueue->sync([this] {
+        int64_t frame = 0;
+        _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &frame), "-[KXAFiledAudioData2 tell]_block_invoke", 226);
+        return frame;
+    });
+}
+
+uint32_t KXAFiledAudioData2::copyToBuffer(void *destination, uint64_t startingByte, uint64_t numBytes)
+{
+    constexpr const char *kSite = "-[KXAFiledAudioData2 copyToBuffer:startingByte:numBytes:]";
+    AudioStreamBasicDescription client{};
+    uint32_t size = sizeof client;
+    _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_ClientDataFormat, &size, &client), kSite,
+                  335);
+    int64_t position = 0;
+    _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &position), kSite, 340);
+    const auto target = static_cast<int64_t>(startingByte / client.mBytesPerFrame);
+    if (position != target) {
+        NSLog("seek");
+        _ASSERT_NOERR(ExtAudioFileSeek(fileRef_, target), kSite, 346);
+    }
+    const auto bytes = static_cast<uint32_t>(numBytes);
+    AudioBufferList list{1, {{client.mChannelsPerFrame, bytes, destination}}};
+    uint32_t frames = bytes / client.mBytesPerFrame;
+    _ASSERT_NOERR(ExtAudioFileRead(fileRef_, &frames, &list), kSite, 357);
+    return client.mBytesPerFrame * frames;
+}
+
+void KXAFiledAudioData2::setFileDataFormatPtr(AudioStreamBasicDescription *format)
+{
+    std::unique_ptr<AudioStreamBasicDescription> taken(format);
+    if (!fileRef_.load())
+        fileDataFormat_ = std::move(taken);
+}
+
+void KXAFiledAudioData2::setFileRef(ExtAudioFileRef file) noexcept
+{
+    if (!fileRef_.load())
+        fileRef_ = file;
+}
+
+void KXAFiledAudioData2::fixParts()
+{
+    parts_ = {ringBuffer().get(), bridgeBufferData().get(), ringBufferQueue().get(), fileAccessQueue().get()};
+}

@@ -1,0 +1,160 @@
+#pragma once
+
+#include "KXFW/Audio/ByteBlock.h"
+#include "KXFW/Audio/KXAData.h"
+#include "KXFW/Audio/KXRingBuffer.h"
+#include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+
+extern "C" {
+KX_EXPORT extern const uint64_t kKXAFiledAudioData_RingBufferSize;   ///< 16777216 bytes
+KX_EXPORT extern const uint64_t kKXAFiledAudioData_BridgeBufferSize; ///< 1048576 bytes
+}
+
+/// The audio data of one file: opened in the standard description whatever the file holds, and kept decoded ahead of
+/// the reader in a ring buffer.
+///
+/// It owns the open file, the 16 MiB ring and the 1 MiB bridge buffer through which pre-reads fill it. A frame is a
+/// frame of the standard description (44,100 a second, 4 bytes) unless it is called a file frame.
+///
+/// States: made (no file), prepared (prepareForRead), finalized (finalizeForRead, or the destructor). Once prepared,
+/// the file, its format record, the ring, the bridge buffer and the queues are fixed: their setters do nothing.
+///
+/// Threads: the timer pre-reads, the render thread reads (and on an underrun pre-reads), another may seek. Three serial
+/// queues, entered one at a time, guard the ring, the file with the bridge buffer, and runs of `preread`. Whole
+/// pre-reads and seeks exclude each other by a lock outside the queues; a read that finds the ring full enough waits
+/// for neither. A running pre-read ends early when a seek or a short read waits for it.
+///
+/// A failing read of the file raises the status assertion once; from then on the data counts as ended there, until it
+/// is sought elsewhere. Later failures are ends too. Failing seeks raise each time.
+class KX_EXPORT KXAFiledAudioData2 : public KXAData
+{
+public:
+    KXAFiledAudioData2(); ///< Makes the ring, the bridge buffer and the queues; std::bad_alloc without memory. [any]
+    ~KXAFiledAudioData2() override;
+
+    /// The prepared data of the file at `url`, or null after two log lines when it cannot be opened as audio. Throws
+    /// what is no NSException, such as std::bad_alloc. [any] [blocks]
+    static std::shared_ptr<KXAFiledAudioData2> audioDataWithContentsOfURL(const std::filesystem::path &url);
+
+    /// Opens fileURL() and takes its length. Raises the status assertion when it cannot. [any] [blocks]
+    void prepareForRead() override;
+    /// Closes the file; pre-reading must have stopped. A second call does nothing. [any] [blocks]
+    void finalizeForRead() override;
+
+    /// Length in frames: trunc(file frames x 44,100 / file rate). [any] [render]
+    [[nodiscard]] int64_t numFrames() override;
+    /// The file's position in file frames. [any] [queue: KXAFiledAudioData.fileAccessQueue] [blocks]
+    [[nodiscard]] int64_t tell() override;
+    /// Reads straight from the file, past the ring and the queues, at start byte / 4; not while pre-reading runs. The
+    /// position is compared and sought in file frames as they are. Returns the bytes delivered. [any] [blocks]
+    uint32_t copyToBuffer(void *destination, uint64_t startingByte, uint64_t numBytes) override;
+
+    /// Takes `*frames` frames from the ring, decoding here what is missing; `*frames` comes back as the number
+    /// delivered, fewer only at the end. The rest of `destination` is not touched. [any] [render]
+    void readToBuffer(void *destination, uint32_t *frames) override;
+    /// Moves so that the next frame read is `frame`, and pre-reads one second. 0 to numFrames(). [any] [blocks]
+    void seek(int64_t frame) override;
+    /// Decodes up to `frames` frames into the ring and returns how many: fewer when the ring or the bridge buffer is
+    /// the limit, when somebody waits, and at the end. [any] [blocks]
+    uint32_t prereadFrames(uint32_t frames);
+    /// Fills the ring as far as one bridge buffer goes. [queue: KXAFiledAudioData.prereadQueue] [blocks]
+    void preread();
+    void _preread(); ///< The body of `preread`. [any] [blocks]
+
+    /// How often a read found the ring short of data that the file still had. [any]
+    [[nodiscard]] uint64_t underruns() const noexcept { return underruns_; }
+
+    void _ensureFileLengthFrames();                              ///< Takes the file's length. [any] [blocks]
+    [[nodiscard]] AudioStreamBasicDescription _fileDataFormat(); ///< The file's own format. [any] [render]
+    void _ensureFileDataFormat();                                ///< Takes the file's own format once. [any] [blocks]
+    void _finalize();                                            ///< What finalizeForRead does. [any] [blocks]
+
+    // The fields. Getters give copies of the references. All [any].
+    [[nodiscard]] std::shared_ptr<KXRingBuffer> ringBuffer() const { return ringBuffer_.get(); }
+    void setRingBuffer(std::shared_ptr<KXRingBuffer> ring) { setWhileClosed(ringBuffer_, std::move(ring)); }
+    [[nodiscard]] std::shared_ptr<kx::ByteBlock> bridgeBufferData() const { return bridgeBufferData_.get(); }
+    void setBridgeBufferData(std::shared_ptr<kx::ByteBlock> data)
+    {
+        setWhileClosed(bridgeBufferData_, std::move(data));
+    }
+    [[nodiscard]] std::shared_ptr<kx::SerialQueue> ringBufferQueue() const { return ringBufferQueue_.get(); }
+    void setRingBufferQueue(std::shared_ptr<kx::SerialQueue> queue)
+    {
+        setWhileClosed(ringBufferQueue_, std::move(queue));
+    }
+    [[nodiscard]] std::shared_ptr<kx::SerialQueue> fileAccessQueue() const { return fileAccessQueue_.get(); }
+    void setFileAccessQueue(std::shared_ptr<kx::SerialQueue> queue)
+    {
+        setWhileClosed(fileAccessQueue_, std::move(queue));
+    }
+    [[nodiscard]] std::shared_ptr<kx::SerialQueue> prereadQueue() const { return prereadQueue_.get(); }
+    void setPrereadQueue(std::shared_ptr<kx::SerialQueue> queue) { setWhileClosed(prereadQueue_, std::move(queue)); }
+    /// Length in file frames; 0 means not taken yet.
+    [[nodiscard]] int64_t fileLengthFrames() const noexcept { return fileLengthFrames_; }
+    void setFileLengthFrames(int64_t frames) noexcept { fileLengthFrames_ = frames; }
+    /// The file's own format, owned by the data; a rate of 0 means not taken yet, null that the file is closed.
+    [[nodiscard]] AudioStreamBasicDescription *fileDataFormatPtr() const noexcept { return fileDataFormat_.get(); }
+    /// Takes ownership of `format`, made with new; it is ended at once while a file is open.
+    void setFileDataFormatPtr(AudioStreamBasicDescription *format);
+    /// The open file, or null.
+    [[nodiscard]] ExtAudioFileRef fileRef() const noexcept { return fileRef_; }
+    /// Takes ownership of an open file.
+    void setFileRef(ExtAudioFileRef file) noexcept;
+    [[nodiscard]] std::filesystem::path fileURL() const { return fileURL_.get(); }
+    void setFileURL(std::filesystem::path url) { fileURL_.set(std::move(url)); }
+
+private:
+    enum class Interruption { Allowed, Refused };
+    struct PrereadSite {
+        const char *function;
+        int line;
+    };
+
+    template <class Value> void setWhileClosed(kx::Guarded<Value> &field, Value value)
+    {
+        if (!fileRef_.load())
+            field.set(std::move(value));
+    }
+
+    void fixParts();
+    uint64_t takeFromRing(void *destination, uint64_t bytes);
+    uint32_t decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site);
+    uint32_t readBridge(uint32_t frames, uint32_t bytesPerFrame, Interruption interruption, PrereadSite site);
+    void failReading(OSStatus status, uint32_t framesBefore, PrereadSite site);
+    void reportReadFailure(OSStatus status, PrereadSite site);
+    void positionFile(int64_t frame);
+    void dropFrames(int64_t frames);
+    template <class Task> decltype(auto) exclusively(Task &&task);
+
+    kx::Guarded<std::shared_ptr<KXRingBuffer>> ringBuffer_;
+    kx::Guarded<std::shared_ptr<kx::ByteBlock>> bridgeBufferData_;
+    kx::Guarded<std::shared_ptr<kx::SerialQueue>> ringBufferQueue_;
+    kx::Guarded<std::shared_ptr<kx::SerialQueue>> fileAccessQueue_;
+    kx::Guarded<std::shared_ptr<kx::SerialQueue>> prereadQueue_;
+    std::atomic<int64_t> fileLengthFrames_{0};
+    std::unique_ptr<AudioStreamBasicDescription> fileDataFormat_; ///< written under formatOnce_, then only read
+    std::atomic<ExtAudioFileRef> fileRef_{nullptr};
+    kx::Guarded<std::filesystem::path> fileURL_;
+
+    // What is fixed while a file is open, so that the render thread reads it without a lock.
+    struct Parts {
+        KXRingBuffer *ring;
+        kx::ByteBlock *bridge;
+        kx::SerialQueue *ringQueue;
+        kx::SerialQueue *fileQueue;
+    } parts_{};
+
+    kx::PriorityMutex formatLock_;      ///< guards the first fetch of fileDataFormat_
+    std::atomic<double> fileRate_{0.0}; ///< the rate in it, 0 until it is fetched
+    kx::PriorityMutex transferLock_;    ///< held through each whole pre-read and seek, outside the queues
+    std::atomic<int> waiting_{0};       ///< seeks and short reads that wait for transferLock_
+    std::atomic<bool> endedByFailure_{false};
+    std::atomic<bool> failureReported_{false};
+    std::atomic<OSStatus> heldFailure_{noErr}; ///< met after frames that are still to be delivered
+    std::atomic<uint64_t> underruns_{0};
+};

@@ -1,0 +1,177 @@
+// The moving parts of the file-backed audio data: pre-reading into the ring, reading out of it, and seeking.
+#include "KXFW/Audio/KXAFiledAudioData2.h"
+#include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
+#include "KXFW/Platform/Foundation/Units.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+
+constexpr uint32_t kFramesAfterSeek = 44100; ///< one second, decoded before a seek returns
+constexpr uint32_t kFramesPerStep = 8192;    ///< how far a pre-read decodes between looks at who is waiting
+
+} // namespace
+
+/// Runs `task` under the lock of whole transfers, and lets a pre-read that holds it know that somebody waits.
+template <class Task> decltype(auto) KXAFiledAudioData2::exclusively(Task &&task)
+{
+    waiting_.fetch_add(1);
+    transferLock_.lock();
+    waiting_.fetch_sub(1);
+    const std::lock_guard guard(transferLock_, std::adopt_lock);
+    return std::forward<Task>(task)();
+}
+
+uint32_t KXAFiledAudioData2::prereadFrames(uint32_t frames)
+{
+    const std::lock_guard guard(transferLock_);
+    const uint32_t bytesPerFrame = format().mBytesPerFrame;
+    return decodeIntoRing(frames * bytesPerFrame, Interruption::Allowed,
+                          {"-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97});
+}
+
+void KXAFiledAudioData2::preread()
+{
+    prereadQueue()->sync([this] { _preread(); });
+}
+
+void KXAFiledAudioData2::_preread()
+{
+    const std::lock_guard guard(transferLock_);
+    decodeIntoRing(static_cast<uint32_t>(parts_.bridge->length()), Interruption::Allowed,
+                   {"-[KXAFiledAudioData2 _preread]_block_invoke", 152});
+}
+
+void KXAFiledAudioData2::readToBuffer(void *destination, uint32_t *frames)
+{
+    const uint32_t bytesPerFrame = format().mBytesPerFrame;
+    if (bytesPerFrame == 0) {
+        *frames = 0;
+        return;
+    }
+    auto *bytes = static_cast<std::byte *>(destination);
+    const uint32_t wanted = *frames * bytesPerFrame;
+    auto got = static_cast<uint32_t>(takeFromRing(bytes, wanted));
+    if (got == wanted)
+        return;
+    exclusively([&] {
+        // A pre-read may have stored the last frames while this thread waited.
+        got += static_cast<uint32_t>(takeFromRing(bytes + got, wanted - got));
+        if (got == wanted)
+            return;
+        const uint32_t decoded =
+            bytesPerFrame * decodeIntoRing(wanted - got, Interruption::Refused,
+                                           {"-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97});
+        if (decoded > 0)
+            underruns_.fetch_add(1, std::memory_order_relaxed);
+        got += static_cast<uint32_t>(takeFromRing(bytes + got, std::min(decoded, wanted - got)));
+    });
+    *frames = got / bytesPerFrame;
+}
+
+void KXAFiledAudioData2::seek(int64_t frame)
+{
+    exclusively([&] {
+        _ensureFileDataFormat();
+        parts_.fileQueue->sync([&] { positionFile(frame); });
+        parts_.ringQueue->sync([&] { parts_.ring->clear(); });
+        endedByFailure_ = false;
+        heldFailure_ = noErr;
+        decodeIntoRing(kFramesAfterSeek * format().mBytesPerFrame, Interruption::Refused,
+                       {"-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97});
+    });
+}
+
+uint64_t KXAFiledAudioData2::takeFromRing(void *destination, uint64_t bytes)
+{
+    return parts_.ringQueue->sync([&] {
+        const uint64_t taken = std::min(parts_.ring->count(), bytes);
+        return parts_.ring->read(destination, taken, true);
+    });
+}
+
+/// One pre-read under the transfer lock: measure the room, decode into the bridge buffer, store in the ring. Returns
+/// the frames stored.
+uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site)
+{
+    const uint64_t space = parts_.ringQueue->sync([&] { return parts_.ring->space(); });
+    const uint32_t bytesPerFrame = format().mBytesPerFrame;
+    if (space == 0 || bytesPerFrame == 0)
+        return 0;
+    const auto bytes =
+        static_cast<uint32_t>(std::min({parts_.bridge->length(), space, static_cast<uint64_t>(bytesWanted)}));
+    const uint32_t frames = parts_.fileQueue->sync(
+        [&] { return bytes == 0 ? 0 : readBridge(bytes / bytesPerFrame, bytesPerFrame, interruption, site); });
+    parts_.ringQueue->sync([&] { parts_.ring->write(parts_.bridge->bytes(), uint64_t{frames} * bytesPerFrame); });
+    return frames;
+}
+
+/// Decodes up to `frames` frames into the bridge buffer, in steps, and returns how many there were.
+uint32_t KXAFiledAudioData2::readBridge(uint32_t frames, uint32_t bytesPerFrame, Interruption interruption,
+                                        PrereadSite site)
+{
+    const uint32_t channels = format().mChannelsPerFrame;
+    uint32_t done = 0;
+    if (const OSStatus held = heldFailure_.exchange(noErr); held != noErr)
+        reportReadFailure(held, site);
+    while (done < frames && !endedByFailure_) {
+        uint32_t step = std::min(frames - done, kFramesPerStep);
+        const uint32_t asked = step;
+        AudioBufferList list{
+            1, {{channels, asked * bytesPerFrame, parts_.bridge->bytes() + uint64_t{done} * bytesPerFrame}}};
+        const OSStatus status = ExtAudioFileRead(fileRef_, &step, &list);
+        if (status != noErr) {
+            failReading(status, done, site);
+            break;
+        }
+        done += step;
+        if (step < asked || (interruption == Interruption::Allowed && waiting_ > 0))
+            break;
+    }
+    return done;
+}
+
+/// The data ends here. Frames decoded before the failure are delivered first, and the failure is told after them.
+void KXAFiledAudioData2::failReading(OSStatus status, uint32_t framesBefore, PrereadSite site)
+{
+    endedByFailure_ = true;
+    if (framesBefore > 0)
+        heldFailure_ = status;
+    else
+        reportReadFailure(status, site);
+}
+
+void KXAFiledAudioData2::reportReadFailure(OSStatus status, PrereadSite site)
+{
+    if (failureReported_.exchange(true))
+        return;
+    NSLog("err:%d", status);
+    _ASSERT_NOERR(status, site.function, site.line);
+}
+
+/// The file service stands at file frames. Below the client rate several client frames share one: then those before
+/// the wanted one are dropped. On fileAccessQueue.
+void KXAFiledAudioData2::positionFile(int64_t frame)
+{
+    const double clientRate = format().mSampleRate;
+    const auto filePosition = static_cast<int64_t>(static_cast<double>(frame) * fileRate_ / clientRate);
+    _ASSERT_NOERR(frame < 0 ? kExtAudioFileError_InvalidSeek : ExtAudioFileSeek(fileRef_, filePosition),
+                  "-[KXAFiledAudioData2 seek:]_block_invoke", 212);
+    dropFrames(frame - kx::scaledUp(filePosition, std::llround(clientRate), std::llround(fileRate_)));
+}
+
+void KXAFiledAudioData2::dropFrames(int64_t frames)
+{
+    const AudioStreamBasicDescription client = format();
+    while (frames > 0) {
+        uint32_t step = std::min(static_cast<uint32_t>(std::min<int64_t>(frames, kFramesPerStep)), kFramesPerStep);
+        AudioBufferList list{1, {{client.mChannelsPerFrame, step * client.mBytesPerFrame, parts_.bridge->bytes()}}};
+        _ASSERT_NOERR(ExtAudioFileRead(fileRef_, &step, &list), "-[KXAFiledAudioData2 seek:]_block_invoke", 212);
+        if (step == 0)
+            return;
+        frames -= step;
+    }
+}
