@@ -35,7 +35,7 @@ class KX_EXPORT KXAFiledAudioData2 : public KXAData
 {
 public:
     KXAFiledAudioData2(); ///< Makes the ring, the bridge buffer and the queues; std::bad_alloc without memory. [any]
-    ~KXAFiledAudioData2() override;
+    ~KXAFiledAudioData2() override; ///< Closes the file. [any] [blocks]
 
     /// The prepared data of the file at `url`, or null after two log lines when it cannot be opened as audio. Throws
     /// what is no NSException, such as std::bad_alloc. [any] [blocks]

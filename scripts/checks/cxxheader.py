@@ -15,7 +15,7 @@ _TOKEN = re.compile(
 _BODY_WORDS = {'const', 'noexcept', 'override', 'final', 'mutable', 'try'}
 _NO_FUNCTION = re.compile(r'\s*(using|typedef|static_assert|friend|enum|extern\s+template)\b')
 _CALLS = re.compile(r'\b(alignas|decltype|explicit|requires|__attribute__)\s*\(')
-TAG = re.compile(r'\[(main|any|render|blocks|queue: [A-Za-z_.]+)\]')
+TAG = re.compile(r'\[(main|any|render|blocks|queue: [^\]]+)\]')
 
 
 @dataclass
@@ -39,6 +39,7 @@ class Declaration:
     name: str = ''
     leading: list = field(default_factory=list)
     trailing: list = field(default_factory=list)
+    access_line: int = 0  # of the access label it stands under
 
     @property
     def qualified(self):
@@ -110,6 +111,7 @@ class Header:
         self._line_of = [0]
         for c in self._text:
             self._line_of.append(self._line_of[-1] + (c == '\n'))
+        self._access_line = 0
         self._collect_comments(text)
         self._scope(0, len(self._text), (), False, 'public', False)
         self._attach_comments()
@@ -132,6 +134,7 @@ class Header:
 
     def _scope(self, at, end, scope, exported, access, in_class):
         start = at
+        outer_access_line, self._access_line = self._access_line, self._line(at)
         while at < end:
             c = self._text[at]
             if c == '(':
@@ -143,7 +146,9 @@ class Header:
                 at, start = self._block(start, at, scope, exported, access, in_class)
             elif c == ':' and (label := self._text[start:at].strip()) in ('public', 'private', 'protected'):
                 access, start = label, at + 1
+                self._access_line = self._line(at)
             at += 1
+        self._access_line = outer_access_line
 
     def _block(self, start, at, scope, exported, access, in_class):
         """Handles the braces at `at`; gives where they end and where the current declaration starts then."""
@@ -187,7 +192,8 @@ class Header:
             name = variable.group(1) if variable else ''
         first = start + len(raw) - len(raw.lstrip())
         self.declarations.append(Declaration(' '.join(head.split()), self._line(first), self._line(end or at), scope,
-                                             access, exported or marked or class_marked, in_class, kind, name))
+                                             access, exported or marked or class_marked, in_class, kind, name,
+                                             access_line=self._access_line))
 
     def _attach_comments(self):
         whole = {c.line: c.text for c in self.comments if c.whole_line}

@@ -9,9 +9,9 @@ _INCLUDE = re.compile(r'^\s*#\s*include\s*"(KXFW/[^"]+)"', re.M)
 
 
 def public_headers(root):
-    """The umbrella KXFW/KXFW.h and the headers it reaches, with all of KXFW/Audio, sorted."""
+    """The umbrella KXFW/KXFW.h and the headers it reaches, sorted."""
     found = set()
-    waiting = [h for h in [root / 'KXFW/KXFW.h'] if h.exists()] + sorted((root / 'KXFW/Audio').glob('*.h'))
+    waiting = [root / 'KXFW/KXFW.h']
     while waiting:
         header = waiting.pop()
         if header not in found:

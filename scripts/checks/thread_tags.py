@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Fails on a public operation without a thread tag of the closed list: [main] [any] [render] [blocks] [queue: label].
 
-Checked are the functions, constructors and destructors of KXFW/Audio/*.h, and the marked ones (KX_EXPORT, or members
-of a marked class) of every platform header that KXFW/KXFW.h reaches. Defaulted and deleted functions have none to give.
+Checked are the functions, constructors and destructors of the public headers (KXFW/KXFW.h and what it reaches): all of
+those in KXFW/Audio, and the marked ones (KX_EXPORT, or members of a marked class) of the platform. Defaulted and
+deleted functions and pure data have none to give.
 
-A tag stands in the doc comment above a declaration or in its trailing comment. A declaration without a comment above
-it belongs to the run before it (no blank line, no access label between) and takes over the tag of the comment that
-opens the run; a comment of its own starts a new run.
+Where a declaration gets its tag from, in this order:
+  1. its own comment, above it or trailing;
+  2. without a comment above it, the comment that opens its run of lines (no blank line, no access label between);
+  3. the section comment: a plain `//` comment whose last word before the tags is All, as in
+     `// The fields. All [any].` It reaches to the next plain comment line or access label.
 Usage: thread_tags.py [ROOT | --self-test]
 """
 import re
@@ -20,26 +23,46 @@ from public_headers import public_headers
 _ANY_TAG = re.compile(r'(?<![\w\[])\[([a-z]+(?:: [^\]]*)?)\](?!\()')
 
 
+class _Sections:
+    """The plain comments of a header, and which of them tag what stands below."""
+
+    def __init__(self, comments):
+        self._blocks = []
+        previous = -1
+        for c in (c for c in comments if c.whole_line and re.match('//(?!/)', c.text)):
+            if c.line == previous + 1:
+                self._blocks[-1][1] += ' ' + c.text
+            else:
+                self._blocks.append([c.line, c.text])
+            previous = c.line
+
+    def tag(self, declaration):
+        above = [b for b in self._blocks if declaration.access_line <= b[0] < declaration.first_line]
+        return bool(above) and re.search(r'\bAll ' + TAG.pattern, above[-1][1]) is not None
+
+
 def untagged(text, only_exported):
     """The (line, name) pairs of the operations of one header that lack a tag, and of wrong tags."""
     faults = []
+    header = Header(text)
+    sections = _Sections(header.comments)
     run_tagged, previous_end = False, -1
-    for d in Header(text).declarations:
+    for d in header.declarations:
         if d.kind == 'class':
             continue
-        leading_tag = any(TAG.search(line) for line in d.leading)
-        if d.leading:
-            run_tagged = leading_tag
+        doc = [line for line in d.leading if line.startswith('///')]
+        if doc:
+            run_tagged = any(TAG.search(line) for line in doc)
         elif d.first_line > previous_end + 1:
             run_tagged = False
         previous_end = d.last_line
         if d.kind != 'function' or d.access != 'public' or d.is_trivial or (only_exported and not d.exported):
             continue
-        comments = d.leading + [c for c in d.trailing if c.startswith('///')]
+        comments = doc + [c for c in d.trailing if c.startswith('///')]
         for word in (w for c in comments for w in _ANY_TAG.findall(c)):
             if not TAG.fullmatch(f'[{word}]'):
                 faults.append((d.first_line, f'{d.qualified}: [{word}] is not a thread tag'))
-        if not run_tagged and not any(TAG.search(c) for c in comments):
+        if not run_tagged and not sections.tag(d) and not any(TAG.search(c) for c in comments):
             faults.append((d.first_line, f'{d.qualified}: no thread tag'))
     return faults
 
@@ -64,6 +87,14 @@ public:
     void fifth(); ///< [queue: Some.label] [blocks]
     R (*pointer)();
     static constexpr int value = call(3);
+
+    // The fields. All [any] [render].
+    /// A field.
+    int field() const;
+
+    void setField(int f);
+    // Others.
+    int other();
 private:
     void hidden();
 };
@@ -71,7 +102,7 @@ KX_EXPORT int loose(const int (&array)[3]);
 int unmarked();
 }
 """
-    wanted = ['bare', 'third', 'wrong', 'wrong', 'fourth', 'loose']
+    wanted = ['bare', 'third', 'wrong', 'wrong', 'fourth', 'other', 'loose']
     names = [fault.split(': ')[0].split('::')[-1] for _, fault in untagged(text, True)]
     assert names == wanted, names
     assert 'unmarked' in [f.split(': ')[0].split('::')[-1] for _, f in untagged(text, False)]

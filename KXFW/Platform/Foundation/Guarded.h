@@ -5,10 +5,12 @@
 #include <mutex>
 #include <utility>
 
-namespace kx {
+namespace kx
+{
 
 /// A value that several threads read and replace as a whole: nobody ever sees half of an old and half of a new one.
-template <class Value> class Guarded {
+template <class Value> class Guarded
+{
 public:
     Guarded() = default;
     explicit Guarded(Value value) : value_(std::move(value)) {}

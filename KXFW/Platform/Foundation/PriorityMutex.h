@@ -13,8 +13,8 @@ namespace kx
 class KX_EXPORT PriorityMutex
 {
 public:
-    PriorityMutex();
-    ~PriorityMutex();
+    PriorityMutex();  ///< [any]
+    ~PriorityMutex(); ///< [any]
     PriorityMutex(const PriorityMutex &) = delete;
     PriorityMutex &operator=(const PriorityMutex &) = delete;
 

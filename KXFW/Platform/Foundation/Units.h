@@ -4,7 +4,8 @@
 
 #include <cstdint>
 
-namespace kx {
+namespace kx
+{
 
 /// ceil(frame x to / from) for whole rates (more than 0, below 2^20) and frames from 0 to 2^42, exact. [any]
 [[nodiscard]] constexpr int64_t scaledUp(int64_t frame, int64_t to, int64_t from) noexcept
