@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 /// The effect modes.
 enum : uint64_t {
@@ -150,8 +151,8 @@ public:
     void exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
                             CompletionBlock completionBlock, FailureBlock failureBlock = {});
 
-    /// Called once for each failure of a file while it plays, on a thread of the platform; playback stops when what
-    /// could be read has been played. Without a block the failure is logged. [any]
+    /// Called once for each failure of a file while it plays, on a thread of the platform. What could be read is played
+    /// to its end (or looped). Without a block the failure is logged. [any]
     void setPlaybackFailureBlock(FailureBlock block) { playbackFailureBlock_.set(std::move(block)); }
 
     // The render path
@@ -159,8 +160,10 @@ public:
     /// Reads up to `frames` frames at the position, around the loop, and moves the position on; returns the bytes
     /// written. [render] [queue: byteOffsetChangeQueue]
     int64_t _readToBuffer(void *destination, int64_t frames);
-    /// What the render callback does. [render]
+    /// What the render callback does. A failure is kept, and the slice is silent. [render]
     void prv_render(uint32_t frames, AudioBuffer &buffer) noexcept;
+    /// Throws the failure that the render path kept, if there is one, and forgets it. [any]
+    void prv_raiseRenderFailure();
 
     // The fields. All [any].
     [[nodiscard]] std::shared_ptr<KXAPlayerParam> playerParam() const { return playerParam_.get(); }
@@ -197,30 +200,32 @@ private:
     void startTimer();
     [[nodiscard]] bool onRenderThread() const noexcept;
     bool refusedWhileExporting(const char *what) const;
+    bool stopIfPlaying();
     void settle();
     void stopFromRenderThread();
     [[nodiscard]] bool rangeIsEmpty() const;
     [[nodiscard]] int64_t bytesPerInputFrame() const;
     [[nodiscard]] int64_t boundedPosition(int64_t position, int64_t dataSize) const;
 
-    void buildChain(uint64_t mode);
-    void rebuildWhileStopped(const std::function<void()> &rebuild);
-    void installRenderCallback(AudioUnit unit, const char *site, int line);
+    void buildStoredMode();
+    void rebuild(const std::function<void()> &build);
+    void installRenderCallback(AudioUnit unit, const char *site);
+    AudioUnit makeConverter(std::atomic<AudioUnit> &field, const char *site);
+    void dispose(std::atomic<AudioUnit> &field);
+
     void moveToDevice(AudioObjectID device);
     void runOutputRebuiltBlock();
     void followDefaultDevice();
-    void tryFollowDefaultDevice();
+    bool tryDefaultDevice();
     void leaveMissingDevice();
-    void finishPendingDeviceChange();
-    static OSStatus deviceListListener(AudioObjectID object, uint32_t count,
-                                       const AudioObjectPropertyAddress *addresses, void *clientData) noexcept;
     void removeHardwareListeners() noexcept;
-    void disposeUnits() noexcept;
+    void addListener(AudioObjectPropertySelector property, AudioObjectPropertyListenerProc listener);
+    static OSStatus deviceListListener(AudioObjectID object, uint32_t count,
+                                       const AudioObjectPropertyAddress *addresses, void *clientData);
 
-    void runExport(ExportRequest &request);
+    void runExport(const ExportRequest &request);
     void endExport();
-    void raiseRenderFailure();
-    void reportPlaybackFailure() noexcept;
+    void reportPlaybackFailure();
 
     std::atomic<AudioObjectID> mOutputDeviceID{kAudioObjectUnknown};
     std::atomic<bool> isPlaying_{false};
@@ -237,9 +242,10 @@ private:
     std::recursive_mutex controlLock_; ///< serialises what touches units; never taken by the render thread
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
-    bool deviceChangePending_ = false;                    ///< came during an export; under controlLock_
-    AudioObjectID pendingDeviceID_ = kAudioObjectUnknown; ///< chosen during an export; under controlLock_
-    kx::Guarded<std::exception_ptr> renderFailure_;       ///< met by the render path, told by others
+    AudioObjectID lastDefaultDevice_ = kAudioObjectUnknown; ///< when the device was last set; under controlLock_
+    bool defaultChangedMeanwhile_ = false;                  ///< during an export; under controlLock_
+    std::optional<AudioObjectID> chosenMeanwhile_;          ///< during an export; under controlLock_
+    kx::Guarded<std::exception_ptr> renderFailure_;         ///< met by the render path, told by others
     kx::Guarded<FailureBlock> playbackFailureBlock_;
     kx::Guarded<std::function<void()>> outputRebuiltBlock_;
 };

@@ -1,0 +1,206 @@
+// The player object: making and ending it, loading, starting and stopping, and the pre-reading timer.
+#include "KXFW/Audio/KXAFilePlayer.h"
+
+#include "KXFW/Audio/KXAHardwareManager.h"
+#include "KXFW/Audio/KXAudioUtil.h"
+#include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace
+{
+
+constexpr uint32_t kFramesPerTick = 44100;
+constexpr std::chrono::nanoseconds kTimerInterval{100'000'000};
+constexpr std::chrono::nanoseconds kTimerLeeway{500'000'000};
+constexpr const char *kInputDescriptionKey = "inputDescription";
+
+} // namespace
+
+std::shared_ptr<KXAFilePlayer> KXAFilePlayer::player()
+{
+    auto player = std::make_shared<KXAFilePlayer>(Key{});
+    player->setUp();
+    return player;
+}
+
+KXAFilePlayer::KXAFilePlayer(Key /*key*/) : playerParam_(KXAPlayerParam::playerParam()) {}
+
+void KXAFilePlayer::setUp()
+{
+    addObserver(this, kInputDescriptionKey);
+    setInputDescription(GetStandardDescription());
+    setOutputDeviceID(KXAHardwareManager::defaultOutputDeviceID());
+    _setUpHardwareListenerProc();
+    _setupOutputUnit();
+    setEffectMode(KXAEffectModeNone);
+    setByteOffsetChangeQueue(std::make_shared<kx::SerialQueue>("KXAFilePlayer.byteOffsetChangeQueue"));
+    startTimer();
+}
+
+void KXAFilePlayer::startTimer()
+{
+    auto timer = std::make_shared<kx::TimerSource>([weak = weak_from_this()] {
+        if (const auto player = weak.lock())
+            player->_timerFired(nullptr);
+    });
+    setTimer(timer);
+    timer->schedule(std::chrono::nanoseconds(0), kTimerInterval, kTimerLeeway);
+    timer->resume();
+}
+
+KXAFilePlayer::~KXAFilePlayer()
+{
+    if (const auto running = timer())
+        running->cancel();
+    removeHardwareListeners();
+    removeObserver(this, kInputDescriptionKey);
+    for (auto *unit : {&outputUnit_, &preConverterUnit_, &postConverterUnit_})
+        if (const AudioUnit handle = unit->exchange(nullptr))
+            AudioComponentInstanceDispose(handle);
+}
+
+void KXAFilePlayer::didChangeValueForKey(const std::string &key)
+{
+    if (key == kInputDescriptionKey)
+        _handleInputDescriptionChange();
+}
+
+void KXAFilePlayer::setInputDescription(const AudioStreamBasicDescription &description)
+{
+    const bool observed = isObserved(kInputDescriptionKey);
+    if (observed)
+        willChangeValueForKey(kInputDescriptionKey);
+    inputDescription_.set(description);
+    if (observed)
+        didChangeValueForKey(kInputDescriptionKey);
+}
+
+std::shared_ptr<KXAFiledAudioData2> KXAFilePlayer::audioData() const
+{
+    const auto source = dataSource();
+    return source ? source->audioData() : nullptr;
+}
+
+bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url)
+{
+    if (refusedWhileExporting("load"))
+        return false;
+    auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url);
+    const bool loaded = source != nullptr;
+    const int64_t size = loaded ? source->audioData()->bufferSize() : 0;
+
+    const ControlGuard guard(controlLock_);
+    if (refusedWhileExporting("load"))
+        return false;
+    // The render path never meets half of a change; the old source ends outside the queue, after the swap.
+    const auto old = byteOffsetChangeQueue()->sync([&] {
+        auto previous = dataSource_.exchange(std::move(source));
+        const auto param = playerParam();
+        param->setEndOffset(size);
+        param->setStartOffset(0);
+        param->setByteOffset(0);
+        return previous;
+    });
+    renderFailure_.set(nullptr);
+    return loaded;
+}
+
+void KXAFilePlayer::play()
+{
+    const ControlGuard guard(controlLock_);
+    if (isPlaying_ || refusedWhileExporting("play"))
+        return;
+    settle();
+    if (rangeIsEmpty())
+        return;
+    isPlaying_ = true;
+    resetAUs();
+    _ASSERT_NOERR(AudioOutputUnitStart(outputUnit_), "-[KXAFilePlayer play]");
+    playerParam()->setOutputUnit(outputUnit_);
+}
+
+void KXAFilePlayer::stop()
+{
+    if (onRenderThread())
+        return stopFromRenderThread();
+    const ControlGuard guard(controlLock_);
+    stopIfPlaying();
+}
+
+/// True when it was playing; else it only waits for a run that has just stopped itself. Under the control lock.
+bool KXAFilePlayer::stopIfPlaying()
+{
+    if (!isPlaying_.exchange(false)) {
+        settle();
+        return false;
+    }
+    _ASSERT_NOERR(AudioOutputUnitStop(outputUnit_), "-[KXAFilePlayer stop]");
+    return true;
+}
+
+void KXAFilePlayer::stopFromRenderThread()
+{
+    if (isPlaying_.exchange(false))
+        _ASSERT_NOERR(AudioOutputUnitStop(outputUnit_), "-[KXAFilePlayer stop]");
+}
+
+/// Waits until no callback of a run that stopped itself is running. Under the control lock.
+void KXAFilePlayer::settle()
+{
+    if (const AudioUnit unit = outputUnit_)
+        AudioOutputUnitSettle(unit);
+}
+
+bool KXAFilePlayer::refusedWhileExporting(const char *what) const
+{
+    if (isExporting_)
+        NSLog("%s refused: an export is running", what);
+    return isExporting_;
+}
+
+bool KXAFilePlayer::rangeIsEmpty() const
+{
+    const auto data = audioData();
+    const auto frame = data ? static_cast<int64_t>(data->format().mBytesPerFrame) : 0;
+    if (frame == 0)
+        return true;
+    const int64_t end = std::min(endOffset(), data->bufferSize());
+    return std::max<int64_t>(startOffset(), 0) / frame >= end / frame;
+}
+
+void KXAFilePlayer::_timerFired(void * /*unused*/)
+{
+    try {
+        if (const auto data = audioData())
+            data->prereadFrames(kFramesPerTick);
+    } catch (...) {
+        renderFailure_.set(std::current_exception());
+    }
+    if (!isExporting_)
+        reportPlaybackFailure();
+}
+
+void KXAFilePlayer::prv_raiseRenderFailure()
+{
+    if (const std::exception_ptr failure = renderFailure_.exchange(nullptr))
+        std::rethrow_exception(failure);
+}
+
+/// Tells a failure that the render path or a tick kept, once.
+void KXAFilePlayer::reportPlaybackFailure()
+{
+    const FailureBlock block = playbackFailureBlock_.get();
+    try {
+        prv_raiseRenderFailure();
+    } catch (const NSException &exception) {
+        if (block)
+            block(exception);
+        else
+            NSLog("exception:%@", exception.description());
+    } catch (const std::exception &exception) {
+        NSLog("exception:%@", exception.what());
+    }
+}

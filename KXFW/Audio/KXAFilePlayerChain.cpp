@@ -1,0 +1,219 @@
+// The player's chain of audio units.
+#include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Audio/StatusAssertion.h"
+
+namespace
+{
+
+constexpr uint32_t kDeviceBufferBytes = 4096;
+
+constexpr AudioComponentDescription kConverterDescription{kAudioUnitType_FormatConverter, 0,
+                                                          kAudioUnitManufacturer_Platform, 0, 0};
+constexpr AudioComponentDescription kOutputDescription{kAudioUnitType_Output, kAudioUnitSubType_DefaultOutput,
+                                                       kAudioUnitManufacturer_Platform, 0, 0};
+
+OSStatus setInputFormat(AudioUnit unit, const AudioStreamBasicDescription &format)
+{
+    return AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0, &format,
+                                sizeof format);
+}
+
+OSStatus connect(AudioUnit source, AudioUnit destination)
+{
+    const AudioUnitConnection connection{source, 0, 0};
+    return AudioUnitSetProperty(destination, kAudioUnitProperty_MakeConnection, kAudioUnitScope_Input, 0, &connection,
+                                sizeof connection);
+}
+
+OSStatus instantiate(const AudioComponentDescription &description, AudioUnit *unit)
+{
+    return AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &description), unit);
+}
+
+} // namespace
+
+void KXAFilePlayer::setEffectMode(uint64_t mode)
+{
+    const ControlGuard guard(controlLock_);
+    if (refusedWhileExporting("effect mode"))
+        return;
+    rebuild([&] {
+        playerParam()->setMode(mode);
+        buildStoredMode();
+    });
+}
+
+void KXAFilePlayer::setEffect(AudioUnit effect)
+{
+    const ControlGuard guard(controlLock_);
+    if (refusedWhileExporting("effect"))
+        return;
+    rebuild([&] {
+        effectUnit_ = effect;
+        setupAUEffectMode();
+    });
+}
+
+/// Builds while the output unit is stopped, and starts it again unless the run ended meanwhile.
+void KXAFilePlayer::rebuild(const std::function<void()> &build)
+{
+    if (isPlaying_)
+        AudioOutputUnitStop(outputUnit_);
+    else
+        settle();
+    build();
+    if (isPlaying_)
+        AudioOutputUnitStart(outputUnit_);
+}
+
+void KXAFilePlayer::buildStoredMode()
+{
+    const uint64_t mode = playerParam()->mode();
+    if (mode == KXAEffectModeAU)
+        setupAUEffectMode();
+    else if (mode == KXAEffectModeNone)
+        setupNoEffectMode();
+}
+
+void KXAFilePlayer::setupNoEffectMode()
+{
+    constexpr const char *kSite = "-[KXAFilePlayer setupNoEffectMode]";
+    const ControlGuard guard(controlLock_);
+    dispose(preConverterUnit_);
+    dispose(postConverterUnit_);
+    const AudioUnit converter = makeConverter(preConverterUnit_, kSite);
+    _ASSERT_NOERR(setInputFormat(converter, inputDescription()), kSite);
+    _ASSERT_NOERR(AudioUnitInitialize(converter), kSite);
+    installRenderCallback(converter, kSite);
+    _ASSERT_NOERR(connect(converter, outputUnit_), kSite);
+    playerParam()->setPostUnit(converter);
+}
+
+void KXAFilePlayer::setupAUEffectMode()
+{
+    constexpr const char *kSite = "-[KXAFilePlayer setupAUEffectMode]";
+    const ControlGuard guard(controlLock_);
+    const AudioUnit effect = effectUnit_;
+    if (!effect)
+        return setupNoEffectMode();
+    dispose(preConverterUnit_);
+    const AudioUnit pre = makeConverter(preConverterUnit_, kSite);
+    _ASSERT_NOERR(setInputFormat(pre, inputDescription()), kSite);
+    _ASSERT_NOERR(AudioUnitInitialize(pre), kSite);
+    _ASSERT_NOERR(AudioUnitInitialize(effect), kSite);
+    dispose(postConverterUnit_);
+    const AudioUnit post = makeConverter(postConverterUnit_, kSite);
+    _ASSERT_NOERR(AudioUnitInitialize(post), kSite);
+
+    AudioStreamBasicDescription format{};
+    uint32_t size = sizeof format;
+    _ASSERT_NOERR(
+        AudioUnitGetProperty(outputUnit_, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0, &format, &size),
+        kSite);
+    _ASSERT_NOERR(
+        AudioUnitSetProperty(post, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0, &format, sizeof format),
+        kSite);
+    installRenderCallback(pre, kSite);
+    _ASSERT_NOERR(connect(pre, effect), kSite);
+    _ASSERT_NOERR(connect(effect, post), kSite);
+    _ASSERT_NOERR(connect(post, outputUnit_), kSite);
+    playerParam()->setPostUnit(post);
+}
+
+void KXAFilePlayer::installRenderCallback(AudioUnit unit, const char *site)
+{
+    const AURenderCallbackStruct callback{MyRenderCallback3, this};
+    _ASSERT_NOERR(AudioUnitSetProperty(unit, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, 0, &callback,
+                                       sizeof callback),
+                  site);
+}
+
+AudioUnit KXAFilePlayer::makeConverter(std::atomic<AudioUnit> &field, const char *site)
+{
+    AudioUnit unit = nullptr;
+    const OSStatus status = instantiate(kConverterDescription, &unit);
+    field = unit;
+    _ASSERT_NOERR(status, site);
+    return unit;
+}
+
+void KXAFilePlayer::prv_cleanAudioUnitIfNeeded(AudioUnit *unit)
+{
+    constexpr const char *kSite = "-[KXAFilePlayer prv_cleanAudioUnitIfNeeded:]";
+    if (!*unit)
+        return;
+    const AudioUnit ended = std::exchange(*unit, nullptr);
+    _ASSERT_NOERR(AudioUnitUninitialize(ended), kSite);
+    _ASSERT_NOERR(AudioComponentInstanceDispose(ended), kSite);
+}
+
+/// Ends the unit of a field, which is cleared before anything can be raised; an export never finds it there.
+void KXAFilePlayer::dispose(std::atomic<AudioUnit> &field)
+{
+    AudioUnit unit = field.exchange(nullptr);
+    if (unit && playerParam()->postUnit() == unit)
+        playerParam()->setPostUnit(nullptr);
+    prv_cleanAudioUnitIfNeeded(&unit);
+}
+
+void KXAFilePlayer::_setupOutputUnit()
+{
+    constexpr const char *kSite = "-[KXAFilePlayer _setupOutputUnit]";
+    const ControlGuard guard(controlLock_);
+    if (const AudioUnit old = outputUnit_.exchange(nullptr)) {
+        const OSStatus status = AudioUnitUninitialize(old);
+        AudioComponentInstanceDispose(old);
+        _ASSERT_NOERR(status, kSite);
+    }
+    AudioUnit unit = nullptr;
+    const OSStatus made = instantiate(kOutputDescription, &unit);
+    outputUnit_ = unit;
+    _ASSERT_NOERR(made, kSite);
+    _ASSERT_NOERR(AudioUnitInitialize(unit), kSite);
+    float volume = 0;
+    _ASSERT_NOERR(AudioUnitGetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, &volume), kSite);
+    setVolume(volume);
+    const AudioObjectID device = mOutputDeviceID;
+    _ASSERT_NOERR(AudioUnitSetProperty(unit, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global, 0, &device,
+                                       sizeof device),
+                  kSite);
+    if (device != kAudioObjectUnknown) {
+        const AudioObjectPropertyAddress bufferSize{kAudioDevicePropertyBufferSize, kAudioDevicePropertyScopeOutput, 0};
+        _ASSERT_NOERR(
+            AudioObjectSetPropertyData(device, &bufferSize, 0, nullptr, sizeof kDeviceBufferBytes, &kDeviceBufferBytes),
+            kSite);
+    }
+    playerParam()->setOutputDesc(outputDescription());
+}
+
+AudioStreamBasicDescription KXAFilePlayer::outputDescription()
+{
+    AudioStreamBasicDescription format{};
+    uint32_t size = sizeof format;
+    _ASSERT_NOERR(
+        AudioUnitGetProperty(outputUnit_, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Global, 0, &format, &size),
+        "-[KXAFilePlayer outputDescription]");
+    return format;
+}
+
+void KXAFilePlayer::_handleInputDescriptionChange()
+{
+    constexpr const char *kSite = "-[KXAFilePlayer _handleInputDescriptionChange]";
+    const ControlGuard guard(controlLock_);
+    const AudioStreamBasicDescription format = inputDescription();
+    playerParam()->setInputDesc(format);
+    const AudioUnit converter = preConverterUnit_;
+    if (!converter)
+        return;
+    _ASSERT_NOERR(AudioUnitUninitialize(converter), kSite);
+    _ASSERT_NOERR(setInputFormat(converter, format), kSite);
+    _ASSERT_NOERR(AudioUnitInitialize(converter), kSite);
+}
+
+void KXAFilePlayer::resetAUs()
+{
+    const ControlGuard guard(controlLock_);
+    for (const auto *unit : {&effectUnit_, &preConverterUnit_, &postConverterUnit_, &outputUnit_})
+        if (const AudioUnit handle = *unit)
+            _ASSERT_NOERR(AudioUnitReset(handle, kAudioUnitScope_Global, 0), "-[KXAFilePlayer resetAUs]");
+}

@@ -1,0 +1,138 @@
+// Position, range, loop and volume of the player.
+#include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Audio/StatusAssertion.h"
+
+#include <algorithm>
+
+int64_t KXAFilePlayer::bytesPerInputFrame() const
+{
+    return static_cast<int64_t>(playerParam()->inputDesc().mBytesPerFrame);
+}
+
+int64_t KXAFilePlayer::byteOffset() const noexcept
+{
+    return playerParam()->byteOffset();
+}
+
+int64_t KXAFilePlayer::packetOffset() const
+{
+    const int64_t bytesPerFrame = bytesPerInputFrame();
+    return bytesPerFrame == 0 ? 0 : byteOffset() / bytesPerFrame;
+}
+
+int64_t KXAFilePlayer::frameOffset() const
+{
+    return packetOffset();
+}
+
+int64_t KXAFilePlayer::totalPackets() const
+{
+    const auto data = audioData();
+    const auto bytesPerPacket = data ? static_cast<int64_t>(data->format().mBytesPerPacket) : 0;
+    return bytesPerPacket == 0 ? 0 : data->bufferSize() / bytesPerPacket;
+}
+
+void KXAFilePlayer::setPositionInByte(int64_t position)
+{
+    byteOffsetChangeQueue()->sync([&] {
+        const auto data = audioData();
+        if (!data || refusedWhileExporting("position"))
+            return;
+        const auto param = playerParam();
+        param->setByteOffset(boundedPosition(position, data->bufferSize()));
+        data->seek(param->byteOffset() / static_cast<int64_t>(data->format().mBytesPerFrame));
+    });
+}
+
+int64_t KXAFilePlayer::boundedPosition(int64_t position, int64_t dataSize) const
+{
+    const auto param = playerParam();
+    if (param->loop() && (position < param->startOffset() || position > param->endOffset()))
+        position = param->startOffset();
+    return std::clamp<int64_t>(position, 0, dataSize);
+}
+
+void KXAFilePlayer::setPositionInFrame(int64_t frame)
+{
+    setPositionInByte(bytesPerInputFrame() * frame);
+}
+
+void KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end)
+{
+    if (refusedWhileExporting("position"))
+        return;
+    const auto param = playerParam();
+    param->setStartOffset(bytesPerInputFrame() * start);
+    param->setEndOffset(bytesPerInputFrame() * end);
+    setPositionInFrame(play);
+}
+
+void KXAFilePlayer::setLoop(bool loop)
+{
+    if (!refusedWhileExporting("loop"))
+        playerParam()->setLoop(loop);
+}
+
+bool KXAFilePlayer::loop() const
+{
+    return playerParam()->loop();
+}
+
+void KXAFilePlayer::setVolume(float volume)
+{
+    const ControlGuard guard(controlLock_);
+    const auto param = playerParam();
+    param->setVolume(volume);
+    _ASSERT_NOERR(
+        AudioUnitSetParameter(outputUnit_, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, param->volume(), 0),
+        "-[KXAFilePlayer setVolume:]");
+}
+
+float KXAFilePlayer::volume() const
+{
+    return playerParam()->volume();
+}
+
+void KXAFilePlayer::setStartOffset(int64_t bytes)
+{
+    playerParam()->setStartOffset(bytes);
+}
+
+void KXAFilePlayer::setEndOffset(int64_t bytes)
+{
+    playerParam()->setEndOffset(bytes);
+}
+
+void KXAFilePlayer::setStartOffsetInFrame(int64_t frame)
+{
+    setStartOffset(bytesPerInputFrame() * frame);
+}
+
+void KXAFilePlayer::setEndOffsetInFrame(int64_t frame)
+{
+    willChangeValueForKey("endOffsetInFrame");
+    setEndOffset(bytesPerInputFrame() * frame);
+    didChangeValueForKey("endOffsetInFrame");
+}
+
+int64_t KXAFilePlayer::startOffset() const
+{
+    return playerParam()->startOffset();
+}
+
+int64_t KXAFilePlayer::endOffset() const
+{
+    return playerParam()->endOffset();
+}
+
+int64_t KXAFilePlayer::startOffsetInFrame() const
+{
+    const int64_t bytesPerFrame = bytesPerInputFrame();
+    return bytesPerFrame == 0 ? 0 : startOffset() / bytesPerFrame;
+}
+
+int64_t KXAFilePlayer::endOffsetInFrame() const
+{
+    const int64_t bytesPerFrame = bytesPerInputFrame();
+    return bytesPerFrame == 0 ? 0 : endOffset() / bytesPerFrame;
+}

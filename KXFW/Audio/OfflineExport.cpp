@@ -1,0 +1,141 @@
+#include "KXFW/Audio/OfflineExport.h"
+
+#include "KXFW/Audio/KXAudioUtil.h"
+#include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
+#include "KXFW/Platform/Foundation/StreamFormat.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kx
+{
+
+namespace
+{
+
+constexpr uint32_t kFramesPerSlice = 512;
+constexpr const char *kSite =
+    "-[KXAFilePlayer exportAsyncWithURL:progressAndCancelBlock:completionBlock:]_block_invoke";
+
+/// A file being written, thrown away unless it is closed.
+class FileBeingWritten
+{
+public:
+    explicit FileBeingWritten(const std::filesystem::path &url)
+    {
+        const AudioStreamBasicDescription standard = GetStandardDescription();
+        _ASSERT_NOERR(
+            ExtAudioFileCreateWithURL(url, kAudioFileAIFFType, &standard, nullptr, kAudioFileFlags_EraseFile, &file_),
+            kSite);
+    }
+    ~FileBeingWritten()
+    {
+        if (file_)
+            ExtAudioFileAbandon(file_);
+    }
+    FileBeingWritten(const FileBeingWritten &) = delete;
+    FileBeingWritten &operator=(const FileBeingWritten &) = delete;
+
+    [[nodiscard]] ExtAudioFileRef get() const noexcept { return file_; }
+    void close() { _ASSERT_NOERR(ExtAudioFileDispose(std::exchange(file_, nullptr)), kSite); }
+
+private:
+    ExtAudioFileRef file_ = nullptr;
+};
+
+/// Keeps a record's loop flag off for a while.
+class LoopOff
+{
+public:
+    explicit LoopOff(std::shared_ptr<KXAPlayerParam> param) : param_(std::move(param)), loop_(param_->loop())
+    {
+        param_->setLoop(false);
+    }
+    ~LoopOff() { param_->setLoop(loop_); }
+    LoopOff(const LoopOff &) = delete;
+    LoopOff &operator=(const LoopOff &) = delete;
+
+private:
+    std::shared_ptr<KXAPlayerParam> param_;
+    bool loop_;
+};
+
+} // namespace
+
+void OfflineExport::writeTo(const std::filesystem::path &url)
+{
+    refuseTooLong();
+    FileBeingWritten file(url);
+    const AudioStreamBasicDescription format = postUnitFormat();
+    _ASSERT_NOERR(ExtAudioFileSetProperty(file.get(), kExtAudioFileProperty_ClientDataFormat, sizeof format, &format),
+                  kSite);
+    {
+        const LoopOff loopOff(player_.playerParam());
+        writeSlices(file.get(), format);
+    }
+    file.close();
+}
+
+AudioStreamBasicDescription OfflineExport::postUnitFormat() const
+{
+    AudioStreamBasicDescription format{};
+    uint32_t size = sizeof format;
+    _ASSERT_NOERR(AudioUnitGetProperty(player_.playerParam()->postUnit(), kAudioUnitProperty_StreamFormat,
+                                       kAudioUnitScope_Output, 0, &format, &size),
+                  kSite);
+    return format;
+}
+
+/// What the file format cannot hold is refused before its first byte.
+void OfflineExport::refuseTooLong() const
+{
+    const int64_t last = std::min(player_.endOffsetInFrame(), player_.totalPackets());
+    const int64_t frames = std::max<int64_t>(last - player_.frameOffset(), 0);
+    const int64_t slices = (frames + kFramesPerSlice - 1) / kFramesPerSlice;
+    const int64_t bytesPerSlice = int64_t{GetStandardDescription().mBytesPerFrame} * kFramesPerSlice;
+    if (slices > ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / bytesPerSlice)
+        _ASSERT_NOERR(kAudioFileTooLargeError, kSite);
+}
+
+void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format)
+{
+    BufferList buffers(bufferCount(format), channelsPerBuffer(format), format.mBytesPerFrame * kFramesPerSlice);
+    AudioTimeStamp time{};
+    time.mFlags = kAudioTimeStampSampleTimeValid;
+    while (player_.frameOffset() < player_.endOffsetInFrame() && !cancelled() && writeSlice(file, buffers, time)) {
+    }
+}
+
+bool OfflineExport::cancelled() const
+{
+    if (!progressAndCancelBlock_)
+        return false;
+    const int64_t start = player_.startOffsetInFrame();
+    const int64_t length = player_.endOffsetInFrame() - start;
+    const auto done = static_cast<double>(player_.frameOffset() - start);
+    return progressAndCancelBlock_(length > 0 ? done * 100.0 / static_cast<double>(length) : 0.0);
+}
+
+/// Renders and writes one slice; false when the data is exhausted.
+bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time)
+{
+    if (const auto data = player_.audioData())
+        data->prereadFrames(kFramesPerSlice);
+    const int64_t before = player_.frameOffset();
+    buffers.rewind(~0U);
+    AudioUnitRenderActionFlags flags = 0;
+    const OSStatus rendered =
+        AudioUnitRender(player_.playerParam()->postUnit(), &flags, &time, 0, kFramesPerSlice, buffers.get());
+    player_.prv_raiseRenderFailure();
+    _ASSERT_NOERR(rendered, kSite);
+    if (player_.frameOffset() == before) {
+        NSLog("no frames read");
+        return false;
+    }
+    time.mSampleTime += kFramesPerSlice;
+    _ASSERT_NOERR(ExtAudioFileWrite(file, kFramesPerSlice, buffers.get()), kSite);
+    return true;
+}
+
+} // namespace kx

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
+#include "KXFW/Platform/Foundation/BufferList.h"
+
+#include <filesystem>
+
+namespace kx
+{
+
+/// One export under way: pulls the last unit before the output unit in slices of 512 frames and writes them to an AIFF
+/// file in the standard description. Whole or not at all: an export that does not come to its end leaves nothing.
+/// Used by one thread.
+class OfflineExport
+{
+public:
+    /// Borrows the player and the block, which may be empty. [any]
+    OfflineExport(KXAFilePlayer &player, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock)
+        : player_(player), progressAndCancelBlock_(progressAndCancelBlock)
+    {
+    }
+
+    /// Exports from the player's position to its range's end. The player's loop flag is off meanwhile. Throws what
+    /// failed: a status assertion, what the render path kept, or what the block threw. [any] [blocks]
+    void writeTo(const std::filesystem::path &url);
+
+private:
+    [[nodiscard]] AudioStreamBasicDescription postUnitFormat() const;
+    void refuseTooLong() const;
+    void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
+    [[nodiscard]] bool cancelled() const;
+    bool writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time);
+
+    KXAFilePlayer &player_;
+    const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock_;
+};
+
+} // namespace kx
