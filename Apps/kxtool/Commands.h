@@ -1,0 +1,48 @@
+/// @file
+/// The commands, one source file each. They throw Failure or UsageError where they cannot do their work.
+/// Frames are frames of the standard description, 44,100 a second.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace kxtool
+{
+
+/// A stretch of a file; start inclusive, end exclusive. What is left out is the file's start or end.
+struct RangeOptions {
+    std::optional<int64_t> start;
+    std::optional<int64_t> end;
+};
+
+struct PlayOptions {
+    std::string file;
+    RangeOptions range;
+    std::optional<int64_t> position; ///< without it, the range's start
+    bool loop = false;
+    std::optional<float> volume; ///< 0 to 1
+    std::optional<std::string> device;
+    std::optional<double> seconds; ///< of the clock; without it, until the end or an interrupt
+};
+
+struct ExportOptions {
+    std::string file;
+    std::string output;
+    RangeOptions range;
+};
+
+struct DecodeOptions {
+    std::string file;
+    std::string output;
+    int64_t from = 0;
+    std::optional<int64_t> frames;
+};
+
+void showInfo(const std::string &file);
+void showDevices();
+void play(const PlayOptions &options);
+void exportRange(const ExportOptions &options);
+void decode(const DecodeOptions &options);
+
+} // namespace kxtool

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "KXFW/KXFW.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace kxtool
+{
+
+/// `text` for a terminal line: control characters and bytes that are not UTF-8 appear as \xNN.
+std::string printable(std::string_view text);
+
+/// What went wrong, for people: the text of the status in the exception, or its reason.
+std::string reasonOf(const NSException &exception);
+
+/// The end of a command that could not do its work: one message, exit status 1.
+class Failure : public std::runtime_error
+{
+public:
+    Failure(std::string_view file, const std::string &reason) : std::runtime_error(printable(file) + ": " + reason) {}
+};
+
+/// A command line that makes no sense whatever the files hold: one message, exit status 2.
+class UsageError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace kxtool

@@ -1,0 +1,164 @@
+/// @file
+/// kxtool: looks at audio files, plays, exports and decodes them. Exit status 0; 1 after a failure, told in one message
+/// on the standard error; 2 for a command line that makes no sense.
+#include "Apps/kxtool/Commands.h"
+#include "Apps/kxtool/Failure.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <functional>
+#include <iostream>
+#include <new>
+
+namespace kxtool
+{
+
+namespace
+{
+
+constexpr double kLongestSeconds = 1e8; ///< three years
+
+/// `text` as a whole as a number of `min` to `max`; what it is not is wrong usage of `option`.
+template <class Number> Number numberIn(const std::string &option, const std::string &text, Number min, Number max)
+{
+    Number value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !(value >= min && value <= max))
+        throw CLI::ValidationError(option, printable(text) + " is not a number that fits");
+    return value;
+}
+
+/// A frame or byte count stays clear of overflow in the product of frames and bytes.
+int64_t frameIn(const std::string &option, const std::string &text)
+{
+    return numberIn<int64_t>(option, text, 0, INT64_MAX / 8);
+}
+
+void addFrame(CLI::App &command, const std::string &name, std::function<void(int64_t)> take, const std::string &help)
+{
+    command
+        .add_option_function<std::string>(
+            name, [name, take = std::move(take)](const std::string &text) { take(frameIn(name, text)); }, help)
+        ->type_name("FRAME");
+}
+
+void addRange(CLI::App &command, RangeOptions &range)
+{
+    addFrame(
+        command, "--start", [&range](int64_t frame) { range.start = frame; }, "First frame of the range");
+    addFrame(
+        command, "--end", [&range](int64_t frame) { range.end = frame; }, "Frame that ends the range");
+}
+
+CLI::App &addCommand(CLI::App &app, const std::string &name, const std::string &help, std::string *file)
+{
+    CLI::App &command = *app.add_subcommand(name, help);
+    if (file)
+        command.add_option("FILE", *file, "The audio file")->required()->type_name("");
+    return command;
+}
+
+void addPlay(CLI::App &app, PlayOptions &options, std::function<void()> &chosen)
+{
+    CLI::App &command = addCommand(app, "play", "Plays a file", &options.file);
+    addRange(command, options.range);
+    addFrame(
+        command, "--position", [&](int64_t frame) { options.position = frame; }, "Where to start playing");
+    command.add_flag("--loop", options.loop, "Play the range over and over");
+    command
+        .add_option_function<std::string>(
+            "--volume", [&](const std::string &text) { options.volume = numberIn("--volume", text, 0.0F, 1.0F); },
+            "Linear gain, 0 to 1")
+        ->type_name("GAIN");
+    command.add_option("--device", options.device, "Name of the output device")->type_name("NAME");
+    command
+        .add_option_function<std::string>(
+            "--seconds",
+            [&](const std::string &text) { options.seconds = numberIn("--seconds", text, 0.001, kLongestSeconds); },
+            "Stop after this time")
+        ->type_name("SECONDS");
+    command.final_callback([&] { chosen = [&options] { play(options); }; });
+}
+
+void addExport(CLI::App &app, ExportOptions &options, std::function<void()> &chosen)
+{
+    CLI::App &command = addCommand(app, "export", "Writes a range as it sounds to an AIFF file", &options.file);
+    command.add_option("OUT", options.output, "The AIFF file to write")->required()->type_name("");
+    addRange(command, options.range);
+    command.final_callback([&] { chosen = [&options] { exportRange(options); }; });
+}
+
+void addDecode(CLI::App &app, DecodeOptions &options, std::function<void()> &chosen)
+{
+    CLI::App &command =
+        addCommand(app, "decode", "Writes frames as the player reads them: 16-bit big-endian stereo", &options.file);
+    command.add_option("OUT", options.output, "The raw file to write")->required()->type_name("");
+    addFrame(
+        command, "--from", [&](int64_t frame) { options.from = frame; }, "First frame");
+    addFrame(
+        command, "--frames", [&](int64_t frames) { options.frames = frames; }, "How many frames");
+    command.final_callback([&] { chosen = [&options] { decode(options); }; });
+}
+
+int report(const std::string &message, int status)
+{
+    std::cout.flush();
+    std::cerr << "kxtool: " << message << '\n';
+    return status;
+}
+
+int run(const std::function<void()> &command, const std::string &file)
+{
+    try {
+        command();
+        if (!std::cout.flush())
+            return report("the standard output cannot be written", 1);
+        return 0;
+    } catch (const UsageError &error) {
+        return report(error.what(), 2);
+    } catch (const Failure &failure) {
+        return report(failure.what(), 1);
+    } catch (const NSException &exception) {
+        return report(Failure(file, reasonOf(exception)).what(), 1);
+    } catch (const std::bad_alloc &) {
+        return report(Failure(file, "not enough memory").what(), 1);
+    } catch (const std::exception &exception) {
+        return report(Failure(file, exception.what()).what(), 1);
+    }
+}
+
+} // namespace
+
+int runCommandLine(int argc, char **argv)
+{
+    CLI::App app("Looks at audio files, plays, exports and decodes them. Frames are of 44,100 a second.", "kxtool");
+    app.require_subcommand(1);
+    std::string file;
+    PlayOptions playing;
+    ExportOptions exporting;
+    DecodeOptions decoding;
+    std::function<void()> chosen;
+    addCommand(app, "info", "Shows what a file holds", &file).final_callback([&] {
+        chosen = [&file] { showInfo(file); };
+    });
+    addCommand(app, "devices", "Lists the audio devices", nullptr).final_callback([&] { chosen = showDevices; });
+    addPlay(app, playing, chosen);
+    addExport(app, exporting, chosen);
+    addDecode(app, decoding, chosen);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success &help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError &error) {
+        return report(printable(error.what()) + " (kxtool --help tells more)", 2);
+    }
+    return run(chosen, file + playing.file + exporting.file + decoding.file);
+}
+
+} // namespace kxtool
+
+int main(int argc, char **argv)
+{
+    return kxtool::runCommandLine(argc, argv);
+}
