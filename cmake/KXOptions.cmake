@@ -2,6 +2,9 @@
 add_library(kx_options INTERFACE)
 target_compile_options(kx_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -ffp-contract=off -fno-math-errno)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    target_compile_options(kx_options INTERFACE -Wno-restrict) # g++ 12 gives it falsely for a literal plus a string
+endif()
 if(KXFW_WERROR)
     target_compile_options(kx_options INTERFACE -Werror)
 endif()

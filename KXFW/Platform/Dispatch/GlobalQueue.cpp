@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/Dispatch/LoggedTask.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -67,12 +68,19 @@ struct kx::GlobalQueue::Pool : std::enable_shared_from_this<Pool> {
 
     void run()
     {
-        if (quality == QualityOfService::Background) // a refusal costs nothing but the courtesy
-            setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kBackgroundNice);
+        if (quality == QualityOfService::Background)
+            stepBack();
         const char *const name = quality == QualityOfService::Background ? "kx.background" : "kx.default";
         nameThisThread(name);
         while (const std::function<void()> task = next())
             runLogged(name, task);
+    }
+
+    /// The calling thread gives way to the others. A refusal costs nothing but the courtesy.
+    static void stepBack()
+    {
+        const auto thread = static_cast<id_t>(gettid());
+        setpriority(PRIO_PROCESS, thread, std::max(getpriority(PRIO_PROCESS, thread), kBackgroundNice));
     }
 
     const QualityOfService quality;

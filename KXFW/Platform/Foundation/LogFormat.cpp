@@ -116,7 +116,7 @@ void appendText(std::string &out, const Directive &directive, std::string_view t
 void appendNumber(std::string &out, const Directive &directive, bool negative, std::string_view digits, bool zeros)
 {
     std::string sign(negative ? "-" : "");
-    if (!negative && directive.plus)
+    if (!negative && directive.plus && !isOneOf(directive.conversion, "uxX"))
         sign = directive.plus;
     pad(out, directive, sign, digits, zeros && directive.zeros);
 }

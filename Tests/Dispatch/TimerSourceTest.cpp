@@ -1,0 +1,270 @@
+#include "KXFW/Platform/Dispatch/TimerSource.h"
+#include "Tests/Support/CapturedLog.h"
+#include "Tests/Support/Handshake.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <random>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using namespace std::chrono_literals;
+using kx::TimerSource;
+using kx::test::CapturedLog;
+using kx::test::Handshake;
+using std::chrono::nanoseconds;
+using Clock = std::chrono::steady_clock;
+
+void start(TimerSource &timer, nanoseconds delay, nanoseconds interval, nanoseconds leeway = 0ns)
+{
+    timer.schedule(delay, interval, leeway);
+    timer.resume();
+}
+
+/// Waits while the timer thread serves `count` ticks of another timer.
+void awaitTicksElsewhere(int count)
+{
+    Handshake ticks;
+    TimerSource timer([&] { ticks.announce(); });
+    start(timer, 1ms, 1ms);
+    EXPECT_TRUE(ticks.await(count));
+}
+
+TEST(TimerSource, FiresAgainAndAgainAndNeverEarly)
+{
+    std::vector<Clock::time_point> times;
+    Handshake ticks;
+    TimerSource timer([&] {
+        times.push_back(Clock::now());
+        ticks.announce();
+    });
+    const auto begin = Clock::now();
+    start(timer, 5ms, 2ms, std::chrono::hours(24 * 365)); // a leeway delays nothing
+    ASSERT_TRUE(ticks.await(8));
+    timer.cancel();
+    for (std::size_t i = 0; i < times.size(); ++i)
+        EXPECT_GE(times[i] - begin, 5ms + i * 2ms) << "tick " << i;
+}
+
+TEST(TimerSource, WaitsForItsScheduleAndForResume)
+{
+    std::atomic<int> fired = 0;
+    TimerSource notResumed([&] { ++fired; });
+    TimerSource notScheduled([&] { ++fired; });
+    notResumed.schedule(0ns, 1ms, 0ns);
+    notScheduled.resume();
+    awaitTicksElsewhere(5);
+    EXPECT_EQ(fired, 0);
+    Handshake ticks;
+    TimerSource resumedFirst([&] { ticks.announce(); });
+    resumedFirst.resume();
+    resumedFirst.resume();
+    resumedFirst.schedule(1ms, 1ms, 0ns);
+    EXPECT_TRUE(ticks.await(3));
+}
+
+TEST(TimerSource, ANearTimerOvertakesDistantOnes)
+{
+    std::atomic<int> distant = 0;
+    TimerSource hour([&] { ++distant; });
+    TimerSource day([&] { ++distant; });
+    start(day, 24h, 1ms);
+    start(hour, 1h, 1ms);
+    awaitTicksElsewhere(3);
+    Handshake ticks;
+    TimerSource moved([&] { ticks.announce(); });
+    start(moved, 48h, 1ms);
+    moved.schedule(1ms, 1ms, 0ns); // while it waits
+    EXPECT_TRUE(ticks.await(3));
+    EXPECT_EQ(distant, 0);
+}
+
+TEST(TimerSource, RunsNeverOverlapAndMissedTicksAreDropped)
+{
+    std::atomic<int> inside = 0;
+    std::atomic<int> runs = 0;
+    Handshake entered;
+    Handshake release;
+    std::vector<Clock::time_point> times;
+    TimerSource timer([&] {
+        EXPECT_EQ(inside.fetch_add(1), 0);
+        times.push_back(Clock::now());
+        const bool isFirst = ++runs == 1;
+        entered.announce();
+        EXPECT_TRUE(!isFirst || release.await());
+        --inside;
+    });
+    start(timer, 0ns, 20ms);
+    ASSERT_TRUE(entered.await(1));
+    awaitTicksElsewhere(100); // several ticks come due meanwhile
+    EXPECT_EQ(runs, 1);
+    const auto released = Clock::now();
+    release.announce();
+    ASSERT_TRUE(entered.await(5));
+    timer.cancel();
+    for (std::size_t i = 1; i < times.size(); ++i) // dropped ticks are not caught up with
+        EXPECT_GE(times[i] - released, (i - 1) * 20ms) << "run " << i;
+}
+
+TEST(TimerSource, CancelWaitsForTheRunThatIsUnderWay)
+{
+    Handshake entered;
+    Handshake cancelling;
+    bool ended = false; // ordered by the barrier alone
+    int runs = 0;
+    TimerSource timer([&] {
+        ++runs;
+        entered.announce();
+        EXPECT_TRUE(cancelling.await());
+        awaitTicksElsewhere(3);
+        ended = true;
+    });
+    start(timer, 0ns, 1ms);
+    ASSERT_TRUE(entered.await());
+    std::thread second([&] {
+        cancelling.announce();
+        timer.cancel();
+        EXPECT_TRUE(ended);
+    });
+    timer.cancel();
+    EXPECT_TRUE(ended);
+    second.join();
+    EXPECT_EQ(runs, 1);
+}
+
+TEST(TimerSource, NothingRunsAfterCancelWheneverItComes)
+{
+    std::mt19937 random(11); // NOLINT: the same numbers each time
+    for (int round = 0; round < 300; ++round) {
+        auto used = std::make_unique<int>(0); // a late run would touch freed memory
+        TimerSource timer([p = used.get()] { ++*p; });
+        start(timer, nanoseconds(random() % 200000), nanoseconds(1 + random() % 50000));
+        const auto until = Clock::now() + nanoseconds(random() % 400000);
+        while (Clock::now() < until)
+            std::this_thread::yield();
+        timer.cancel();
+        used.reset();
+        timer.resume();
+        timer.schedule(0ns, 1us, 0ns); // changes nothing any more
+    }
+    awaitTicksElsewhere(5);
+}
+
+TEST(TimerSource, CancelLetsTheHandlerGo)
+{
+    auto held = std::make_shared<int>(1);
+    TimerSource timer([held] {});
+    TimerSource neverStarted([held] {});
+    start(timer, 0ns, 1ms);
+    timer.cancel();
+    neverStarted.cancel();
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(TimerSource, TheHandlerMayCancelItsOwnTimer)
+{
+    auto held = std::make_shared<int>(0);
+    Handshake cancelled;
+    std::unique_ptr<TimerSource> timer;
+    timer = std::make_unique<TimerSource>([&, held] {
+        timer->cancel();
+        ++*held; // what the handler holds is still there
+        cancelled.announce();
+    });
+    start(*timer, 0ns, 1ms);
+    ASSERT_TRUE(cancelled.await());
+    timer->cancel(); // waits for the end of that run
+    EXPECT_EQ(*held, 1);
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(TimerSource, TheHandlerMayHoldTheLastReferenceToItsOwner)
+{
+    struct Owner {
+        explicit Owner(Handshake &handshake) : gone(handshake) {}
+        ~Owner()
+        {
+            timer.reset();
+            gone.announce();
+        }
+        Handshake &gone;
+        std::unique_ptr<TimerSource> timer;
+    };
+    for (int round = 0; round < 100; ++round) {
+        Handshake gone;
+        Handshake entered;
+        Handshake released;
+        auto owner = std::make_shared<Owner>(gone);
+        owner->timer = std::make_unique<TimerSource>([&, weak = std::weak_ptr(owner)] {
+            const std::shared_ptr<Owner> strong = weak.lock(); // the last one when the test has let go
+            entered.announce();
+            EXPECT_TRUE(released.await());
+        });
+        start(*owner->timer, 0ns, 1us);
+        ASSERT_TRUE(entered.await());
+        owner.reset();
+        released.announce();
+        ASSERT_TRUE(gone.await());
+    }
+}
+
+TEST(TimerSource, TheHandlerMayScheduleItsNextRun)
+{
+    Handshake ran;
+    TimerSource *self = nullptr;
+    int runs = 0;
+    TimerSource timer([&] {
+        if (++runs == 3)
+            self->schedule(nanoseconds::max(), 1ms, 0ns);
+        else
+            self->schedule(0ns, nanoseconds::max(), 0ns);
+        ran.announce();
+    });
+    self = &timer;
+    start(timer, 0ns, 1ms);
+    ASSERT_TRUE(ran.await(3));
+    awaitTicksElsewhere(10);
+    timer.cancel();
+    EXPECT_EQ(runs, 3);
+}
+
+TEST(TimerSource, AbsurdTimesDoNotOverflow)
+{
+    std::atomic<int> fired = 0;
+    TimerSource never([&] { ++fired; });
+    start(never, nanoseconds::max(), nanoseconds::max(), nanoseconds::max());
+    Handshake once;
+    TimerSource onceOnly([&] { once.announce(); });
+    start(onceOnly, nanoseconds::min(), nanoseconds::max());
+    EXPECT_TRUE(once.await());
+    for (const nanoseconds interval : {0ns, -1ns, nanoseconds::min(), 1ns}) {
+        Handshake ticks;
+        TimerSource timer([&] { ticks.announce(); });
+        start(timer, -1ns, interval);
+        EXPECT_TRUE(ticks.await(3)) << interval.count();
+    }
+    EXPECT_EQ(fired, 0);
+    EXPECT_EQ(once.count(), 1);
+}
+
+TEST(TimerSource, AnExceptionIsLoggedAndTheTimerGoesOn)
+{
+    CapturedLog log;
+    Handshake ticks;
+    {
+        TimerSource timer([&] {
+            ticks.announce();
+            if (ticks.count() == 1)
+                throw std::runtime_error("broken");
+        });
+        start(timer, 0ns, 1ms);
+        EXPECT_TRUE(ticks.await(3));
+    }
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"kx.timer: exception:broken"});
+}
+
+} // namespace

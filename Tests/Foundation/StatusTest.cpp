@@ -1,0 +1,92 @@
+#include "KXFW/Platform/Foundation/Status.h"
+#include "KXFW/Platform/Foundation/NSException.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <regex>
+#include <set>
+
+namespace
+{
+
+/// The names of the statuses that the header declares.
+std::set<std::string> declaredStatuses()
+{
+    const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+    std::ifstream header(root / "KXFW/Platform/Foundation/Status.h");
+    const std::string text(std::istreambuf_iterator<char>(header), {});
+    const std::regex constant(R"(constexpr OSStatus (k\w+) =)");
+    std::set<std::string> names{"noErr"};
+    for (std::sregex_iterator match(text.begin(), text.end(), constant), end; match != end; ++match)
+        names.insert((*match)[1]);
+    return names;
+}
+
+TEST(Status, TheTableHasEachDeclaredStatusOnce)
+{
+    const std::set<std::string> declared = declaredStatuses();
+    ASSERT_GT(declared.size(), 30u);
+    std::set<std::string> names;
+    std::set<OSStatus> numbers;
+    std::set<std::string> texts;
+    for (const kx::StatusEntry &entry : kx::statusTable()) {
+        EXPECT_TRUE(names.insert(entry.name).second) << entry.name << " twice";
+        EXPECT_TRUE(numbers.insert(entry.status).second) << entry.name << " has the number of another";
+        EXPECT_TRUE(texts.insert(entry.text).second) << entry.name << " has the text of another";
+        EXPECT_TRUE(std::islower(entry.text[0])) << entry.text;
+        EXPECT_NE(std::string(entry.text).back(), '.') << entry.text;
+        EXPECT_STREQ(kx::statusName(entry.status), entry.name);
+        EXPECT_EQ(kx::statusText(entry.status), entry.text);
+    }
+    EXPECT_EQ(names, declared);
+}
+
+TEST(Status, AnUnknownStatusShowsItsNumberOrItsCharacters)
+{
+    EXPECT_STREQ(kx::statusName(-1), "unknown status");
+    EXPECT_EQ(kx::statusText(-1), "unknown error -1");
+    EXPECT_EQ(kx::statusText(static_cast<OSStatus>(kx::fourCharCode("a b~"))), "unknown error 'a b~'");
+    EXPECT_EQ(kx::statusText(0x61620a63), "unknown error 1633815139"); // a line break is not printed
+}
+
+TEST(NSException, CarriesNameReasonAndErrors)
+{
+    const NSException exception("E failed", "-[A b]:7", {{"error", {NSCocoaErrorDomain, kAudioFileUnspecifiedError}}});
+    const NSException copy = exception;
+    EXPECT_STREQ(copy.what(), "E failed: -[A b]:7");
+    EXPECT_EQ(copy.description(), "-[A b]:7");
+    EXPECT_EQ(copy.userInfo().at("error").code, 0x7768743f);
+}
+
+TEST(NSException, UserInformationReadsAsOneLine)
+{
+    EXPECT_EQ(kx::description(NSException::UserInfo{}), "{ }");
+    EXPECT_EQ(kx::description({{"error", {NSCocoaErrorDomain, kAudioFileUnspecifiedError}}}),
+              "{ error = \"NSCocoaErrorDomain 2003334207 (wht? the audio file failed for an unknown reason)\"; }");
+    EXPECT_EQ(kx::description({{"a", {NSCocoaErrorDomain, -43}}, {"b", {"other", -43}}}),
+              "{ a = \"NSCocoaErrorDomain -43 (the file does not exist)\"; b = \"other -43\"; }");
+    EXPECT_EQ(kx::description({{"error", {NSCocoaErrorDomain, int64_t{1} << 40}}}),
+              "{ error = \"NSCocoaErrorDomain 1099511627776\"; }");
+}
+
+template <class Thrown> std::string textOf(const Thrown &thrown)
+{
+    try {
+        throw thrown;
+    } catch (...) {
+        return kx::currentExceptionText();
+    }
+}
+
+TEST(NSException, WhateverIsThrownHasAText)
+{
+    EXPECT_EQ(textOf(NSException("name", "reason")), "name: reason");
+    EXPECT_EQ(textOf(std::runtime_error("broken")), "broken");
+    EXPECT_EQ(textOf(NSGenericException), "NSGenericException");
+    EXPECT_EQ(textOf(std::string("bare")), "bare");
+    EXPECT_EQ(textOf(static_cast<const char *>(nullptr)), "exception without a text");
+    EXPECT_EQ(textOf(42), "exception without a text");
+}
+
+} // namespace
