@@ -75,13 +75,18 @@ public:
     virtual Result<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) = 0;
 };
 
-struct BackendEntry {
-    const char *name;
-    /// The backend, or null when its system does not answer within a second.
-    std::unique_ptr<HardwareBackend> (*make)();
+enum class Presence {
+    Required, ///< no backend where its system does not answer within a second
+    Awaited,  ///< a backend without devices until its system answers
 };
 
-std::unique_ptr<HardwareBackend> makePulseBackend();
-std::unique_ptr<HardwareBackend> makeVirtualBackend(); ///< always succeeds
+struct BackendEntry {
+    const char *name;
+    /// The backend; null only where its presence is required and its system does not answer. [blocks]
+    std::unique_ptr<HardwareBackend> (*make)(Presence presence);
+};
+
+std::unique_ptr<HardwareBackend> makePulseBackend(Presence presence = Presence::Required);
+std::unique_ptr<HardwareBackend> makeVirtualBackend(Presence presence = Presence::Required); ///< always succeeds
 
 } // namespace kx

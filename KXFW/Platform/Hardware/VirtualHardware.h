@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/Foundation/Export.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -57,6 +58,8 @@ public:
 
     /// How many streams are open now. [any]
     [[nodiscard]] std::size_t openStreams() const;
+    /// Waits until `count` streams are open: false when that does not happen in time. [any] [blocks]
+    bool waitForStreams(std::size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 private:
     VirtualHardware() = default;

@@ -1,0 +1,133 @@
+#include "KXFW/Platform/Hardware/HardwareService.h"
+
+#include "KXFW/Platform/Hardware/Backends/BackendTable.h"
+#include "KXFW/Platform/Hardware/PropertyValue.h"
+
+#include <cstring>
+#include <utility>
+
+kx::HardwareService &kx::HardwareService::shared()
+{
+    static auto *const service = new HardwareService(makeBackend());
+    return *service;
+}
+
+kx::HardwareService::HardwareService(std::unique_ptr<HardwareBackend> backend) : backend_(std::move(backend))
+{
+    backend_->setChangeHandler([this] { refresh(); });
+    const std::lock_guard guard(lock_);
+    table_.update(backend_->state());
+    told_ = table_.snapshot();
+}
+
+kx::HardwareService::~HardwareService() = default;
+
+OSStatus kx::HardwareService::getSize(AudioObjectID object, const AudioObjectPropertyAddress *address,
+                                      uint32_t *size) const
+{
+    if (address == nullptr || size == nullptr)
+        return kAudioHardwareIllegalOperationError;
+    const std::lock_guard guard(lock_);
+    const Result<PropertyValue> value = propertyValue(table_.snapshot(), object, *address);
+    if (value)
+        *size = static_cast<uint32_t>((*value).bytes.size());
+    return value.status();
+}
+
+OSStatus kx::HardwareService::getData(AudioObjectID object, const AudioObjectPropertyAddress *address, uint32_t *size,
+                                      void *data) const
+{
+    if (address == nullptr || size == nullptr || data == nullptr)
+        return kAudioHardwareIllegalOperationError;
+    const std::lock_guard guard(lock_);
+    const Result<PropertyValue> value = propertyValue(table_.snapshot(), object, *address);
+    return value ? copyValue(*value, *size, data) : value.status();
+}
+
+OSStatus kx::HardwareService::setData(AudioObjectID object, const AudioObjectPropertyAddress *address, uint32_t size,
+                                      const void *data)
+{
+    if (address == nullptr || data == nullptr)
+        return kAudioHardwareIllegalOperationError;
+    const std::lock_guard guard(lock_);
+    if (const OSStatus status = checkProperty(table_.snapshot(), object, *address); status != noErr)
+        return status;
+    const bool isBufferSize = address->mSelector == kAudioDevicePropertyBufferSize;
+    if (!isBufferSize && address->mSelector != kAudioHardwarePropertySleepingIsAllowed)
+        return kAudioHardwareIllegalOperationError;
+    uint32_t value = 0;
+    if (size != sizeof value)
+        return kAudioHardwareBadPropertySizeError;
+    std::memcpy(&value, data, sizeof value);
+    if (isBufferSize)
+        table_.setBufferBytes(object, value);
+    else
+        table_.setSleepingIsAllowed(value != 0);
+    scheduleTelling();
+    return noErr;
+}
+
+OSStatus kx::HardwareService::addListener(AudioObjectID object, const AudioObjectPropertyAddress *address,
+                                          AudioObjectPropertyListenerProc listener, void *clientData)
+{
+    if (address == nullptr || listener == nullptr)
+        return kAudioHardwareIllegalOperationError;
+    {
+        const std::lock_guard guard(lock_);
+        if (const OSStatus status = checkProperty(table_.snapshot(), object, *address); status != noErr)
+            return status;
+    }
+    listeners_.add({object, *address, listener, clientData});
+    return noErr;
+}
+
+OSStatus kx::HardwareService::removeListener(AudioObjectID object, const AudioObjectPropertyAddress *address,
+                                             AudioObjectPropertyListenerProc listener, void *clientData)
+{
+    if (address == nullptr || listener == nullptr)
+        return kAudioHardwareIllegalOperationError;
+    listeners_.remove({object, *address, listener, clientData});
+    return noErr;
+}
+
+kx::Result<std::unique_ptr<kx::OutputStream>> kx::HardwareService::openOutputStream(AudioObjectID id)
+{
+    std::string uid;
+    uint32_t sliceFrames = 0;
+    {
+        const std::lock_guard guard(lock_);
+        const Device *device = table_.snapshot().find(id);
+        if (device == nullptr || !device->info.hasOutput)
+            return kAudioHardwareBadDeviceError;
+        uid = device->info.uid;
+        sliceFrames = device->bufferBytes / device->info.format.mBytesPerFrame;
+    }
+    return backend_->openOutput(uid, sliceFrames);
+}
+
+void kx::HardwareService::refresh()
+{
+    const std::lock_guard guard(lock_);
+    table_.update(backend_->state());
+    scheduleTelling();
+}
+
+void kx::HardwareService::scheduleTelling()
+{
+    if (std::exchange(tellingIsScheduled_, true))
+        return;
+    notifications_.async([this] { tellChanges(); });
+}
+
+void kx::HardwareService::tellChanges()
+{
+    std::vector<PropertyChange> changes;
+    {
+        const std::lock_guard guard(lock_);
+        tellingIsScheduled_ = false;
+        changes = differences(told_, table_.snapshot());
+        told_ = table_.snapshot();
+    }
+    for (const PropertyChange &change : changes)
+        listeners_.tell(change.object, change.selector);
+}

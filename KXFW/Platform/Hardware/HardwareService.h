@@ -1,0 +1,60 @@
+#pragma once
+
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
+#include "KXFW/Platform/Hardware/AudioObject.h"
+#include "KXFW/Platform/Hardware/DeviceTable.h"
+#include "KXFW/Platform/Hardware/HardwareBackend.h"
+#include "KXFW/Platform/Hardware/PropertyListeners.h"
+
+#include <memory>
+#include <mutex>
+
+namespace kx
+{
+
+/// Answers for the hardware objects: the numbers of a backend's devices, their properties and the listeners.
+///
+/// The backend tells of changes on its own thread or on the thread that made them; what differs since the last time
+/// is told to listeners on the notification thread, so that a burst of changes is one. All calls are [any].
+class HardwareService
+{
+public:
+    /// The one of the process, on the backend that the environment or the machine suggests. Made on first use, which
+    /// may take a second, and never destroyed: threads may use it until the process ends. [any] [blocks]
+    static HardwareService &shared();
+
+    explicit HardwareService(std::unique_ptr<HardwareBackend> backend);
+    /// The listeners must be removed and the streams closed. [blocks]
+    ~HardwareService();
+    HardwareService(const HardwareService &) = delete;
+    HardwareService &operator=(const HardwareService &) = delete;
+
+    OSStatus getSize(AudioObjectID object, const AudioObjectPropertyAddress *address, uint32_t *size) const;
+    OSStatus getData(AudioObjectID object, const AudioObjectPropertyAddress *address, uint32_t *size, void *data) const;
+    OSStatus setData(AudioObjectID object, const AudioObjectPropertyAddress *address, uint32_t size, const void *data);
+    OSStatus addListener(AudioObjectID object, const AudioObjectPropertyAddress *address,
+                         AudioObjectPropertyListenerProc listener, void *clientData);
+    /// Ends the registration also where the object is gone already. [blocks]
+    OSStatus removeListener(AudioObjectID object, const AudioObjectPropertyAddress *address,
+                            AudioObjectPropertyListenerProc listener, void *clientData);
+
+    Result<std::unique_ptr<OutputStream>> openOutputStream(AudioObjectID device);
+
+private:
+    /// Takes over the backend's state.
+    void refresh();
+    /// Has the listeners called soon; with lock_ held.
+    void scheduleTelling();
+    void tellChanges();
+
+    mutable std::mutex lock_; ///< guards the four below; held while the backend's state is read, never while it waits
+    DeviceTable table_;
+    HardwareSnapshot told_; ///< what the listeners know
+    bool tellingIsScheduled_ = false;
+
+    PropertyListeners listeners_;
+    SerialQueue notifications_{"KXFW hardware"};
+    std::unique_ptr<HardwareBackend> backend_; ///< goes first: then no more changes come
+};
+
+} // namespace kx

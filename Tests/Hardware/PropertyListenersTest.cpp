@@ -1,0 +1,133 @@
+#include "Tests/Hardware/HardwareTestKit.h"
+#include "Tests/Support/ScopedVirtualHardware.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+namespace
+{
+
+using namespace kx::test;
+using kx::VirtualClock;
+
+constexpr AudioObjectPropertySelector kBufferSize = kAudioDevicePropertyBufferSize;
+
+class PropertyListenersTest : public ::testing::Test
+{
+protected:
+    /// Makes a change that every listener of the device's buffer size hears: no value comes back soon, so that
+    /// changes told together are still one.
+    void change()
+    {
+        const auto address = anywhere(kBufferSize);
+        const uint32_t bytes = 512 + 4 * (changes_++ % 10000);
+        service.setData(device, &address, sizeof bytes, &bytes);
+    }
+
+    ScopedVirtualHardware hardware{VirtualClock::Manual};
+    kx::HardwareService service{kx::makeVirtualBackend()};
+    const AudioObjectID device = devicesOf(service).at(0);
+
+private:
+    std::atomic<uint32_t> changes_ = 0;
+};
+
+TEST_F(PropertyListenersTest, TheSameListenerTwiceCountsOnce)
+{
+    TestListener listener(service, device, kBufferSize);
+    TestListener last(service, device, kBufferSize);
+    listener.add();
+    change();
+    ASSERT_TRUE(last.waitForCalls(1));
+    EXPECT_EQ(listener.calls(), 1);
+    listener.remove();
+    change();
+    ASSERT_TRUE(last.waitForCalls(2));
+    EXPECT_EQ(listener.calls(), 1);
+}
+
+TEST_F(PropertyListenersTest, WhatAListenerThrowsHarmsNobody)
+{
+    TestListener bad(service, device, kBufferSize, [] { throw std::runtime_error("bad listener"); });
+    TestListener worse(service, device, kBufferSize, [] { throw "not even an exception"; });
+    TestListener good(service, device, kBufferSize);
+    for (int round = 1; round <= 2; ++round) {
+        change();
+        EXPECT_TRUE(good.waitForCalls(round));
+    }
+}
+
+TEST_F(PropertyListenersTest, AListenerMayDoAllFromInside)
+{
+    TestListener victim(service, device, kBufferSize);
+    victim.remove();
+    std::unique_ptr<TestListener> self;
+    std::unique_ptr<TestListener> born;
+    self = std::make_unique<TestListener>(service, device, kBufferSize, [&] {
+        EXPECT_EQ(defaultOutputName(service), "Virtual Output");
+        hardware->setDevices({{"Virtual Output"}, {"Another"}});
+        born = std::make_unique<TestListener>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+        victim.remove();
+        self->remove();
+    });
+    victim.add(); // after `self`: removed by it before its turn comes
+    change();
+    ASSERT_TRUE(self->waitForCalls(1));
+    ASSERT_TRUE(born->waitForCalls(1));
+    TestListener last(service, device, kBufferSize);
+    change();
+    ASSERT_TRUE(last.waitForCalls(1));
+    EXPECT_EQ(self->calls(), 1);
+    EXPECT_EQ(victim.calls(), 0);
+}
+
+TEST_F(PropertyListenersTest, NoCallRunsAfterRemoveReturned)
+{
+    for (int round = 0; round < 200; ++round) {
+        auto alive = std::make_unique<std::atomic<bool>>(true);
+        auto listener = std::make_unique<TestListener>(service, device, kBufferSize, [flag = alive.get()] {
+            for (int i = 0; i < 100; ++i)
+                if (!flag->load())
+                    std::abort(); // after the removal; the sanitizers see the freed flag too
+        });
+        change();
+        if (round % 2 == 0) {
+            ASSERT_TRUE(listener->waitForCalls(1));
+        }
+        change();
+        std::thread second([&] { listener->remove(); });
+        listener->remove();
+        *alive = false;
+        second.join();
+        listener.reset();
+    }
+}
+
+TEST_F(PropertyListenersTest, ListenersComeAndGoOnManyThreads)
+{
+    TestListener steady(service, device, kBufferSize);
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 3; ++i)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 100; ++round) {
+                TestListener passing(service, device, kBufferSize, [&] { devicesOf(service); });
+                if (round % 10 == 0) {
+                    EXPECT_TRUE(passing.waitForCalls(1));
+                }
+            }
+        });
+    std::atomic<bool> isOver = false;
+    std::jthread changer([&] {
+        while (!isOver)
+            change();
+    });
+    threads.clear();
+    isOver = true;
+    changer.join();
+    EXPECT_GT(steady.calls(), 0);
+}
+
+} // namespace

@@ -1,0 +1,253 @@
+#include "Tests/Hardware/HardwareTestKit.h"
+#include "Tests/Support/ScopedVirtualHardware.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <numeric>
+#include <thread>
+
+namespace
+{
+
+using namespace kx::test;
+using kx::OutputStream;
+using kx::VirtualClock;
+
+constexpr uint32_t kSlice = 512;
+
+std::unique_ptr<kx::HardwareBackend> virtualBackend()
+{
+    return kx::makeVirtualBackend();
+}
+
+std::unique_ptr<OutputStream> openOn(kx::HardwareBackend &backend, std::size_t device = 0, uint32_t slice = kSlice)
+{
+    auto stream = backend.openOutput(backend.state().devices.at(device).uid, slice);
+    return stream ? std::move(*stream) : nullptr;
+}
+
+/// Writes frames that hold their own number (16-bit stereo) until the stream ends.
+class CountingWriter
+{
+public:
+    explicit CountingWriter(OutputStream &stream) : stream_(stream), thread_([this] { run(); }) {}
+    ~CountingWriter()
+    {
+        stream_.interrupt();
+        thread_.join();
+    }
+
+    OSStatus status = noErr; ///< why it ended; read after waitForEnd
+    void waitForEnd() { ended_.wait(); }
+
+private:
+    void run()
+    {
+        for (;;) {
+            const auto room = stream_.waitForRoom();
+            status = room.status();
+            if (!room || *room == 0)
+                break;
+            std::vector<uint32_t> frames(*room);
+            std::iota(frames.begin(), frames.end(), next_);
+            next_ += *room;
+            status = stream_.write(frames.data(), *room);
+            if (status != noErr)
+                break;
+        }
+        ended_.count_down();
+    }
+
+    OutputStream &stream_;
+    uint32_t next_ = 0;
+    std::latch ended_{1};
+    std::thread thread_;
+};
+
+std::vector<uint32_t> framesOf(std::span<const std::byte> bytes)
+{
+    std::vector<uint32_t> frames(bytes.size() / 4);
+    std::memcpy(frames.data(), bytes.data(), bytes.size());
+    return frames;
+}
+
+TEST(VirtualStream, TheManualClockGivesWhatItSaysAndNoMore)
+{
+    ScopedVirtualHardware hardware(VirtualClock::Manual);
+    std::vector<uint32_t> heard;
+    hardware->setCapture([&](const std::string &device, std::span<const std::byte> bytes) {
+        EXPECT_EQ(device, "Virtual Output");
+        const auto frames = framesOf(bytes);
+        EXPECT_LE(frames.size(), kSlice);
+        heard.insert(heard.end(), frames.begin(), frames.end());
+    });
+    const auto backend = virtualBackend();
+    const auto stream = openOn(*backend);
+    EXPECT_EQ(hardware->openStreams(), 1u);
+    CountingWriter writer(*stream);
+    uint32_t total = 0;
+    for (const uint32_t frames : {1u, 511u, 512u, 0u, 513u, 3000u, 7u}) {
+        EXPECT_EQ(hardware->advance(frames), frames);
+        total += frames;
+        EXPECT_EQ(heard.size(), total);
+    }
+    std::vector<uint32_t> expected(total);
+    std::iota(expected.begin(), expected.end(), 0u);
+    EXPECT_EQ(heard, expected);
+    EXPECT_EQ(stream->underruns(), 0u);
+    EXPECT_EQ(stream->latencyFrames(), 0u);
+}
+
+TEST(VirtualStream, AdvanceCountsAllStreamsAndPassesEndedOnes)
+{
+    ScopedVirtualHardware hardware(VirtualClock::Manual, {{"A"}, {"B"}});
+    const auto backend = virtualBackend();
+    const auto a = openOn(*backend, 0);
+    const auto b = openOn(*backend, 1);
+    auto idle = openOn(*backend, 1);
+    idle->interrupt();
+    CountingWriter writerA(*a);
+    CountingWriter writerB(*b);
+    EXPECT_EQ(hardware->advance(1000), 2000u);
+    idle.reset();
+
+    std::jthread later([&] { b->interrupt(); });
+    const uint64_t taken = hardware->advance(1000000); // ends for B whenever the interruption comes
+    EXPECT_GE(taken, 1000000u);
+    EXPECT_LE(taken, 2000000u);
+}
+
+TEST(VirtualStream, InterruptEndsEveryWaitForGood)
+{
+    for (const auto clock : {VirtualClock::Manual, VirtualClock::RealTime, VirtualClock::FlatOut}) {
+        ScopedVirtualHardware hardware(clock);
+        const auto backend = virtualBackend();
+        const auto stream = openOn(*backend);
+        {
+            CountingWriter writer(*stream);
+            stream->interrupt();
+            writer.waitForEnd();
+            EXPECT_EQ(writer.status, noErr);
+        }
+        for (int i = 0; i < 3; ++i) {
+            const auto room = stream->waitForRoom();
+            ASSERT_TRUE(room);
+            EXPECT_EQ(*room, 0u);
+        }
+        const uint32_t frame = 0;
+        EXPECT_EQ(stream->write(&frame, 1), noErr);
+        stream->drain();
+    }
+}
+
+TEST(VirtualStream, GoesWithItsDeviceOnly)
+{
+    for (const auto clock : {VirtualClock::Manual, VirtualClock::RealTime, VirtualClock::FlatOut}) {
+        ScopedVirtualHardware hardware(clock, {{"Stays"}, {"Goes"}});
+        const auto backend = virtualBackend();
+        const std::string gone = backend->state().devices[1].uid;
+        const auto staying = openOn(*backend, 0);
+        const auto going = openOn(*backend, 1);
+        CountingWriter writer(*going);
+        hardware->setDevices({{"New"}, {"Stays"}});
+        writer.waitForEnd();
+        EXPECT_EQ(writer.status, kAudioHardwareBadDeviceError);
+        EXPECT_EQ(going->waitForRoom().status(), kAudioHardwareBadDeviceError);
+        EXPECT_EQ(backend->openOutput(gone, kSlice).status(), kAudioHardwareBadDeviceError);
+        const uint32_t frame = 0;
+        EXPECT_EQ(going->write(&frame, 1), kAudioHardwareBadDeviceError);
+        EXPECT_EQ(staying->write(&frame, 1), noErr);
+    }
+}
+
+TEST(VirtualStream, TheRealTimeClockNeverGivesMoreThanTimeHasPassed)
+{
+    ScopedVirtualHardware hardware(VirtualClock::RealTime);
+    const auto backend = virtualBackend();
+    const auto stream = openOn(*backend);
+    const std::vector<uint32_t> slice(kSlice);
+    const auto start = std::chrono::steady_clock::now();
+    uint64_t written = 0;
+    while (written < 13230) {
+        const auto room = stream->waitForRoom();
+        ASSERT_TRUE(room);
+        ASSERT_GT(*room, 0u);
+        ASSERT_LE(*room, kSlice);
+        stream->write(slice.data(), *room);
+        written += *room;
+        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+        ASSERT_LE(static_cast<double>(written), passed.count() * 44100 + kx::kMaximumSliceFrames);
+        ASSERT_LE(stream->latencyFrames(), 4 * kSlice);
+    }
+    const uint64_t underruns = stream->underruns();
+    stream->drain();
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(passed.count(), static_cast<double>(written) / 44100) << "it was not heard to its end";
+    EXPECT_EQ(stream->latencyFrames(), 0u);
+    EXPECT_EQ(stream->underruns(), underruns) << "the end of the data is no underrun";
+}
+
+TEST(VirtualStream, FlatOutDoesNotWait)
+{
+    ScopedVirtualHardware hardware(VirtualClock::FlatOut);
+    std::atomic<uint64_t> bytes = 0;
+    hardware->setCapture([&](const std::string &, std::span<const std::byte> block) { bytes += block.size(); });
+    const auto backend = virtualBackend();
+    const auto stream = openOn(*backend);
+    const std::vector<uint32_t> slice(kSlice);
+    constexpr uint64_t kHour = 3600 * 44100;
+    uint64_t written = 0;
+    for (; written < kHour; written += kSlice) {
+        ASSERT_EQ(*stream->waitForRoom(), kSlice);
+        ASSERT_EQ(stream->write(slice.data(), kSlice), noErr);
+    }
+    EXPECT_EQ(bytes, written * 4);
+}
+
+TEST(VirtualStream, NoCaptureRunsAfterItWasReplaced)
+{
+    ScopedVirtualHardware hardware(VirtualClock::FlatOut);
+    const auto backend = virtualBackend();
+    const auto stream = openOn(*backend);
+    CountingWriter writer(*stream);
+    for (int round = 0; round < 500; ++round) {
+        auto counter = std::make_unique<int>(0); // plain and freed: a late call is seen by the sanitizers
+        std::latch called(3);
+        hardware->setCapture([&called, count = counter.get()](const std::string &, std::span<const std::byte>) {
+            if (++*count <= 3)
+                called.count_down();
+        });
+        called.wait();
+        hardware->setCapture(nullptr);
+    }
+    std::latch replaced(1);
+    hardware->setCapture([&](const std::string &, std::span<const std::byte>) {
+        hardware->setCapture(nullptr); // from inside it waits for nobody
+        replaced.count_down();
+    });
+    replaced.wait();
+}
+
+TEST(VirtualStream, SliceIsTheDevicesBufferSize)
+{
+    ScopedVirtualHardware hardware(VirtualClock::FlatOut, {{.name = "Wide", .channels = 8, .bits = 32}});
+    kx::HardwareService service(virtualBackend());
+    const AudioObjectID device = devicesOf(service)[0];
+    const auto address = anywhere(kAudioDevicePropertyBufferSize);
+    const uint32_t bytes = 32 * 300;
+    ASSERT_EQ(service.setData(device, &address, sizeof bytes, &bytes), noErr);
+    auto stream = service.openOutputStream(device);
+    ASSERT_TRUE(stream);
+    EXPECT_EQ(*(*stream)->waitForRoom(), 300u);
+    EXPECT_EQ((*stream)->format().mBytesPerFrame, 32u);
+    EXPECT_TRUE(hardware->waitForStreams(1));
+    (*stream).reset();
+    EXPECT_TRUE(hardware->waitForStreams(0));
+    EXPECT_EQ(service.openOutputStream(device + 1).status(), kAudioHardwareBadDeviceError);
+    hardware->setDevices({{.name = "Microphone", .hasInput = true, .hasOutput = false}});
+    EXPECT_EQ(service.openOutputStream(devicesOf(service)[0]).status(), kAudioHardwareBadDeviceError);
+}
+
+} // namespace

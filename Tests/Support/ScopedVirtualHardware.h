@@ -1,0 +1,33 @@
+#pragma once
+
+#include "KXFW/Platform/Hardware/VirtualHardware.h"
+
+#include <utility>
+#include <vector>
+
+namespace kx::test
+{
+
+/// The virtual sound system as a test wants it; afterwards it is again as it was at the start of the process.
+class ScopedVirtualHardware
+{
+public:
+    explicit ScopedVirtualHardware(VirtualClock clock, std::vector<VirtualDevice> devices = {{"Virtual Output"}})
+    {
+        VirtualHardware::instance().setClock(clock);
+        VirtualHardware::instance().setDevices(std::move(devices));
+    }
+    ~ScopedVirtualHardware()
+    {
+        VirtualHardware::instance().setCapture(nullptr);
+        VirtualHardware::instance().setClock(VirtualClock::RealTime);
+        VirtualHardware::instance().setDevices({}); // so that no default outlives the test
+        VirtualHardware::instance().setDevices({{"Virtual Output"}});
+    }
+    ScopedVirtualHardware(const ScopedVirtualHardware &) = delete;
+    ScopedVirtualHardware &operator=(const ScopedVirtualHardware &) = delete;
+
+    VirtualHardware *operator->() const { return &VirtualHardware::instance(); }
+};
+
+} // namespace kx::test
