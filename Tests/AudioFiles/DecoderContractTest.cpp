@@ -1,0 +1,194 @@
+/// What every decoder promises: the length announced is the length delivered, a seek lands on the very frame of the
+/// straight decode, and faults of the file come out as what they are.
+#include "KXFW/Platform/AudioFiles/Codecs/Decoder.h"
+#include "Tests/Support/Media.h"
+#include "Tests/Support/MemorySource.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+namespace kx::test
+{
+
+namespace
+{
+
+using Open = DecoderResult (*)(std::shared_ptr<ByteSource>);
+
+struct ContractCase {
+    const char *name;
+    Open open;
+    MediaSpec media;
+    bool statesLength; ///< the file says how much of the encoder's sound is the source
+};
+
+std::ostream &operator<<(std::ostream &out, const ContractCase &value)
+{
+    return out << value.name;
+}
+
+constexpr int64_t kLength = 100003; // a number that divides nothing
+
+MediaSpec mp3(std::vector<std::string> options, uint32_t rate = 44100, uint32_t channels = 2)
+{
+    return {.codec = Codec::MP3, .rate = rate, .channels = channels, .frames = kLength, .options = std::move(options)};
+}
+
+MediaSpec m4a(Codec codec, std::vector<std::string> options, uint32_t bits = 16, uint32_t channels = 2)
+{
+    return {.codec = codec, .channels = channels, .frames = kLength, .bits = bits, .options = std::move(options)};
+}
+
+const ContractCase kCases[] = {
+    {"Mp3Constant128", openMPEGAudio, mp3({"-b", "128"}), true},
+    {"Mp3Constant320", openMPEGAudio, mp3({"-b", "320"}), true},
+    {"Mp3Constant32Mono", openMPEGAudio, mp3({"-b", "32", "--resample", "44.1"}, 44100, 1), false},
+    {"Mp3Variable", openMPEGAudio, mp3({"-V", "2"}), true},
+    {"Mp3Checksums", openMPEGAudio, mp3({"-V", "5", "-p", "--resample", "44.1"}), true},
+    {"Mp3ConstantUntagged", openMPEGAudio, mp3({"-b", "128", "-t"}), false},
+    {"Mp3VariableUntagged", openMPEGAudio, mp3({"-V", "2", "-t"}), false},
+    {"Mp3Rate22050", openMPEGAudio, mp3({"-b", "32", "--resample", "22.05"}, 22050), false},
+    {"Mp3Rate8000Mono", openMPEGAudio, mp3({"-b", "8", "--resample", "8"}, 8000, 1), false},
+    {"Mp3Rate22050Tagged", openMPEGAudio, mp3({"-b", "64", "--resample", "22.05"}, 22050), true},
+    {"Mp3Rate8000MonoTagged", openMPEGAudio, mp3({"-V", "6", "--resample", "8"}, 8000, 1), true},
+    {"Mp3Rate48000", openMPEGAudio, mp3({"-V", "4"}, 48000), true},
+    {"Mp2", openMPEGAudio, {.codec = Codec::MP2, .frames = kLength}, false},
+    {"AacWithNoiseSubstitution", openMPEG4, m4a(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
+    {"AacWithoutNoiseSubstitution", openMPEG4, m4a(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
+    {"AacMono", openMPEG4, m4a(Codec::AAC, {"-b:a", "48k"}, 16, 1), true},
+    {"AacFragmented", openMPEG4, m4a(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}),
+     false},
+    {"AacSixChannels", openMPEG4, m4a(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
+    {"Alac16", openMPEG4, m4a(Codec::ALAC, {}), true},
+    {"Alac24", openMPEG4, m4a(Codec::ALAC, {}, 24), true},
+    {"Alac16Mono", openMPEG4, m4a(Codec::ALAC, {}, 16, 1), true},
+};
+
+class DecoderContract : public testing::TestWithParam<ContractCase>
+{
+protected:
+    void SetUp() override { open(GetParam().media); }
+
+    void open(const MediaSpec &media)
+    {
+        source_ = std::make_shared<MemorySource>(readBytes(make(media)));
+        auto opened = GetParam().open(source_);
+        ASSERT_TRUE(opened) << opened.status();
+        decoder_ = std::move(*opened);
+        channels_ = decoder_->format().channels;
+        length_ = decoder_->format().frames;
+    }
+
+    /// A file that no codec holds in its buffers whole.
+    void openLong()
+    {
+        MediaSpec media = GetParam().media;
+        media.frames *= 4;
+        open(media);
+    }
+
+    std::shared_ptr<MemorySource> source_;
+    std::unique_ptr<Decoder> decoder_;
+    std::size_t channels_ = 0;
+    int64_t length_ = 0;
+};
+
+} // namespace
+
+TEST_P(DecoderContract, DescribesTheFile)
+{
+    const DecodedFormat &format = decoder_->format();
+    const MediaSpec &media = GetParam().media;
+    EXPECT_EQ(format.channels, media.channels);
+    EXPECT_EQ(format.rate, media.rate);
+    EXPECT_EQ(format.file.mSampleRate, media.rate);
+    EXPECT_EQ(format.file.mChannelsPerFrame, media.channels);
+    EXPECT_NE(format.file.mFormatID, kAudioFormatLinearPCM);
+    EXPECT_EQ(format.kind == SampleKind::Int16, media.codec == Codec::ALAC && media.bits == 16);
+    const double room = GetParam().statesLength ? 0 : 4 * 1152;
+    EXPECT_NEAR(static_cast<double>(format.frames), static_cast<double>(media.frames), room);
+}
+
+TEST_P(DecoderContract, DeliversTheLengthItAnnouncesInBlocksOfAnySize)
+{
+    const auto straight = readToEnd(*decoder_);
+    ASSERT_EQ(straight.size(), static_cast<std::size_t>(length_) * channels_);
+    float nothing[64];
+    EXPECT_EQ(*decoder_->read(nothing, 1), 0U) << "past the end";
+    for (const uint32_t block : {1U, 37U, 1152U, 5000U}) {
+        ASSERT_EQ(decoder_->seek(0), noErr);
+        EXPECT_TRUE(readToEnd(*decoder_, block) == straight) << "block " << block;
+    }
+}
+
+TEST_P(DecoderContract, SeeksToTheFrameOfTheStraightDecode)
+{
+    const auto straight = readToEnd(*decoder_);
+    std::mt19937 random(7);
+    for (int i = 0; i < 100; ++i) {
+        const int64_t target = std::uniform_int_distribution<int64_t>(0, length_)(random);
+        const int64_t count = std::min<int64_t>(length_ - target, 3000);
+        ASSERT_EQ(decoder_->seek(target), noErr);
+        const auto part = readFrames(*decoder_, count, 777);
+        const auto begin = straight.begin() + target * static_cast<int64_t>(channels_);
+        ASSERT_EQ(part.size(), static_cast<std::size_t>(count) * channels_) << "target " << target;
+        const auto [wrong, right] = std::mismatch(part.begin(), part.end(), begin);
+        ASSERT_TRUE(wrong == part.end()) << "target " << target << ", sample " << wrong - part.begin() << ": " << *wrong
+                                         << " for " << *right;
+    }
+}
+
+TEST_P(DecoderContract, SeeksToItsLengthAndNoFurther)
+{
+    float sound[64];
+    ASSERT_EQ(decoder_->seek(length_), noErr);
+    EXPECT_EQ(*decoder_->read(sound, 1), 0U);
+    ASSERT_EQ(decoder_->seek(length_ - 1), noErr);
+    EXPECT_EQ(decoder_->seek(length_ + 1), kExtAudioFileError_InvalidSeek);
+    EXPECT_EQ(decoder_->seek(-1), kExtAudioFileError_InvalidSeek);
+    EXPECT_EQ(decoder_->seek(INT64_MIN), kExtAudioFileError_InvalidSeek);
+    EXPECT_EQ(decoder_->seek(INT64_MAX), kExtAudioFileError_InvalidSeek);
+    EXPECT_EQ(*decoder_->read(sound, 2), 1U) << "a refused seek leaves the position as it was";
+}
+
+TEST_P(DecoderContract, GivesTheErrorOfTheDisk)
+{
+    openLong();
+    source_->failFrom(source_->size() / 2, kAudioFileReadError);
+    OSStatus status = noErr;
+    const auto got = readToEnd(*decoder_, 1000, &status);
+    EXPECT_EQ(status, kAudioFileReadError);
+    EXPECT_LT(got.size(), static_cast<std::size_t>(length_) * channels_);
+}
+
+TEST_P(DecoderContract, GivesTheErrorOfTheDiskWhenOpening)
+{
+    const int64_t size = source_->size();
+    for (const int64_t offset : {int64_t{0}, int64_t{10}, int64_t{50}, size / 100, size / 2}) {
+        const auto failing = std::make_shared<MemorySource>(readBytes(make(GetParam().media)));
+        failing->failFrom(offset, kAudioFileReadError);
+        auto opened = GetParam().open(failing);
+        if (failing->error() != noErr) {
+            EXPECT_EQ(opened.status(), kAudioFileReadError) << "offset " << offset;
+        }
+    }
+}
+
+TEST_P(DecoderContract, EndsEarlyWithoutAnErrorWhenTheFileIsCutUnderIt)
+{
+    openLong();
+    source_->truncate(source_->size() / 2);
+    OSStatus status = noErr;
+    const auto got = readToEnd(*decoder_, 1000, &status);
+    EXPECT_EQ(status, noErr);
+    EXPECT_LT(got.size(), static_cast<std::size_t>(length_) * channels_);
+    ASSERT_EQ(decoder_->seek(length_ - 1), noErr);
+    EXPECT_TRUE(readToEnd(*decoder_).empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, DecoderContract, testing::ValuesIn(kCases),
+                         [](const testing::TestParamInfo<ContractCase> &row) { return row.param.name; });
+
+} // namespace kx::test
