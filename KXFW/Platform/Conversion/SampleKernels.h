@@ -1,0 +1,56 @@
+/// @file
+/// The loops over samples. Each is written once for every codec; the layouts that playback and export run through all
+/// the time have forms of their own with the same results. Private to SampleFormat.cpp.
+#pragma once
+
+#include "KXFW/Platform/Conversion/SampleCodecs.h"
+
+namespace kx
+{
+
+template <class Codec>
+void readChannel(const std::byte *in, std::size_t stride, std::size_t frames, float *out) noexcept
+{
+    if (stride == Codec::kBytes)
+        for (std::size_t n = 0; n < frames; ++n)
+            out[n] = Codec::load(in + n * Codec::kBytes);
+    else
+        for (std::size_t n = 0; n < frames; ++n)
+            out[n] = Codec::load(in + n * stride);
+}
+
+template <class Codec>
+void writeChannel(const float *in, std::size_t frames, std::byte *out, std::size_t stride) noexcept
+{
+    if (stride == Codec::kBytes)
+        for (std::size_t n = 0; n < frames; ++n)
+            Codec::store(in[n], out + n * Codec::kBytes);
+    else
+        for (std::size_t n = 0; n < frames; ++n)
+            Codec::store(in[n], out + n * stride);
+}
+
+template <class Codec> void readStereo(const std::byte *in, std::size_t frames, float *left, float *right) noexcept
+{
+    for (std::size_t n = 0; n < frames; ++n) {
+        left[n] = Codec::load(in + 2 * n * Codec::kBytes);
+        right[n] = Codec::load(in + (2 * n + 1) * Codec::kBytes);
+    }
+}
+
+template <class Codec>
+void writeStereo(const float *left, const float *right, std::size_t frames, std::byte *out) noexcept
+{
+    for (std::size_t n = 0; n < frames; ++n) {
+        Codec::store(left[n], out + 2 * n * Codec::kBytes);
+        Codec::store(right[n], out + (2 * n + 1) * Codec::kBytes);
+    }
+}
+
+inline void swapWords(const std::byte *in, std::byte *out, std::size_t count) noexcept
+{
+    for (std::size_t n = 0; n < count; ++n)
+        storeWord<true>(loadWord<uint16_t, false>(in + 2 * n), out + 2 * n);
+}
+
+} // namespace kx
