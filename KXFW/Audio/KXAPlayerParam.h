@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"
 #include "KXFW/Platform/Foundation/AudioTypes.h"
+#include "KXFW/Platform/Foundation/Export.h"
 #include "KXFW/Platform/Foundation/Guarded.h"
 
 #include <atomic>
@@ -11,7 +12,7 @@
 /// The record of playback settings and positions that a player and its render path share; each data source keeps one
 /// of its own. It has no behaviour. Every field is read and written as a whole, from any thread, the render thread
 /// included. Offsets are bytes of the client format. The record borrows its units: the player ends them.
-class KXAPlayerParam
+class KX_EXPORT KXAPlayerParam
 {
 public:
     KXAPlayerParam() = default;
