@@ -1,8 +1,13 @@
 #include "KXFW/Platform/Conversion/RateConverter.h"
 
+#include "Tests/Conversion/AllocationCount.h"
+
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
+#include <numbers>
+#include <numeric>
 #include <random>
 #include <span>
 #include <string>
@@ -95,6 +100,146 @@ TEST_P(RateConverterRates, BlockSizesDoNotMatter)
         object->reset();
         EXPECT_EQ(convert(*object, source, 4096, block), whole) << "output blocks of " << block;
     }
+}
+
+TEST_P(RateConverterRates, ResetForgetsAllThatWasFed)
+{
+    const auto [in, out] = GetParam();
+    const Samples source = noise(3000);
+    const auto object = converter(in, out);
+    const Samples fresh = convert(*object, source);
+    for (std::size_t frames : {1, 500, 2999}) {
+        Samples block(1000);
+        const Samples other = noise(frames, 2);
+        const float *sources[] = {other.data()};
+        float *targets[] = {block.data()};
+        object->reset();
+        object->process(sources, static_cast<uint32_t>(frames), targets, 1000);
+        object->reset();
+        EXPECT_EQ(convert(*object, source), fresh) << "after " << frames << " other frames";
+    }
+}
+
+TEST_P(RateConverterRates, ARestartRepeatsTheStraightConversion)
+{
+    const auto [in, out] = GetParam();
+    const auto object = converter(in, out);
+    const auto step = std::llround(in) / std::gcd(std::llround(in), std::llround(out));
+    const auto preroll = std::llround(1100 * std::max(1.0, in / out));
+    const Samples source = noise(static_cast<std::size_t>(3 * (step + preroll)));
+    const Samples straight = convert(*object, source);
+    std::mt19937 random(3);
+    for (int i = 0; i < 12; ++i) {
+        const auto wanted = static_cast<int64_t>(random() % straight.size());
+        const auto place = object->restartFor(wanted);
+        ASSERT_GE(place.drop, 0);
+        ASSERT_LE(static_cast<std::size_t>(place.input), source.size());
+        object->reset();
+        const Samples again = convert(*object, std::span(source).subspan(static_cast<std::size_t>(place.input)));
+        // Between some rates the library's blocks fall elsewhere, which shows in the last bit of a float.
+        float worst = 0;
+        for (auto n = static_cast<std::size_t>(wanted); n < straight.size(); ++n)
+            worst =
+                std::max(worst, std::abs(straight[n] - again.at(n - static_cast<std::size_t>(wanted - place.drop))));
+        EXPECT_LE(worst, 6e-8F) << "output frame " << wanted << " from input frame " << place.input;
+    }
+}
+
+TEST_P(RateConverterRates, ProcessDoesNotAllocate)
+{
+    constexpr uint32_t kMost = 4096;
+    constexpr uint32_t kRoom = 1 << 15;
+    const auto [in, out] = GetParam();
+    if (out / in > 48)
+        GTEST_SKIP() << "not promised";
+    const auto object = converter(in, out, 2);
+    const Samples source = noise(2 * kMost);
+    const float *sources[] = {source.data(), source.data() + kMost};
+    Samples left(kRoom);
+    Samples right(kRoom);
+    float *targets[] = {left.data(), right.data()};
+    std::mt19937 random(4);
+    const auto upTo = [&](uint32_t limit) { return static_cast<uint32_t>(random() % (limit + 1)); };
+    for (const uint32_t most : {kMost, 600U, 7U}) {
+        const uint64_t before = kx::allocationCount();
+        for (int i = 0; i < 2000; ++i)
+            object->process(i == 1999 ? nullptr : sources, upTo(most), targets, upTo(upTo(3) == 0 ? kRoom : 600));
+        EXPECT_EQ(kx::allocationCount() - before, 0U) << "blocks of up to " << most;
+        object->reset();
+    }
+}
+
+double sineLevel(double frame, double rate, double frequency)
+{
+    return 0.5 * std::sin(2 * std::numbers::pi * frequency / rate * frame);
+}
+
+/// The largest distance from the sine that `in` samples, over the output frames from `first` on, edges left out.
+double worstSineError(double inRate, double outRate, std::size_t inFrames)
+{
+    const double frequency = std::min(inRate, outRate) * 0.11;
+    Samples source(inFrames);
+    for (std::size_t n = 0; n < inFrames; ++n)
+        source[n] = static_cast<float>(sineLevel(static_cast<double>(n), inRate, frequency));
+    const Samples converted = convert(*converter(inRate, outRate), source);
+    double worst = 0;
+    const auto edge = static_cast<std::size_t>(200 * std::max(1.0, outRate / inRate));
+    for (std::size_t n = edge; n + edge < converted.size(); ++n)
+        worst = std::max(
+            worst, std::abs(static_cast<double>(converted[n]) - sineLevel(static_cast<double>(n), outRate, frequency)));
+    return worst;
+}
+
+TEST_P(RateConverterRates, ASineKeepsItsPlaceAndLevel)
+{
+    const auto [in, out] = GetParam();
+    EXPECT_LE(worstSineError(in, out, static_cast<std::size_t>(2000 * std::max(1.0, in / out))), 2e-7);
+}
+
+TEST(RateConverter, BetweenOddRatesThePositionDoesNotCreep)
+{
+    EXPECT_LE(worstSineError(47999, 44100, 20 * 47999), 2e-7);
+}
+
+TEST(RateConverter, ChannelsDoNotMix)
+{
+    const Samples source = noise(4096);
+    const Samples other = noise(4096, 2);
+    const auto object = converter(48000, 44100, 3);
+    Samples out[3] = {Samples(4096), Samples(4096), Samples(4096)};
+    const float *sources[] = {source.data(), other.data(), source.data()};
+    float *targets[] = {out[0].data(), out[1].data(), out[2].data()};
+    const auto progress = object->process(sources, 4096, targets, 4096);
+    EXPECT_EQ(progress.inputUsed, 4096U);
+    EXPECT_EQ(out[0], out[2]);
+    const Samples alone = convert(*converter(48000, 44100), other);
+    ASSERT_LE(progress.outputMade, alone.size());
+    EXPECT_TRUE(std::equal(out[1].begin(), out[1].begin() + progress.outputMade, alone.begin()));
+}
+
+TEST(RateConverter, EqualRatesChangeNothing)
+{
+    const Samples source = noise(5000);
+    EXPECT_EQ(convert(*converter(44100, 44100), source), source);
+}
+
+TEST(RateConverter, RatesAreRoundedToWholeNumbers)
+{
+    const Samples source = noise(2000);
+    EXPECT_EQ(convert(*converter(47999.7, 44100.2), source), convert(*converter(48000, 44100), source));
+}
+
+TEST(RateConverter, RefusesRatesAndChannelsOutOfRange)
+{
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    for (double rate : {0.0, -44100.0, 1.0, 999.0, 768001.0, 4e9, nan, infinity}) {
+        EXPECT_FALSE(kx::RateConverter::make(rate, 44100, 2, 512)) << rate;
+        EXPECT_FALSE(kx::RateConverter::make(44100, rate, 2, 512)) << rate;
+    }
+    for (uint32_t channels : {0U, 65U, 0xFFFFFFFFU})
+        EXPECT_FALSE(kx::RateConverter::make(48000, 44100, channels, 512)) << channels;
+    EXPECT_TRUE(kx::RateConverter::make(48000, 44100, 64, 512));
 }
 
 } // namespace
