@@ -15,7 +15,7 @@ import tempfile
 from pathlib import Path
 
 _INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
-_SYSTEM = re.compile(r'[a-z_]+|(sys|linux|netinet|arpa)/.*|c?(pthread|unistd|fcntl|signal|poll|sched|spawn|dlfcn|errno|time|'
+_SYSTEM = re.compile(r'[a-z_]+|(sys|linux|netinet|arpa)/.*|c?(pthread|unistd|fcntl|signal|poll|sched|emmintrin|spawn|dlfcn|errno|time|'
                      r'termios|link|dirent|execinfo|semaphore|stdlib|string|stdio|stdint|cxxabi|langinfo|locale)\.h')
 _SOURCES = ('.h', '.cpp')
 
