@@ -5,7 +5,6 @@
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <dlfcn.h>
-#include <link.h>
 
 #include <array>
 #include <cstring>
@@ -19,18 +18,19 @@ namespace kx
 namespace
 {
 
-/// The folder of the shared object, or of the program, that holds this code.
+/// The folder of the shared object, or of the program, that holds this code. A program is named by its first argument,
+/// which need not be a path.
 std::filesystem::path ownFolder()
 {
     static const int here = 0;
+    constexpr const char *program = "/proc/self/exe";
     Dl_info info{};
-    void *extra = nullptr;
     std::error_code failure;
-    if (dladdr1(&here, &info, &extra, RTLD_DL_LINKMAP) == 0 || extra == nullptr)
-        return {};
-    const auto *object = static_cast<const link_map *>(extra);
-    const bool isProgram = object->l_name == nullptr || *object->l_name == '\0';
-    return std::filesystem::canonical(isProgram ? "/proc/self/exe" : object->l_name, failure).parent_path();
+    const bool isPath = dladdr(&here, &info) != 0 && info.dli_fname != nullptr && std::strchr(info.dli_fname, '/');
+    std::filesystem::path object = std::filesystem::canonical(isPath ? info.dli_fname : program, failure);
+    if (failure)
+        object = std::filesystem::canonical(program, failure);
+    return object.parent_path();
 }
 
 MPEG4ModuleOpen loadModule()

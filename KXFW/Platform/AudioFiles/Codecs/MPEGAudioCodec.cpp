@@ -52,7 +52,7 @@ bool scan(MPEGFrameWalk &walk, MPEGStream &stream)
     if (const uint8_t *bytes = walk.bytesAt(frame.position, frame.header.bytes))
         stream.tag = parseMPEGInfoTag(frame.header, bytes);
     bool isSound = !stream.tag || walk.next(frame);
-    int64_t smallest = INT64_MAX;
+    int64_t smallest = stream.header.bytes;
     for (; isSound; isSound = walk.next(frame)) {
         if (stream.frameCount++ % kIndexStep == 0)
             stream.index.push_back(frame.position);
