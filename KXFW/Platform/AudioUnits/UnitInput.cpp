@@ -1,0 +1,105 @@
+#include "KXFW/Platform/AudioUnits/UnitInput.h"
+
+#include "KXFW/Platform/AudioUnits/Unit.h"
+#include "KXFW/Platform/Foundation/StreamFormat.h"
+
+#include <array>
+#include <cstring>
+#include <mutex>
+#include <utility>
+
+namespace kx
+{
+
+namespace
+{
+
+/// A callback may point a buffer at memory of its own, or fill it partly; afterwards the frames stand in `own`.
+/// The list is the renderer's: whatever the callback did to it, it comes back as it was.
+OSStatus settleBuffer(AudioBuffer &buffer, void *own, uint32_t bytes) noexcept
+{
+    const void *const filled = std::exchange(buffer.mData, own);
+    const uint32_t size = std::exchange(buffer.mDataByteSize, bytes);
+    if (!filled || size > bytes)
+        return kAudioUnitErr_InvalidPropertyValue;
+    if (filled != own)
+        std::memmove(own, filled, size);
+    std::memset(static_cast<std::byte *>(own) + size, 0, bytes - size);
+    return noErr;
+}
+
+} // namespace
+
+PriorityMutex &UnitInput::connections()
+{
+    static PriorityMutex lock;
+    return lock;
+}
+
+std::shared_ptr<Unit> UnitInput::setCallback(const AURenderCallbackStruct &callback)
+{
+    const std::lock_guard guard(connections());
+    callback_ = callback;
+    return std::exchange(source_, nullptr);
+}
+
+bool UnitInput::connectTo(std::shared_ptr<Unit> &source, const Unit &owner)
+{
+    const std::lock_guard guard(connections());
+    if (source && (source.get() == &owner || source->input().hangsOnLocked(owner)))
+        return false;
+    callback_ = {};
+    std::swap(source_, source);
+    return true;
+}
+
+bool UnitInput::hangsOn(const Unit &unit) const
+{
+    const std::lock_guard guard(connections());
+    return hangsOnLocked(unit);
+}
+
+bool UnitInput::hangsOnLocked(const Unit &unit) const noexcept
+{
+    for (const Unit *at = source_.get(); at; at = at->input().source_.get())
+        if (at == &unit)
+            return true;
+    return false;
+}
+
+OSStatus UnitInput::pull(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept
+{
+    for (uint32_t i = 0; i < list.mNumberBuffers; ++i)
+        list.mBuffers[i].mDataByteSize = frames * format_.mBytesPerFrame;
+    if (source_)
+        return source_->render(time, frames, list, &format_);
+    return callback_.inputProc ? call(time, frames, list) : kAudioUnitErr_NoConnection;
+}
+
+OSStatus UnitInput::call(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) const noexcept
+{
+    const uint32_t count = list.mNumberBuffers;
+    std::array<void *, kMaximumChannels> own; // NOLINT: filled below as far as it is read
+    for (uint32_t i = 0; i < count; ++i)
+        own[i] = list.mBuffers[i].mData;
+
+    OSStatus status = noErr;
+    try {
+        AudioUnitRenderActionFlags flags = 0;
+        status = callback_.inputProc(callback_.inputProcRefCon, &flags, &time, 0, frames, &list);
+    } catch (...) {
+        status = kAudioHardwareUnspecifiedError;
+    }
+    if (list.mNumberBuffers != count) {
+        list.mNumberBuffers = count;
+        status = kAudioUnitErr_InvalidPropertyValue;
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        const OSStatus settled = settleBuffer(list.mBuffers[i], own[i], frames * format_.mBytesPerFrame);
+        if (status == noErr)
+            status = settled;
+    }
+    return status;
+}
+
+} // namespace kx

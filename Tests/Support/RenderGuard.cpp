@@ -1,0 +1,136 @@
+#include "Tests/Support/RenderGuard.h"
+
+#include "KXFW/Platform/AudioUnits/RenderScope.h"
+
+#include <atomic>
+
+#ifndef KX_SANITIZED
+#include <dlfcn.h>
+#include <malloc.h>
+#include <pthread.h>
+
+#include <cerrno>
+#include <cstdlib>
+#endif
+
+namespace
+{
+
+std::atomic<uint64_t> allocations{0};
+std::atomic<uint64_t> frees{0};
+std::atomic<uint64_t> locks{0};
+
+#ifndef KX_SANITIZED
+void count(std::atomic<uint64_t> &counter) noexcept
+{
+    if (kx::RenderScope::depth() > 0)
+        counter.fetch_add(1, std::memory_order_relaxed);
+}
+#endif
+
+} // namespace
+
+#ifndef KX_SANITIZED
+
+// The C library's functions under their own names, so that every library of the program comes through here.
+#define KX_INTERPOSE extern "C" __attribute__((visibility("default")))
+
+extern "C" {
+void *__libc_malloc(size_t size);
+void *__libc_calloc(size_t count, size_t size);
+void *__libc_realloc(void *block, size_t size);
+void *__libc_memalign(size_t alignment, size_t size);
+void __libc_free(void *block);
+}
+
+KX_INTERPOSE void *malloc(size_t size) noexcept
+{
+    count(allocations);
+    return __libc_malloc(size);
+}
+
+KX_INTERPOSE void *calloc(size_t number, size_t size) noexcept
+{
+    count(allocations);
+    return __libc_calloc(number, size);
+}
+
+KX_INTERPOSE void *realloc(void *block, size_t size) noexcept
+{
+    count(allocations);
+    return __libc_realloc(block, size);
+}
+
+KX_INTERPOSE void *memalign(size_t alignment, size_t size) noexcept
+{
+    count(allocations);
+    return __libc_memalign(alignment, size);
+}
+
+KX_INTERPOSE void *aligned_alloc(size_t alignment, size_t size) noexcept
+{
+    count(allocations);
+    return __libc_memalign(alignment, size);
+}
+
+KX_INTERPOSE int posix_memalign(void **block, size_t alignment, size_t size) noexcept
+{
+    count(allocations);
+    *block = __libc_memalign(alignment, size);
+    return *block ? 0 : ENOMEM;
+}
+
+KX_INTERPOSE void free(void *block) noexcept
+{
+    if (block)
+        count(frees);
+    __libc_free(block);
+}
+
+KX_INTERPOSE int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
+{
+    using Lock = int (*)(pthread_mutex_t *);
+    static std::atomic<Lock> next{nullptr}; // found by whoever comes first; no guard, which could lock in turn
+    Lock lock = next.load(std::memory_order_relaxed);
+    if (!lock) {
+        lock = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+        next.store(lock, std::memory_order_relaxed);
+    }
+    constexpr int kInheritsPriority = 32;
+    if (!(mutex->__data.__kind & kInheritsPriority))
+        count(locks);
+    return lock(mutex);
+}
+
+#endif
+
+namespace kx::test
+{
+
+RenderGuard::Counts RenderGuard::total() noexcept
+{
+    return {allocations, frees, locks};
+}
+
+RenderGuard::Counts RenderGuard::counts() const noexcept
+{
+    const Counts now = total();
+    return {now.allocations - before_.allocations, now.frees - before_.frees, now.locks - before_.locks};
+}
+
+bool RenderGuard::isClean() const noexcept
+{
+    const Counts now = counts();
+    return now.allocations == 0 && now.frees == 0 && now.locks == 0;
+}
+
+bool RenderGuard::works() noexcept
+{
+#ifdef KX_SANITIZED
+    return false;
+#else
+    return true;
+#endif
+}
+
+} // namespace kx::test

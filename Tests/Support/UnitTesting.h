@@ -1,0 +1,174 @@
+#pragma once
+
+#include "KXFW/Platform/AudioUnits/AudioUnit.h"
+#include "KXFW/Platform/Foundation/BufferList.h"
+#include "KXFW/Platform/Foundation/StreamFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace kx::test
+{
+
+inline constexpr AudioStreamBasicDescription kStereoFloat = planarFloat(44100, 2);
+inline constexpr AudioStreamBasicDescription kStandard =
+    interleaved(44100, 2, 16, kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsBigEndian);
+inline constexpr AudioStreamBasicDescription kNative16 = interleaved(44100, 2, 16, kAudioFormatFlagIsSignedInteger);
+
+/// A unit of the platform by its type, disposed of at the end.
+class OwnedUnit
+{
+public:
+    explicit OwnedUnit(FourCharCode type)
+    {
+        const AudioComponentDescription wanted{type, 0, kAudioUnitManufacturer_Platform, 0, 0};
+        EXPECT_EQ(AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &wanted), &unit_), noErr);
+    }
+    ~OwnedUnit() { dispose(); }
+    OwnedUnit(const OwnedUnit &) = delete;
+    OwnedUnit &operator=(const OwnedUnit &) = delete;
+
+    operator AudioUnit() const noexcept { return unit_; } // NOLINT: stands for the handle
+    OSStatus dispose() { return unit_ ? AudioComponentInstanceDispose(std::exchange(unit_, nullptr)) : noErr; }
+
+private:
+    AudioUnit unit_ = nullptr;
+};
+
+struct Converter : OwnedUnit {
+    Converter() : OwnedUnit(kAudioUnitType_FormatConverter) {}
+};
+
+struct Output : OwnedUnit {
+    Output() : OwnedUnit(kAudioUnitType_Output) {}
+};
+
+template <class T> OSStatus set(AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope, const T &value)
+{
+    return AudioUnitSetProperty(unit, property, scope, 0, &value, sizeof value);
+}
+
+template <class T> T get(AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope)
+{
+    T value{};
+    uint32_t size = sizeof value;
+    EXPECT_EQ(AudioUnitGetProperty(unit, property, scope, 0, &value, &size), noErr);
+    return value;
+}
+
+inline OSStatus setFormat(AudioUnit unit, AudioUnitScope scope, const AudioStreamBasicDescription &format)
+{
+    return set(unit, kAudioUnitProperty_StreamFormat, scope, format);
+}
+
+inline AudioStreamBasicDescription format(AudioUnit unit, AudioUnitScope scope)
+{
+    return get<AudioStreamBasicDescription>(unit, kAudioUnitProperty_StreamFormat, scope);
+}
+
+inline OSStatus connect(AudioUnit source, AudioUnit destination)
+{
+    return set(destination, kAudioUnitProperty_MakeConnection, kAudioUnitScope_Input,
+               AudioUnitConnection{source, 0, 0});
+}
+
+/// A render callback made of a function. Lives as long as it may be called.
+class Callback
+{
+public:
+    using Work = std::function<OSStatus(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &data)>;
+
+    explicit Callback(Work work) : work_(std::move(work)) {}
+
+    OSStatus feed(AudioUnit unit)
+    {
+        return set(unit, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input,
+                   AURenderCallbackStruct{&Callback::run, this});
+    }
+
+private:
+    static OSStatus run(void *self, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time, uint32_t bus,
+                        uint32_t frames, AudioBufferList *data)
+    {
+        EXPECT_NE(flags, nullptr);
+        EXPECT_EQ(bus, 0u);
+        return static_cast<Callback *>(self)->work_(*time, frames, *data);
+    }
+
+    Work work_;
+};
+
+/// 16-bit sample number `index` of an endless sequence that does not repeat soon.
+inline int16_t sampleAt(uint64_t index) noexcept
+{
+    return static_cast<int16_t>(static_cast<uint16_t>((index * 2654435761u) >> 8));
+}
+
+/// Frames `first` on of the sequence, two samples each, in either byte order.
+inline void writeFrames(uint64_t first, uint32_t frames, bool bigEndian, void *out) noexcept
+{
+    auto *bytes = static_cast<uint8_t *>(out);
+    for (uint64_t i = first * 2; i < (first + frames) * 2; ++i) {
+        const auto sample = static_cast<uint16_t>(sampleAt(i));
+        *bytes++ = static_cast<uint8_t>(bigEndian ? sample >> 8 : sample & 0xff);
+        *bytes++ = static_cast<uint8_t>(bigEndian ? sample & 0xff : sample >> 8);
+    }
+}
+
+/// Gives the sequence in the standard format (44,100 Hz, 16 bit, big-endian, stereo), counting.
+class SequenceSource
+{
+public:
+    SequenceSource()
+        : callback_([this](const AudioTimeStamp &, uint32_t frames, AudioBufferList &data) {
+              writeFrames(position.load(), frames, true, data.mBuffers[0].mData);
+              position += frames;
+              ++calls;
+              return noErr;
+          })
+    {
+    }
+
+    OSStatus feed(AudioUnit unit) { return callback_.feed(unit); }
+
+    std::atomic<uint64_t> position{0}; ///< frames given so far
+    std::atomic<uint64_t> calls{0};
+
+private:
+    Callback callback_;
+};
+
+/// Renders `frames` frames of `unit`, checked to succeed, as the bytes of all its buffers one after another.
+inline std::vector<std::byte> renderBytes(AudioUnit unit, uint32_t frames)
+{
+    const auto layout = format(unit, kAudioUnitScope_Output);
+    const uint32_t size = frames * layout.mBytesPerFrame;
+    const BufferList list(bufferCount(layout), channelsPerBuffer(layout), size);
+    const AudioTimeStamp time{};
+    EXPECT_EQ(AudioUnitRender(unit, nullptr, &time, 0, frames, list.get()), noErr) << frames << " frames";
+    std::vector<std::byte> bytes;
+    for (uint32_t i = 0; i < list.get()->mNumberBuffers; ++i)
+        bytes.insert(bytes.end(), list.data(i), list.data(i) + size);
+    return bytes;
+}
+
+/// The left channel of a planar float unit, in slices of the given sizes.
+inline std::vector<float> renderLeft(AudioUnit unit, const std::vector<uint32_t> &slices)
+{
+    std::vector<float> all;
+    for (const uint32_t frames : slices) {
+        const auto bytes = renderBytes(unit, frames);
+        std::vector<float> left(frames);
+        if (frames > 0)
+            std::memcpy(left.data(), bytes.data(), frames * sizeof(float));
+        all.insert(all.end(), left.begin(), left.end());
+    }
+    return all;
+}
+
+} // namespace kx::test
