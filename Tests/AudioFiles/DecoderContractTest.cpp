@@ -41,7 +41,28 @@ MediaSpec m4a(Codec codec, std::vector<std::string> options, uint32_t bits = 16,
     return {.codec = codec, .channels = channels, .frames = kLength, .bits = bits, .options = std::move(options)};
 }
 
+MediaSpec container(Codec codec, uint32_t bits = 16, uint32_t channels = 2)
+{
+    return {.codec = codec, .channels = channels, .frames = kLength, .bits = bits};
+}
+
+/// Whether a codec keeps samples of up to 16 bits as they are.
+bool isLossless(Codec codec)
+{
+    return codec == Codec::WAV || codec == Codec::AIFF || codec == Codec::FLAC || codec == Codec::ALAC;
+}
+
 const ContractCase kCases[] = {
+    {"Wav8", openPCMContainer, container(Codec::WAV, 8), true},
+    {"Wav16", openPCMContainer, container(Codec::WAV), true},
+    {"Wav24Mono", openPCMContainer, container(Codec::WAV, 24, 1), true},
+    {"Wav32SixChannels", openPCMContainer, container(Codec::WAV, 32, 6), true},
+    {"Aiff16", openPCMContainer, container(Codec::AIFF), true},
+    {"Aiff24", openPCMContainer, container(Codec::AIFF, 24), true},
+    {"Flac16", openPCMContainer, container(Codec::FLAC), true},
+    {"Flac24", openPCMContainer, container(Codec::FLAC, 24), true},
+    {"Vorbis", openPCMContainer, container(Codec::Vorbis), true},
+    {"VorbisMono", openPCMContainer, container(Codec::Vorbis, 16, 1), true},
     {"Mp3Constant128", openMPEGAudio, mp3({"-b", "128"}), true},
     {"Mp3Constant320", openMPEGAudio, mp3({"-b", "320"}), true},
     {"Mp3Constant32Mono", openMPEGAudio, mp3({"-b", "32", "--resample", "44.1"}, 44100, 1), false},
@@ -105,8 +126,9 @@ TEST_P(DecoderContract, DescribesTheFile)
     EXPECT_EQ(format.rate, media.rate);
     EXPECT_EQ(format.file.mSampleRate, media.rate);
     EXPECT_EQ(format.file.mChannelsPerFrame, media.channels);
-    EXPECT_NE(format.file.mFormatID, kAudioFormatLinearPCM);
-    EXPECT_EQ(format.kind == SampleKind::Int16, media.codec == Codec::ALAC && media.bits == 16);
+    const bool isPlain = media.codec == Codec::WAV || media.codec == Codec::AIFF;
+    EXPECT_EQ(format.file.mFormatID == kAudioFormatLinearPCM, isPlain);
+    EXPECT_EQ(format.kind == SampleKind::Int16, isLossless(media.codec) && media.bits <= 16);
     const double room = GetParam().statesLength ? 0 : 4 * 1152;
     EXPECT_NEAR(static_cast<double>(format.frames), static_cast<double>(media.frames), room);
 }

@@ -50,6 +50,8 @@ public:
     virtual Result<uint32_t> read(void *interleaved, uint32_t frames) = 0;
     /// The next frame read is number `frame` of the straight decode, sample for sample. 0 to format().frames. [blocks]
     virtual OSStatus seek(int64_t frame) = 0;
+    /// Asks for big-endian or native Int16 samples from now on. False where only native ones are given. [any]
+    virtual bool setBigEndian(bool) noexcept { return false; }
 };
 
 using DecoderResult = Result<std::unique_ptr<Decoder>>;

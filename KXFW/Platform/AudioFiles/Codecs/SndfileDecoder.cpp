@@ -1,0 +1,129 @@
+#include "KXFW/Platform/AudioFiles/Codecs/SndfileDecoder.h"
+
+#include "KXFW/Platform/AudioFiles/Codecs/FiniteSamples.h"
+
+#include <algorithm>
+
+namespace kx
+{
+
+namespace
+{
+
+constexpr uint32_t kSkipFrames = 1024;
+
+} // namespace
+
+DecoderResult SndfileDecoder::make(std::unique_ptr<VirtualFile> file, SndfileHandlePointer handle,
+                                   const DecodedFormat &format, Approach approach, Length length)
+{
+    std::unique_ptr<SndfileDecoder> decoder(new SndfileDecoder(std::move(file), std::move(handle), format, approach));
+    if (length == Length::Stated)
+        if (const OSStatus status = decoder->measure(); status != noErr)
+            return status;
+    return std::unique_ptr<Decoder>(std::move(decoder));
+}
+
+SndfileDecoder::SndfileDecoder(std::unique_ptr<VirtualFile> file, SndfileHandlePointer handle,
+                               const DecodedFormat &format, Approach approach)
+    : file_(std::move(file)), handle_(std::move(handle)), format_(format), approach_(approach),
+      skipped_(std::size_t{kSkipFrames} * format.channels)
+{
+}
+
+OSStatus SndfileDecoder::measure()
+{
+    const bool isStated = format_.frames > 0 && format_.frames < SF_COUNT_MAX;
+    if (isStated && seek(format_.frames - 1) == noErr && decode(skipped_.data(), 1) == 1) {
+        handleFrame_ = -1;
+        return seek(0);
+    }
+    if (file_->source().error() != noErr)
+        return file_->source().error();
+    return count();
+}
+
+/// The length of a file that was cut short or does not state it: what a straight decode gives.
+OSStatus SndfileDecoder::count()
+{
+    if (const OSStatus status = restart(); status != noErr)
+        return status;
+    format_.frames = 0;
+    while (const uint32_t got = decode(skipped_.data(), kSkipFrames))
+        format_.frames += got;
+    return file_->source().error() != noErr ? file_->source().error() : restart();
+}
+
+uint32_t SndfileDecoder::decode(void *interleaved, uint32_t frames)
+{
+    sf_count_t got = 0;
+    if (format_.kind == SampleKind::Int16) {
+        got = sf_readf_short(handle_.get(), static_cast<short *>(interleaved), frames);
+    } else {
+        got = sf_readf_float(handle_.get(), static_cast<float *>(interleaved), frames);
+        makeFinite(static_cast<float *>(interleaved),
+                   static_cast<std::size_t>(std::max<sf_count_t>(got, 0)) * format_.channels);
+    }
+    return static_cast<uint32_t>(std::max<sf_count_t>(got, 0));
+}
+
+Result<uint32_t> SndfileDecoder::read(void *interleaved, uint32_t frames)
+{
+    const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames, format_.frames - position_));
+    if (wanted == 0)
+        return uint32_t{0};
+    if (handleFrame_ != position_) // the last seek failed
+        if (const OSStatus status = seek(position_); status != noErr)
+            return status;
+    const uint32_t got = decode(interleaved, wanted);
+    position_ += got;
+    handleFrame_ += got;
+    if (got == 0 && file_->source().error() != noErr)
+        return file_->source().error();
+    return got;
+}
+
+OSStatus SndfileDecoder::seek(int64_t frame)
+{
+    if (frame < 0 || frame > format_.frames)
+        return kExtAudioFileError_InvalidSeek;
+    position_ = frame;
+    if (frame == handleFrame_ || frame == format_.frames)
+        return noErr; // the end is read without the handle, whose codecs do not all take it as a target
+    const int64_t from = std::max<int64_t>(std::min(frame, approach_.latest) - approach_.preroll, 0);
+    handleFrame_ = -1;
+    OSStatus status = noErr;
+    if (sf_seek(handle_.get(), from, SEEK_SET) == from) {
+        status = skip(frame - from);
+    } else {
+        status = restart();
+        if (status == noErr)
+            status = skip(frame);
+    }
+    if (status == noErr)
+        handleFrame_ = frame;
+    return status;
+}
+
+OSStatus SndfileDecoder::restart()
+{
+    SF_INFO info;
+    handle_.reset();
+    handle_.reset(file_->open(info));
+    if (handle_)
+        return noErr;
+    return file_->source().error() != noErr ? file_->source().error() : kAudioFileInvalidFileError;
+}
+
+OSStatus SndfileDecoder::skip(int64_t frames)
+{
+    while (frames > 0) {
+        const uint32_t got = decode(skipped_.data(), static_cast<uint32_t>(std::min<int64_t>(frames, kSkipFrames)));
+        if (got == 0)
+            return file_->source().error();
+        frames -= got;
+    }
+    return noErr;
+}
+
+} // namespace kx

@@ -1,0 +1,215 @@
+#include "FileTestSupport.h"
+#include "Tests/Support/Media.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <sndfile.h>
+#include <string>
+
+namespace kx::test
+{
+
+namespace
+{
+
+/// A file of a kind that the media maker lacks, written by the container library itself.
+std::filesystem::path sndfileOf(int format, uint32_t rate, uint32_t channels, const std::vector<int32_t> &samples)
+{
+    const auto path = temporaryPath("container");
+    SF_INFO info = {};
+    info.samplerate = static_cast<int>(rate);
+    info.channels = static_cast<int>(channels);
+    info.format = format;
+    SNDFILE *file = sf_open(path.c_str(), SFM_WRITE, &info);
+    EXPECT_NE(file, nullptr) << std::hex << format;
+    const int subtype = format & SF_FORMAT_SUBMASK;
+    const auto count = static_cast<sf_count_t>(samples.size());
+    if (subtype == SF_FORMAT_FLOAT || subtype == SF_FORMAT_DOUBLE) {
+        std::vector<double> scaled(samples.size());
+        std::ranges::transform(samples, scaled.begin(), [](int32_t s) { return std::ldexp(s, -31); });
+        sf_write_double(file, scaled.data(), count);
+    } else {
+        sf_write_int(file, samples.data(), count);
+    }
+    sf_close(file);
+    return path;
+}
+
+std::vector<int16_t> rounded16(const std::vector<int32_t> &samples, uint32_t bits)
+{
+    std::vector<int16_t> result(samples.size());
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const double scaled = std::nearbyint(std::ldexp(samples[i], 16 - static_cast<int>(bits)));
+        result[i] = static_cast<int16_t>(std::clamp(scaled, -32768.0, 32767.0));
+    }
+    return result;
+}
+
+struct PlainKind {
+    const char *name;
+    int format;
+    uint32_t bits;
+    uint32_t flags; ///< of the file's data format, beside packed
+};
+
+constexpr uint32_t kSigned = kAudioFormatFlagIsSignedInteger;
+constexpr uint32_t kBig = kAudioFormatFlagIsBigEndian;
+constexpr uint32_t kFloat = kAudioFormatFlagIsFloat;
+constexpr PlainKind kPlainKinds[] = {
+    {"WAV 8", SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 8, 0},
+    {"WAV 16", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16, kSigned},
+    {"WAV 24", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 24, kSigned},
+    {"WAV 32", SF_FORMAT_WAV | SF_FORMAT_PCM_32, 32, kSigned},
+    {"WAV float", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 32, kFloat},
+    {"WAV double", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 64, kFloat},
+    {"RIFX 16", SF_FORMAT_WAV | SF_FORMAT_PCM_16 | SF_ENDIAN_BIG, 16, kSigned | kBig},
+    {"extensible 16", SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 16, kSigned},
+    {"extensible 24", SF_FORMAT_WAVEX | SF_FORMAT_PCM_24, 24, kSigned},
+    {"RF64 16", SF_FORMAT_RF64 | SF_FORMAT_PCM_16, 16, kSigned},
+    {"W64 24", SF_FORMAT_W64 | SF_FORMAT_PCM_24, 24, kSigned},
+    {"AIFF 8", SF_FORMAT_AIFF | SF_FORMAT_PCM_S8, 8, kSigned},
+    {"AIFF 16", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 16, kSigned | kBig},
+    {"AIFF 24", SF_FORMAT_AIFF | SF_FORMAT_PCM_24, 24, kSigned | kBig},
+    {"AIFC little", SF_FORMAT_AIFF | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE, 16, kSigned},
+    {"AIFC float", SF_FORMAT_AIFF | SF_FORMAT_FLOAT, 32, kFloat | kBig},
+    {"CAF 16", SF_FORMAT_CAF | SF_FORMAT_PCM_16, 16, kSigned | kBig},
+    {"CAF 24 little", SF_FORMAT_CAF | SF_FORMAT_PCM_24 | SF_ENDIAN_LITTLE, 24, kSigned},
+    {"AU 16", SF_FORMAT_AU | SF_FORMAT_PCM_16, 16, kSigned | kBig},
+    {"AU double", SF_FORMAT_AU | SF_FORMAT_DOUBLE, 64, kFloat | kBig},
+};
+
+} // namespace
+
+TEST(Reading, EveryPlainKindGivesItsSamplesAndItsLayout)
+{
+    const MediaSpec spec{.frames = 10007};
+    const auto source = samples(spec);
+    std::vector<int32_t> wide(source.size());
+    std::ranges::transform(source, wide.begin(), [](int32_t s) { return s * 65536; });
+    for (const PlainKind &kind : kPlainKinds) {
+        SCOPED_TRACE(kind.name);
+        OpenFile file(sndfileOf(kind.format, 48000, 2, wide), standardFormat(48000));
+        ASSERT_EQ(file.status(), noErr);
+        EXPECT_EQ(file.length(), 10007);
+        const auto format = file.format(kExtAudioFileProperty_FileDataFormat);
+        EXPECT_EQ(format.mFormatID, kAudioFormatLinearPCM);
+        EXPECT_EQ(format.mFormatFlags, kind.flags | kAudioFormatFlagIsPacked);
+        EXPECT_EQ(format.mBitsPerChannel, kind.bits);
+        EXPECT_EQ(format.mBytesPerFrame, kind.bits / 4);
+        EXPECT_EQ(format.mSampleRate, 48000);
+        auto expected = rounded16(source, 16);
+        if (kind.bits == 8)
+            for (int16_t &s : expected)
+                s = static_cast<int16_t>(s & ~255);
+        EXPECT_EQ(bigEndian(readAll<int16_t>(file, 777)), expected);
+    }
+}
+
+TEST(Reading, SixteenBitsComeOutBitForBitInEveryClientOrder)
+{
+    for (const Codec codec : {Codec::WAV, Codec::AIFF, Codec::FLAC}) {
+        const MediaSpec spec{.codec = codec, .frames = 30011, .signal = Signal::Noise};
+        const auto expected = rounded16(samples(spec), 16);
+        OpenFile big(make(spec), standardFormat());
+        EXPECT_EQ(bigEndian(readAll<int16_t>(big, 44100)), expected);
+        OpenFile little(make(spec), native16());
+        EXPECT_EQ(readAll<int16_t>(little, 1), expected);
+    }
+}
+
+TEST(Reading, TwentyFourBitsAreRoundedToNearestAndKeptByFloats)
+{
+    for (const Codec codec : {Codec::WAV, Codec::AIFF, Codec::FLAC}) {
+        const MediaSpec spec{.codec = codec, .frames = 20000, .bits = 24};
+        OpenFile file(make(spec), native16());
+        EXPECT_EQ(readAll<int16_t>(file), rounded16(samples(spec), 24));
+        OpenFile floats(make(spec), interleaved(44100, 2, 32, kAudioFormatFlagIsFloat));
+        EXPECT_EQ(readAll<float>(floats), floatSamples(spec));
+    }
+}
+
+TEST(Reading, CompressedFilesStateTheirKindAndNoFrameSize)
+{
+    const std::pair<Codec, FourCharCode> kinds[] = {{Codec::FLAC, kAudioFormatFLAC},
+                                                    {Codec::Vorbis, kAudioFormatVorbis}};
+    for (const auto &[codec, id] : kinds) {
+        OpenFile file(make({.codec = codec, .frames = 50021}), standardFormat());
+        ASSERT_EQ(file.status(), noErr);
+        EXPECT_EQ(file.format(kExtAudioFileProperty_FileDataFormat).mFormatID, id);
+        EXPECT_EQ(file.format(kExtAudioFileProperty_FileDataFormat).mBytesPerFrame, 0U);
+        EXPECT_EQ(file.length(), 50021);
+        EXPECT_EQ(readAll<int16_t>(file).size(), 2U * 50021);
+    }
+}
+
+TEST(Reading, MonoGoesToBothChannelsAndManyAreFoldedWithoutClipping)
+{
+    const MediaSpec mono{.channels = 1, .frames = 5000};
+    const auto expected = rounded16(samples(mono), 16);
+    OpenFile file(make(mono), native16());
+    const auto stereo = readAll<int16_t>(file);
+    ASSERT_EQ(stereo.size(), 2 * expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        ASSERT_TRUE(stereo[2 * i] == expected[i] && stereo[2 * i + 1] == expected[i]) << "frame " << i;
+
+    for (const uint32_t channels : {3U, 6U, 64U}) {
+        const auto path =
+            fileOf("full", waveBytes(44100, channels, 16, std::vector<int32_t>(std::size_t{channels} * 1000, 32767)));
+        OpenFile many(path, native16());
+        const auto folded = readAll<int16_t>(many);
+        ASSERT_EQ(folded.size(), 2000U) << channels;
+        EXPECT_GT(*std::ranges::min_element(folded), 32700) << channels;
+    }
+}
+
+TEST(Reading, WildFloatsComeOutFiniteAndTheirNeighboursExact)
+{
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<float> wild{0.5F, nan, 0.25F, inf, -inf, 1e30F, -1e30F, 3e38F, 1e-40F, -0.125F};
+    const auto path = fileOf("wild.wav", floatWaveBytes(44100, 1, wild));
+    OpenFile file(path, native16(44100, 1));
+    EXPECT_EQ(readAll<int16_t>(file),
+              (std::vector<int16_t>{16384, 0, 8192, 32767, -32768, 32767, -32768, 32767, 0, -4096}));
+    OpenFile floats(path, interleaved(22050, 1, 32, kAudioFormatFlagIsFloat));
+    for (const float s : readAll<float>(floats))
+        EXPECT_TRUE(std::isfinite(s));
+}
+
+TEST(Reading, ClientLengthIsTruncatedAndExactlyDelivered)
+{
+    for (const uint32_t rate : {1000U, 8000U, 11025U, 32000U, 44099U, 48000U, 96000U, 768000U})
+        for (const int64_t frames : {0, 1, 2, 3, 1000, 9973}) {
+            const auto path = make({.rate = rate, .frames = frames});
+            OpenFile file(path, standardFormat());
+            ASSERT_EQ(file.status(), noErr) << rate << " Hz, " << frames << " frames";
+            EXPECT_EQ(file.length(), frames);
+            EXPECT_EQ(readAll<int16_t>(file, 512).size() / 2, static_cast<uint64_t>(frames * 44100 / rate))
+                << rate << " Hz, " << frames << " frames";
+            EXPECT_TRUE(file.read(100, 4).empty());
+            EXPECT_EQ(file.readStatus, noErr);
+        }
+}
+
+TEST(Reading, PlanarClientsAndOddOnesGetTheSameSamples)
+{
+    const MediaSpec spec{.frames = 4000};
+    const auto path = make(spec);
+    const auto expected = floatSamples(spec);
+    OpenFile file(path, planarFloat(44100, 2));
+    BufferList buffers(2, 1, 4000 * 4);
+    uint32_t frames = 4000;
+    ASSERT_EQ(ExtAudioFileRead(file.get(), &frames, buffers.get()), noErr);
+    ASSERT_EQ(frames, 4000U);
+    for (uint32_t i = 0; i < frames; ++i)
+        for (uint32_t c = 0; c < 2; ++c)
+            ASSERT_EQ(reinterpret_cast<const float *>(buffers.data(c))[i], expected[2 * i + c]);
+
+    OpenFile doubles(path, interleaved(44100, 2, 64, kAudioFormatFlagIsFloat));
+    const auto wide = readAll<double>(doubles);
+    EXPECT_TRUE(std::ranges::equal(wide, expected, [](double a, float b) { return a == static_cast<double>(b); }));
+}
+
+} // namespace kx::test
