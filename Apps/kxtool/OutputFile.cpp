@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace kxtool
 {
@@ -31,13 +33,13 @@ mode_t modeFor(const std::filesystem::path &target)
 OutputFile::OutputFile(const std::string &name) : name_(name)
 {
     std::error_code error;
-    target_ = std::filesystem::weakly_canonical(name, error);
-    if (error || name.empty())
-        throw Failure(name, error ? error.message() : "no name");
-    const auto status = std::filesystem::status(target_, error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        descriptor_ = open(target_.c_str(), O_WRONLY | O_CLOEXEC);
+    if (const auto status = std::filesystem::status(name, error);
+        std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        descriptor_ = open(name.c_str(), O_WRONLY | O_CLOEXEC);
     } else {
+        target_ = std::filesystem::weakly_canonical(name, error);
+        if (error || name.empty())
+            throw Failure(name, error ? error.message() : "no name");
         temporary_ = (target_.parent_path() / ".kxtool-XXXXXX").string();
         descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
     }

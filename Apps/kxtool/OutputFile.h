@@ -25,8 +25,8 @@ private:
     [[noreturn]] void fail() const;
 
     std::string name_;
-    std::filesystem::path target_;
-    std::string temporary_; ///< empty where the bytes go straight to the target
+    std::filesystem::path target_; ///< where the temporary file goes
+    std::string temporary_;        ///< empty where the bytes go straight to the target
     int descriptor_ = -1;
 };
 
