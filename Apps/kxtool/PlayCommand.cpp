@@ -74,6 +74,25 @@ Range placePlayer(KXAFilePlayer &player, const PlayOptions &options)
     return range;
 }
 
+/// How often sound was missing: the device ran dry, or the file was not read ahead in time.
+uint64_t underrunsOf(const KXAFilePlayer &player)
+{
+    uint64_t ofDevice = 0;
+    uint32_t size = sizeof ofDevice;
+    AudioUnitGetProperty(player.outputUnit(), kAudioOutputUnitProperty_Underruns, kAudioUnitScope_Global, 0, &ofDevice,
+                         &size);
+    const auto data = player.audioData();
+    return ofDevice + (data ? data->underruns() : 0);
+}
+
+std::string progressOf(const KXAFilePlayer &player, int64_t frame, int64_t frames)
+{
+    std::string text = clockTime(frame) + " / " + clockTime(frames) + "  frame " + std::to_string(frame);
+    if (const uint64_t underruns = underrunsOf(player); underruns > 0)
+        text += "  underruns: " + std::to_string(underruns);
+    return text;
+}
+
 /// After the end of the data: waits until the device has played what it holds, or an interrupt.
 void letDeviceFinish(KXAFilePlayer &player, Waiter &waiter)
 {
@@ -102,7 +121,7 @@ void playOn(KXAFilePlayer &player, const PlayOptions &options, const Range &rang
         if (waiter.wait(tick) != Waiter::Event::Timeout)
             return player.stop();
         const int64_t frame = player.frameOffset();
-        progress.show(clockTime(frame) + " / " + clockTime(frames) + "  frame " + std::to_string(frame));
+        progress.show(progressOf(player, frame, frames));
         if (!player.isPlaying())
             return letDeviceFinish(player, waiter);
         if (!options.loop && frame >= range.end && range.end < frames)
