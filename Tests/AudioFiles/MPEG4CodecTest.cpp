@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string_view>
 
 namespace kx::test
@@ -157,6 +158,22 @@ TEST(MPEG4Codec, GivesAACInItsPlace)
     EXPECT_LT(difference(sound, source, 0), 0.001);
     EXPECT_LT(difference(sound, source, 0) * 2, difference(sound, source, 1));
     EXPECT_LT(difference(sound, source, 0) * 2, difference(source, sound, 1));
+}
+
+TEST(MPEG4Codec, LetsNobodyHearTheSegments)
+{
+    MediaSpec spec = aac({"-b:a", "96k", "-aac_pns", "0"});
+    spec.frames = 4 * 64 * 1024;
+    const auto path = make(spec);
+    const auto plain = temporaryPath("plain.f32");
+    ASSERT_EQ(runTool({"ffmpeg", "-nostdin", "-v", "error", "-i", path.string(), "-f", "f32le", plain.string()}).status,
+              0);
+    const Bytes bytes = readBytes(plain);
+    const auto sound = decode(readBytes(path));
+    std::vector<float> expected(sound.size());
+    ASSERT_GE(bytes.size(), expected.size() * sizeof(float));
+    std::memcpy(expected.data(), bytes.data(), expected.size() * sizeof(float));
+    EXPECT_TRUE(sound == expected) << "not what one decoder makes of the whole file";
 }
 
 TEST(MPEG4Codec, SubstitutesTheSameNoiseInEveryDecode)
