@@ -27,7 +27,9 @@ OSStatus ByteWindow::fill(int64_t offset, int64_t count)
 {
     const bool goesOn = offset >= start_ && offset <= start_ + count_;
     const int64_t bytes = std::min(kCapacity, std::max(count, goesOn && nextFill_ > 0 ? nextFill_ : kFirstFill));
-    const int64_t got = source_.readAt(offset, memory_.get(), bytes);
+    int64_t got = source_.readAt(offset, memory_.get(), bytes);
+    if (got < 0 && bytes > count) // the fault may lie in what nobody has asked for yet
+        got = source_.readAt(offset, memory_.get(), count);
     start_ = offset;
     count_ = std::max<int64_t>(got, 0);
     nextFill_ = std::min(kCapacity, 2 * bytes);

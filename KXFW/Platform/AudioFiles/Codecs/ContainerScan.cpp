@@ -127,11 +127,16 @@ public:
         for (int i = 0; i < kMaximumChunks; ++i)
             if (const auto result = step())
                 return *result;
-        return {kAudioFileInvalidFileError, 0};
+        return stop();
     }
 
 private:
     [[nodiscard]] ContainerScan all() const { return {noErr, source_.size()}; }
+    /// What follows is no chunk: of no matter behind the samples, fatal before them.
+    [[nodiscard]] ContainerScan stop() const
+    {
+        return seenData_ ? ContainerScan{noErr, offset_} : ContainerScan{kAudioFileInvalidFileError, 0};
+    }
 
     /// Looks at the chunk at offset_ and goes to the next; a result when the walk has ended.
     std::optional<ContainerScan> step()
@@ -146,10 +151,11 @@ private:
         const uint64_t size = head.number(grammar_.idBytes, grammar_.sizeBytes, grammar_.order);
         const uint64_t room =
             static_cast<uint64_t>(source_.size() - offset_ - (grammar_.sizeCountsHead ? 0 : headBytes));
-        if (isData && (size == 0 || size > room))
+        const bool isUnstated = size == 0 || (grammar_.sizeBytes == 4 && size == UINT32_MAX);
+        if (isData && (isUnstated || size > room))
             return all(); // never closed, cut short or lying: the samples are what is there
         if (size > room || (grammar_.sizeCountsHead && size < static_cast<uint64_t>(headBytes)))
-            return seenData_ ? ContainerScan{noErr, offset_} : ContainerScan{kAudioFileInvalidFileError, 0};
+            return stop();
         if (head.has(0, grammar_.formatID))
             if (const OSStatus status = checkFormatChunk(source_, container_, offset_ + headBytes); status != noErr)
                 return ContainerScan{source_.error() != noErr ? source_.error() : status, 0};
