@@ -242,7 +242,7 @@ private:
     std::recursive_mutex controlLock_; ///< serialises what touches units; never taken by the render thread
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
-    AudioObjectID lastDefaultDevice_ = kAudioObjectUnknown; ///< when the device was last set; under controlLock_
+    AudioObjectID lastDefaultDevice_ = kAudioObjectUnknown; ///< as last met; under controlLock_
     bool defaultChangedMeanwhile_ = false;                  ///< during an export; under controlLock_
     std::optional<AudioObjectID> chosenMeanwhile_;          ///< during an export; under controlLock_
     kx::Guarded<std::exception_ptr> renderFailure_;         ///< met by the render path, told by others

