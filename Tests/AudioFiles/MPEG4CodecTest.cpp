@@ -258,6 +258,11 @@ TEST(MPEG4Codec, RefusesCountsThatTheFileCannotHold)
         putNumber(table, sizes + 4, 1);
         EXPECT_EQ(openBytes(openMPEG4, table).status(), kAudioFileInvalidFileError) << count << " of one size";
     }
+    for (const std::string_view type : {"stco", "stsc", "stts"}) {
+        Bytes table = bytes;
+        putNumber(table, bodyOf(table, type) + 4, 0x10000000U);
+        EXPECT_EQ(openBytes(openMPEG4, table).status(), kAudioFileInvalidFileError) << type;
+    }
     Bytes lossless = readBytes(make(alac(16)));
     putNumber(lossless, bodyOf(lossless, "stsd") + 8 + 36 + 12, 4096 * 4096); // the frames of a packet
     EXPECT_EQ(openBytes(openMPEG4, lossless).status(), kAudioFileUnsupportedDataFormatError);

@@ -133,6 +133,16 @@ private:
             return claim(number32(box.body + 8), box, 12, number(box.body + 7, 1));
         case fourCharCode("trun"):
             return isPossibleRun(box);
+        case fourCharCode("stco"):
+        case fourCharCode("stss"):
+        case fourCharCode("stps"):
+            return isPossibleTable(box, 4);
+        case fourCharCode("co64"):
+        case fourCharCode("stts"):
+        case fourCharCode("ctts"):
+            return isPossibleTable(box, 8);
+        case fourCharCode("stsc"):
+            return isPossibleTable(box, 12);
         default:
             return true;
         }
@@ -155,6 +165,12 @@ private:
             }
         }
         return true;
+    }
+
+    /// Of a table that begins with its version and its count.
+    bool isPossibleTable(const Box &box, int64_t entryBytes)
+    {
+        return number32(box.body + 4) <= (box.end - box.body - 8) / entryBytes;
     }
 
     bool isPossibleSampleTable(const Box &box)
