@@ -1,3 +1,4 @@
+#include "Tests/Hardware/CountingWriter.h"
 #include "Tests/Hardware/HardwareTestKit.h"
 #include "Tests/Support/ScopedVirtualHardware.h"
 
@@ -5,7 +6,6 @@
 
 #include <atomic>
 #include <latch>
-#include <numeric>
 #include <thread>
 
 namespace
@@ -27,44 +27,6 @@ std::unique_ptr<OutputStream> openOn(kx::HardwareBackend &backend, std::size_t d
     auto stream = backend.openOutput(backend.state().devices.at(device).uid, slice);
     return stream ? std::move(*stream) : nullptr;
 }
-
-/// Writes frames that hold their own number (16-bit stereo) until the stream ends.
-class CountingWriter
-{
-public:
-    explicit CountingWriter(OutputStream &stream) : stream_(stream), thread_([this] { run(); }) {}
-    ~CountingWriter()
-    {
-        stream_.interrupt();
-        thread_.join();
-    }
-
-    OSStatus status = noErr; ///< why it ended; read after waitForEnd
-    void waitForEnd() { ended_.wait(); }
-
-private:
-    void run()
-    {
-        for (;;) {
-            const auto room = stream_.waitForRoom();
-            status = room.status();
-            if (!room || *room == 0)
-                break;
-            std::vector<uint32_t> frames(*room);
-            std::iota(frames.begin(), frames.end(), next_);
-            next_ += *room;
-            status = stream_.write(frames.data(), *room);
-            if (status != noErr)
-                break;
-        }
-        ended_.count_down();
-    }
-
-    OutputStream &stream_;
-    uint32_t next_ = 0;
-    std::latch ended_{1};
-    std::thread thread_;
-};
 
 std::vector<uint32_t> framesOf(std::span<const std::byte> bytes)
 {
@@ -93,9 +55,7 @@ TEST(VirtualStream, TheManualClockGivesWhatItSaysAndNoMore)
         total += frames;
         EXPECT_EQ(heard.size(), total);
     }
-    std::vector<uint32_t> expected(total);
-    std::iota(expected.begin(), expected.end(), 0u);
-    EXPECT_EQ(heard, expected);
+    EXPECT_EQ(heard, numberedFrames(total));
     EXPECT_EQ(stream->underruns(), 0u);
     EXPECT_EQ(stream->latencyFrames(), 0u);
 }
@@ -128,8 +88,7 @@ TEST(VirtualStream, InterruptEndsEveryWaitForGood)
         {
             CountingWriter writer(*stream);
             stream->interrupt();
-            writer.waitForEnd();
-            EXPECT_EQ(writer.status, noErr);
+            EXPECT_EQ(writer.status(), noErr);
         }
         for (int i = 0; i < 3; ++i) {
             const auto room = stream->waitForRoom();
@@ -152,8 +111,7 @@ TEST(VirtualStream, GoesWithItsDeviceOnly)
         const auto going = openOn(*backend, 1);
         CountingWriter writer(*going);
         hardware->setDevices({{"New"}, {"Stays"}});
-        writer.waitForEnd();
-        EXPECT_EQ(writer.status, kAudioHardwareBadDeviceError);
+        EXPECT_EQ(writer.status(), kAudioHardwareBadDeviceError);
         EXPECT_EQ(going->waitForRoom().status(), kAudioHardwareBadDeviceError);
         EXPECT_EQ(backend->openOutput(gone, kSlice).status(), kAudioHardwareBadDeviceError);
         const uint32_t frame = 0;

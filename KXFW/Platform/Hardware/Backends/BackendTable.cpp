@@ -11,7 +11,8 @@ namespace
 {
 
 /// In the order of preference; the last one always answers.
-constexpr std::array kBackends{kx::BackendEntry{"virtual", kx::makeVirtualBackend}};
+constexpr std::array kBackends{kx::BackendEntry{"pulse", kx::makePulseBackend},
+                               kx::BackendEntry{"virtual", kx::makeVirtualBackend}};
 
 std::unique_ptr<kx::HardwareBackend> firstThatAnswers()
 {

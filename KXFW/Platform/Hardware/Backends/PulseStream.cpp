@@ -1,0 +1,211 @@
+#include "KXFW/Platform/Hardware/Backends/PulseStream.h"
+
+#include "KXFW/Platform/Hardware/Backends/StreamBuffer.h"
+
+#include <algorithm>
+
+namespace
+{
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::microseconds kLongestHeldTime = 5s; ///< of a server whose word we take
+
+} // namespace
+
+kx::PulseStream::PulseStream(std::shared_ptr<PulseLoop> loop, pa_context *context, const std::string &sink,
+                             const PulseFormat &format, uint32_t sliceFrames)
+    : loop_(std::move(loop)), format_(format), sliceFrames_(sliceFrames), leastRoomFrames_(sliceFrames)
+{
+    stream_.reset(pa_stream_new(context, "Playback", &format_.spec, &format_.map));
+    if (!stream_) {
+        loss_ = kAudioHardwareNotRunningError;
+        return;
+    }
+    setCallbacks();
+    const pa_buffer_attr buffer = wantedBuffer();
+    const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY |
+                                                      PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE);
+    if (pa_stream_connect_playback(stream_.get(), sink.c_str(), &buffer, flags, nullptr, nullptr) < 0) {
+        clearCallbacks();
+        stream_.reset();
+        loss_ = kAudioHardwareNotRunningError;
+    }
+}
+
+kx::PulseStream::~PulseStream()
+{
+    const PulseLoop::Lock lock(*loop_);
+    if (!stream_)
+        return;
+    clearCallbacks();
+    pa_stream_disconnect(stream_.get()); // nobody waits for the answer
+    stream_.reset();
+}
+
+pa_buffer_attr kx::PulseStream::wantedBuffer() const noexcept
+{
+    const auto frameBytes = static_cast<uint32_t>(pa_frame_size(&format_.spec));
+    pa_buffer_attr buffer{};
+    buffer.maxlength = UINT32_MAX;
+    buffer.tlength = bufferFrames(format_.spec.rate, sliceFrames_) * frameBytes;
+    buffer.prebuf = sliceFrames_ * frameBytes; // the first slice is heard at once
+    buffer.minreq = sliceFrames_ * frameBytes;
+    buffer.fragsize = UINT32_MAX;
+    return buffer;
+}
+
+void kx::PulseStream::setCallbacks()
+{
+    pa_stream_set_state_callback(
+        stream_.get(), [](pa_stream *, void *self) noexcept { static_cast<PulseStream *>(self)->heardState(); }, this);
+    pa_stream_set_write_callback(
+        stream_.get(),
+        [](pa_stream *, std::size_t, void *self) noexcept { static_cast<PulseStream *>(self)->changed_.raise(); },
+        this);
+    pa_stream_set_underflow_callback(
+        stream_.get(), [](pa_stream *, void *self) noexcept { static_cast<PulseStream *>(self)->heardUnderflow(); },
+        this);
+}
+
+void kx::PulseStream::clearCallbacks() noexcept
+{
+    pa_stream_set_state_callback(stream_.get(), nullptr, nullptr);
+    pa_stream_set_write_callback(stream_.get(), nullptr, nullptr);
+    pa_stream_set_underflow_callback(stream_.get(), nullptr, nullptr);
+}
+
+void kx::PulseStream::heardUnderflow() noexcept
+{
+    if (hasWritten_ && !isDraining_ && pa_stream_is_suspended(stream_.get()) == 0)
+        ++underruns_;
+}
+
+void kx::PulseStream::heardState() noexcept
+{
+    if (!PA_STREAM_IS_GOOD(pa_stream_get_state(stream_.get()))) {
+        // Afterwards the stream does not know its context any more.
+        const pa_context *context = pa_stream_get_context(stream_.get());
+        const bool serverIsThere = context != nullptr && PA_CONTEXT_IS_GOOD(pa_context_get_state(context));
+        loss_ = serverIsThere ? kAudioHardwareBadDeviceError : kAudioHardwareNotRunningError;
+    }
+    changed_.raise();
+}
+
+OSStatus kx::PulseStream::waitUntilReady()
+{
+    OSStatus status = kAudioHardwareNotRunningError;
+    changed_.waitUntil(Clock::now() + kLongestWait, [&] {
+        const PulseLoop::Lock lock(*loop_);
+        if (loss_ == noErr && pa_stream_get_state(stream_.get()) != PA_STREAM_READY)
+            return false;
+        status = loss_;
+        return true;
+    });
+    if (status != noErr)
+        return status;
+    const PulseLoop::Lock lock(*loop_);
+    // Half of the buffer that the server granted: less than a slice where it granted little.
+    if (const pa_buffer_attr *granted = pa_stream_get_buffer_attr(stream_.get())) {
+        const auto frames = granted->tlength / static_cast<uint32_t>(pa_frame_size(&format_.spec));
+        leastRoomFrames_ = std::clamp(frames / 2, 1u, sliceFrames_);
+    }
+    return noErr;
+}
+
+uint32_t kx::PulseStream::roomFrames() const noexcept
+{
+    if (pa_stream_get_state(stream_.get()) != PA_STREAM_READY)
+        return 0;
+    const std::size_t bytes = pa_stream_writable_size(stream_.get());
+    if (bytes == static_cast<std::size_t>(-1))
+        return 0;
+    return static_cast<uint32_t>(std::min<std::size_t>(bytes / pa_frame_size(&format_.spec), sliceFrames_));
+}
+
+kx::Result<uint32_t> kx::PulseStream::waitForRoom()
+{
+    OSStatus status = noErr;
+    uint32_t room = 0;
+    changed_.waitUntil(Clock::now() + kLongestWait, [&] {
+        if (isInterrupted_)
+            return true;
+        const PulseLoop::Lock lock(*loop_);
+        status = loss_;
+        if (status == noErr)
+            room = roomFrames();
+        return status != noErr || room >= leastRoomFrames_;
+    });
+    if (isInterrupted_)
+        return 0u;
+    if (status != noErr)
+        return status;
+    return room;
+}
+
+OSStatus kx::PulseStream::write(const void *interleaved, uint32_t frames)
+{
+    if (isInterrupted_ || frames == 0)
+        return noErr;
+    const PulseLoop::Lock lock(*loop_);
+    if (loss_ != noErr)
+        return loss_;
+    const std::size_t bytes = frames * pa_frame_size(&format_.spec);
+    if (pa_stream_write(stream_.get(), interleaved, bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0)
+        return kAudioHardwareUnspecifiedError;
+    hasWritten_ = true;
+    return noErr;
+}
+
+std::chrono::microseconds kx::PulseStream::heldTime() const noexcept
+{
+    pa_usec_t latency = 0;
+    int isNegative = 0;
+    if (!stream_ || pa_stream_get_latency(stream_.get(), &latency, &isNegative) < 0 || isNegative != 0)
+        return 0us;
+    return std::min(std::chrono::microseconds(latency), kLongestHeldTime);
+}
+
+uint32_t kx::PulseStream::latencyFrames() const noexcept
+{
+    const PulseLoop::Lock lock(*loop_);
+    return static_cast<uint32_t>(std::chrono::duration<double>(heldTime()).count() * format_.spec.rate);
+}
+
+void kx::PulseStream::drain()
+{
+    Clock::time_point deadline;
+    pa_operation *drain = nullptr;
+    {
+        const PulseLoop::Lock lock(*loop_);
+        if (!hasWritten_ || loss_ != noErr)
+            return;
+        isDraining_ = true;
+        isDrained_ = false;
+        deadline = Clock::now() + heldTime() + kLongestWait;
+        drain = pa_stream_drain(
+            stream_.get(),
+            [](pa_stream *, int, void *self) noexcept {
+                static_cast<PulseStream *>(self)->isDrained_ = true;
+                static_cast<PulseStream *>(self)->changed_.raise();
+            },
+            this);
+    }
+    changed_.waitUntil(deadline, [&] {
+        const PulseLoop::Lock lock(*loop_);
+        return isInterrupted_ || isDrained_ || drain == nullptr || loss_ != noErr;
+    });
+    const PulseLoop::Lock lock(*loop_);
+    isDraining_ = false;
+    if (drain == nullptr)
+        return;
+    pa_operation_cancel(drain);
+    pa_operation_unref(drain);
+}
+
+void kx::PulseStream::interrupt() noexcept
+{
+    isInterrupted_ = true;
+    changed_.raise();
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "KXFW/Platform/Hardware/HardwareBackend.h"
+
+#include <cstring>
+#include <future>
+#include <limits>
+#include <numeric>
+#include <vector>
+
+namespace kx::test
+{
+
+/// 16-bit stereo frames that hold their own number, from 1 on: 0 is silence.
+inline std::vector<uint32_t> numberedFrames(std::size_t count, uint32_t first = 1)
+{
+    std::vector<uint32_t> frames(count);
+    std::iota(frames.begin(), frames.end(), first);
+    return frames;
+}
+
+/// The other way: interleaved samples as frame numbers.
+inline std::vector<uint32_t> frameNumbers(const std::vector<int16_t> &samples)
+{
+    std::vector<uint32_t> frames(samples.size() / 2);
+    std::memcpy(frames.data(), samples.data(), frames.size() * sizeof(uint32_t));
+    return frames;
+}
+
+/// Writes numbered frames on a thread of its own, as a unit does, until the stream ends, is interrupted or `limit`
+/// frames were written and heard.
+class CountingWriter
+{
+public:
+    explicit CountingWriter(OutputStream &stream, uint32_t limit = std::numeric_limits<uint32_t>::max())
+        : stream_(stream), limit_(limit), ended_(std::async(std::launch::async, [this] { return run(); }))
+    {
+    }
+    ~CountingWriter() { stream_.interrupt(); }
+    CountingWriter(const CountingWriter &) = delete;
+    CountingWriter &operator=(const CountingWriter &) = delete;
+
+    /// Waits for the end: noErr, or the status that the stream ended with.
+    OSStatus status() { return ended_.get(); }
+    [[nodiscard]] bool hasEnded() const
+    {
+        return ended_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
+
+private:
+    OSStatus run()
+    {
+        uint32_t written = 0;
+        while (written < limit_) {
+            const auto room = stream_.waitForRoom();
+            if (!room)
+                return room.status();
+            if (*room == 0)
+                return noErr;
+            const uint32_t frames = std::min(*room, limit_ - written);
+            const OSStatus status = stream_.write(numberedFrames(frames, written + 1).data(), frames);
+            if (status != noErr)
+                return status;
+            written += frames;
+        }
+        stream_.drain();
+        return noErr;
+    }
+
+    OutputStream &stream_;
+    const uint32_t limit_;
+    std::future<OSStatus> ended_; ///< last: the thread uses the others
+};
+
+} // namespace kx::test

@@ -1,0 +1,292 @@
+#include "KXFW/Platform/Foundation/StreamFormat.h"
+#include "Tests/Hardware/CountingWriter.h"
+#include "Tests/Hardware/HardwareTestKit.h"
+#include "Tests/Support/MonitorRecorder.h"
+#include "Tests/Support/PulseServer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace
+{
+
+using namespace kx::test;
+using kx::HardwareService;
+using kx::OutputStream;
+using kx::Presence;
+
+constexpr uint32_t kSecond = 44100;
+
+std::unique_ptr<kx::HardwareBackend> pulseBackend()
+{
+    auto backend = kx::makePulseBackend(Presence::Required);
+    if (!backend)
+        throw std::runtime_error("no answer from the server");
+    return backend;
+}
+
+AudioObjectID defaultOutput(const HardwareService &service)
+{
+    return propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+}
+
+AudioStreamBasicDescription formatOf(const HardwareService &service, const std::string &uid)
+{
+    for (const AudioObjectID id : devicesOf(service))
+        if (textOf(service, id, kAudioDevicePropertyDeviceUID) == uid)
+            return propertyOf<AudioStreamBasicDescription>(service, id, kAudioDevicePropertyStreamFormat);
+    return {};
+}
+
+AudioObjectID deviceOf(const HardwareService &service, const std::string &uid)
+{
+    for (const AudioObjectID id : devicesOf(service))
+        if (textOf(service, id, kAudioDevicePropertyDeviceUID) == uid)
+            return id;
+    return kAudioObjectUnknown;
+}
+
+std::unique_ptr<OutputStream> openOn(HardwareService &service, const std::string &uid)
+{
+    auto stream = service.openOutputStream(deviceOf(service, uid));
+    if (!stream)
+        throw std::runtime_error("no stream to " + uid);
+    return std::move(*stream);
+}
+
+/// The numbers that were heard, silence left out.
+std::vector<uint32_t> soundIn(const std::vector<int16_t> &samples)
+{
+    auto frames = frameNumbers(samples);
+    std::erase(frames, 0u);
+    return frames;
+}
+
+bool hasHeard(const MonitorRecorder &recorder, uint32_t frame)
+{
+    return recorder.waitUntil([&](const std::vector<int16_t> &samples) {
+        const auto frames = frameNumbers(samples);
+        return std::find(frames.rbegin(), frames.rend(), frame) != frames.rend();
+    });
+}
+
+TEST(PulseBackend, DescribesTheServersDevices)
+{
+    std::string longName = "xx";
+    for (int i = 0; i < 100; ++i)
+        longName += "ü €"; // 6 bytes each
+    PulseServer server({{"kx1"},
+                        {.name = "float", .rate = 48000, .channels = 6, .format = "float32be"},
+                        {.name = "odd", .rate = 96000, .format = "s24-32le", .description = "%s %n"},
+                        {.name = "long", .format = "u8", .description = longName}});
+    server.addSource("mic");
+    server.setDefaultSource("mic");
+    HardwareService service(pulseBackend());
+
+    ASSERT_EQ(devicesOf(service).size(), 5u);
+    EXPECT_EQ(defaultOutput(service), deviceOf(service, "kx1"));
+    const auto input =
+        propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultInputDevice);
+    EXPECT_EQ(input, deviceOf(service, "mic"));
+    EXPECT_EQ(service.openOutputStream(input).status(), kAudioHardwareBadDeviceError);
+
+    EXPECT_NE(deviceNamed(service, "%s %n"), kAudioObjectUnknown);
+    EXPECT_EQ(textOf(service, deviceOf(service, "long"), kAudioDevicePropertyDeviceName), longName.substr(0, 254));
+    EXPECT_EQ(propertyOf<uint32_t>(service, deviceOf(service, "kx1"), kAudioDevicePropertyTransportType),
+              kAudioDeviceTransportTypeUnknown);
+
+    constexpr uint32_t kSigned = kAudioFormatFlagIsSignedInteger;
+    constexpr uint32_t kFloat = kAudioFormatFlagIsFloat;
+    EXPECT_TRUE(kx::sameFormat(formatOf(service, "kx1"), kx::interleaved(44100, 2, 16, kSigned)));
+    EXPECT_TRUE(kx::sameFormat(formatOf(service, "float"),
+                               kx::interleaved(48000, 6, 32, kFloat | kAudioFormatFlagIsBigEndian)));
+    EXPECT_TRUE(kx::sameFormat(formatOf(service, "odd"), kx::interleaved(96000, 2, 32, kFloat)));
+    EXPECT_TRUE(kx::sameFormat(formatOf(service, "long"), kx::interleaved(44100, 2, 8, 0)));
+    for (const char *uid : {"kx1", "float", "odd", "long"})
+        EXPECT_GT(*openOn(service, uid)->waitForRoom(), 0u) << uid;
+}
+
+TEST(PulseBackend, TellsWhatChanges)
+{
+    PulseServer server({{"kx1"}, {"kx2"}});
+    HardwareService service(pulseBackend());
+    const AudioObjectID kx2 = deviceOf(service, "kx2");
+    TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+
+    server.setDefaultSink("kx2");
+    EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == kx2; }));
+    EXPECT_EQ(devices.calls(), 0);
+    server.addSink({"kx3"});
+    EXPECT_TRUE(devices.waitUntil([&] { return deviceOf(service, "kx3") != kAudioObjectUnknown; }));
+    server.removeSink("kx2");
+    EXPECT_TRUE(devices.waitUntil([&] { return deviceOf(service, "kx2") == kAudioObjectUnknown; }));
+    EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) != kx2; }));
+    EXPECT_NE(defaultOutput(service), kAudioObjectUnknown);
+    server.removeSink("kx1");
+    server.removeSink("kx3");
+    EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == kAudioObjectUnknown; }));
+    EXPECT_TRUE(devices.waitUntil([&] { return devicesOf(service).empty(); }));
+    server.addSink({"kx2"});
+    EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) != kAudioObjectUnknown; }));
+    EXPECT_EQ(defaultOutput(service), deviceOf(service, "kx2"));
+    EXPECT_NE(deviceOf(service, "kx2"), kx2) << "a number that was given twice";
+}
+
+TEST(PulseBackend, ABurstOfDefaultChangesEndsOnTheLast)
+{
+    PulseServer server({{"kx1"}, {"kx2"}, {"kx3"}});
+    HardwareService service(pulseBackend());
+    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+    for (int i = 0; i < 99; ++i)
+        server.setDefaultSink(i % 2 == 0 ? "kx2" : "kx1");
+    server.setDefaultSink("kx3");
+    const AudioObjectID kx3 = deviceOf(service, "kx3");
+    EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == kx3; }));
+}
+
+TEST(PulseBackend, WhatIsWrittenIsHeardBitForBit)
+{
+    PulseServer server;
+    HardwareService service(pulseBackend());
+    MonitorRecorder recorder("kx1");
+    const auto stream = openOn(service, "kx1");
+    ASSERT_TRUE(kx::sameFormat(stream->format(), kx::interleaved(44100, 2, 16, kAudioFormatFlagIsSignedInteger)));
+    constexpr uint32_t kFrames = 2 * kSecond + 123; // the numbers visit every bit of the lower half
+    EXPECT_EQ(CountingWriter(*stream, kFrames).status(), noErr);
+    const uint64_t underruns = stream->underruns();
+    ASSERT_TRUE(hasHeard(recorder, kFrames)) << "the end was cut";
+    const auto samples = withoutSilence(recorder.samples());
+    EXPECT_EQ(soundIn(samples), numberedFrames(kFrames));
+    if (underruns == 0) {
+        EXPECT_EQ(frameNumbers(samples), numberedFrames(kFrames)) << "there was a gap";
+    }
+}
+
+TEST(PulseBackend, AStreamEndsWithItsSinkOnly)
+{
+    PulseServer server({{"kx1"}, {"kx2"}});
+    HardwareService service(pulseBackend());
+    const auto staying = openOn(service, "kx1");
+    const auto going = openOn(service, "kx2");
+    const AudioObjectID kx2 = deviceOf(service, "kx2");
+    CountingWriter stayer(*staying);
+    CountingWriter goer(*going);
+    server.setDefaultSink("kx2"); // moves nobody
+    server.removeSink("kx2");
+    EXPECT_EQ(goer.status(), kAudioHardwareBadDeviceError);
+    EXPECT_EQ(going->waitForRoom().status(), kAudioHardwareBadDeviceError);
+    const uint32_t frame = 1;
+    EXPECT_EQ(going->write(&frame, 1), kAudioHardwareBadDeviceError);
+    going->drain();
+    MonitorRecorder recorder("kx1");
+    EXPECT_TRUE(recorder.waitUntil([](const auto &samples) { return !withoutSilence(samples).empty(); }));
+    EXPECT_FALSE(stayer.hasEnded());
+    EXPECT_EQ(service.openOutputStream(kx2).status(), kAudioHardwareBadDeviceError);
+}
+
+TEST(PulseBackend, DevicesGoAndComeBackWithTheServer)
+{
+    PulseServer server;
+    HardwareService service(pulseBackend());
+    TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE(round);
+        const AudioObjectID device = deviceOf(service, "kx1");
+        const auto stream = openOn(service, "kx1");
+        CountingWriter writer(*stream);
+        server.kill();
+        EXPECT_EQ(writer.status(), kAudioHardwareNotRunningError);
+        EXPECT_TRUE(devices.waitUntil([&] { return devicesOf(service).empty(); }));
+        EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == kAudioObjectUnknown; }));
+        EXPECT_EQ(service.openOutputStream(device).status(), kAudioHardwareBadDeviceError);
+        server.start();
+        EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) != kAudioObjectUnknown; }));
+        EXPECT_EQ(defaultOutput(service), deviceOf(service, "kx1"));
+    }
+    const auto stream = openOn(service, "kx1");
+    MonitorRecorder recorder("kx1");
+    CountingWriter writer(*stream, kSecond / 10);
+    EXPECT_TRUE(hasHeard(recorder, kSecond / 10));
+}
+
+TEST(PulseBackend, AServerThatHangsHoldsNobodyUp)
+{
+    PulseServer server;
+    HardwareService service(pulseBackend());
+    auto stream = openOn(service, "kx1");
+    auto unused = openOn(service, "kx1");
+    const auto begin = std::chrono::steady_clock::now();
+    auto writer = std::make_unique<CountingWriter>(*stream);
+    server.freeze();
+    EXPECT_EQ(writer->status(), noErr) << "no room within a second is no loss";
+    EXPECT_EQ(devicesOf(service).size(), 1u);
+    EXPECT_EQ(service.openOutputStream(deviceOf(service, "kx1")).status(), kAudioHardwareNotRunningError);
+    EXPECT_EQ(kx::makePulseBackend(Presence::Required), nullptr);
+    stream->drain();
+    writer.reset();
+    stream.reset();
+    unused.reset();
+    // The library itself would wait for 30 seconds; each of ours for one.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+    server.thaw();
+    MonitorRecorder recorder("kx1");
+    stream = openOn(service, "kx1");
+    CountingWriter again(*stream, kSecond / 10);
+    EXPECT_TRUE(hasHeard(recorder, kSecond / 10));
+}
+
+TEST(PulseBackend, ASuspendedSinkIsAPauseAndNoLoss)
+{
+    PulseServer server;
+    HardwareService service(pulseBackend());
+    MonitorRecorder recorder("kx1");
+    const auto stream = openOn(service, "kx1");
+    constexpr uint32_t kFrames = kSecond / 2;
+    uint32_t written = 0;
+    const auto writeUntil = [&](uint32_t end) {
+        while (written < end) {
+            const auto room = stream->waitForRoom();
+            ASSERT_TRUE(room);
+            const uint32_t frames = std::min(*room, end - written);
+            if (frames == 0)
+                return;
+            ASSERT_EQ(stream->write(numberedFrames(frames, written + 1).data(), frames), noErr);
+            written += frames;
+        }
+    };
+    writeUntil(kFrames / 2);
+    server.suspendSink("kx1", true);
+    writeUntil(kFrames); // returns when there was no room for a second
+    EXPECT_LT(written, kFrames);
+    server.suspendSink("kx1", false);
+    while (written < kFrames)
+        writeUntil(kFrames);
+    stream->drain();
+    ASSERT_TRUE(hasHeard(recorder, kFrames));
+    const auto heard = soundIn(recorder.samples());
+    EXPECT_TRUE(std::ranges::is_sorted(heard, std::less_equal())) << "out of order, or twice";
+    // The server's monitor wakes after its sink: the block that the sink takes first is played but not recorded.
+    EXPECT_GE(heard.size() + kx::kDefaultDeviceBufferBytes / 4, kFrames);
+    EXPECT_EQ(stream->underruns(), 0u) << "a pause is no underrun";
+}
+
+TEST(PulseBackend, WithoutAServerThereIsNoneOrOneThatWaits)
+{
+    PulseServer server;
+    server.stop();
+    EXPECT_EQ(kx::makePulseBackend(Presence::Required), nullptr);
+    auto backend = kx::makePulseBackend(Presence::Awaited);
+    ASSERT_NE(backend, nullptr);
+    HardwareService service(std::move(backend));
+    EXPECT_TRUE(devicesOf(service).empty());
+    EXPECT_EQ(defaultOutput(service), kAudioObjectUnknown);
+    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+    server.start();
+    EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) != kAudioObjectUnknown; }));
+    EXPECT_EQ(defaultOutput(service), deviceOf(service, "kx1"));
+}
+
+} // namespace
