@@ -170,25 +170,38 @@ TEST_F(MainQueueTest, EachThreadsTasksKeepTheirOrder)
     EXPECT_EQ(ran, kThreads * kTasks);
 }
 
-TEST_F(MainQueueTest, ARemovedExecutorIsNotCalledAgain)
+TEST_F(MainQueueTest, RemovingAnExecutorWaitsForItsCall)
 {
-    for (int round = 0; round < 200; ++round) {
-        auto calls = std::make_unique<int>(0); // what the executor refers to goes when install returns
+    for (int round = 0; round < 50; ++round) {
         Handshake called;
-        MainQueue::install([&called, p = calls.get()](const std::function<void()> &) {
-            ++*p;
+        Handshake removing;
+        bool ended = false; // ordered by the removal alone
+        MainQueue::install([&](const std::function<void()> &) {
             called.announce();
+            EXPECT_TRUE(removing.await());
+            for (int i = 0; i < 100; ++i)
+                std::this_thread::yield();
+            ended = true;
         });
-        std::thread bringing([] {
-            for (int i = 0; i < 20; ++i)
-                MainQueue::async([] {});
-        });
+        std::thread bringing([] { MainQueue::async([] {}); });
         EXPECT_TRUE(called.await());
+        removing.announce();
         MainQueue::install({});
-        calls.reset();
+        EXPECT_TRUE(ended);
         bringing.join();
-        MainQueue::drain();
     }
+}
+
+TEST_F(MainQueueTest, AnExecutorMayReplaceItself)
+{
+    std::string calls;
+    MainQueue::install([&](const std::function<void()> &) {
+        calls += "1";
+        MainQueue::install([&](const std::function<void()> &) { calls += "2"; });
+    });
+    MainQueue::async([] {});
+    MainQueue::async([] {});
+    EXPECT_EQ(calls, "12");
 }
 
 TEST_F(MainQueueTest, ExceptionsOfTasksAreLogged)

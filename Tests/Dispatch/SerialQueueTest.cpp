@@ -158,6 +158,8 @@ TEST(SerialQueue, ACapturedLastReferenceMayEnterTheQueueOnItsWayOut)
 
 TEST(SerialQueue, ASyncTaskMayDestroyTheQueue)
 {
+    auto idle = std::make_unique<SerialQueue>("kx.test");
+    idle->sync([&] { idle.reset(); });
     auto queue = std::make_unique<SerialQueue>("kx.test");
     Handshake ran;
     SerialQueue *const inside = queue.get();

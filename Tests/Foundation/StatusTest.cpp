@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <regex>
 #include <set>
 
 namespace
@@ -16,10 +15,13 @@ std::set<std::string> declaredStatuses()
     const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
     std::ifstream header(root / "KXFW/Platform/Foundation/Status.h");
     const std::string text(std::istreambuf_iterator<char>(header), {});
-    const std::regex constant(R"(constexpr OSStatus (k\w+) =)");
-    std::set<std::string> names{"noErr"};
-    for (std::sregex_iterator match(text.begin(), text.end(), constant), end; match != end; ++match)
-        names.insert((*match)[1]);
+    const std::string declaration = "constexpr OSStatus ";
+    std::set<std::string> names;
+    for (std::size_t at = text.find(declaration); at != std::string::npos; at = text.find(declaration, at + 1)) {
+        const std::size_t start = at + declaration.size();
+        names.insert(text.substr(start, text.find(' ', start) - start));
+    }
+    names.insert("noErr");
     return names;
 }
 
