@@ -298,7 +298,7 @@ void writeBytes(const std::filesystem::path &path, const std::vector<uint8_t> &b
 
 std::filesystem::path fileOf(const std::string &name, const std::vector<uint8_t> &bytes)
 {
-    const std::filesystem::path path = temporaryPath(name);
+    std::filesystem::path path = temporaryPath(name);
     writeBytes(path, bytes);
     return path;
 }
@@ -306,6 +306,7 @@ std::filesystem::path fileOf(const std::string &name, const std::vector<uint8_t>
 ToolResult runTool(const std::vector<std::string> &arguments)
 {
     std::vector<char *> argv;
+    argv.reserve(arguments.size() + 1);
     for (const std::string &argument : arguments)
         argv.push_back(const_cast<char *>(argument.c_str()));
     argv.push_back(nullptr);

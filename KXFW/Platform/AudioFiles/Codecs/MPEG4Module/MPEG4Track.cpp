@@ -1,8 +1,8 @@
 #include "KXFW/Platform/AudioFiles/Codecs/MPEG4Module/MPEG4Track.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
+#include <array>
+#include <cstdlib>
 #include <limits>
 
 namespace kx
@@ -180,14 +180,18 @@ bool fill(MPEG4Track &track, const MPEG4Layout &layout, AVFormatContext &format,
 
 std::optional<MPEG4GaplessTag> parseMPEG4GaplessTag(const char *text)
 {
-    uint64_t delay = 0;
-    uint64_t padding = 0;
-    uint64_t frames = 0;
     constexpr uint64_t limit = uint64_t{1} << 40;
-    const int fields = std::sscanf(text, " %*8x %8" SCNx64 " %8" SCNx64 " %16" SCNx64, &delay, &padding, &frames);
-    if (fields != 3 || frames == 0 || frames > limit)
+    std::array<uint64_t, 4> fields{}; // something else, delay, padding, length
+    for (uint64_t &field : fields) {
+        char *end = nullptr;
+        field = std::strtoull(text, &end, 16);
+        if (end == text)
+            return std::nullopt;
+        text = end;
+    }
+    if (fields[1] > limit || fields[3] == 0 || fields[3] > limit)
         return std::nullopt;
-    return MPEG4GaplessTag{static_cast<int64_t>(delay), static_cast<int64_t>(frames)};
+    return MPEG4GaplessTag{static_cast<int64_t>(fields[1]), static_cast<int64_t>(fields[3])};
 }
 
 Result<MPEG4Track> readMPEG4Track(ByteSource &source)
