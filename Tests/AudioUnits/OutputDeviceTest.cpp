@@ -77,8 +77,11 @@ TEST_F(OutputUnitTest, AnInputThatBlocksIsCountedAsUnderrun)
     };
     int call = 0;
     Callback callback([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
-        for (const bool blocks = ++call % 20 == 0; blocks && latency() > 0;)
-            std::this_thread::yield(); // until the device has played all it held
+        if (++call % 20 == 0) { // longer than what the device holds, by far more than a frame
+            while (latency() > 0)
+                std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
         silence(data);
         return noErr;
     });

@@ -93,8 +93,7 @@ TEST_F(OutputUnitTest, AnotherRateIsTheStraightConversionToItsLastFrame)
     ASSERT_EQ(callback.feed(chain.converter), noErr);
     ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
     hardware.advance(60000);
-    ASSERT_EQ(AudioOutputUnitSettle(chain.output), noErr);
-    hardware.waitForStreams(0);
+    ASSERT_TRUE(hardware.waitForStreams(0));
     EXPECT_EQ(recording.samples<int16_t>(), resampled(sequenceSource.position, 48000))
         << "what the conversion keeps back is heard after the stop";
 }
@@ -153,28 +152,29 @@ TEST_F(OutputUnitTest, AStartWhileTheOldRunDrainsBeginsANewOne)
 {
     plug({.name = "speaker"}, VirtualClock::RealTime);
     Chain chain;
-    std::atomic<uint64_t> position{0};
-    std::atomic<int> runs{0};
-    Gate second;
-    Callback callback([&](const AudioTimeStamp &time, uint32_t frames, AudioBufferList &data) {
-        writeFrames(position, frames, true, data.mBuffers[0].mData);
-        position += frames;
-        if (time.mSampleTime == 0 && ++runs == 1) {
-            EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
-        } else if (runs == 2) {
-            second.open();
-        }
-        return noErr;
-    });
-    ASSERT_EQ(callback.feed(chain.converter), noErr);
-    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-    while (isRunning(chain.output))
-        std::this_thread::yield();
-    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-    second.pass();
-    EXPECT_TRUE(isRunning(chain.output)) << "the old run's stop is none of the new one's";
-    ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr);
-    EXPECT_EQ(recording.samples<int16_t>(), sequence(position));
+    for (int round = 0; round < 20; ++round) {
+        int runs = 0; // of the render threads, one after the other
+        Gate second;
+        Callback callback([&](const AudioTimeStamp &time, uint32_t, AudioBufferList &data) {
+            silence(data);
+            runs += time.mSampleTime == 0 ? 1 : 0;
+            if (runs == 1) {
+                EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
+            } else if (time.mSampleTime > 0) {
+                second.open();
+            }
+            return noErr;
+        });
+        ASSERT_EQ(callback.feed(chain.converter), noErr);
+        ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
+        while (isRunning(chain.output))
+            std::this_thread::yield();
+        ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
+        second.pass();
+        EXPECT_TRUE(isRunning(chain.output)) << "the old run's stop is none of the new one's";
+        ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr);
+        EXPECT_EQ(runs, 2);
+    }
 }
 
 TEST_F(OutputUnitTest, SettleWaitsForTheCallbackThatStopped)

@@ -3,8 +3,12 @@
 /// pulled from the end.
 ///
 /// Every call gives a status, kAudioComponentErr_InstanceInvalidated for a handle that names no living unit. A unit
-/// guards its own render: changing a property, initialising or disposing of it waits for a render that is under way
-/// (and must not be done from inside that render). The formats between units default to 44,100 Hz stereo planar float.
+/// guards its own render: changing a property, initialising, resetting or disposing of it waits for a render that is
+/// under way. From inside a render callback only reading, parameters, stopping and disposing are possible; the rest,
+/// and rendering a unit that this thread is rendering already, gives kAudioUnitErr_CannotDoInCurrentContext.
+///
+/// The formats between units default to 44,100 Hz stereo planar float. A converter's side that was not set by hand
+/// takes the format of what it is connected to; two ends that are bound to different formats are refused.
 #pragma once
 
 #include "KXFW/Platform/Foundation/AudioTypes.h"
@@ -44,7 +48,9 @@ enum : AudioUnitPropertyID {
     kAudioUnitProperty_Latency = 12,               ///< double, seconds; read only
     kAudioUnitProperty_MaximumFramesPerSlice = 14, ///< uint32_t; larger renders are refused; 4096 at first
     kAudioUnitProperty_SetRenderCallback = 23,     ///< AURenderCallbackStruct; input scope
-    kAudioOutputUnitProperty_CurrentDevice = 2000, ///< AudioObjectID; 0: no device, the unit waits in silence
+    /// AudioObjectID of a present device, or 0: no device, the unit waits in silence. A new unit is on the default
+    /// output device. Set while the unit is started it takes effect at the next start.
+    kAudioOutputUnitProperty_CurrentDevice = 2000,
     kAudioOutputUnitProperty_IsRunning = 2001,     ///< uint32_t; read only: started and not stopped
     kAudioOutputUnitProperty_Underruns = 2900,     ///< uint64_t; read only: since the unit was made
     kAudioOutputUnitProperty_DeviceLatency = 2901, ///< uint32_t, frames of 44,100 Hz; read only
@@ -102,7 +108,9 @@ KX_EXPORT OSStatus AudioUnitRender(AudioUnit unit, AudioUnitRenderActionFlags *f
                                    uint32_t bus, uint32_t frames, AudioBufferList *data);
 
 /// Opens the device's stream and starts the render thread; it pulls the input until stopped. Started already: no
-/// error. Without a device, or when the device is lost, the unit waits in silence and pulls nothing. [any] [blocks]
+/// error. Without a device, or while the device is gone, be it at the start or later, the unit waits in silence and
+/// pulls nothing; it tries to open the same device again every 0.5 to 5 seconds. Waits a second at most, and for the
+/// end of a run that drains, which it cuts. [any] [blocks]
 KX_EXPORT OSStatus AudioOutputUnitStart(AudioUnit unit);
 
 /// Stops. From any thread but the render thread it cuts what was not heard, and no callback runs after it returns.
