@@ -5,8 +5,10 @@
 #include "Apps/kxtool/Waiter.h"
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 namespace kxtool
 {
@@ -18,7 +20,7 @@ namespace
 class ExportJob
 {
 public:
-    explicit ExportJob(Waiter &waiter) : waiter_(waiter) {}
+    explicit ExportJob(std::shared_ptr<Waiter> waiter) : waiter_(std::move(waiter)) {}
 
     /// Starts the export of the player's range.
     static void start(const std::shared_ptr<ExportJob> &job, KXAFilePlayer &player, const std::string &output)
@@ -29,7 +31,7 @@ public:
                 job->percent_ = percent;
                 return job->cancelled_.load();
             },
-            [job] { job->waiter_.finish(); }, [job](const NSException &exception) { job->fail(exception); });
+            [job] { job->waiter_->finish(); }, [job](const NSException &exception) { job->fail(exception); });
     }
 
     void cancel() { cancelled_ = true; }
@@ -48,10 +50,10 @@ private:
             const std::lock_guard guard(lock_);
             failure_ = exception;
         }
-        waiter_.finish();
+        waiter_->finish();
     }
 
-    Waiter &waiter_;
+    std::shared_ptr<Waiter> waiter_; ///< the export's thread may tell the end after the command has returned
     std::atomic<bool> cancelled_{false};
     std::atomic<double> percent_{0};
     std::mutex lock_;
@@ -88,7 +90,7 @@ void exportRange(const ExportOptions &options)
 {
     requireOrder(options.range);
     requireDifferentFiles(options.file, options.output);
-    Waiter waiter;
+    const auto waiter = std::make_shared<Waiter>();
     const auto job = std::make_shared<ExportJob>(waiter);
     {
         const auto player = makePlayer(options.file);
@@ -96,7 +98,7 @@ void exportRange(const ExportOptions &options)
         player->setOffsetFramesPlay(range.start, range.start, range.end);
         player->prepareForExport();
         ExportJob::start(job, *player, options.output);
-        waitForExport(*job, waiter);
+        waitForExport(*job, *waiter);
     }
     if (const auto failure = job->failure())
         throw Failure(subjectOf(*failure, options), reasonOf(*failure));

@@ -5,7 +5,9 @@
 #include "Apps/kxtool/Waiter.h"
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 namespace kxtool
 {
@@ -20,13 +22,13 @@ using std::chrono::milliseconds;
 class PlaybackReport
 {
 public:
-    explicit PlaybackReport(Waiter &waiter) : waiter_(waiter) {}
+    explicit PlaybackReport(std::shared_ptr<Waiter> waiter) : waiter_(std::move(waiter)) {}
 
     void fail(const NSException &exception)
     {
         const std::lock_guard guard(lock_);
         reason_ = reasonOf(exception);
-        waiter_.finish();
+        waiter_->finish();
     }
     std::string reason()
     {
@@ -36,7 +38,7 @@ public:
 
 private:
     std::mutex lock_;
-    Waiter &waiter_;
+    std::shared_ptr<Waiter> waiter_; ///< a failure may still be told while the command returns
     std::string reason_;
 };
 
@@ -135,14 +137,14 @@ void playOn(KXAFilePlayer &player, const PlayOptions &options, const Range &rang
 void play(const PlayOptions &options)
 {
     requireOrder(options.range);
-    Waiter waiter;
+    const auto waiter = std::make_shared<Waiter>();
     const auto report = std::make_shared<PlaybackReport>(waiter);
     {
         const auto player = makePlayer(options.file);
         chooseDevice(*player, options);
         keepVolume(player, options.volume.value_or(player->volume()));
         player->setPlaybackFailureBlock([report](const NSException &exception) { report->fail(exception); });
-        playOn(*player, options, placePlayer(*player, options), waiter);
+        playOn(*player, options, placePlayer(*player, options), *waiter);
     }
     if (const std::string reason = report->reason(); !reason.empty())
         throw Failure(options.file, reason);
