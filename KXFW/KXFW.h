@@ -4,6 +4,7 @@
 
 #include "KXFW/Audio/KXAData.h"
 #include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Audio/KXAFilePlayerCallbacks.h"
 #include "KXFW/Audio/KXAFilePlayerDataSource.h"
 #include "KXFW/Audio/KXAFiledAudioData2.h"
 #include "KXFW/Audio/KXAHardwareManager.h"

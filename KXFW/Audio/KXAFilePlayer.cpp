@@ -1,6 +1,7 @@
 // The player object: making and ending it, loading, starting and stopping, and the pre-reading timer.
 #include "KXFW/Audio/KXAFilePlayer.h"
 
+#include "KXFW/Audio/CaughtException.h"
 #include "KXFW/Audio/KXAHardwareManager.h"
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Audio/StatusAssertion.h"
@@ -34,6 +35,8 @@ void KXAFilePlayer::setUp()
     setInputDescription(GetStandardDescription());
     setOutputDeviceID(KXAHardwareManager::defaultOutputDeviceID());
     _setUpHardwareListenerProc();
+    if (mOutputDeviceID != KXAHardwareManager::defaultOutputDeviceID()) // it changed before there was a listener
+        setOutputDeviceID(kAudioObjectUnknown);
     _setupOutputUnit();
     setEffectMode(KXAEffectModeNone);
     setByteOffsetChangeQueue(std::make_shared<kx::SerialQueue>("KXAFilePlayer.byteOffsetChangeQueue"));
@@ -56,10 +59,12 @@ KXAFilePlayer::~KXAFilePlayer()
     if (const auto running = timer())
         running->cancel();
     removeHardwareListeners();
+    isPlaying_ = false;
     removeObserver(this, kInputDescriptionKey);
     for (auto *unit : {&outputUnit_, &preConverterUnit_, &postConverterUnit_})
         if (const AudioUnit handle = unit->exchange(nullptr))
             AudioComponentInstanceDispose(handle);
+    reportPlaybackFailure();
 }
 
 void KXAFilePlayer::didChangeValueForKey(const std::string &key)
@@ -96,6 +101,7 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url)
     if (refusedWhileExporting("load"))
         return false;
     // The render path never meets half of a change; the old source ends outside the queue, after the swap.
+    reportPlaybackFailure(); // of the old file
     const auto old = byteOffsetChangeQueue()->sync([&] {
         auto previous = dataSource_.exchange(std::move(source));
         const auto param = playerParam();
@@ -104,7 +110,6 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url)
         param->setByteOffset(0);
         return previous;
     });
-    renderFailure_.set(nullptr);
     return loaded;
 }
 
@@ -126,8 +131,11 @@ void KXAFilePlayer::stop()
 {
     if (onRenderThread())
         return stopFromRenderThread();
-    const ControlGuard guard(controlLock_);
-    stopIfPlaying();
+    {
+        const ControlGuard guard(controlLock_);
+        stopIfPlaying();
+    }
+    reportPlaybackFailure();
 }
 
 /// True when it was playing; else it only waits for a run that has just stopped itself. Under the control lock.
@@ -141,10 +149,22 @@ bool KXAFilePlayer::stopIfPlaying()
     return true;
 }
 
+/// The run ends before the flag goes: who finds the flag down and settles, waits for this callback.
 void KXAFilePlayer::stopFromRenderThread()
 {
-    if (isPlaying_.exchange(false))
-        _ASSERT_NOERR(AudioOutputUnitStop(outputUnit_), "-[KXAFilePlayer stop]");
+    if (!isPlaying_)
+        return;
+    const OSStatus status = AudioOutputUnitStop(outputUnit_);
+    isPlaying_ = false;
+    _ASSERT_NOERR(status, "-[KXAFilePlayer stop]");
+}
+
+void KXAFilePlayer::stopSilentlyFromRenderThread() noexcept
+{
+    if (!isPlaying_)
+        return;
+    AudioOutputUnitStop(outputUnit_);
+    isPlaying_ = false;
 }
 
 /// Waits until no callback of a run that stopped itself is running. Under the control lock.
@@ -173,11 +193,13 @@ bool KXAFilePlayer::rangeIsEmpty() const
 
 void KXAFilePlayer::_timerFired(void * /*unused*/)
 {
+    const auto data = audioData();
     try {
-        if (const auto data = audioData())
+        if (data)
             data->prereadFrames(kFramesPerTick);
     } catch (...) {
-        renderFailure_.set(std::current_exception());
+        if (data == audioData()) // else it concerns a file that has been replaced
+            renderFailure_.set(std::current_exception());
     }
     if (!isExporting_)
         reportPlaybackFailure();
@@ -190,17 +212,18 @@ void KXAFilePlayer::prv_raiseRenderFailure()
 }
 
 /// Tells a failure that the render path or a tick kept, once.
-void KXAFilePlayer::reportPlaybackFailure()
+void KXAFilePlayer::reportPlaybackFailure() noexcept
 {
-    const FailureBlock block = playbackFailureBlock_.get();
+    const std::exception_ptr failure = renderFailure_.exchange(nullptr);
+    if (!failure)
+        return;
     try {
-        prv_raiseRenderFailure();
-    } catch (const NSException &exception) {
-        if (block)
+        const NSException exception = kx::exceptionOf(failure, "KXAFilePlayer playback failed");
+        if (const FailureBlock block = playbackFailureBlock_.get())
             block(exception);
         else
             NSLog("exception:%@", exception.description());
-    } catch (const std::exception &exception) {
-        NSLog("exception:%@", exception.what());
+    } catch (...) {
+        NSLog("exception:%@", "a playback failure could not be told");
     }
 }

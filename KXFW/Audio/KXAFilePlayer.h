@@ -73,8 +73,9 @@ public:
     /// Stops playback: sound is cut, and no render callback of this run is running when it returns. From the render
     /// thread it returns at once, and what the device holds is still heard. [any] [render] [blocks]
     void stop();
-    [[nodiscard]] bool isPlaying() const noexcept { return isPlaying_; } ///< [any] [render]
-    void _timerFired(void *unused);                                      ///< One tick: pre-reads a second. [any]
+    /// Stays true while playback moves to another device. [any] [render]
+    [[nodiscard]] bool isPlaying() const noexcept { return isPlaying_ || isMoving_; }
+    void _timerFired(void *unused); ///< One tick: pre-reads a second. [any]
 
     // Position, range, loop, volume. Offsets are bytes of the input format; frames = bytes / 4 truncated.
 
@@ -105,7 +106,7 @@ public:
     /// Sets the range, then the position, in frames. [any] [queue: byteOffsetChangeQueue] [blocks]
     void setOffsetFramesPlay(int64_t play, int64_t start, int64_t end);
 
-    // The chain of units
+    // The chain of units. The set-ups are for a stopped player; setEffectMode and setEffect may come at any time.
 
     /// Stores the mode and builds its chain; modes other than 0 and 1 are stored only. Without an effect unit, mode 1
     /// builds the chain of mode 0. Playback goes on. [any] [blocks]
@@ -131,7 +132,8 @@ public:
     void setFollowsDefaultOutput(bool follows) noexcept { followsDefaultOutput_ = follows; }
     [[nodiscard]] bool followsDefaultOutput() const noexcept { return followsDefaultOutput_; } ///< [any]
     /// Called after the output unit was rebuilt (its volume is its own then) and before playback goes on, on the thread
-    /// that rebuilds; the place to set the volume again. [any]
+    /// that rebuilds; the place to set the volume again. It holds up every other operation: it must not wait for a
+    /// thread that uses the player. [any]
     void setOutputRebuiltBlock(std::function<void()> block) { outputRebuiltBlock_.set(std::move(block)); }
     void _setUpHardwareListenerProc(); ///< [any]
     static AudioObjectPropertyAddress
@@ -167,7 +169,7 @@ public:
 
     // The fields. All [any].
     [[nodiscard]] std::shared_ptr<KXAPlayerParam> playerParam() const { return playerParam_.get(); }
-    void setPlayerParam(std::shared_ptr<KXAPlayerParam> param) { playerParam_.set(std::move(param)); }
+    void setPlayerParam(std::shared_ptr<KXAPlayerParam> param) { playerParam_.set(std::move(param)); } // not null
     void setIsPlaying(bool isPlaying) noexcept { isPlaying_ = isPlaying; }
     [[nodiscard]] std::shared_ptr<kx::SerialQueue> byteOffsetChangeQueue() const
     {
@@ -203,6 +205,9 @@ private:
     bool stopIfPlaying();
     void settle();
     void stopFromRenderThread();
+    void stopSilentlyFromRenderThread() noexcept;
+    int64_t readBytes(void *destination, int64_t bytes);
+    [[nodiscard]] int64_t bytesOf(int64_t frames) const;
     [[nodiscard]] bool rangeIsEmpty() const;
     [[nodiscard]] int64_t bytesPerInputFrame() const;
     [[nodiscard]] int64_t boundedPosition(int64_t position, int64_t dataSize) const;
@@ -214,9 +219,10 @@ private:
     void dispose(std::atomic<AudioUnit> &field);
 
     void moveToDevice(AudioObjectID device);
-    void runOutputRebuiltBlock();
+    void runOutputRebuiltBlock() noexcept;
     void followDefaultDevice();
     bool tryDefaultDevice();
+    void buildEffectChainOrNone();
     void leaveMissingDevice();
     void removeHardwareListeners() noexcept;
     void addListener(AudioObjectPropertySelector property, AudioObjectPropertyListenerProc listener);
@@ -224,8 +230,9 @@ private:
                                        const AudioObjectPropertyAddress *addresses, void *clientData);
 
     void runExport(const ExportRequest &request);
-    void endExport();
-    void reportPlaybackFailure();
+    std::optional<NSException> beginExport();
+    void endExport() noexcept;
+    void reportPlaybackFailure() noexcept;
 
     std::atomic<AudioObjectID> mOutputDeviceID{kAudioObjectUnknown};
     std::atomic<bool> isPlaying_{false};
@@ -239,31 +246,14 @@ private:
     kx::Guarded<std::shared_ptr<KXAFilePlayerDataSource>> dataSource_;
     kx::Guarded<AudioStreamBasicDescription> inputDescription_;
 
-    std::recursive_mutex controlLock_; ///< serialises what touches units; never taken by the render thread
+    std::recursive_mutex controlLock_;  ///< serialises what touches units; never taken by the render thread
+    std::atomic<bool> isMoving_{false}; ///< was playing and will again, once the output unit is rebuilt
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
-    AudioObjectID lastDefaultDevice_ = kAudioObjectUnknown; ///< as last met; under controlLock_
-    bool defaultChangedMeanwhile_ = false;                  ///< during an export; under controlLock_
-    std::optional<AudioObjectID> chosenMeanwhile_;          ///< during an export; under controlLock_
-    kx::Guarded<std::exception_ptr> renderFailure_;         ///< met by the render path, told by others
+    AudioObjectID fledTo_ = kAudioObjectUnknown;    ///< the default taken when a device was lost; under controlLock_
+    bool defaultChangedMeanwhile_ = false;          ///< during an export; under controlLock_
+    std::optional<AudioObjectID> chosenMeanwhile_;  ///< during an export; under controlLock_
+    kx::Guarded<std::exception_ptr> renderFailure_; ///< met by the render path, told by others
     kx::Guarded<FailureBlock> playbackFailureBlock_;
     kx::Guarded<std::function<void()>> outputRebuiltBlock_;
 };
-
-extern "C" {
-
-/// The render callback of the chain's first converter: fills the first buffer of `data` from the player that
-/// `reference` names, and the rest of it with silence. Always 0. [render]
-KX_EXPORT OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time,
-                                     uint32_t bus, uint32_t frames, AudioBufferList *data);
-
-/// Hands the first changed address's selector to the player that `clientData` names; returns 0. Called on the
-/// platform's notification thread. [blocks]
-KX_EXPORT OSStatus KXAFilePlayerHardwarePropertyListenerProc(AudioObjectID object, uint32_t addressCount,
-                                                             const AudioObjectPropertyAddress *addresses,
-                                                             void *clientData);
-
-/// Reads `bytes` bytes, in whole frames, of the player's audio data to `destination`; `unused` is ignored. Returns the
-/// bytes delivered, an unsigned 32-bit count. [render] [queue: byteOffsetChangeQueue]
-KX_EXPORT uint64_t _read(KXAFilePlayer *player, void *destination, void *unused, int64_t bytes);
-}

@@ -1,5 +1,5 @@
 // The player's chain of audio units.
-#include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Audio/KXAFilePlayerCallbacks.h"
 #include "KXFW/Audio/StatusAssertion.h"
 
 namespace
@@ -23,6 +23,15 @@ OSStatus connect(AudioUnit source, AudioUnit destination)
     const AudioUnitConnection connection{source, 0, 0};
     return AudioUnitSetProperty(destination, kAudioUnitProperty_MakeConnection, kAudioUnitScope_Input, 0, &connection,
                                 sizeof connection);
+}
+
+/// False for null and for a unit that its owner has disposed of.
+bool isLive(AudioUnit unit)
+{
+    uint32_t frames = 0;
+    uint32_t size = sizeof frames;
+    return unit && AudioUnitGetProperty(unit, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0,
+                                        &frames, &size) != kAudioComponentErr_InstanceInvalidated;
 }
 
 OSStatus instantiate(const AudioComponentDescription &description, AudioUnit *unit)
@@ -61,7 +70,12 @@ void KXAFilePlayer::rebuild(const std::function<void()> &build)
         AudioOutputUnitStop(outputUnit_);
     else
         settle();
-    build();
+    try {
+        build();
+    } catch (...) {
+        isPlaying_ = false; // the output unit stays stopped
+        throw;
+    }
     if (isPlaying_)
         AudioOutputUnitStart(outputUnit_);
 }
@@ -79,6 +93,8 @@ void KXAFilePlayer::setupNoEffectMode()
 {
     constexpr const char *kSite = "-[KXAFilePlayer setupNoEffectMode]";
     const ControlGuard guard(controlLock_);
+    if (refusedWhileExporting("chain"))
+        return;
     dispose(preConverterUnit_);
     dispose(postConverterUnit_);
     const AudioUnit converter = makeConverter(preConverterUnit_, kSite);
@@ -93,8 +109,10 @@ void KXAFilePlayer::setupAUEffectMode()
 {
     constexpr const char *kSite = "-[KXAFilePlayer setupAUEffectMode]";
     const ControlGuard guard(controlLock_);
+    if (refusedWhileExporting("chain"))
+        return;
     const AudioUnit effect = effectUnit_;
-    if (!effect)
+    if (!isLive(effect))
         return setupNoEffectMode();
     dispose(preConverterUnit_);
     const AudioUnit pre = makeConverter(preConverterUnit_, kSite);
@@ -160,6 +178,8 @@ void KXAFilePlayer::_setupOutputUnit()
 {
     constexpr const char *kSite = "-[KXAFilePlayer _setupOutputUnit]";
     const ControlGuard guard(controlLock_);
+    if (refusedWhileExporting("output unit"))
+        return;
     if (const AudioUnit old = outputUnit_.exchange(nullptr)) {
         const OSStatus status = AudioUnitUninitialize(old);
         AudioComponentInstanceDispose(old);
@@ -188,6 +208,7 @@ void KXAFilePlayer::_setupOutputUnit()
 
 AudioStreamBasicDescription KXAFilePlayer::outputDescription()
 {
+    const ControlGuard guard(controlLock_);
     AudioStreamBasicDescription format{};
     uint32_t size = sizeof format;
     _ASSERT_NOERR(
@@ -214,6 +235,6 @@ void KXAFilePlayer::resetAUs()
 {
     const ControlGuard guard(controlLock_);
     for (const auto *unit : {&effectUnit_, &preConverterUnit_, &postConverterUnit_, &outputUnit_})
-        if (const AudioUnit handle = *unit)
+        if (const AudioUnit handle = *unit; isLive(handle))
             _ASSERT_NOERR(AudioUnitReset(handle, kAudioUnitScope_Global, 0), "-[KXAFilePlayer resetAUs]");
 }

@@ -18,6 +18,7 @@ public:
     void seek(int64_t frame) override { data_.seek(frame); }
     // Each pass of a looped range would be dropped from the ring by the seek to the next one.
     void repeat(int64_t /*from*/, int64_t /*at*/, int64_t /*bytes*/) override {}
+    [[nodiscard]] bool nothingMeansEnd() const override { return false; } // the ring may just be full
 
 private:
     KXAFiledAudioData2 &data_;
@@ -44,12 +45,17 @@ KXAFilePlayerDataSource::dataSourceWithContentsOfURL(const std::filesystem::path
 
 void KXAFilePlayerDataSource::readToBuffer(void *destination, uint32_t *numFrames)
 {
-    audioData()->readToBuffer(destination, numFrames);
+    if (const auto data = audioData())
+        data->readToBuffer(destination, numFrames);
+    else
+        *numFrames = 0;
 }
 
 void KXAFilePlayerDataSource::seek(int64_t frame)
 {
     const auto data = audioData();
+    if (!data)
+        return;
     data->seek(frame);
     param()->setByteOffset(frame * static_cast<int64_t>(data->format().mBytesPerFrame));
 }
@@ -58,14 +64,17 @@ void KXAFilePlayerDataSource::prerenderToBuffer(void * /*destination*/, uint32_t
 {
     const auto data = audioData();
     const auto settings = param();
-    const int64_t size = data->bufferSize();
+    const int64_t size = data ? data->bufferSize() : 0;
     const uint32_t request = settings->inputDesc().mBytesPerFrame * frames;
     if (size <= 0 || request == 0)
         return;
     PrerenderWalk walk(*data);
     const kx::LoopRange range{settings->startOffset(), settings->endOffset(), size,
                               static_cast<int64_t>(data->format().mBytesPerFrame), settings->loop()};
-    settings->setByteOffset(kx::walkLoop(range, settings->byteOffset() % size, request, walk).position);
+    const int64_t position = settings->byteOffset() % size;
+    const kx::LoopWalkResult result = kx::walkLoop(range, position, request, walk);
+    if (result.count > 0 || result.position != position)
+        settings->setByteOffset(result.position);
 }
 
 uint64_t _read2(KXAFiledAudioData2 *audioData, void * /*destination*/, int64_t bytes)

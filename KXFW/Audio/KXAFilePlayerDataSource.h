@@ -19,7 +19,7 @@ public:
     /// (the log says why). [any] [blocks]
     static std::shared_ptr<KXAFilePlayerDataSource> dataSourceWithContentsOfURL(const std::filesystem::path &url);
 
-    /// Passes on to the audio data's readToBuffer. [any] [render]
+    /// Passes on to the audio data's readToBuffer; without audio data, no frames. [any] [render]
     void readToBuffer(void *destination, uint32_t *numFrames);
     /// Moves the audio data to `frame`, and the record's byte offset with it. [any] [blocks]
     void seek(int64_t frame);
@@ -32,9 +32,14 @@ public:
     void setAudioData(std::shared_ptr<KXAFiledAudioData2> audioData)
     {
         audioData_.set(std::move(audioData));
-    }                                                                                      ///< [any]
-    [[nodiscard]] std::shared_ptr<KXAPlayerParam> param() const { return param_.get(); }   ///< [any]
-    void setParam(std::shared_ptr<KXAPlayerParam> param) { param_.set(std::move(param)); } ///< [any]
+    }                                                                                    ///< [any]
+    [[nodiscard]] std::shared_ptr<KXAPlayerParam> param() const { return param_.get(); } ///< [any]
+    /// Null is refused: there is always a record. [any]
+    void setParam(std::shared_ptr<KXAPlayerParam> param)
+    {
+        if (param)
+            param_.set(std::move(param));
+    }
 
 private:
     kx::Guarded<std::shared_ptr<KXAFiledAudioData2>> audioData_;

@@ -1,8 +1,11 @@
 // The player's output device, and what happens when the system's devices change.
-#include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Audio/CaughtException.h"
+#include "KXFW/Audio/KXAFilePlayerCallbacks.h"
 #include "KXFW/Audio/KXAHardwareManager.h"
 #include "KXFW/Audio/StatusAssertion.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
+
+#include <utility>
 
 namespace
 {
@@ -17,8 +20,8 @@ template <class Task> void withLivePlayer(void *clientData, Task &&task)
         return;
     try {
         task(*player);
-    } catch (const std::exception &exception) {
-        NSLog("device change failed: %@", exception.what());
+    } catch (...) {
+        NSLog("device change failed: %@", kx::exceptionOf(std::current_exception(), "exception").what());
     }
 }
 
@@ -26,9 +29,11 @@ template <class Task> void withLivePlayer(void *clientData, Task &&task)
 
 bool KXAFilePlayer::setOutputDeviceID(AudioObjectID device)
 {
+    const auto self = shared_from_this(); // the block may drop the last reference
     const ControlGuard guard(controlLock_);
     if (isExporting_) {
         chosenMeanwhile_ = device;
+        defaultChangedMeanwhile_ = false;
         return true;
     }
     moveToDevice(device);
@@ -38,25 +43,32 @@ bool KXAFilePlayer::setOutputDeviceID(AudioObjectID device)
 
 void KXAFilePlayer::moveToDevice(AudioObjectID device)
 {
+    const AudioObjectID before = mOutputDeviceID;
     mOutputDeviceID = device;
+    fledTo_ = kAudioObjectUnknown;
     stopIfPlaying();
-    lastDefaultDevice_ = KXAHardwareManager::defaultOutputDeviceID();
     if (device == kAudioObjectUnknown)
-        mOutputDeviceID = lastDefaultDevice_;
+        mOutputDeviceID = KXAHardwareManager::defaultOutputDeviceID();
     if (const AudioUnit unit = outputUnit_) {
         const AudioObjectID current = mOutputDeviceID;
-        _ASSERT_NOERR(AudioUnitSetProperty(unit, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global, 0,
-                                           &current, sizeof current),
-                      "-[KXAFilePlayer setOutputDeviceID:]");
+        const OSStatus status = AudioUnitSetProperty(unit, kAudioOutputUnitProperty_CurrentDevice,
+                                                     kAudioUnitScope_Global, 0, &current, sizeof current);
+        if (status != noErr)
+            mOutputDeviceID = before; // the device is not there: the unit stays where it is
+        _ASSERT_NOERR(status, "-[KXAFilePlayer setOutputDeviceID:]");
     }
     _setupOutputUnit();
     setEffectMode(playerParam()->mode());
 }
 
-void KXAFilePlayer::runOutputRebuiltBlock()
+void KXAFilePlayer::runOutputRebuiltBlock() noexcept
 {
-    if (const auto block = outputRebuiltBlock_.get())
-        block();
+    try {
+        if (const auto block = outputRebuiltBlock_.get())
+            block();
+    } catch (...) {
+        NSLog("output rebuilt: %@", kx::exceptionOf(std::current_exception(), "block failed").what());
+    }
 }
 
 AudioObjectPropertyAddress KXAFilePlayer::prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property)
@@ -106,21 +118,24 @@ OSStatus KXAFilePlayer::_handleHardwarePropertyChange(AudioObjectPropertySelecto
 {
     if (property != kAudioHardwarePropertyDefaultOutputDevice)
         return noErr;
+    const auto self = shared_from_this();
     const ControlGuard guard(controlLock_);
+    const AudioObjectID fledTo = std::exchange(fledTo_, kAudioObjectUnknown);
+    if (fledTo != kAudioObjectUnknown && fledTo == KXAHardwareManager::defaultOutputDeviceID())
+        return noErr; // the loss of the old device has brought the player there already
     if (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
         followDefaultDevice();
-    lastDefaultDevice_ = KXAHardwareManager::defaultOutputDeviceID();
     return noErr;
 }
 
-/// A device that has gone is left for the default one. Where the default changes too, its own notification does that.
+/// A device that has gone is left for the default one.
 void KXAFilePlayer::leaveMissingDevice()
 {
     const ControlGuard guard(controlLock_);
     if (mOutputDeviceID == kAudioObjectUnknown || KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
         return;
-    if (lastDefaultDevice_ == KXAHardwareManager::defaultOutputDeviceID())
-        followDefaultDevice();
+    followDefaultDevice();
+    fledTo_ = mOutputDeviceID;
 }
 
 /// Rebuilds on the default device and goes on playing there from the same byte offset. Under the control lock.
@@ -128,14 +143,22 @@ void KXAFilePlayer::followDefaultDevice()
 {
     if (isExporting_) {
         defaultChangedMeanwhile_ = true;
+        chosenMeanwhile_.reset();
         return;
     }
+    isMoving_ = isPlaying_.load();
     const bool wasPlaying = stopIfPlaying();
     for (int attempt = 0; attempt < kAttemptsToFollow && !tryDefaultDevice(); ++attempt) {
     }
     runOutputRebuiltBlock();
-    if (wasPlaying)
-        play();
+    try {
+        if (wasPlaying)
+            play();
+    } catch (...) {
+        isMoving_ = false;
+        throw;
+    }
+    isMoving_ = false;
 }
 
 bool KXAFilePlayer::tryDefaultDevice()
@@ -143,10 +166,21 @@ bool KXAFilePlayer::tryDefaultDevice()
     try {
         moveToDevice(KXAHardwareManager::defaultOutputDeviceID());
         _setupOutputUnit();
-        setupAUEffectMode();
+        buildEffectChainOrNone();
         return true;
+    } catch (const std::exception &exception) {
+        NSLog("exception:%@", exception.what());
+        return false;
+    }
+}
+
+/// An effect unit that cannot be used does not keep the sound from going on.
+void KXAFilePlayer::buildEffectChainOrNone()
+{
+    try {
+        setupAUEffectMode();
     } catch (const NSException &exception) {
         NSLog("exception:%@", exception.description());
-        return false;
+        setupNoEffectMode();
     }
 }

@@ -1,11 +1,21 @@
 // The player's side of an export: who may start one, where it runs, and how its end is told.
 #include "KXFW/Audio/KXAFilePlayer.h"
 
+#include "KXFW/Audio/CaughtException.h"
+#include "KXFW/Audio/KXAHardwareManager.h"
 #include "KXFW/Audio/OfflineExport.h"
 #include "KXFW/Platform/Dispatch/GlobalQueue.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <utility>
+
+namespace
+{
+
+constexpr const char *kRefused = "KXAFilePlayer export refused";
+constexpr const char *kFailed = "KXAFilePlayer export failed";
+
+} // namespace
 
 struct KXAFilePlayer::ExportRequest {
     std::filesystem::path url;
@@ -37,25 +47,34 @@ void KXAFilePlayer::exportAsyncWithURL(const std::filesystem::path &url, Progres
 {
     const auto request = std::make_shared<const ExportRequest>(
         ExportRequest{url, std::move(progressAndCancelBlock), std::move(completionBlock), std::move(failureBlock)});
-    const char *refusal = nullptr;
-    {
-        const ControlGuard guard(controlLock_);
-        if (isExporting_)
-            refusal = "an export is running";
-        else if (!audioData())
-            refusal = "no file is loaded";
-        else {
-            stopIfPlaying();
-            renderFailure_.set(nullptr);
-            // On the queue, so that a jump of the position is either before the export or refused.
-            byteOffsetChangeQueue()->sync([this] { isExporting_ = true; });
-        }
+    std::optional<NSException> failure;
+    try {
+        failure = beginExport();
+        if (!failure)
+            kx::GlobalQueue::withQuality(kx::QualityOfService::Background).async([self = shared_from_this(), request] {
+                self->runExport(*request);
+            });
+    } catch (...) {
+        failure = kx::exceptionOf(std::current_exception(), kFailed);
+        endExport();
     }
-    if (refusal)
-        return request->fail(NSException("KXAFilePlayer export refused", refusal));
-    kx::GlobalQueue::withQuality(kx::QualityOfService::Background).async([self = shared_from_this(), request] {
-        self->runExport(*request);
-    });
+    if (failure)
+        request->fail(*failure);
+}
+
+/// Stops playback and closes the player to other uses, or says why not.
+std::optional<NSException> KXAFilePlayer::beginExport()
+{
+    const ControlGuard guard(controlLock_);
+    if (isExporting_)
+        return NSException(kRefused, "an export is running");
+    if (!audioData())
+        return NSException(kRefused, "no file is loaded");
+    stopIfPlaying();
+    renderFailure_.set(nullptr);
+    // On the queue, so that a jump of the position is either before the export or refused.
+    byteOffsetChangeQueue()->sync([this] { isExporting_ = true; });
+    return std::nullopt;
 }
 
 void KXAFilePlayer::runExport(const ExportRequest &request)
@@ -63,12 +82,8 @@ void KXAFilePlayer::runExport(const ExportRequest &request)
     std::optional<NSException> failure;
     try {
         kx::OfflineExport(*this, request.progressAndCancelBlock).writeTo(request.url);
-    } catch (const NSException &exception) {
-        failure = exception;
-    } catch (const std::exception &exception) {
-        failure = NSException("KXAFilePlayer export failed", exception.what());
     } catch (...) {
-        failure = NSException("KXAFilePlayer export failed", "a callback threw");
+        failure = kx::exceptionOf(std::current_exception(), kFailed);
     }
     endExport();
     if (failure)
@@ -78,7 +93,7 @@ void KXAFilePlayer::runExport(const ExportRequest &request)
 }
 
 /// Opens the player for other uses again and does what device changes had to wait.
-void KXAFilePlayer::endExport()
+void KXAFilePlayer::endExport() noexcept
 {
     const ControlGuard guard(controlLock_);
     isExporting_ = false;
@@ -87,9 +102,15 @@ void KXAFilePlayer::endExport()
     try {
         if (chosen)
             setOutputDeviceID(*chosen);
-        else if (defaultChanged)
+        else if (defaultChanged && (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID)))
             followDefaultDevice();
-    } catch (const std::exception &exception) {
-        NSLog("device change failed: %@", exception.what());
+        return;
+    } catch (...) {
+        NSLog("device change failed: %@", kx::exceptionOf(std::current_exception(), "exception").what());
+    }
+    try {
+        followDefaultDevice(); // the chosen device has gone meanwhile
+    } catch (...) {
+        NSLog("device change failed: %@", kx::exceptionOf(std::current_exception(), "exception").what());
     }
 }

@@ -1,12 +1,22 @@
 // Position, range, loop and volume of the player.
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <algorithm>
 
 int64_t KXAFilePlayer::bytesPerInputFrame() const
 {
     return static_cast<int64_t>(playerParam()->inputDesc().mBytesPerFrame);
+}
+
+/// Limited to what 64 bits hold.
+int64_t KXAFilePlayer::bytesOf(int64_t frames) const
+{
+    int64_t bytes = 0;
+    if (__builtin_mul_overflow(bytesPerInputFrame(), frames, &bytes))
+        return frames < 0 ? INT64_MIN : INT64_MAX;
+    return bytes;
 }
 
 int64_t KXAFilePlayer::byteOffset() const noexcept
@@ -34,14 +44,19 @@ int64_t KXAFilePlayer::totalPackets() const
 
 void KXAFilePlayer::setPositionInByte(int64_t position)
 {
+    bool refused = false;
     byteOffsetChangeQueue()->sync([&] {
         const auto data = audioData();
-        if (!data || refusedWhileExporting("position"))
+        const auto bytesPerFrame = data ? static_cast<int64_t>(data->format().mBytesPerFrame) : 0;
+        refused = isExporting_;
+        if (bytesPerFrame == 0 || refused)
             return;
         const auto param = playerParam();
         param->setByteOffset(boundedPosition(position, data->bufferSize()));
-        data->seek(param->byteOffset() / static_cast<int64_t>(data->format().mBytesPerFrame));
+        data->seek(param->byteOffset() / bytesPerFrame);
     });
+    if (refused)
+        NSLog("position refused: an export is running");
 }
 
 int64_t KXAFilePlayer::boundedPosition(int64_t position, int64_t dataSize) const
@@ -54,7 +69,7 @@ int64_t KXAFilePlayer::boundedPosition(int64_t position, int64_t dataSize) const
 
 void KXAFilePlayer::setPositionInFrame(int64_t frame)
 {
-    setPositionInByte(bytesPerInputFrame() * frame);
+    setPositionInByte(bytesOf(frame));
 }
 
 void KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end)
@@ -62,13 +77,14 @@ void KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end
     if (refusedWhileExporting("position"))
         return;
     const auto param = playerParam();
-    param->setStartOffset(bytesPerInputFrame() * start);
-    param->setEndOffset(bytesPerInputFrame() * end);
+    param->setStartOffset(bytesOf(start));
+    param->setEndOffset(bytesOf(end));
     setPositionInFrame(play);
 }
 
 void KXAFilePlayer::setLoop(bool loop)
 {
+    const ControlGuard guard(controlLock_); // before an export, which sets the flag itself, or refused
     if (!refusedWhileExporting("loop"))
         playerParam()->setLoop(loop);
 }
@@ -105,13 +121,13 @@ void KXAFilePlayer::setEndOffset(int64_t bytes)
 
 void KXAFilePlayer::setStartOffsetInFrame(int64_t frame)
 {
-    setStartOffset(bytesPerInputFrame() * frame);
+    setStartOffset(bytesOf(frame));
 }
 
 void KXAFilePlayer::setEndOffsetInFrame(int64_t frame)
 {
     willChangeValueForKey("endOffsetInFrame");
-    setEndOffset(bytesPerInputFrame() * frame);
+    setEndOffset(bytesOf(frame));
     didChangeValueForKey("endOffsetInFrame");
 }
 

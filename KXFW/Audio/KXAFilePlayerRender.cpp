@@ -1,9 +1,11 @@
 // The render path: from the chain's first converter back to the audio data, at the player's byte offset.
-#include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Audio/KXAFilePlayerCallbacks.h"
 #include "KXFW/Audio/LoopWalk.h"
+#include "KXFW/Platform/AudioUnits/RenderScope.h"
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace
 {
@@ -14,13 +16,16 @@ thread_local const KXAFilePlayer *renderingPlayer = nullptr;
 class RenderingScope
 {
 public:
-    explicit RenderingScope(const KXAFilePlayer *player) noexcept { renderingPlayer = player; }
-    ~RenderingScope() { renderingPlayer = nullptr; }
+    explicit RenderingScope(const KXAFilePlayer *player) noexcept : before_(std::exchange(renderingPlayer, player)) {}
+    ~RenderingScope() { renderingPlayer = before_; }
     RenderingScope(const RenderingScope &) = delete;
     RenderingScope &operator=(const RenderingScope &) = delete;
+
+private:
+    const KXAFilePlayer *before_;
 };
 
-uint32_t readBytes(KXAFiledAudioData2 &data, void *destination, int64_t bytes)
+uint32_t readWholeFrames(KXAFiledAudioData2 &data, void *destination, int64_t bytes)
 {
     const uint32_t bytesPerFrame = data.format().mBytesPerFrame;
     if (bytesPerFrame == 0 || bytes <= 0)
@@ -30,7 +35,8 @@ uint32_t readBytes(KXAFiledAudioData2 &data, void *destination, int64_t bytes)
     return frames * bytesPerFrame;
 }
 
-/// The walk of a render: reads go to the converter's buffer.
+/// The walk of a render: reads go to the converter's buffer. What fails is kept and ends the walk, so that what was
+/// read before it is heard, and the position stays in step with the data.
 class RenderWalk final : public kx::LoopWalkSource
 {
 public:
@@ -39,16 +45,38 @@ public:
     {
     }
 
-    int64_t read(int64_t at, int64_t bytes) override { return readBytes(data_, destination_ + at, bytes); }
-    void seek(int64_t frame) override { data_.seek(frame); }
+    int64_t read(int64_t at, int64_t bytes) override
+    {
+        uint32_t got = 0;
+        attempt([&] { got = readWholeFrames(data_, destination_ + at, bytes); });
+        return got;
+    }
+    void seek(int64_t frame) override
+    {
+        attempt([&] { data_.seek(frame); });
+    }
     void repeat(int64_t from, int64_t at, int64_t bytes) override
     {
         std::memcpy(destination_ + at, destination_ + from, static_cast<std::size_t>(bytes));
     }
 
+    [[nodiscard]] const std::exception_ptr &failure() const noexcept { return failure_; }
+
 private:
+    template <class Step> void attempt(Step step)
+    {
+        if (failure_)
+            return;
+        try {
+            step();
+        } catch (...) {
+            failure_ = std::current_exception();
+        }
+    }
+
     KXAFiledAudioData2 &data_;
     std::byte *destination_;
+    std::exception_ptr failure_;
 };
 
 } // namespace
@@ -64,34 +92,41 @@ OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags * /*flags
 uint64_t _read(KXAFilePlayer *player, void *destination, void * /*unused*/, int64_t bytes)
 {
     const auto data = player->audioData();
-    return data ? readBytes(*data, destination, bytes) : 0;
+    return data ? readWholeFrames(*data, destination, bytes) : 0;
 }
 
+/// In this player's callback, or in the render of another unit that pulls on the same thread.
 bool KXAFilePlayer::onRenderThread() const noexcept
 {
-    return renderingPlayer == this;
+    return renderingPlayer == this || kx::RenderScope::depth() > 0;
 }
 
 void KXAFilePlayer::prv_render(uint32_t frames, AudioBuffer &buffer) noexcept
 {
+    if (!buffer.mData)
+        return;
     const RenderingScope scope(this);
-    int64_t count = 0;
+    std::size_t filled = 0;
     try {
         byteOffsetChangeQueue()->sync([&] {
             // The input format may change between the chain's request and this read: never beyond the buffer.
-            const int64_t bytesPerFrame = std::max<int64_t>(bytesPerInputFrame(), 1);
-            count = _readToBuffer(buffer.mData, std::min<int64_t>(frames, buffer.mDataByteSize / bytesPerFrame));
+            const int64_t wanted = bytesPerInputFrame() * static_cast<int64_t>(frames);
+            filled = static_cast<std::size_t>(readBytes(buffer.mData, std::min<int64_t>(wanted, buffer.mDataByteSize)));
         });
     } catch (...) {
         renderFailure_.set(std::current_exception());
-        stopFromRenderThread();
+        stopSilentlyFromRenderThread();
     }
-    const auto filled = static_cast<std::size_t>(count);
     if (buffer.mDataByteSize > filled)
         std::memset(static_cast<std::byte *>(buffer.mData) + filled, 0, buffer.mDataByteSize - filled);
 }
 
 int64_t KXAFilePlayer::_readToBuffer(void *destination, int64_t frames)
+{
+    return readBytes(destination, bytesOf(frames));
+}
+
+int64_t KXAFilePlayer::readBytes(void *destination, int64_t bytes)
 {
     const auto data = audioData();
     if (!data)
@@ -100,10 +135,11 @@ int64_t KXAFilePlayer::_readToBuffer(void *destination, int64_t frames)
     const kx::LoopRange range{param->startOffset(), param->endOffset(), data->bufferSize(),
                               static_cast<int64_t>(data->format().mBytesPerFrame), param->loop()};
     RenderWalk walk(*data, destination);
-    const int64_t request = static_cast<int64_t>(param->inputDesc().mBytesPerFrame) * frames;
-    const kx::LoopWalkResult result = kx::walkLoop(range, param->byteOffset(), request, walk);
+    const kx::LoopWalkResult result = kx::walkLoop(range, param->byteOffset(), bytes, walk);
     param->setByteOffset(result.position);
-    if (result.ended)
+    if (walk.failure())
+        renderFailure_.set(walk.failure());
+    if (result.ended || walk.failure())
         stop();
     return result.count;
 }

@@ -6,9 +6,17 @@
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <algorithm>
+#include <cmath>
 
 const uint64_t kKXAFiledAudioData_RingBufferSize = 16777216;
 const uint64_t kKXAFiledAudioData_BridgeBufferSize = 1048576;
+
+namespace
+{
+
+constexpr int64_t kMostFileFrames = int64_t{1} << 42; ///< more than any file service delivers; keeps products in range
+
+} // namespace
 
 KXAFiledAudioData2::KXAFiledAudioData2()
 {
@@ -27,6 +35,8 @@ KXAFiledAudioData2::~KXAFiledAudioData2()
         _finalize();
     } catch (const NSException &exception) {
         NSLog("exception:%@", exception.description());
+    } catch (...) {
+        NSLog("exception:%@", "the file could not be closed");
     }
 }
 
@@ -47,9 +57,10 @@ std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfU
 void KXAFiledAudioData2::prepareForRead()
 {
     constexpr const char *kSite = "-[KXAFiledAudioData2 prepareForRead]";
-    fixParts();
+    _finalize(); // of a file that was open before
     ExtAudioFileRef file = nullptr;
     _ASSERT_NOERR(ExtAudioFileOpenURL(fileURL(), &file), kSite, 238);
+    startOver();
     fileRef_ = file;
     const AudioStreamBasicDescription standard = GetStandardDescription();
     setFormat(standard);
@@ -70,14 +81,26 @@ void KXAFiledAudioData2::finalizeForRead()
 
 void KXAFiledAudioData2::_finalize()
 {
-    const ExtAudioFileRef file = fileRef_;
+    const ExtAudioFileRef file = fileRef_.exchange(nullptr);
     if (!file)
         return;
     const OSStatus status = ExtAudioFileDispose(file); // frees the file whatever it says
-    fileRef_ = nullptr;
+    const std::lock_guard guard(formatLock_);
     fileDataFormat_ = nullptr;
     fileRate_ = 0.0;
     _ASSERT_NOERR(status, "-[KXAFiledAudioData2 _finalize]", 369);
+}
+
+/// Nothing of an earlier file is left.
+void KXAFiledAudioData2::startOver()
+{
+    fileDataFormat_ = std::make_unique<AudioStreamBasicDescription>();
+    fileRate_ = 0.0;
+    fileLengthFrames_ = 0;
+    parts_.ringQueue->sync([this] { parts_.ring->clear(); });
+    endedByFailure_ = false;
+    failureReported_ = false;
+    heldFailure_ = noErr;
 }
 
 void KXAFiledAudioData2::_ensureFileLengthFrames()
@@ -114,13 +137,14 @@ AudioStreamBasicDescription KXAFiledAudioData2::_fileDataFormat()
 
 int64_t KXAFiledAudioData2::numFrames()
 {
+    if (!fileRef_.load())
+        return 0;
     if (fileLengthFrames_ == 0)
         _ensureFileLengthFrames();
     _ensureFileDataFormat();
-    const double fileRate = fileRate_;
-    if (fileRate == 0.0) // closed
-        return 0;
-    return static_cast<int64_t>(static_cast<double>(fileLengthFrames_) * format().mSampleRate / fileRate);
+    const auto length = static_cast<double>(std::clamp<int64_t>(fileLengthFrames_, 0, kMostFileFrames));
+    const double frames = length * format().mSampleRate / fileRate_;
+    return std::isfinite(frames) ? static_cast<int64_t>(frames) : 0;
 }
 
 int64_t KXAFiledAudioData2::tell()
@@ -162,8 +186,10 @@ void KXAFiledAudioData2::setFileDataFormatPtr(AudioStreamBasicDescription *forma
 
 void KXAFiledAudioData2::setFileRef(ExtAudioFileRef file) noexcept
 {
-    if (!fileRef_.load())
-        fileRef_ = file;
+    if (fileRef_.load())
+        return;
+    fixParts();
+    fileRef_ = file;
 }
 
 void KXAFiledAudioData2::fixParts()

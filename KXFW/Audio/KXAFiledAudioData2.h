@@ -55,7 +55,8 @@ public:
     uint32_t copyToBuffer(void *destination, uint64_t startingByte, uint64_t numBytes) override;
 
     /// Takes `*frames` frames from the ring, decoding here what is missing; `*frames` comes back as the number
-    /// delivered, fewer only at the end. The rest of `destination` is not touched. [any] [render]
+    /// delivered, fewer at the end, and in a request that is more than one bridge buffer (262,144 frames) longer than
+    /// what the ring holds. The rest of `destination` is not touched. [any] [render]
     void readToBuffer(void *destination, uint32_t *frames) override;
     /// Moves so that the next frame read is `frame`, and pre-reads one second. 0 to numFrames(). [any] [blocks]
     void seek(int64_t frame) override;
@@ -68,6 +69,8 @@ public:
 
     /// How often a read found the ring short of data that the file still had. [any]
     [[nodiscard]] uint64_t underruns() const noexcept { return underruns_; }
+    /// True when what is read now ends because the file could not be read on. [any]
+    [[nodiscard]] bool endedByFailure() const noexcept { return endedByFailure_; }
 
     void _ensureFileLengthFrames();                              ///< Takes the file's length. [any] [blocks]
     [[nodiscard]] AudioStreamBasicDescription _fileDataFormat(); ///< The file's own format. [any] [render]
@@ -76,6 +79,7 @@ public:
 
     // The fields. Getters give copies of the references. All [any].
     [[nodiscard]] std::shared_ptr<KXRingBuffer> ringBuffer() const { return ringBuffer_.get(); }
+    // Setters of what is fixed while a file is open do nothing then, and refuse null.
     void setRingBuffer(std::shared_ptr<KXRingBuffer> ring) { setWhileClosed(ringBuffer_, std::move(ring)); }
     [[nodiscard]] std::shared_ptr<kx::ByteBlock> bridgeBufferData() const { return bridgeBufferData_.get(); }
     void setBridgeBufferData(std::shared_ptr<kx::ByteBlock> data)
@@ -114,21 +118,26 @@ private:
         const char *function;
         int line;
     };
+    static const PrereadSite kPrereadSite;
 
     template <class Value> void setWhileClosed(kx::Guarded<Value> &field, Value value)
     {
-        if (!fileRef_.load())
-            field.set(std::move(value));
+        if (fileRef_.load() || !value)
+            return;
+        const std::shared_ptr<void> old = field.exchange(std::move(value)); // ends after the parts name the new one
+        fixParts();
     }
 
     void fixParts();
+    void startOver();
     uint64_t takeFromRing(void *destination, uint64_t bytes);
-    uint32_t decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site);
-    uint32_t readBridge(uint32_t frames, uint32_t bytesPerFrame, Interruption interruption, PrereadSite site);
+    uint32_t decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site,
+                            uint32_t framesTaken = 0);
+    uint32_t readBridge(uint32_t frames, Interruption interruption, PrereadSite site, uint32_t framesTaken);
     void failReading(OSStatus status, uint32_t framesBefore, PrereadSite site);
     void reportReadFailure(OSStatus status, PrereadSite site);
-    void positionFile(int64_t frame);
-    void dropFrames(int64_t frames);
+    int64_t positionFile(int64_t frame);
+    void dropFrames(int64_t frames, PrereadSite site);
     template <class Task> decltype(auto) exclusively(Task &&task);
 
     kx::Guarded<std::shared_ptr<KXRingBuffer>> ringBuffer_;
@@ -137,7 +146,7 @@ private:
     kx::Guarded<std::shared_ptr<kx::SerialQueue>> fileAccessQueue_;
     kx::Guarded<std::shared_ptr<kx::SerialQueue>> prereadQueue_;
     std::atomic<int64_t> fileLengthFrames_{0};
-    std::unique_ptr<AudioStreamBasicDescription> fileDataFormat_; ///< written under formatOnce_, then only read
+    std::unique_ptr<AudioStreamBasicDescription> fileDataFormat_; ///< written under formatLock_, then only read
     std::atomic<ExtAudioFileRef> fileRef_{nullptr};
     kx::Guarded<std::filesystem::path> fileURL_;
 

@@ -12,25 +12,34 @@ namespace
 
 constexpr uint32_t kFramesAfterSeek = 44100; ///< one second, decoded before a seek returns
 constexpr uint32_t kFramesPerStep = 8192;    ///< how far a pre-read decodes between looks at who is waiting
+constexpr int64_t kLastFrame = int64_t{1} << 42;
 
 } // namespace
 
 /// Runs `task` under the lock of whole transfers, and lets a pre-read that holds it know that somebody waits.
 template <class Task> decltype(auto) KXAFiledAudioData2::exclusively(Task &&task)
 {
-    waiting_.fetch_add(1);
-    transferLock_.lock();
-    waiting_.fetch_sub(1);
+    struct Waiting {
+        std::atomic<int> &count;
+        explicit Waiting(std::atomic<int> &waiting) : count(waiting) { ++count; }
+        ~Waiting() { --count; }
+    };
+    {
+        const Waiting waiting(waiting_);
+        transferLock_.lock();
+    }
     const std::lock_guard guard(transferLock_, std::adopt_lock);
     return std::forward<Task>(task)();
 }
+
+const KXAFiledAudioData2::PrereadSite KXAFiledAudioData2::kPrereadSite{
+    "-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97};
 
 uint32_t KXAFiledAudioData2::prereadFrames(uint32_t frames)
 {
     const std::lock_guard guard(transferLock_);
     const uint32_t bytesPerFrame = format().mBytesPerFrame;
-    return decodeIntoRing(frames * bytesPerFrame, Interruption::Allowed,
-                          {"-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97});
+    return decodeIntoRing(frames * bytesPerFrame, Interruption::Allowed, kPrereadSite);
 }
 
 void KXAFiledAudioData2::preread()
@@ -55,33 +64,32 @@ void KXAFiledAudioData2::readToBuffer(void *destination, uint32_t *frames)
     auto *bytes = static_cast<std::byte *>(destination);
     const uint32_t wanted = *frames * bytesPerFrame;
     auto got = static_cast<uint32_t>(takeFromRing(bytes, wanted));
-    if (got == wanted)
-        return;
-    exclusively([&] {
-        // A pre-read may have stored the last frames while this thread waited.
-        got += static_cast<uint32_t>(takeFromRing(bytes + got, wanted - got));
-        if (got == wanted)
-            return;
-        const uint32_t decoded =
-            bytesPerFrame * decodeIntoRing(wanted - got, Interruption::Refused,
-                                           {"-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97});
-        if (decoded > 0)
-            underruns_.fetch_add(1, std::memory_order_relaxed);
-        got += static_cast<uint32_t>(takeFromRing(bytes + got, std::min(decoded, wanted - got)));
-    });
+    if (got < wanted)
+        exclusively([&] {
+            // A pre-read may have stored the last frames while this thread waited.
+            got += static_cast<uint32_t>(takeFromRing(bytes + got, wanted - got));
+            if (got == wanted)
+                return;
+            const uint32_t decoded =
+                bytesPerFrame * decodeIntoRing(wanted - got, Interruption::Refused, kPrereadSite, got / bytesPerFrame);
+            if (decoded > 0)
+                underruns_.fetch_add(1, std::memory_order_relaxed);
+            got += static_cast<uint32_t>(takeFromRing(bytes + got, std::min(decoded, wanted - got)));
+        });
     *frames = got / bytesPerFrame;
 }
 
 void KXAFiledAudioData2::seek(int64_t frame)
 {
+    constexpr PrereadSite kSeekSite{"-[KXAFiledAudioData2 seek:]_block_invoke", 212};
     exclusively([&] {
         _ensureFileDataFormat();
-        parts_.fileQueue->sync([&] { positionFile(frame); });
+        const int64_t ahead = parts_.fileQueue->sync([&] { return positionFile(frame); });
         parts_.ringQueue->sync([&] { parts_.ring->clear(); });
         endedByFailure_ = false;
         heldFailure_ = noErr;
-        decodeIntoRing(kFramesAfterSeek * format().mBytesPerFrame, Interruption::Refused,
-                       {"-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97});
+        parts_.fileQueue->sync([&] { dropFrames(ahead, kSeekSite); });
+        decodeIntoRing(kFramesAfterSeek * format().mBytesPerFrame, Interruption::Refused, kPrereadSite);
     });
 }
 
@@ -94,8 +102,9 @@ uint64_t KXAFiledAudioData2::takeFromRing(void *destination, uint64_t bytes)
 }
 
 /// One pre-read under the transfer lock: measure the room, decode into the bridge buffer, store in the ring. Returns
-/// the frames stored.
-uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site)
+/// the frames stored. `framesTaken` is what the caller already has of its request.
+uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site,
+                                            uint32_t framesTaken)
 {
     const uint64_t space = parts_.ringQueue->sync([&] { return parts_.ring->space(); });
     const uint32_t bytesPerFrame = format().mBytesPerFrame;
@@ -104,27 +113,26 @@ uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption i
     const auto bytes =
         static_cast<uint32_t>(std::min({parts_.bridge->length(), space, static_cast<uint64_t>(bytesWanted)}));
     const uint32_t frames = parts_.fileQueue->sync(
-        [&] { return bytes == 0 ? 0 : readBridge(bytes / bytesPerFrame, bytesPerFrame, interruption, site); });
+        [&] { return bytes == 0 ? 0 : readBridge(bytes / bytesPerFrame, interruption, site, framesTaken); });
     parts_.ringQueue->sync([&] { parts_.ring->write(parts_.bridge->bytes(), uint64_t{frames} * bytesPerFrame); });
     return frames;
 }
 
 /// Decodes up to `frames` frames into the bridge buffer, in steps, and returns how many there were.
-uint32_t KXAFiledAudioData2::readBridge(uint32_t frames, uint32_t bytesPerFrame, Interruption interruption,
-                                        PrereadSite site)
+uint32_t KXAFiledAudioData2::readBridge(uint32_t frames, Interruption interruption, PrereadSite site,
+                                        uint32_t framesTaken)
 {
-    const uint32_t channels = format().mChannelsPerFrame;
+    const AudioStreamBasicDescription client = format();
     uint32_t done = 0;
     if (const OSStatus held = heldFailure_.exchange(noErr); held != noErr)
-        reportReadFailure(held, site);
+        failReading(held, framesTaken, site);
     while (done < frames && !endedByFailure_) {
         uint32_t step = std::min(frames - done, kFramesPerStep);
         const uint32_t asked = step;
-        AudioBufferList list{
-            1, {{channels, asked * bytesPerFrame, parts_.bridge->bytes() + uint64_t{done} * bytesPerFrame}}};
-        const OSStatus status = ExtAudioFileRead(fileRef_, &step, &list);
-        if (status != noErr) {
-            failReading(status, done, site);
+        std::byte *const room = parts_.bridge->bytes() + uint64_t{done} * client.mBytesPerFrame;
+        AudioBufferList list{1, {{client.mChannelsPerFrame, asked * client.mBytesPerFrame, room}}};
+        if (const OSStatus status = ExtAudioFileRead(fileRef_, &step, &list); status != noErr) {
+            failReading(status, framesTaken + done, site);
             break;
         }
         done += step;
@@ -152,24 +160,30 @@ void KXAFiledAudioData2::reportReadFailure(OSStatus status, PrereadSite site)
     _ASSERT_NOERR(status, site.function, site.line);
 }
 
-/// The file service stands at file frames. Below the client rate several client frames share one: then those before
-/// the wanted one are dropped. On fileAccessQueue.
-void KXAFiledAudioData2::positionFile(int64_t frame)
+/// The file service stands at file frames. Below the client rate several client frames share one: returns how many of
+/// them come before the wanted one. On fileAccessQueue.
+int64_t KXAFiledAudioData2::positionFile(int64_t frame)
 {
+    constexpr const char *kSite = "-[KXAFiledAudioData2 seek:]_block_invoke";
     const double clientRate = format().mSampleRate;
+    const int64_t wholeClientRate = std::llround(clientRate);
+    const int64_t wholeFileRate = std::llround(fileRate_);
+    if (frame < 0 || frame > kLastFrame || wholeClientRate < 1 || wholeFileRate < 1)
+        _ASSERT_NOERR(kExtAudioFileError_InvalidSeek, kSite, 212);
     const auto filePosition = static_cast<int64_t>(static_cast<double>(frame) * fileRate_ / clientRate);
-    _ASSERT_NOERR(frame < 0 ? kExtAudioFileError_InvalidSeek : ExtAudioFileSeek(fileRef_, filePosition),
-                  "-[KXAFiledAudioData2 seek:]_block_invoke", 212);
-    dropFrames(frame - kx::scaledUp(filePosition, std::llround(clientRate), std::llround(fileRate_)));
+    _ASSERT_NOERR(ExtAudioFileSeek(fileRef_, filePosition), kSite, 212);
+    return frame - kx::scaledUp(filePosition, wholeClientRate, wholeFileRate);
 }
 
-void KXAFiledAudioData2::dropFrames(int64_t frames)
+void KXAFiledAudioData2::dropFrames(int64_t frames, PrereadSite site)
 {
     const AudioStreamBasicDescription client = format();
-    while (frames > 0) {
-        uint32_t step = std::min(static_cast<uint32_t>(std::min<int64_t>(frames, kFramesPerStep)), kFramesPerStep);
+    const auto most = static_cast<int64_t>(parts_.bridge->length() / std::max(client.mBytesPerFrame, 1U));
+    while (frames > 0 && !endedByFailure_) {
+        auto step = static_cast<uint32_t>(std::min(frames, most));
         AudioBufferList list{1, {{client.mChannelsPerFrame, step * client.mBytesPerFrame, parts_.bridge->bytes()}}};
-        _ASSERT_NOERR(ExtAudioFileRead(fileRef_, &step, &list), "-[KXAFiledAudioData2 seek:]_block_invoke", 212);
+        if (const OSStatus status = ExtAudioFileRead(fileRef_, &step, &list); status != noErr)
+            return failReading(status, 0, site);
         if (step == 0)
             return;
         frames -= step;

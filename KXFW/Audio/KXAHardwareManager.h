@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Platform/Foundation/Export.h"
+#include "KXFW/Platform/Foundation/NSObject.h"
 #include "KXFW/Platform/Hardware/AudioObject.h"
 
 #include <cstdint>
@@ -21,14 +22,12 @@ KX_EXPORT OSStatus MyHardwarePropertyListenerProc(AudioObjectID object, uint32_t
 /// Questions about the computer's audio devices, and listeners of four hardware properties while an instance lives.
 ///
 /// The class operations keep no state and may be called from any thread. Statuses are not reported: a query that fails
-/// answers 0, or an empty text.
-class KX_EXPORT KXAHardwareManager
+/// answers 0, or an empty text. The first call of the process looks for a sound server, for a second at most.
+class KX_EXPORT KXAHardwareManager : public NSObject
 {
 public:
-    KXAHardwareManager();  ///< Registers the listeners. [any]
-    ~KXAHardwareManager(); ///< Removes them; no call of them is running afterwards. [any] [blocks]
-    KXAHardwareManager(const KXAHardwareManager &) = delete;
-    KXAHardwareManager &operator=(const KXAHardwareManager &) = delete;
+    KXAHardwareManager();           ///< Registers the listeners. [any]
+    ~KXAHardwareManager() override; ///< Removes them; no call of them is running afterwards. [any] [blocks]
 
     static int32_t numberOfDevices();             ///< [any]
     static AudioObjectID defaultInputDeviceID();  ///< 0 where there is none. [any]

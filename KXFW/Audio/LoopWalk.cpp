@@ -66,7 +66,7 @@ private:
     {
         if (advance(std::min(request_ - count_, turn_ - position_)))
             return true;
-        if (count_ > 0 || position_ == range_.start)
+        if (count_ > 0 || position_ == range_.start || !source_.nothingMeansEnd())
             return false;
         moveTo(range_.start); // the data ends before the range does: what there is of it is looped
         advance(std::min(request_ - count_, turn_ - position_));

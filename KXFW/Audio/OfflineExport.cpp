@@ -117,6 +117,13 @@ bool OfflineExport::cancelled() const
     return progressAndCancelBlock_(length > 0 ? done * 100.0 / static_cast<double>(length) : 0.0);
 }
 
+/// Data that could not be read to its end is no finished export.
+void OfflineExport::refuseHalf() const
+{
+    if (const auto data = player_.audioData(); data && data->endedByFailure())
+        _ASSERT_NOERR(kAudioFileReadError, kSite);
+}
+
 /// Renders and writes one slice; false when the data is exhausted.
 bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time)
 {
@@ -130,6 +137,7 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
     player_.prv_raiseRenderFailure();
     _ASSERT_NOERR(rendered, kSite);
     if (player_.frameOffset() == before) {
+        refuseHalf();
         NSLog("no frames read");
         return false;
     }

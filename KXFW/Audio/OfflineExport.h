@@ -28,6 +28,7 @@ public:
 private:
     [[nodiscard]] AudioStreamBasicDescription postUnitFormat() const;
     void refuseTooLong() const;
+    void refuseHalf() const;
     void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
     [[nodiscard]] bool cancelled() const;
     bool writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time);
