@@ -89,8 +89,7 @@ public:
     void setPositionInFrame(int64_t frame); ///< [any] [queue: byteOffsetChangeQueue] [blocks]
     void setLoop(bool loop);                ///< [any]
     [[nodiscard]] bool loop() const;        ///< [any] [render]
-    /// Sets the linear gain of the output unit, which limits it to 0..1. Not a number raises the status assertion.
-    /// [any]
+    /// Sets the linear gain, which the output unit limits to 0..1; not a number raises the status assertion. [any]
     void setVolume(float volume);
     [[nodiscard]] float volume() const; ///< [any]
 
@@ -136,8 +135,8 @@ public:
     /// thread that uses the player. [any]
     void setOutputRebuiltBlock(std::function<void()> block) { outputRebuiltBlock_.set(std::move(block)); }
     void _setUpHardwareListenerProc(); ///< [any]
-    static AudioObjectPropertyAddress
-    prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);      ///< [any]
+    /// [any]
+    static AudioObjectPropertyAddress prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);
     OSStatus _handleHardwarePropertyChange(AudioObjectPropertySelector property); ///< [blocks]
 
     // Export

@@ -77,9 +77,9 @@ public:
     void _ensureFileDataFormat();                                ///< Takes the file's own format once. [any] [blocks]
     void _finalize();                                            ///< What finalizeForRead does. [any] [blocks]
 
-    // The fields. Getters give copies of the references. All [any].
+    // The fields. Getters give copies of the references; setters of what is fixed while a file is open do nothing then,
+    // and refuse null. All [any].
     [[nodiscard]] std::shared_ptr<KXRingBuffer> ringBuffer() const { return ringBuffer_.get(); }
-    // Setters of what is fixed while a file is open do nothing then, and refuse null.
     void setRingBuffer(std::shared_ptr<KXRingBuffer> ring) { setWhileClosed(ringBuffer_, std::move(ring)); }
     [[nodiscard]] std::shared_ptr<kx::ByteBlock> bridgeBufferData() const { return bridgeBufferData_.get(); }
     void setBridgeBufferData(std::shared_ptr<kx::ByteBlock> data)
