@@ -69,9 +69,10 @@ OSStatus ExtAudioFileOpenURL(const std::filesystem::path &url, ExtAudioFileRef *
     *file = nullptr;
     return guarded([&] {
         auto reader = kx::FileReader::open(url);
-        if (reader)
-            *file = new OpaqueExtAudioFile{*std::move(reader), nullptr};
-        return reader.status();
+        if (!reader)
+            return reader.status();
+        *file = new OpaqueExtAudioFile{*std::move(reader), nullptr};
+        return noErr;
     });
 }
 
@@ -94,9 +95,10 @@ OSStatus ExtAudioFileCreateWithURL(const std::filesystem::path &url, AudioFileTy
         const bool replaces = (flags & kAudioFileFlags_EraseFile) != 0;
         auto writer =
             kx::FileWriter::create(url, type, *format, replaces ? kx::Existing::Replace : kx::Existing::Refuse);
-        if (writer)
-            *file = new OpaqueExtAudioFile{nullptr, *std::move(writer)};
-        return writer.status();
+        if (!writer)
+            return writer.status();
+        *file = new OpaqueExtAudioFile{nullptr, *std::move(writer)};
+        return noErr;
     });
 }
 

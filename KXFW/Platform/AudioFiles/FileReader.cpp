@@ -53,8 +53,9 @@ OSStatus FileReader::setClient(const AudioStreamBasicDescription &client)
     auto cache = std::make_unique<SeekCache>(client);
     stream_ = *std::move(stream);
     cache_ = std::move(cache);
-    standing_ = -1;
     place(fileFrame);
+    // A stream just made stands at the start already, and a move costs the rate converter a new lead-in.
+    standing_ = next_ == 0 && decoder_->seek(0) == noErr ? 0 : -1;
     return noErr;
 }
 

@@ -59,7 +59,7 @@ void writeExtended(HeaderBytes &bytes, double rate)
 {
     int exponent = 0;
     const double fraction = std::frexp(rate, &exponent); // 0.5 to 1
-    bytes.big(static_cast<uint64_t>(exponent - 1 + 16383), 2);
+    bytes.big(static_cast<uint64_t>(exponent) + 16383 - 1, 2);
     bytes.big(static_cast<uint64_t>(std::ldexp(fraction, 64)), 8);
 }
 
