@@ -249,7 +249,7 @@ private:
     std::atomic<bool> isMoving_{false}; ///< was playing and will again, once the output unit is rebuilt
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
-    AudioObjectID fledTo_ = kAudioObjectUnknown;    ///< the default taken when a device was lost; under controlLock_
+    std::optional<AudioObjectID> fledTo_;           ///< the default taken when a device was lost; under controlLock_
     bool defaultChangedMeanwhile_ = false;          ///< during an export; under controlLock_
     std::optional<AudioObjectID> chosenMeanwhile_;  ///< during an export; under controlLock_
     kx::Guarded<std::exception_ptr> renderFailure_; ///< met by the render path, told by others

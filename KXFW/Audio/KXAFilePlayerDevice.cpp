@@ -45,7 +45,7 @@ void KXAFilePlayer::moveToDevice(AudioObjectID device)
 {
     const AudioObjectID before = mOutputDeviceID;
     mOutputDeviceID = device;
-    fledTo_ = kAudioObjectUnknown;
+    fledTo_.reset();
     stopIfPlaying();
     if (device == kAudioObjectUnknown)
         mOutputDeviceID = KXAHardwareManager::defaultOutputDeviceID();
@@ -120,8 +120,8 @@ OSStatus KXAFilePlayer::_handleHardwarePropertyChange(AudioObjectPropertySelecto
         return noErr;
     const auto self = shared_from_this();
     const ControlGuard guard(controlLock_);
-    const AudioObjectID fledTo = std::exchange(fledTo_, kAudioObjectUnknown);
-    if (fledTo != kAudioObjectUnknown && fledTo == KXAHardwareManager::defaultOutputDeviceID())
+    const auto fledTo = std::exchange(fledTo_, std::nullopt);
+    if (fledTo == KXAHardwareManager::defaultOutputDeviceID())
         return noErr; // the loss of the old device has brought the player there already
     if (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
         followDefaultDevice();

@@ -21,6 +21,17 @@ private:
     std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + kHangDeadline;
 };
 
+/// Waits until `reached` is true, which other threads bring about.
+template <class Condition>::testing::AssertionResult eventually(Condition reached)
+{
+    for (const Deadline deadline; !reached();) {
+        if (deadline.passed())
+            return ::testing::AssertionFailure() << "never came";
+        std::this_thread::yield();
+    }
+    return ::testing::AssertionSuccess();
+}
+
 /// A player on a virtual 16-bit device whose clock the test turns, and what the device got.
 class PlayerTest : public testing::Test
 {
