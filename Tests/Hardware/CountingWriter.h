@@ -23,7 +23,8 @@ inline std::vector<uint32_t> numberedFrames(std::size_t count, uint32_t first = 
 inline std::vector<uint32_t> frameNumbers(const std::vector<int16_t> &samples)
 {
     std::vector<uint32_t> frames(samples.size() / 2);
-    std::memcpy(frames.data(), samples.data(), frames.size() * sizeof(uint32_t));
+    if (!frames.empty())
+        std::memcpy(frames.data(), samples.data(), frames.size() * sizeof(uint32_t));
     return frames;
 }
 

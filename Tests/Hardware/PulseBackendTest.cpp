@@ -107,6 +107,17 @@ TEST(PulseBackend, DescribesTheServersDevices)
         EXPECT_GT(*openOn(service, uid)->waitForRoom(), 0u) << uid;
 }
 
+TEST(PulseBackend, ACrowdOfClientsFindsTheServer)
+{
+    PulseServer server;
+    std::vector<std::future<bool>> clients;
+    for (int i = 0; i < 70; ++i) // more than the server lets wait at its door
+        clients.push_back(
+            std::async(std::launch::async, [] { return kx::makePulseBackend(Presence::Required) != nullptr; }));
+    for (auto &client : clients)
+        EXPECT_TRUE(client.get());
+}
+
 TEST(PulseBackend, TellsWhatChanges)
 {
     PulseServer server({{"kx1"}, {"kx2"}});

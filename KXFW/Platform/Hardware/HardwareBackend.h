@@ -59,7 +59,7 @@ public:
 };
 
 /// A sound system: its devices, its defaults, its streams. Used from any thread; the handler below is called on a
-/// thread of the backend's own.
+/// thread of the backend's own, or on the one that made the change, with no lock held that `state` needs.
 class HardwareBackend
 {
 public:
@@ -82,7 +82,7 @@ enum class Presence {
 
 struct BackendEntry {
     const char *name;
-    /// The backend; null only where its presence is required and its system does not answer. [blocks]
+    /// The backend; null where its system does not answer though it must, or where it cannot be made. [blocks]
     std::unique_ptr<HardwareBackend> (*make)(Presence presence);
 };
 

@@ -31,8 +31,9 @@ std::unique_ptr<kx::HardwareBackend> kx::makeBackend()
         return firstThatAnswers();
     const auto found = std::ranges::find(kBackends, std::string_view(wanted),
                                          [](const auto &entry) { return std::string_view(entry.name); });
-    if (found != kBackends.end())
-        return found->make(Presence::Awaited);
-    NSLog("KXFW_AUDIO_BACKEND: there is no backend %@", wanted);
+    if (found == kBackends.end())
+        NSLog("KXFW_AUDIO_BACKEND: there is no backend %@", wanted);
+    else if (auto backend = found->make(Presence::Awaited))
+        return backend;
     return firstThatAnswers();
 }

@@ -118,8 +118,8 @@ void kx::PulseBackend::ask()
 std::chrono::milliseconds kx::PulseBackend::nextDelay() noexcept
 {
     if (!hasAnswered_ && Clock::now() - begin_ < kAnswerTime)
-        return kFirstDelay; // one refusal is no proof that there is no server
-    delay_ = std::clamp(delay_ * 2, kLeastDelay, kLongestDelay);
+        return kFirstDelay;                                          // one refusal is no proof that there is no server
+    delay_ = std::clamp(delay_ * 5 / 4, kLeastDelay, kLongestDelay); // still below 2 s when it was gone for 7
     return delay_;
 }
 
