@@ -2,7 +2,6 @@
 
 #include "KXFW/Platform/Hardware/VirtualHardware.h"
 
-#include <utility>
 #include <vector>
 
 namespace kx::test
@@ -12,10 +11,10 @@ namespace kx::test
 class ScopedVirtualHardware
 {
 public:
-    explicit ScopedVirtualHardware(VirtualClock clock, std::vector<VirtualDevice> devices = {{"Virtual Output"}})
+    explicit ScopedVirtualHardware(VirtualClock clock, const std::vector<VirtualDevice> &devices = {{"Virtual Output"}})
     {
         VirtualHardware::instance().setClock(clock);
-        VirtualHardware::instance().setDevices(std::move(devices));
+        VirtualHardware::instance().setDevices(devices);
     }
     ~ScopedVirtualHardware()
     {

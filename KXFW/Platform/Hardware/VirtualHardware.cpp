@@ -8,7 +8,7 @@ kx::VirtualHardware &kx::VirtualHardware::instance()
     return *controls;
 }
 
-void kx::VirtualHardware::setDevices(std::vector<VirtualDevice> devices)
+void kx::VirtualHardware::setDevices(const std::vector<VirtualDevice> &devices)
 {
     VirtualSystem::instance().setDevices(devices);
 }

@@ -43,7 +43,7 @@ public:
 
     /// Replaces the list; a device whose name stays keeps its identity, streams to others are lost. The first output
     /// device becomes the default unless the old default is still there. [any]
-    void setDevices(std::vector<VirtualDevice> devices);
+    void setDevices(const std::vector<VirtualDevice> &devices);
     /// Makes the device of that name the default; an unknown name or "" means none. [any]
     void setDefaultOutput(const std::string &name);
     void setDefaultInput(const std::string &name); ///< [any]
