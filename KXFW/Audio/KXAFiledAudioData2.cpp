@@ -71,6 +71,8 @@ void KXAFiledAudioData2::prepareForRead()
     layout.mChannelBitmap = kAudioChannelBit_Left | kAudioChannelBit_Right;
     _ASSERT_NOERR(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientChannelLayout, sizeof layout, &layout),
                   kSite, 265);
+    // The file service keeps what it decodes after a seek, so a loop back to the start costs a copy from the first on.
+    _ASSERT_NOERR(ExtAudioFileSeek(file, 0), kSite);
     _ensureFileLengthFrames();
 }
 

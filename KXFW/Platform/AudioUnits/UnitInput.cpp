@@ -32,8 +32,9 @@ OSStatus settleBuffer(AudioBuffer &buffer, void *own, uint32_t bytes) noexcept
 
 PriorityMutex &UnitInput::connections()
 {
-    static PriorityMutex lock;
-    return lock;
+    // Never ended: a queue's thread may let go of a player while the process exits.
+    static auto *const lock = new PriorityMutex;
+    return *lock;
 }
 
 std::shared_ptr<Unit> UnitInput::setCallback(const AURenderCallbackStruct &callback)

@@ -3,6 +3,7 @@
 #include "KXFW/Platform/Hardware/Backends/BackendTable.h"
 #include "KXFW/Platform/Hardware/PropertyValue.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -100,7 +101,7 @@ kx::Result<std::unique_ptr<kx::OutputStream>> kx::HardwareService::openOutputStr
         if (device == nullptr || !device->info.hasOutput)
             return kAudioHardwareBadDeviceError;
         uid = device->info.uid;
-        sliceFrames = device->bufferBytes / device->info.format.mBytesPerFrame;
+        sliceFrames = device->bufferBytes / std::max(device->info.format.mBytesPerFrame, 1u);
     }
     return backend_->openOutput(uid, sliceFrames);
 }
