@@ -34,6 +34,7 @@ AudioUnit UnitRegistry::add(std::shared_ptr<Unit> unit)
     Table &all = table();
     const std::lock_guard guard(all.lock);
     all.last += 16;
+    // A number that looks like a pointer and is never followed. NOLINTNEXTLINE(performance-no-int-to-ptr)
     const auto handle = reinterpret_cast<AudioUnit>(all.last);
     unit->setHandle(handle);
     all.units.emplace(handle, std::move(unit));

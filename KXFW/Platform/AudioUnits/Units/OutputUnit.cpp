@@ -186,9 +186,10 @@ OSStatus OutputUnit::setOwnProperty(AudioUnitPropertyID id, const void *data)
     AudioObjectID device = kAudioObjectUnknown;
     std::memcpy(&device, data, sizeof device);
     auto present = presentDevice(device);
-    if (present)
-        device_.set(*std::move(present));
-    return present.status();
+    if (!present)
+        return present.status();
+    device_.set(*std::move(present));
+    return noErr;
 }
 
 OSStatus OutputUnit::getOwnProperty(AudioUnitPropertyID id, void *data)
