@@ -191,8 +191,8 @@ TEST_F(PlayerExportTest, DeviceChangesWaitForTheEnd)
     auto &system = kx::VirtualHardware::instance();
     system.setDevices({{"Virtual Output"}, {"other"}});
     const AudioUnit before = player->outputUnit();
-    Handshake changed;
-    player->setOutputRebuiltBlock([&] { changed.announce(); });
+    const auto changed = std::make_shared<Handshake>();
+    player->setOutputRebuiltBlock([changed] { changed->announce(); });
     AudioUnit during = nullptr;
     Outcome outcome;
     Handshake ended;
@@ -208,7 +208,7 @@ TEST_F(PlayerExportTest, DeviceChangesWaitForTheEnd)
         [&] { ended.announce(); });
     ASSERT_TRUE(ended.await());
     EXPECT_EQ(during, before);
-    EXPECT_TRUE(changed.await());
+    EXPECT_TRUE(changed->await());
     EXPECT_NE(player->outputUnit(), before);
 }
 

@@ -21,16 +21,18 @@ protected:
     {
         load(300000);
         disk.emplace(44 + 4 * kReadable);
-        player->setPlaybackFailureBlock([this](const NSException &exception) {
-            failures.push_back(exception.reason());
-            told.announce();
+        player->setPlaybackFailureBlock([told = told](const NSException &exception) {
+            told->reason = exception.reason();
+            told->announce();
         });
     }
 
     CapturedLog quiet;
     std::optional<FailingDisk> disk;
-    Handshake told;
-    std::vector<std::string> failures;
+    struct Told : Handshake {
+        std::string reason; ///< of the last failure
+    };
+    std::shared_ptr<Told> told = std::make_shared<Told>();
 };
 
 TEST_F(PlayerFaultTest, AFailingFileIsPlayedAsFarAsItGoesAndToldOnce)
@@ -42,11 +44,11 @@ TEST_F(PlayerFaultTest, AFailingFileIsPlayedAsFarAsItGoesAndToldOnce)
     ASSERT_GE(frames.size(), static_cast<std::size_t>(kReadable));
     expectPasses(frames, static_cast<std::size_t>(kReadable), 0, 0, kReadable + 1);
     EXPECT_EQ(player->frameOffset(), kReadable);
-    ASSERT_TRUE(told.await());
+    ASSERT_TRUE(told->await());
     for (int tick = 0; tick < 10; ++tick)
         player->_timerFired(nullptr);
-    EXPECT_EQ(told.count(), 1) << "ticks do not raise again";
-    EXPECT_EQ(failures[0].rfind("-[KXAFiledAudioData2 prereadFrames:]_block_invoke:97", 0), 0U) << failures[0];
+    EXPECT_EQ(told->count(), 1) << "ticks do not raise again";
+    EXPECT_EQ(told->reason.rfind("-[KXAFiledAudioData2 prereadFrames:]_block_invoke:97", 0), 0U) << told->reason;
     disk.reset();
     load(5000);
     player->play();
@@ -58,7 +60,7 @@ TEST_F(PlayerFaultTest, ALoopGoesOnWithWhatExists)
 {
     player->setOffsetFramesPlay(90000, 90000, 200000);
     player->_timerFired(nullptr); // the failure is met here; where the render thread meets it first, playback stops
-    ASSERT_TRUE(told.await());
+    ASSERT_TRUE(told->await());
     player->play();
     advance(35000);
     const auto frames = heard();
@@ -71,7 +73,7 @@ TEST_F(PlayerFaultTest, ALoopGoesOnWithWhatExists)
     }
     EXPECT_GT(frames.size(), 30000U);
     EXPECT_TRUE(player->isPlaying());
-    EXPECT_EQ(told.count(), 1);
+    EXPECT_EQ(told->count(), 1);
 }
 
 TEST_F(PlayerFaultTest, AnExportOfAFailingFileFailsAndLeavesNothing)
