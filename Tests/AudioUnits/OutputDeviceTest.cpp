@@ -1,8 +1,5 @@
 #include "KXFW/Platform/AudioUnits/UnitRegistry.h"
-#include "KXFW/Platform/AudioUnits/Units/RenderThread.h"
 #include "Tests/AudioUnits/OutputTesting.h"
-
-#include <sched.h>
 
 #include <array>
 #include <thread>
@@ -12,57 +9,32 @@ namespace kx::test
 namespace
 {
 
-TEST_F(OutputUnitTest, WithoutADeviceItWaitsInSilence)
-{
-    Chain chain;
-    EXPECT_EQ(get<AudioObjectID>(chain.output, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global),
-              defaultDevice())
-        << "a new unit is on the default device";
-    EXPECT_EQ(setDevice(chain.output, 0xFFFFFFFF), kAudioUnitErr_InvalidPropertyValue);
-    EXPECT_EQ(setDevice(chain.output, kAudioObjectSystemObject), kAudioUnitErr_InvalidPropertyValue);
-    ASSERT_EQ(setDevice(chain.output, 0), noErr);
-    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-    EXPECT_TRUE(isRunning(chain.output));
-    EXPECT_EQ(hardware.openStreams(), 0u);
-    ASSERT_EQ(setDevice(chain.output, defaultDevice()), noErr) << "from the next start on";
-    EXPECT_EQ(hardware.openStreams(), 0u);
-    ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr);
-    EXPECT_EQ(chain.source.calls, 0u);
-    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-    hardware.advance(100);
-    EXPECT_EQ(chain.source.position, 100u);
-}
-
 TEST_F(OutputUnitTest, ALostDeviceIsWaitedForAndPlaysOn)
 {
     Chain chain;
+    const auto device =
+        get<AudioObjectID>(chain.output, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global);
+    EXPECT_EQ(device, defaultDevice());
+    for (const AudioObjectID none : {AudioObjectID{0xFFFFFFFF}, AudioObjectID{kAudioObjectSystemObject}})
+        EXPECT_EQ(setDevice(chain.output, none), kAudioUnitErr_InvalidPropertyValue);
+    hardware.setDevices({{.name = "another"}}); // gone at the start
     ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-    hardware.advance(1000);
-    hardware.setDevices({{.name = "another"}});
-    ASSERT_TRUE(hardware.waitForStreams(0));
-    EXPECT_TRUE(isRunning(chain.output));
-    EXPECT_EQ(hardware.advance(1000), 0u);
-    EXPECT_EQ(chain.source.position, 1000u);
-    hardware.setDevices({{.name = "speaker"}, {.name = "another"}});
-    ASSERT_TRUE(hardware.waitForStreams(1));
-    hardware.advance(1000);
-    ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr);
-    EXPECT_EQ(recording.samples<int16_t>(), sequence(2000));
-}
-
-TEST_F(OutputUnitTest, ADeviceThatIsGoneAtTheStartIsWaitedFor)
-{
-    Chain chain;
-    hardware.setDevices({});
-    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-    EXPECT_TRUE(isRunning(chain.output));
-    EXPECT_EQ(chain.source.calls, 0u);
-    hardware.setDevices({{.name = "speaker"}});
-    ASSERT_TRUE(hardware.waitForStreams(1));
-    hardware.advance(10);
-    EXPECT_EQ(recording.samples<int16_t>(), sequence(10));
-    hardware.setDevices({});
+    for (int round = 1; round <= 3; ++round) {
+        ASSERT_TRUE(hardware.waitForStreams(0));
+        EXPECT_TRUE(isRunning(chain.output));
+        EXPECT_EQ(hardware.advance(1000), 0u);
+        hardware.setDevices({{.name = "speaker"}, {.name = "another"}});
+        ASSERT_TRUE(hardware.waitForStreams(1));
+        hardware.advance(1000);
+        EXPECT_EQ(chain.source.position, static_cast<uint64_t>(1000 * round));
+        hardware.setDevices({{.name = "another"}});
+    }
     ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr) << "a stop does not wait for the device";
+    EXPECT_EQ(recording.samples<int16_t>(), sequence(3000));
+    ASSERT_EQ(setDevice(chain.output, 0), noErr);
+    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
+    EXPECT_TRUE(isRunning(chain.output)) << "without a device it waits in silence";
+    EXPECT_EQ(hardware.openStreams(), 0u);
 }
 
 TEST_F(OutputUnitTest, AnInputThatBlocksIsCountedAsUnderrun)
@@ -75,22 +47,32 @@ TEST_F(OutputUnitTest, AnInputThatBlocksIsCountedAsUnderrun)
     const auto underruns = [&] {
         return get<uint64_t>(output, kAudioOutputUnitProperty_Underruns, kAudioUnitScope_Global);
     };
+    Chain other; // plays on by the same clock
+    Handshake slices;
+    Callback counting([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
+        silence(data);
+        slices.announce();
+        return noErr;
+    });
     int call = 0;
-    Callback callback([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
-        if (++call % 20 == 0) { // longer than what the device holds, by far more than a frame
+    Callback blocking([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
+        if (++call % 20 == 0) { // until the device holds nothing, and for slices more of the other unit
             while (latency() > 0)
                 std::this_thread::yield();
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            EXPECT_TRUE(slices.await(slices.count() + 3));
         }
         silence(data);
         return noErr;
     });
-    ASSERT_EQ(callback.feed(output), noErr);
+    ASSERT_EQ(counting.feed(other.converter), noErr);
+    ASSERT_EQ(blocking.feed(output), noErr);
     ASSERT_EQ(AudioUnitInitialize(output), noErr);
+    ASSERT_EQ(AudioOutputUnitStart(other.output), noErr);
     ASSERT_EQ(AudioOutputUnitStart(output), noErr);
     while (underruns() == 0)
         std::this_thread::yield();
     ASSERT_EQ(AudioOutputUnitStop(output), noErr);
+    ASSERT_EQ(AudioOutputUnitStop(other.output), noErr);
     EXPECT_GE(underruns(), 1u) << "kept after the run";
     EXPECT_EQ(latency(), 0u);
 }
@@ -98,17 +80,16 @@ TEST_F(OutputUnitTest, AnInputThatBlocksIsCountedAsUnderrun)
 TEST_F(OutputUnitTest, DisposedWhileRunningItIsGoneAtOnce)
 {
     for (int round = 0; round < 50; ++round) {
-        auto chain = std::make_unique<Chain>();
-        const std::weak_ptr<Unit> watched = UnitRegistry::find(chain->output);
-        ASSERT_EQ(AudioOutputUnitStart(chain->output), noErr);
+        Chain chain;
+        const std::weak_ptr<Unit> watched = UnitRegistry::find(chain.output);
+        ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
         if (round % 2)
             hardware.advance(10);
         if (round % 3 == 0)
-            chain->converter.dispose(); // the source first
-        ASSERT_EQ(chain->output.dispose(), noErr);
-        const auto calls = chain->source.calls.load();
+            chain.converter.dispose(); // the source first
+        ASSERT_EQ(chain.output.dispose(), noErr);
         EXPECT_EQ(hardware.advance(10), 0u);
-        EXPECT_EQ(chain->source.calls, calls);
+        EXPECT_EQ(chain.source.position, round % 2 ? 10u : 0u);
         EXPECT_TRUE(watched.expired());
     }
 }
@@ -116,49 +97,27 @@ TEST_F(OutputUnitTest, DisposedWhileRunningItIsGoneAtOnce)
 TEST_F(OutputUnitTest, DisposedInsideItsCallbackItEndsByItself)
 {
     for (int round = 0; round < 50; ++round) {
-        Converter converter;
-        Output output;
-        std::weak_ptr<Unit> watched = UnitRegistry::find(output);
+        Chain chain;
+        const std::weak_ptr<Unit> watched = UnitRegistry::find(chain.output);
         Callback callback([&](const AudioTimeStamp &, uint32_t frames, AudioBufferList &data) {
             writeFrames(0, frames, true, data.mBuffers[0].mData);
-            const AudioUnit handle = output;
+            const AudioUnit handle = chain.output;
             EXPECT_EQ(AudioOutputUnitStart(handle), noErr) << "it runs";
-            EXPECT_EQ(output.dispose(), noErr);
+            EXPECT_EQ(chain.output.dispose(), noErr);
             EXPECT_EQ(AudioOutputUnitStop(handle), kAudioComponentErr_InstanceInvalidated);
             if (round % 2) {
-                EXPECT_EQ(converter.dispose(), noErr);
+                EXPECT_EQ(chain.converter.dispose(), noErr);
             }
             return noErr;
         });
-        ASSERT_EQ(setFormat(converter, kAudioUnitScope_Input, kStandard), noErr);
-        ASSERT_EQ(callback.feed(converter), noErr);
-        ASSERT_EQ(AudioUnitInitialize(converter), noErr);
-        ASSERT_EQ(AudioUnitInitialize(output), noErr);
-        ASSERT_EQ(connect(converter, output), noErr);
-        ASSERT_EQ(AudioOutputUnitStart(output), noErr);
+        ASSERT_EQ(callback.feed(chain.converter), noErr);
+        ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
         hardware.advance(100);
         ASSERT_TRUE(hardware.waitForStreams(0));
         while (!watched.expired())
             std::this_thread::yield();
     }
     EXPECT_EQ(recording.samples<int16_t>().size(), 50u * 100 * 2);
-}
-
-TEST_F(OutputUnitTest, ACallbackMayStopAnotherUnitWithoutWaiting)
-{
-    Chain other;
-    Chain chain;
-    Callback callback([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
-        EXPECT_EQ(AudioOutputUnitStop(other.output), noErr);
-        silence(data);
-        return noErr;
-    });
-    ASSERT_EQ(callback.feed(chain.converter), noErr);
-    ASSERT_EQ(AudioOutputUnitStart(other.output), noErr);
-    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-    hardware.advance(10);
-    EXPECT_FALSE(isRunning(other.output));
-    EXPECT_TRUE(isRunning(chain.output));
 }
 
 /// Starts, stops, settles, questions and volume changes from four threads, stops from inside in between.
@@ -197,14 +156,6 @@ TEST_F(OutputUnitTest, ControlFromManyThreadsIsOrdered)
     const auto after = calls.load();
     EXPECT_EQ(hardware.openStreams(), 0u);
     EXPECT_EQ(calls, after);
-}
-
-TEST(RenderThread, RealTimePriorityIsTakenWhereTheSystemGivesIt)
-{
-    std::thread([] {
-        const bool granted = requestRealTimePriority();
-        EXPECT_EQ((sched_getscheduler(0) & ~SCHED_RESET_ON_FORK) == SCHED_RR, granted);
-    }).join();
 }
 
 } // namespace

@@ -2,9 +2,9 @@
 
 #include "KXFW/Platform/Hardware/AudioObject.h"
 #include "KXFW/Platform/Hardware/VirtualHardware.h"
+#include "Tests/Support/Handshake.h"
 #include "Tests/Support/UnitTesting.h"
 
-#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -36,31 +36,15 @@ public:
         return all;
     }
 
+    void clear()
+    {
+        const std::lock_guard guard(lock_);
+        bytes_.clear();
+    }
+
 private:
     mutable std::mutex lock_;
     std::vector<std::byte> bytes_;
-};
-
-/// Opens once; whoever waits for it gives up, failing the test, after a time that only a hang takes.
-class Gate
-{
-public:
-    void open()
-    {
-        const std::lock_guard guard(lock_);
-        open_ = true;
-        changed_.notify_all();
-    }
-    void pass()
-    {
-        std::unique_lock guard(lock_);
-        EXPECT_TRUE(changed_.wait_for(guard, std::chrono::seconds(30), [this] { return open_; }));
-    }
-
-private:
-    std::mutex lock_;
-    std::condition_variable changed_;
-    bool open_ = false;
 };
 
 /// The first frames of the sequence of SequenceSource as native 16-bit stereo.

@@ -11,13 +11,10 @@ namespace kx::test
 /// What every unit that others pull must keep, whatever it does to the sound: one output for any cut into slices,
 /// a repeat after a reset, no allocation, free or plain lock in a render, statuses for what does not fit, and an
 /// orderly end while connected on both sides.
-///
-/// `configure` sets up a new unit of `component` before it is initialised; its output format must be linear PCM.
-/// `name` is printed with each failure.
 struct UnitContract {
-    std::string name;
+    std::string name; ///< is printed with each failure
     AudioComponentDescription component;
-    std::function<void(AudioUnit unit)> configure;
+    std::function<void(AudioUnit unit)> configure; ///< a new unit, not yet initialised, for linear PCM
 
     void check() const;
 };

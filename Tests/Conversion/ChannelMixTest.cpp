@@ -3,7 +3,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <random>
+#include <numeric>
 #include <vector>
 
 namespace
@@ -26,82 +26,48 @@ Planes mixed(uint32_t outputs, const Planes &in)
     return out;
 }
 
-/// What each input contributes to output `output`, found by sounding one input after the other.
-std::vector<float> gainsOf(uint32_t inputs, uint32_t outputs, uint32_t output)
+/// Sounds one input after the other, each in a frame of its own, and compares what reaches the left side.
+void expectLeftShares(const std::vector<double> &shares)
 {
-    std::vector<float> gains;
-    for (uint32_t i = 0; i < inputs; ++i) {
-        Planes in(inputs, std::vector<float>(1));
-        in[i][0] = 1;
-        gains.push_back(mixed(outputs, in)[output][0]);
+    const std::size_t inputs = shares.size();
+    Planes in(inputs, std::vector<float>(inputs));
+    for (std::size_t i = 0; i < inputs; ++i)
+        in[i][i] = 1;
+    const Planes sides = mixed(2, in);
+    const Planes mono = mixed(1, in);
+    const double sum = std::accumulate(shares.begin(), shares.end(), 0.0);
+    for (std::size_t i = 0; i < inputs; ++i) {
+        EXPECT_NEAR(sides[0][i], shares[i] / sum, 1e-7) << inputs << " channels, input " << i;
+        EXPECT_NEAR(mono[0][i], (sides[0][i] + sides[1][i]) / 2, 1e-7) << inputs << " channels, input " << i;
     }
-    return gains;
-}
-
-void expectGains(uint32_t outputs, uint32_t output, const std::vector<double> &shares)
-{
-    double sum = 0;
-    for (double share : shares)
-        sum += share;
-    const auto gains = gainsOf(static_cast<uint32_t>(shares.size()), outputs, output);
-    for (std::size_t i = 0; i < shares.size(); ++i)
-        EXPECT_NEAR(gains[i], shares[i] / sum, 1e-7) << shares.size() << " channels, input " << i;
+    EXPECT_EQ(sides[1][1], sides[0][0]) << "both sides are scaled alike";
+    EXPECT_EQ(sides[1][0], 0) << inputs;
 }
 
 TEST(ChannelMix, SurroundIsFoldedWithTheStandardShares)
 {
     const double h = std::sqrt(0.5);
-    expectGains(2, 0, {1, 0, h});
-    expectGains(2, 1, {0, 1, h});
-    expectGains(2, 0, {1, 0, h, 0});
-    expectGains(2, 1, {0, 1, 0, h});
-    expectGains(2, 0, {1, 0, h, h, 0});
-    expectGains(2, 1, {0, 1, h, 0, h});
-    expectGains(2, 0, {1, 0, h, 0, h, 0});
-    expectGains(2, 1, {0, 1, h, 0, 0, h});
-    expectGains(2, 0, {1, 0, h, 0, 0.5, h, 0});
-    expectGains(2, 1, {0, 1, h, 0, 0.5, 0, h});
-    expectGains(2, 0, {1, 0, h, 0, h, 0, h, 0});
-    expectGains(2, 1, {0, 1, h, 0, 0, h, 0, h});
+    expectLeftShares({1, 0});
+    expectLeftShares({1, 0, h});
+    expectLeftShares({1, 0, h, 0});
+    expectLeftShares({1, 0, h, h, 0});
+    expectLeftShares({1, 0, h, 0, h, 0});
+    expectLeftShares({1, 0, h, 0, 0.5, h, 0});
+    expectLeftShares({1, 0, h, 0, h, 0, h, 0});
+    expectLeftShares({1, 0, 1, 0, 1, 0, 1, 0, 1, 0}); // beyond eight channels the sides alternate
 }
 
-TEST(ChannelMix, BeyondEightChannelsTheSidesAlternate)
-{
-    expectGains(2, 0, {1, 0, 1, 0, 1, 0, 1, 0, 1, 0});
-    expectGains(2, 1, {0, 1, 0, 1, 0, 1, 0, 1, 0, 1});
-}
-
-TEST(ChannelMix, NothingClipsAndBothSidesAreScaledAlike)
+TEST(ChannelMix, NothingClipsAndMonoReachesEveryChannelUnchanged)
 {
     for (uint32_t inputs = 1; inputs <= 64; ++inputs)
         for (uint32_t outputs : {1U, 2U})
-            for (float level : {1.0F, -1.0F}) {
-                const Planes out = mixed(outputs, Planes(inputs, std::vector<float>(3, level)));
-                for (const auto &plane : out)
+            for (float level : {1.0F, -1.0F})
+                for (const auto &plane : mixed(outputs, Planes(inputs, std::vector<float>(3, level))))
                     EXPECT_LE(std::abs(plane[2]), 1.0F + 1e-6F) << inputs << " to " << outputs;
-                if (outputs == 2) {
-                    const float side = gainsOf(inputs, 2, 0)[0];
-                    EXPECT_EQ(inputs == 1 ? side : gainsOf(inputs, 2, 1)[1], side) << inputs;
-                }
-            }
-}
-
-TEST(ChannelMix, MonoReachesEveryChannelUnchanged)
-{
     const std::vector<float> mono{0.1F, -1.0F, 0.7F, 1.5F, -0.0F};
     for (uint32_t outputs : {1U, 2U, 6U, 64U})
         for (const auto &plane : mixed(outputs, {mono}))
             EXPECT_EQ(plane, mono) << outputs;
-}
-
-TEST(ChannelMix, ToMonoIsTheMeanOfTheStereoMix)
-{
-    expectGains(1, 0, {1, 1});
-    const Planes stereo{{0.5F, -0.25F}, {0.25F, -0.75F}};
-    EXPECT_EQ(mixed(1, stereo)[0], (std::vector<float>{0.375F, -0.5F}));
-    const auto mono = gainsOf(6, 1, 0);
-    for (uint32_t i = 0; i < 6; ++i)
-        EXPECT_NEAR(mono[i], (gainsOf(6, 2, 0)[i] + gainsOf(6, 2, 1)[i]) / 2, 1e-7);
 }
 
 TEST(ChannelMix, OtherCountsCopyWhatFitsAndSilenceTheRest)
@@ -110,7 +76,6 @@ TEST(ChannelMix, OtherCountsCopyWhatFitsAndSilenceTheRest)
     EXPECT_EQ(mixed(5, three), (Planes{{0.1F}, {0.2F}, {0.3F}, {0}, {0}}));
     EXPECT_EQ(mixed(3, three), three);
     EXPECT_EQ(mixed(3, {{0.1F}, {0.2F}, {0.3F}, {0.4F}}), three);
-    EXPECT_EQ(mixed(4, {{0.1F}, {0.2F}}), (Planes{{0.1F}, {0.2F}, {0}, {0}}));
     EXPECT_TRUE(kx::ChannelMix(3, 3).isIdentity());
     EXPECT_FALSE(kx::ChannelMix(2, 1).isIdentity());
 }
@@ -121,25 +86,6 @@ TEST(ChannelMix, WhatIsLeftOutCannotBeHeard)
     const Planes clean = mixed(2, in);
     in[3].assign(4, std::numeric_limits<float>::quiet_NaN());
     EXPECT_EQ(mixed(2, in), clean);
-}
-
-TEST(ChannelMix, EveryFrameIsMixedLikeAFrameAlone)
-{
-    std::mt19937 random(5);
-    std::uniform_real_distribution<float> level(-1, 1);
-    for (uint32_t inputs : {2U, 3U, 6U, 8U, 11U})
-        for (std::size_t frames : {1U, 7U, 513U}) {
-            Planes in(inputs, std::vector<float>(frames));
-            for (auto &plane : in)
-                for (float &sample : plane)
-                    sample = level(random);
-            const Planes all = mixed(2, in);
-            Planes last;
-            for (const auto &plane : in)
-                last.push_back({plane.back()});
-            EXPECT_EQ(mixed(2, last)[0][0], all[0].back()) << inputs << " channels, " << frames << " frames";
-            EXPECT_EQ(mixed(2, last)[1][0], all[1].back()) << inputs << " channels, " << frames << " frames";
-        }
 }
 
 } // namespace

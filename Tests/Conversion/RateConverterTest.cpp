@@ -1,6 +1,7 @@
 #include "KXFW/Platform/Conversion/RateConverter.h"
 
-#include "Tests/Conversion/AllocationCount.h"
+#include "KXFW/Platform/AudioUnits/RenderScope.h"
+#include "Tests/Support/RenderGuard.h"
 
 #include <algorithm>
 #include <cmath>
@@ -64,13 +65,14 @@ struct RatePair {
 
 class RateConverterRates : public testing::TestWithParam<RatePair>
 {
+protected:
+    const double in = GetParam().in;
+    const double out = GetParam().out;
 };
 
-constexpr RatePair kPairs[] = {{1000, 44100},  {8000, 44100},   {11025, 44100},  {22050, 44100},  {32000, 44100},
-                               {44056, 44100}, {44100, 44100},  {47999, 44100},  {48000, 44100},  {88200, 44100},
-                               {96000, 44100}, {176400, 44100}, {192000, 44100}, {384000, 44100}, {768000, 44100},
-                               {44100, 48000}, {44100, 96000},  {44100, 22050},  {44100, 8000},   {48000, 96000},
-                               {1000, 768000}, {768000, 1000}};
+constexpr RatePair kPairs[] = {{8000, 44100},  {11025, 44100}, {44056, 44100},  {44100, 44100}, {47999, 44100},
+                               {48000, 44100}, {88200, 44100}, {192000, 44100}, {44100, 48000}, {44100, 96000},
+                               {44100, 8000},  {1000, 768000}, {768000, 1000}};
 
 INSTANTIATE_TEST_SUITE_P(All, RateConverterRates, testing::ValuesIn(kPairs), [](const auto &pair) {
     return std::to_string(std::lround(pair.param.in)) + "to" + std::to_string(std::lround(pair.param.out));
@@ -78,7 +80,6 @@ INSTANTIATE_TEST_SUITE_P(All, RateConverterRates, testing::ValuesIn(kPairs), [](
 
 TEST_P(RateConverterRates, NoLengthComesOutShort)
 {
-    const auto [in, out] = GetParam();
     const auto object = converter(in, out);
     for (std::size_t frames : {0U, 1U, 2U, 3U, 5U, 17U, 100U, 441U, 512U, 999U, 1000U, 4096U, 10007U}) {
         object->reset();
@@ -88,41 +89,35 @@ TEST_P(RateConverterRates, NoLengthComesOutShort)
     }
 }
 
-TEST_P(RateConverterRates, BlockSizesDoNotMatter)
+TEST_P(RateConverterRates, BlockSizesDoNotMatterAndResetForgets)
 {
-    const auto [in, out] = GetParam();
     const Samples source = noise(5000);
+    const Samples other = noise(2999, 2);
     const auto object = converter(in, out);
-    const Samples whole = convert(*object, source, 5000, 20000);
-    for (uint32_t block : {37U, 512U, 777U, 4096U}) {
+    const auto forget = [&](uint32_t block) {
+        Samples room(block);
+        const float *sources[] = {other.data()};
+        float *targets[] = {room.data()};
+        object->process(sources, block % 2999, targets, block);
         object->reset();
+    };
+    const Samples whole = convert(*object, source, 5000, 20000);
+    object->reset();
+    for (uint32_t block : {37U, 512U, 777U, 4096U}) {
+        forget(block);
         EXPECT_EQ(convert(*object, source, block, 4096), whole) << "input blocks of " << block;
         object->reset();
+        forget(block);
         EXPECT_EQ(convert(*object, source, 4096, block), whole) << "output blocks of " << block;
+        object->reset();
     }
-}
-
-TEST_P(RateConverterRates, ResetForgetsAllThatWasFed)
-{
-    const auto [in, out] = GetParam();
-    const Samples source = noise(3000);
-    const auto object = converter(in, out);
-    const Samples fresh = convert(*object, source);
-    for (std::size_t frames : {1U, 500U, 2999U}) {
-        Samples block(1000);
-        const Samples other = noise(frames, 2);
-        const float *sources[] = {other.data()};
-        float *targets[] = {block.data()};
-        object->reset();
-        object->process(sources, static_cast<uint32_t>(frames), targets, 1000);
-        object->reset();
-        EXPECT_EQ(convert(*object, source), fresh) << "after " << frames << " other frames";
+    if (in == out) {
+        EXPECT_EQ(whole, source);
     }
 }
 
 TEST_P(RateConverterRates, ARestartRepeatsTheStraightConversion)
 {
-    const auto [in, out] = GetParam();
     const auto object = converter(in, out);
     const auto step = std::llround(in) / std::gcd(std::llround(in), std::llround(out));
     const auto preroll = std::llround(1100 * std::max(1.0, in / out));
@@ -149,22 +144,23 @@ TEST_P(RateConverterRates, ProcessDoesNotAllocate)
 {
     constexpr uint32_t kMost = 4096;
     constexpr uint32_t kRoom = 1 << 15;
-    const auto [in, out] = GetParam();
-    if (out / in > 48) // beyond what is promised
-        return;
+    if (!kx::test::RenderGuard::works() || out / in > 48) // beyond what is promised
+        GTEST_SKIP();
     const auto object = converter(in, out, 2);
     const Samples source = noise(2 * kMost);
     const float *sources[] = {source.data(), source.data() + kMost};
-    Samples left(kRoom);
-    Samples right(kRoom);
-    float *targets[] = {left.data(), right.data()};
+    Samples made(2 * kRoom);
+    float *targets[] = {made.data(), made.data() + kRoom};
     std::mt19937 random(4);
     const auto upTo = [&](uint32_t limit) { return static_cast<uint32_t>(random() % (limit + 1)); };
     for (const uint32_t most : {kMost, 600U, 7U}) {
-        const uint64_t before = kx::allocationCount();
-        for (int i = 0; i < 2000; ++i)
-            object->process(i == 1999 ? nullptr : sources, upTo(most), targets, upTo(upTo(3) == 0 ? kRoom : 600));
-        EXPECT_EQ(kx::allocationCount() - before, 0U) << "blocks of up to " << most;
+        const kx::test::RenderGuard guard;
+        {
+            const kx::RenderScope rendering;
+            for (int i = 0; i < 2000; ++i)
+                object->process(i == 1999 ? nullptr : sources, upTo(most), targets, upTo(upTo(3) == 0 ? kRoom : 600));
+        }
+        EXPECT_TRUE(guard.isClean()) << guard << ", blocks of up to " << most;
         object->reset();
     }
 }
@@ -192,7 +188,6 @@ double worstSineError(double inRate, double outRate, std::size_t inFrames)
 
 TEST_P(RateConverterRates, ASineKeepsItsPlaceAndLevel)
 {
-    const auto [in, out] = GetParam();
     EXPECT_LE(worstSineError(in, out, static_cast<std::size_t>(2000 * std::max(1.0, in / out))), 2e-7);
 }
 
@@ -217,12 +212,6 @@ TEST(RateConverter, ChannelsDoNotMix)
     EXPECT_TRUE(std::equal(out[1].begin(), out[1].begin() + progress.outputMade, alone.begin()));
 }
 
-TEST(RateConverter, EqualRatesChangeNothing)
-{
-    const Samples source = noise(5000);
-    EXPECT_EQ(convert(*converter(44100, 44100), source), source);
-}
-
 TEST(RateConverter, RatesAreRoundedToWholeNumbers)
 {
     const Samples source = noise(2000);
@@ -231,9 +220,8 @@ TEST(RateConverter, RatesAreRoundedToWholeNumbers)
 
 TEST(RateConverter, RefusesRatesAndChannelsOutOfRange)
 {
-    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    for (double rate : {0.0, -44100.0, 1.0, 999.0, 768001.0, 4e9, nan, infinity}) {
+    for (double rate : {0.0, -44100.0, 999.0, 768001.0, infinity, infinity - infinity}) {
         EXPECT_FALSE(kx::RateConverter::make(rate, 44100, 2, 512)) << rate;
         EXPECT_FALSE(kx::RateConverter::make(44100, rate, 2, 512)) << rate;
     }

@@ -19,79 +19,58 @@ using kx::QualityOfService;
 using kx::test::CapturedLog;
 using kx::test::Handshake;
 
-class GlobalQueues : public testing::TestWithParam<QualityOfService>
-{
+constexpr std::pair<QualityOfService, const char *> kQualities[] = {
+    {QualityOfService::Default, "kx.default"},
+    {QualityOfService::Background, "kx.background"},
 };
 
-TEST_P(GlobalQueues, TasksThatWaitForOneAnotherAllRun)
-{
-    constexpr int kTasks = 32;
-    Handshake arrived;
-    Handshake finished;
-    for (int i = 0; i < kTasks; ++i)
-        GlobalQueue::withQuality(GetParam()).async([&] {
-            arrived.announce();
-            EXPECT_TRUE(arrived.await(kTasks));
-            finished.announce();
-        });
-    EXPECT_TRUE(finished.await(kTasks));
-}
-
-TEST_P(GlobalQueues, ManyShortTasksFromManyThreadsAllRun)
+TEST(GlobalQueue, TasksFromManyThreadsAllRunThoseThatWaitForOneAnotherToo)
 {
     constexpr int kThreads = 4;
-    constexpr int kTasks = 2000;
-    Handshake finished;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([&] {
-            for (int i = 0; i < kTasks; ++i)
-                GlobalQueue::withQuality(GetParam()).async([&] { finished.announce(); });
-        });
-    for (std::thread &thread : threads)
-        thread.join();
-    EXPECT_TRUE(finished.await(kThreads * kTasks));
-}
-
-TEST_P(GlobalQueues, AnExceptionIsLoggedAndTheQueueGoesOn)
-{
-    const std::string name = GetParam() == QualityOfService::Background ? "kx.background" : "kx.default";
-    CapturedLog log;
-    Handshake done;
-    std::shared_ptr<void> ended(nullptr, [&](void *) { done.announce(); }); // goes with the task, after the log line
-    GlobalQueue::withQuality(GetParam()).async([held = std::move(ended)] { throw std::runtime_error("%s broken"); });
-    ASSERT_TRUE(done.await());
-    GlobalQueue::withQuality(GetParam()).async([&] { done.announce(); });
-    ASSERT_TRUE(done.await(2));
-    EXPECT_EQ(log.messages(), std::vector<std::string>{name + ": exception:%s broken"});
-}
-
-TEST_P(GlobalQueues, BackgroundThreadsGiveWay)
-{
-    int nice = -100;
-    char name[16] = {};
-    Handshake done;
-    GlobalQueue::withQuality(GetParam()).async([&] {
-        nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
-        pthread_getname_np(pthread_self(), name, sizeof name);
-        done.announce();
-    });
-    ASSERT_TRUE(done.await());
-    const int own = getpriority(PRIO_PROCESS, 0);
-    if (GetParam() == QualityOfService::Background) {
-        EXPECT_EQ(nice, std::max(own, 10));
-        EXPECT_STREQ(name, "kx.background");
-    } else {
-        EXPECT_EQ(nice, own);
-        EXPECT_STREQ(name, "kx.default");
+    constexpr int kWaiting = 8;
+    constexpr int kShort = 2000;
+    for (const auto &[quality, name] : kQualities) {
+        GlobalQueue &queue = GlobalQueue::withQuality(quality);
+        Handshake arrived;
+        Handshake finished;
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t)
+            threads.emplace_back([&] {
+                for (int i = 0; i < kWaiting; ++i)
+                    queue.async([&] {
+                        arrived.announce();
+                        EXPECT_TRUE(arrived.await(kThreads * kWaiting));
+                        finished.announce();
+                    });
+                for (int i = 0; i < kShort; ++i)
+                    queue.async([&] { finished.announce(); });
+            });
+        for (std::thread &thread : threads)
+            thread.join();
+        EXPECT_TRUE(finished.await(kThreads * (kWaiting + kShort))) << name;
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(EachQuality, GlobalQueues,
-                         testing::Values(QualityOfService::Default, QualityOfService::Background),
-                         [](const auto &quality) {
-                             return quality.param == QualityOfService::Background ? "Background" : "Default";
-                         });
+TEST(GlobalQueue, ExceptionsAreLoggedAndBackgroundThreadsGiveWay)
+{
+    for (const auto &[quality, name] : kQualities) {
+        GlobalQueue &queue = GlobalQueue::withQuality(quality);
+        CapturedLog log;
+        Handshake done;
+        std::shared_ptr<void> ended(nullptr, [&](void *) { done.announce(); }); // after the log line
+        queue.async([held = std::move(ended)] { throw std::runtime_error("%s broken"); });
+        ASSERT_TRUE(done.await());
+        int nice = -100;
+        queue.async([&] {
+            nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+            done.announce();
+        });
+        ASSERT_TRUE(done.await(2));
+        EXPECT_EQ(log.messages(), std::vector<std::string>{std::string(name) + ": exception:%s broken"});
+        const int own = getpriority(PRIO_PROCESS, 0);
+        EXPECT_EQ(nice, quality == QualityOfService::Background ? std::max(own, 10) : own) << name;
+    }
+}
 
 /// Leaves the process's main queue as it found it.
 class MainQueueTest : public testing::Test
@@ -103,27 +82,6 @@ protected:
         MainQueue::drain();
     }
 };
-
-TEST_F(MainQueueTest, TasksWaitInOrderForTheExecutor)
-{
-    std::vector<int> order;
-    for (int i = 0; i < 5; ++i)
-        MainQueue::async([&, i] { order.push_back(i); });
-    MainQueue::async(nullptr);
-    EXPECT_TRUE(order.empty());
-    std::vector<std::function<void()>> loop;
-    MainQueue::install([&](std::function<void()> task) { loop.push_back(std::move(task)); });
-    MainQueue::async([&] { order.push_back(5); });
-    EXPECT_TRUE(order.empty());
-    for (auto &task : loop)
-        task();
-    EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4, 5}));
-    MainQueue::install({});
-    MainQueue::async([&] { order.push_back(6); });
-    EXPECT_EQ(loop.size(), 6u);
-    MainQueue::drain();
-    EXPECT_EQ(order.back(), 6);
-}
 
 TEST_F(MainQueueTest, ATaskQueuedByATaskRunsAfterIt)
 {
@@ -141,6 +99,13 @@ TEST_F(MainQueueTest, ATaskQueuedByATaskRunsAfterIt)
     MainQueue::install([](std::function<void()> run) { run(); }); // even with an executor that does not wait
     MainQueue::async(task);
     EXPECT_EQ(order, "()inner()inner");
+    MainQueue::install({});
+    CapturedLog log;
+    MainQueue::async([] { throw std::runtime_error("broken"); });
+    MainQueue::async(task);
+    MainQueue::drain();
+    EXPECT_EQ(order, "()inner()inner()");
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"kx.main: exception:broken"});
 }
 
 TEST_F(MainQueueTest, EachThreadsTasksKeepTheirOrder)
@@ -202,17 +167,6 @@ TEST_F(MainQueueTest, AnExecutorMayReplaceItself)
     MainQueue::async([] {});
     MainQueue::async([] {});
     EXPECT_EQ(calls, "12");
-}
-
-TEST_F(MainQueueTest, ExceptionsOfTasksAreLogged)
-{
-    CapturedLog log;
-    int ran = 0;
-    MainQueue::async([] { throw std::runtime_error("broken"); });
-    MainQueue::async([&] { ++ran; });
-    MainQueue::drain();
-    EXPECT_EQ(ran, 1);
-    EXPECT_EQ(log.messages(), std::vector<std::string>{"kx.main: exception:broken"});
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include "Tests/Support/Handshake.h"
 
 #include <gtest/gtest.h>
-#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -15,64 +14,46 @@ using kx::SerialQueue;
 using kx::test::CapturedLog;
 using kx::test::Handshake;
 
-TEST(SerialQueue, SyncRunsHereAndGivesTheResult)
-{
-    SerialQueue queue("kx.test");
-    int value = 3;
-    EXPECT_EQ(queue.sync([] { return std::this_thread::get_id(); }), std::this_thread::get_id());
-    int &same = queue.sync([&]() -> int & { return value; });
-    EXPECT_EQ(&same, &value);
-    auto moveOnly = std::make_unique<int>(5);
-    EXPECT_EQ(*queue.sync([p = std::move(moveOnly)]() mutable { return std::move(p); }), 5);
-    EXPECT_EQ(queue.label(), "kx.test");
-}
-
-TEST(SerialQueue, AnExceptionReachesTheCallerAndFreesTheQueue)
-{
-    SerialQueue queue("kx.test");
-    EXPECT_THROW(queue.sync([] { throw NSException("name", "reason"); }), NSException);
-    std::thread([&] { EXPECT_EQ(queue.sync([] { return 1; }), 1); }).join();
-}
-
-TEST(SerialQueue, AsyncTasksRunInOrderOnOneOtherThread)
-{
-    std::vector<int> order;
-    std::vector<std::thread::id> threads;
-    {
-        SerialQueue queue("kx.test");
-        queue.async(nullptr);
-        for (int i = 0; i < 1000; ++i)
-            queue.async([&, i] {
-                order.push_back(i);
-                threads.push_back(std::this_thread::get_id());
-            });
-    } // the destructor waits for what is queued
-    std::vector<int> expected(1000);
-    std::iota(expected.begin(), expected.end(), 0);
-    EXPECT_EQ(order, expected);
-    EXPECT_EQ(std::count(threads.begin(), threads.end(), threads[0]), 1000);
-    EXPECT_NE(threads[0], std::this_thread::get_id());
-}
-
-TEST(SerialQueue, OneTaskAtATimeWhoeverBringsIt)
+TEST(SerialQueue, OneTaskAtATimeAndEachThreadsTasksInOrder)
 {
     constexpr int kThreads = 4;
     constexpr int kRounds = 2000;
-    int count = 0; // guarded by the queue alone
+    std::vector<int> last(kThreads, 0); // guarded by the queue alone
+    int count = 0;
     {
         SerialQueue queue("kx.test");
         std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t)
-            threads.emplace_back([&] {
+        for (std::size_t t = 0; t < kThreads; ++t)
+            threads.emplace_back([&, t] {
                 for (int i = 0; i < kRounds; ++i) {
-                    queue.sync([&] { ++count; });
-                    queue.async([&] { ++count; });
+                    queue.async([&, t, i] { EXPECT_EQ(last[t]++, i); });
+                    EXPECT_EQ(queue.sync([&, id = std::this_thread::get_id()] {
+                        ++count;
+                        return std::this_thread::get_id() == id;
+                    }),
+                              true);
                 }
             });
         for (std::thread &thread : threads)
             thread.join();
+    } // the destructor waits for what is queued
+    EXPECT_EQ(last, std::vector<int>(kThreads, kRounds));
+    EXPECT_EQ(count, kThreads * kRounds);
+}
+
+TEST(SerialQueue, ExceptionsReachTheCallerOrTheLogAndFreeTheQueue)
+{
+    CapturedLog log;
+    {
+        SerialQueue queue("kx.%n.test");
+        EXPECT_THROW(queue.sync([] { throw NSException("name", "reason"); }), NSException);
+        queue.async(nullptr);
+        queue.async([] { throw NSException("name", "reason %s"); });
+        queue.async([] { throw NSGenericException; });
+        std::thread([&] { EXPECT_EQ(queue.sync([] { return 1; }), 1); }).join();
     }
-    EXPECT_EQ(count, 2 * kThreads * kRounds);
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{"kx.%n.test: exception:name: reason %s",
+                                                        "kx.%n.test: exception:NSGenericException"}));
 }
 
 std::string reentryOf(SerialQueue &queue)
@@ -100,21 +81,6 @@ TEST(SerialQueue, EnteringItFromInsideIsReported)
     ASSERT_TRUE(done.await());
     EXPECT_EQ(fromWorker, "kx::Reentry");
     EXPECT_EQ(queue.sync([] { return 1; }), 1);
-}
-
-TEST(SerialQueue, AnExceptionInAnAsyncTaskIsLoggedWithTheLabel)
-{
-    CapturedLog log;
-    int ran = 0;
-    {
-        SerialQueue queue("kx.%n.test");
-        queue.async([] { throw NSException("name", "reason %s"); });
-        queue.async([] { throw NSGenericException; });
-        queue.async([&] { ++ran; });
-    }
-    EXPECT_EQ(ran, 1);
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{"kx.%n.test: exception:name: reason %s",
-                                                        "kx.%n.test: exception:NSGenericException"}));
 }
 
 TEST(SerialQueue, ItsOwnAsyncTaskMayHoldTheLastReference)
