@@ -142,27 +142,5 @@ TEST(Properties, BadValuesChangeNothing)
     renderBytes(unit, 64);
 }
 
-TEST(Parameters, VolumeIsLimitedAndNeverOdd)
-{
-    const Output unit;
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    struct Row {
-        float given;
-        OSStatus status;
-        float kept;
-    };
-    for (const Row &row : {Row{0.25f, noErr, 0.25f}, Row{-3, noErr, 0}, Row{kInfinity, noErr, 1},
-                           Row{0.5f, noErr, 0.5f}, Row{std::nanf(""), kAudioUnitErr_InvalidParameter, 0.5f}}) {
-        float value = -1;
-        EXPECT_EQ(AudioUnitSetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, row.given, 0),
-                  row.status);
-        EXPECT_EQ(AudioUnitGetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, &value), noErr);
-        EXPECT_EQ(value, row.kept) << row.given;
-    }
-    EXPECT_EQ(AudioUnitSetParameter(unit, 15, kAudioUnitScope_Global, 0, 1, 0), kAudioUnitErr_InvalidParameter);
-    EXPECT_EQ(AudioUnitGetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, nullptr),
-              kAudioUnitErr_InvalidParameter);
-}
-
 } // namespace
 } // namespace kx::test

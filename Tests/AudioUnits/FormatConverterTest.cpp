@@ -1,9 +1,7 @@
-#include "KXFW/Platform/Conversion/RateConverter.h"
 #include "Tests/Contracts/UnitContract.h"
 #include "Tests/Support/UnitTesting.h"
 
 #include <algorithm>
-#include <cmath>
 #include <random>
 #include <stdexcept>
 
@@ -61,42 +59,6 @@ TEST(FormatConverter, SixteenBitsPassAPairOfConvertersUnchangedFrameForFrame)
         ASSERT_EQ(source.position, first + frames);
         ASSERT_EQ(source.calls, calls + (frames > 0 ? 1 : 0)) << "asked once, for all of it";
     }
-}
-
-TEST(FormatConverter, RateChangeGivesTheStraightConversion)
-{
-    const auto wave = [](uint64_t frame) {
-        return static_cast<float>(0.5 * std::sin(0.05 * static_cast<double>(frame)));
-    };
-    uint64_t position = 0;
-    std::vector<double> times;
-    Callback callback([&](const AudioTimeStamp &time, uint32_t frames, AudioBufferList &data) {
-        EXPECT_LE(frames, 512u);
-        times.push_back(time.mSampleTime);
-        for (uint32_t i = 0; i < frames; ++i)
-            static_cast<float *>(data.mBuffers[0].mData)[i] = wave(position++);
-        return noErr;
-    });
-    const Converter unit;
-    ASSERT_EQ(setFormat(unit, kAudioUnitScope_Input, planarFloat(48000, 1)), noErr);
-    ASSERT_EQ(setFormat(unit, kAudioUnitScope_Output, planarFloat(44100, 1)), noErr);
-    ASSERT_EQ(callback.feed(unit), noErr);
-    ASSERT_EQ(AudioUnitInitialize(unit), noErr);
-    const auto made = renderLeft(unit, {1000, 1, 4096, 333});
-
-    std::vector<float> in(20000);
-    for (std::size_t i = 0; i < in.size(); ++i)
-        in[i] = wave(i);
-    auto straight = *RateConverter::make(48000, 44100, 1, static_cast<uint32_t>(in.size()));
-    std::vector<float> expected(made.size());
-    const float *from[] = {in.data()};
-    float *to[] = {expected.data()};
-    ASSERT_EQ(straight->process(from, static_cast<uint32_t>(in.size()), to, static_cast<uint32_t>(expected.size()))
-                  .outputMade,
-              expected.size());
-    EXPECT_EQ(made, expected);
-    for (std::size_t i = 0; i < times.size(); ++i)
-        EXPECT_EQ(times[i], 512.0 * static_cast<double>(i)) << "input time counts input frames";
 }
 
 /// The status and the left channel that a converter gives when its callback fills the list and then does `work` to it.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 #include <thread>
 
@@ -72,11 +73,12 @@ TEST_F(OutputUnitTest, AnotherRateIsTheStraightConversionToItsLastFrame)
 {
     plug({.name = "48k", .sampleRate = 48000});
     Chain chain;
-    SequenceSource sequenceSource;
-    Callback callback([&](const AudioTimeStamp &, uint32_t frames, AudioBufferList &data) {
+    uint64_t position = 0;
+    Callback callback([&](const AudioTimeStamp &time, uint32_t frames, AudioBufferList &data) {
         EXPECT_LE(frames, 512u);
-        writeFrames(sequenceSource.position.load(), frames, true, data.mBuffers[0].mData);
-        if ((sequenceSource.position += frames) > 30000) {
+        EXPECT_EQ(time.mSampleTime, static_cast<double>(position)) << "input time counts input frames";
+        writeFrames(position, frames, true, data.mBuffers[0].mData);
+        if ((position += frames) > 30000) {
             EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
         }
         return noErr;
@@ -85,7 +87,7 @@ TEST_F(OutputUnitTest, AnotherRateIsTheStraightConversionToItsLastFrame)
     ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
     hardware.advance(60000);
     ASSERT_TRUE(hardware.waitForStreams(0));
-    EXPECT_EQ(recording.samples<int16_t>(), resampled(sequenceSource.position, 48000))
+    EXPECT_EQ(recording.samples<int16_t>(), resampled(position, 48000))
         << "what the conversion keeps back is heard after the stop";
 }
 
@@ -193,7 +195,7 @@ TEST_F(OutputUnitTest, SettleWaitsForTheCallbackThatStopped)
     clock.join();
 }
 
-TEST_F(OutputUnitTest, AVolumeChangeHasNoStep)
+TEST_F(OutputUnitTest, AVolumeChangeIsLimitedAndHasNoStep)
 {
     plug({.name = "float", .bits = 32});
     Output output;
@@ -202,15 +204,17 @@ TEST_F(OutputUnitTest, AVolumeChangeHasNoStep)
             std::fill_n(static_cast<float *>((&data.mBuffers[0])[i].mData), frames, 1.0f);
         return noErr;
     });
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
     ASSERT_EQ(ones.feed(output), noErr);
     ASSERT_EQ(AudioUnitInitialize(output), noErr);
     ASSERT_EQ(setVolume(output, 0.5f), noErr);
     ASSERT_EQ(AudioOutputUnitStart(output), noErr);
-    for (const float volume : {0.5f, 1.0f, 0.0f, 0.7f, 0.2f, 1.0f}) {
+    for (const float volume : {0.5f, 7.0f, -3.0f, 0.7f, -kInfinity, kInfinity}) {
         ASSERT_EQ(setVolume(output, volume), noErr);
+        EXPECT_EQ(setVolume(output, std::nanf("")), kAudioUnitErr_InvalidParameter) << "and changes nothing";
         for (const uint32_t frames : {1u, 7u, 130u, 900u}) // the ramp goes on from slice to slice
             hardware.advance(frames);
-        EXPECT_EQ(recording.samples<float>().back(), volume) << "reached exactly";
+        EXPECT_EQ(recording.samples<float>().back(), std::clamp(volume, 0.0f, 1.0f)) << "reached exactly";
     }
     const auto got = recording.samples<float>();
     EXPECT_EQ(got[0], 0.5f) << "a run begins at its volume";

@@ -9,8 +9,7 @@ namespace kx::test
 {
 
 /// What every unit that others pull must keep, whatever it does to the sound: one output for any cut into slices,
-/// a repeat after a reset, no allocation, free or plain lock in a render, statuses for what does not fit, and an
-/// orderly end while connected on both sides.
+/// a repeat after a reset, no allocation, free or plain lock in a render, and statuses for what does not fit.
 struct UnitContract {
     std::string name; ///< is printed with each failure
     AudioComponentDescription component;

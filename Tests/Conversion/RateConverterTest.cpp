@@ -212,12 +212,6 @@ TEST(RateConverter, ChannelsDoNotMix)
     EXPECT_TRUE(std::equal(out[1].begin(), out[1].begin() + progress.outputMade, alone.begin()));
 }
 
-TEST(RateConverter, RatesAreRoundedToWholeNumbers)
-{
-    const Samples source = noise(2000);
-    EXPECT_EQ(convert(*converter(47999.7, 44100.2), source), convert(*converter(48000, 44100), source));
-}
-
 TEST(RateConverter, RefusesRatesAndChannelsOutOfRange)
 {
     constexpr double infinity = std::numeric_limits<double>::infinity();
