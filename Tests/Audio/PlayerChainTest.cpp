@@ -191,7 +191,8 @@ TEST_F(PlayerDeviceTest, EndsOnTheLastOfManyDefaultsAndPlaysOn)
     for (int i = 0; i < 100; ++i)
         system.setDefaultOutput(i % 2 == 0 ? "two" : "one");
     EXPECT_TRUE(isOn("one"));
-    EXPECT_TRUE(eventually([&] { return player->isPlaying() && system.openStreams() == 1; }));
+    EXPECT_TRUE(eventually([&] { return player->isPlaying() && system.openStreams() == 1; }))
+        << "playing " << player->isPlaying() << ", streams " << system.openStreams();
     done = true;
     clock.join();
     const auto frames = heard();
