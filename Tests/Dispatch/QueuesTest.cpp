@@ -105,6 +105,8 @@ TEST_F(MainQueueTest, ATaskQueuedByATaskRunsAfterIt)
     MainQueue::async(task);
     MainQueue::drain();
     EXPECT_EQ(order, "()inner()inner()");
+    MainQueue::drain();
+    EXPECT_EQ(order, "()inner()inner()inner");
     EXPECT_EQ(log.messages(), std::vector<std::string>{"kx.main: exception:broken"});
 }
 
