@@ -1,12 +1,13 @@
 /// What every decoder promises: the length announced is the length delivered, a seek lands on the very frame of the
 /// straight decode, and faults of the file come out as what they are.
-#include "KXFW/Platform/AudioFiles/Codecs/Decoder.h"
+#include "Tests/Support/HostileBytes.h"
 #include "Tests/Support/Media.h"
 #include "Tests/Support/MemorySource.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <random>
 
 namespace kx::test
@@ -15,11 +16,9 @@ namespace kx::test
 namespace
 {
 
-using Open = DecoderResult (*)(std::shared_ptr<ByteSource>);
-
 struct ContractCase {
     const char *name;
-    Open open;
+    OpenDecoder open;
     MediaSpec media;
     bool statesLength; ///< the file says how much of the encoder's sound is the source
 };
@@ -38,6 +37,7 @@ MediaSpec mp3(std::vector<std::string> options, uint32_t rate = 44100, uint32_t 
 
 MediaSpec m4a(Codec codec, std::vector<std::string> options, uint32_t bits = 16, uint32_t channels = 2)
 {
+    options.insert(options.end(), {"-movflags", "+faststart"});
     return {.codec = codec, .channels = channels, .frames = kLength, .bits = bits, .options = std::move(options)};
 }
 
@@ -46,45 +46,52 @@ MediaSpec container(Codec codec, uint32_t bits = 16, uint32_t channels = 2)
     return {.codec = codec, .channels = channels, .frames = kLength, .bits = bits};
 }
 
-/// Whether a codec keeps samples of up to 16 bits as they are.
+bool isPlain(Codec codec)
+{
+    return codec == Codec::WAV || codec == Codec::AIFF;
+}
+
+/// Whether a codec keeps samples as they are.
 bool isLossless(Codec codec)
 {
-    return codec == Codec::WAV || codec == Codec::AIFF || codec == Codec::FLAC || codec == Codec::ALAC;
+    return isPlain(codec) || codec == Codec::FLAC || codec == Codec::ALAC;
+}
+
+/// The mean square of what `sound`, moved by `shift` samples, differs from `source` by.
+double difference(const std::vector<float> &sound, const std::vector<float> &source, std::size_t shift)
+{
+    double sum = 0;
+    const std::size_t count = std::min(sound.size(), source.size()) - shift;
+    for (std::size_t i = 0; i < count; ++i)
+        sum += std::pow(sound[i + shift] - source[i], 2);
+    return sum / static_cast<double>(count);
 }
 
 const ContractCase kCases[] = {
     {"Wav8", openPCMContainer, container(Codec::WAV, 8), true},
-    {"Wav16", openPCMContainer, container(Codec::WAV), true},
-    {"Wav24Mono", openPCMContainer, container(Codec::WAV, 24, 1), true},
+    {"Wav16Mono", openPCMContainer, container(Codec::WAV, 16, 1), true},
     {"Wav32SixChannels", openPCMContainer, container(Codec::WAV, 32, 6), true},
-    {"Aiff16", openPCMContainer, container(Codec::AIFF), true},
     {"Aiff24", openPCMContainer, container(Codec::AIFF, 24), true},
     {"Flac16", openPCMContainer, container(Codec::FLAC), true},
     {"Flac24", openPCMContainer, container(Codec::FLAC, 24), true},
     {"Vorbis", openPCMContainer, container(Codec::Vorbis), true},
     {"VorbisMono", openPCMContainer, container(Codec::Vorbis, 16, 1), true},
     {"Mp3Constant128", openMPEGAudio, mp3({"-b", "128"}), true},
-    {"Mp3Constant320", openMPEGAudio, mp3({"-b", "320"}), true},
     {"Mp3Constant32Mono", openMPEGAudio, mp3({"-b", "32", "--resample", "44.1"}, 44100, 1), false},
     {"Mp3Variable", openMPEGAudio, mp3({"-V", "2"}), true},
     {"Mp3Checksums", openMPEGAudio, mp3({"-V", "5", "-p", "--resample", "44.1"}), true},
     {"Mp3ConstantUntagged", openMPEGAudio, mp3({"-b", "128", "-t"}), false},
     {"Mp3VariableUntagged", openMPEGAudio, mp3({"-V", "2", "-t"}), false},
-    {"Mp3Rate22050", openMPEGAudio, mp3({"-b", "32", "--resample", "22.05"}, 22050), false},
     {"Mp3Rate8000Mono", openMPEGAudio, mp3({"-b", "8", "--resample", "8"}, 8000, 1), false},
     {"Mp3Rate22050Tagged", openMPEGAudio, mp3({"-b", "64", "--resample", "22.05"}, 22050), true},
-    {"Mp3Rate8000MonoTagged", openMPEGAudio, mp3({"-V", "6", "--resample", "8"}, 8000, 1), true},
-    {"Mp3Rate48000", openMPEGAudio, mp3({"-V", "4"}, 48000), true},
     {"Mp2", openMPEGAudio, {.codec = Codec::MP2, .frames = kLength}, false},
     {"AacWithNoiseSubstitution", openMPEG4, m4a(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
     {"AacWithoutNoiseSubstitution", openMPEG4, m4a(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
-    {"AacMono", openMPEG4, m4a(Codec::AAC, {"-b:a", "48k"}, 16, 1), true},
     {"AacFragmented", openMPEG4, m4a(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}),
      false},
     {"AacSixChannels", openMPEG4, m4a(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
     {"Alac16", openMPEG4, m4a(Codec::ALAC, {}), true},
     {"Alac24", openMPEG4, m4a(Codec::ALAC, {}, 24), true},
-    {"Alac16Mono", openMPEG4, m4a(Codec::ALAC, {}, 16, 1), true},
 };
 
 class DecoderContract : public testing::TestWithParam<ContractCase>
@@ -126,11 +133,27 @@ TEST_P(DecoderContract, DescribesTheFile)
     EXPECT_EQ(format.rate, media.rate);
     EXPECT_EQ(format.file.mSampleRate, media.rate);
     EXPECT_EQ(format.file.mChannelsPerFrame, media.channels);
-    const bool isPlain = media.codec == Codec::WAV || media.codec == Codec::AIFF;
-    EXPECT_EQ(format.file.mFormatID == kAudioFormatLinearPCM, isPlain);
+    EXPECT_EQ(format.file.mFormatID == kAudioFormatLinearPCM, isPlain(media.codec));
+    EXPECT_EQ(format.file.mBytesPerFrame, isPlain(media.codec) ? media.channels * media.bits / 8 : 0U);
     EXPECT_EQ(format.kind == SampleKind::Int16, isLossless(media.codec) && media.bits <= 16);
     const double room = GetParam().statesLength ? 0 : 4 * 1152;
     EXPECT_NEAR(static_cast<double>(format.frames), static_cast<double>(media.frames), room);
+    EXPECT_EQ(recognisesMPEGAudio(*source_), GetParam().open == openMPEGAudio);
+    EXPECT_EQ(recognisesMPEG4(*source_), GetParam().open == openMPEG4);
+}
+
+TEST_P(DecoderContract, GivesTheSoundInItsPlaceAndBitForBitWhereNothingIsLost)
+{
+    const auto source = floatSamples(GetParam().media);
+    const auto sound = readToEnd(*decoder_);
+    if (isLossless(GetParam().media.codec)) {
+        EXPECT_TRUE(sound == source);
+    } else if (GetParam().statesLength) {
+        const double error = difference(sound, source, 0);
+        EXPECT_LT(error, 0.02);
+        EXPECT_LT(error, difference(sound, source, channels_)) << "a frame later fits better";
+        EXPECT_LT(error, difference(source, sound, channels_)) << "a frame earlier fits better";
+    }
 }
 
 TEST_P(DecoderContract, DeliversTheLengthItAnnouncesInBlocksOfAnySize)
@@ -168,24 +191,12 @@ TEST_P(DecoderContract, SeeksToItsLengthAndNoFurther)
     ASSERT_EQ(decoder_->seek(length_), noErr);
     EXPECT_EQ(*decoder_->read(sound, 1), 0U);
     ASSERT_EQ(decoder_->seek(length_ - 1), noErr);
-    EXPECT_EQ(decoder_->seek(length_ + 1), kExtAudioFileError_InvalidSeek);
-    EXPECT_EQ(decoder_->seek(-1), kExtAudioFileError_InvalidSeek);
-    EXPECT_EQ(decoder_->seek(INT64_MIN), kExtAudioFileError_InvalidSeek);
-    EXPECT_EQ(decoder_->seek(INT64_MAX), kExtAudioFileError_InvalidSeek);
+    for (const int64_t beyond : {length_ + 1, int64_t{-1}, INT64_MIN, INT64_MAX})
+        EXPECT_EQ(decoder_->seek(beyond), kExtAudioFileError_InvalidSeek) << beyond;
     EXPECT_EQ(*decoder_->read(sound, 2), 1U) << "a refused seek leaves the position as it was";
 }
 
-TEST_P(DecoderContract, GivesTheErrorOfTheDisk)
-{
-    openLong();
-    source_->failFrom(source_->size() / 2, kAudioFileReadError);
-    OSStatus status = noErr;
-    const auto got = readToEnd(*decoder_, 1000, &status);
-    EXPECT_EQ(status, kAudioFileReadError);
-    EXPECT_LT(got.size(), static_cast<std::size_t>(length_) * channels_);
-}
-
-TEST_P(DecoderContract, GivesTheErrorOfTheDiskWhenOpening)
+TEST_P(DecoderContract, GivesTheErrorOfTheDiskWhenOpeningAndWhenReading)
 {
     const int64_t size = source_->size();
     for (const int64_t offset : {int64_t{0}, int64_t{10}, int64_t{50}, size / 100, size / 2}) {
@@ -196,6 +207,26 @@ TEST_P(DecoderContract, GivesTheErrorOfTheDiskWhenOpening)
             EXPECT_EQ(opened.status(), kAudioFileReadError) << "offset " << offset;
         }
     }
+    openLong();
+    source_->failFrom(source_->size() / 2, kAudioFileReadError);
+    OSStatus status = noErr;
+    const auto got = readToEnd(*decoder_, 1000, &status);
+    EXPECT_EQ(status, kAudioFileReadError);
+    EXPECT_LT(got.size(), static_cast<std::size_t>(length_) * channels_);
+}
+
+TEST_P(DecoderContract, PlaysTheStartOfAFileThatWasCut)
+{
+    const auto whole = readToEnd(*decoder_);
+    Bytes bytes = readBytes(make(GetParam().media));
+    bytes.resize(bytes.size() * 2 / 3);
+    auto opened = openBytes(GetParam().open, bytes);
+    ASSERT_TRUE(opened) << opened.status();
+    ASSERT_EQ((*opened)->seek(0), noErr);
+    const auto part = readToEnd(**opened);
+    EXPECT_GT(part.size(), whole.size() / 3);
+    EXPECT_LT(part.size(), whole.size() * 3 / 4);
+    EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin()));
 }
 
 TEST_P(DecoderContract, EndsEarlyWithoutAnErrorWhenTheFileIsCutUnderIt)

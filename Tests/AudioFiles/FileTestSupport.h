@@ -1,15 +1,18 @@
 /// @file
-/// What the tests of the file service share: handles that close themselves, whole files read.
+/// What the tests of the file service share: handles that close themselves, whole files read, bytes put together.
 #pragma once
 
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
 #include "KXFW/Platform/Foundation/BufferList.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
+#include "Tests/Support/HostileBytes.h"
 
-#include <bit>
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <filesystem>
-#include <memory>
+#include <functional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -28,7 +31,27 @@ inline AudioStreamBasicDescription native16(double rate = 44100, uint32_t channe
     return interleaved(rate, channels, 16, kAudioFormatFlagIsSignedInteger);
 }
 
-class OpenFile
+/// What a file being read and one being written have in common.
+class FileHandle
+{
+public:
+    FileHandle() = default;
+    FileHandle(const FileHandle &) = delete;
+    FileHandle &operator=(const FileHandle &) = delete;
+
+    [[nodiscard]] ExtAudioFileRef get() const { return file_; }
+    [[nodiscard]] OSStatus status() const { return status_; } ///< of opening or creating it
+    OSStatus setClient(const AudioStreamBasicDescription &client)
+    {
+        return ExtAudioFileSetProperty(file_, kExtAudioFileProperty_ClientDataFormat, sizeof client, &client);
+    }
+
+protected:
+    ExtAudioFileRef file_ = nullptr;
+    OSStatus status_ = noErr;
+};
+
+class OpenFile : public FileHandle
 {
 public:
     explicit OpenFile(const std::filesystem::path &path) { status_ = ExtAudioFileOpenURL(path, &file_); }
@@ -42,55 +65,58 @@ public:
         if (file_)
             ExtAudioFileDispose(file_);
     }
-    OpenFile(const OpenFile &) = delete;
-    OpenFile &operator=(const OpenFile &) = delete;
 
-    [[nodiscard]] OSStatus status() const { return status_; }
-    [[nodiscard]] ExtAudioFileRef get() const { return file_; }
-
-    OSStatus setClient(const AudioStreamBasicDescription &client)
-    {
-        return ExtAudioFileSetProperty(file_, kExtAudioFileProperty_ClientDataFormat, sizeof client, &client);
-    }
     [[nodiscard]] AudioStreamBasicDescription format(ExtAudioFilePropertyID property) const
     {
-        AudioStreamBasicDescription format = {};
-        uint32_t size = sizeof format;
-        ExtAudioFileGetProperty(file_, property, &size, &format);
-        return format;
+        return value<AudioStreamBasicDescription>(property);
     }
-    [[nodiscard]] int64_t length() const
-    {
-        int64_t frames = -1;
-        uint32_t size = sizeof frames;
-        ExtAudioFileGetProperty(file_, kExtAudioFileProperty_FileLengthFrames, &size, &frames);
-        return frames;
-    }
+    [[nodiscard]] int64_t length() const { return value<int64_t>(kExtAudioFileProperty_FileLengthFrames); }
     [[nodiscard]] int64_t tell() const
     {
         int64_t frame = -1;
         ExtAudioFileTell(file_, &frame);
         return frame;
     }
-
     /// Up to `frames` interleaved frames, `frameBytes` bytes each.
-    std::vector<uint8_t> read(uint32_t frames, uint32_t frameBytes)
-    {
-        std::vector<uint8_t> bytes(std::size_t{frames} * frameBytes);
-        AudioBufferList list{1, {{1, static_cast<uint32_t>(bytes.size()), bytes.data()}}};
-        readStatus = ExtAudioFileRead(file_, &frames, &list);
-        bytes.resize(std::size_t{frames} * frameBytes);
-        return bytes;
-    }
+    Bytes read(uint32_t frames, uint32_t frameBytes);
 
     OSStatus readStatus = noErr;
 
 private:
-    ExtAudioFileRef file_ = nullptr;
-    OSStatus status_ = noErr;
+    template <class Value> [[nodiscard]] Value value(ExtAudioFilePropertyID property) const
+    {
+        Value value = {};
+        uint32_t size = sizeof value;
+        EXPECT_EQ(ExtAudioFileGetProperty(file_, property, &size, &value), noErr);
+        return value;
+    }
 };
 
-template <class Sample> std::vector<Sample> samplesOf(const std::vector<uint8_t> &bytes)
+/// A file being written; left to itself it is abandoned.
+class NewFile : public FileHandle
+{
+public:
+    explicit NewFile(const std::filesystem::path &path, AudioFileTypeID type = kAudioFileAIFFType,
+                     const AudioStreamBasicDescription &format = standardFormat(),
+                     uint32_t flags = kAudioFileFlags_EraseFile)
+    {
+        status_ = ExtAudioFileCreateWithURL(path, type, &format, nullptr, flags, &file_);
+    }
+    ~NewFile()
+    {
+        if (file_)
+            ExtAudioFileAbandon(file_);
+    }
+
+    template <class Sample> OSStatus write(std::vector<Sample> samples, uint32_t channels = 2)
+    {
+        AudioBufferList list{1, {{channels, static_cast<uint32_t>(samples.size() * sizeof(Sample)), samples.data()}}};
+        return ExtAudioFileWrite(file_, static_cast<uint32_t>(samples.size() / channels), &list);
+    }
+    OSStatus close() { return ExtAudioFileDispose(std::exchange(file_, nullptr)); }
+};
+
+template <class Sample> std::vector<Sample> samplesOf(const Bytes &bytes)
 {
     std::vector<Sample> samples(bytes.size() / sizeof(Sample));
     if (!samples.empty())
@@ -102,17 +128,20 @@ template <class Sample> std::vector<Sample> samplesOf(const std::vector<uint8_t>
 template <class Sample> std::vector<Sample> readAll(OpenFile &file, uint32_t block = 4096)
 {
     const uint32_t frameBytes = file.format(kExtAudioFileProperty_ClientDataFormat).mBytesPerFrame;
-    std::vector<uint8_t> all;
+    Bytes all;
     for (auto bytes = file.read(block, frameBytes); !bytes.empty(); bytes = file.read(block, frameBytes))
         all.insert(all.end(), bytes.begin(), bytes.end());
     return samplesOf<Sample>(all);
 }
 
-inline std::vector<int16_t> bigEndian(std::vector<int16_t> samples)
-{
-    for (int16_t &s : samples)
-        s = static_cast<int16_t>(__builtin_bswap16(static_cast<uint16_t>(s)));
-    return samples;
-}
+std::vector<int16_t> bigEndian(std::vector<int16_t> samples);
+
+Bytes bytesOf(std::string_view text);
+Bytes operator+(Bytes a, const Bytes &b);
+void putBig(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count);
+void putLittle(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count);
+
+/// Runs `body` in a child process: what it returns, or 128 + the signal that ended it.
+int inChild(const std::function<int()> &body);
 
 } // namespace kx::test

@@ -15,24 +15,17 @@ namespace
 {
 
 /// A file of a kind that the media maker lacks, written by the container library itself.
-std::filesystem::path sndfileOf(int format, uint32_t rate, uint32_t channels, const std::vector<int32_t> &samples)
+std::filesystem::path sndfileOf(int format, int rate, const std::vector<int32_t> &stereo)
 {
     const auto path = temporaryPath("container");
     SF_INFO info = {};
-    info.samplerate = static_cast<int>(rate);
-    info.channels = static_cast<int>(channels);
+    info.samplerate = rate;
+    info.channels = 2;
     info.format = format;
     SNDFILE *file = sf_open(path.c_str(), SFM_WRITE, &info);
     EXPECT_NE(file, nullptr) << std::hex << format;
-    const int subtype = format & SF_FORMAT_SUBMASK;
-    const auto count = static_cast<sf_count_t>(samples.size());
-    if (subtype == SF_FORMAT_FLOAT || subtype == SF_FORMAT_DOUBLE) {
-        std::vector<double> scaled(samples.size());
-        std::ranges::transform(samples, scaled.begin(), [](int32_t s) { return std::ldexp(s, -31); });
-        sf_write_double(file, scaled.data(), count);
-    } else {
-        sf_write_int(file, samples.data(), count);
-    }
+    sf_command(file, SFC_SET_SCALE_INT_FLOAT_WRITE, nullptr, SF_TRUE);
+    sf_write_int(file, stereo.data(), static_cast<sf_count_t>(stereo.size()));
     sf_close(file);
     return path;
 }
@@ -61,21 +54,17 @@ constexpr PlainKind kPlainKinds[] = {
     {"WAV 8", SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 8, 0},
     {"WAV 16", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16, kSigned},
     {"WAV 24", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 24, kSigned},
-    {"WAV 32", SF_FORMAT_WAV | SF_FORMAT_PCM_32, 32, kSigned},
     {"WAV float", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 32, kFloat},
     {"WAV double", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 64, kFloat},
     {"RIFX 16", SF_FORMAT_WAV | SF_FORMAT_PCM_16 | SF_ENDIAN_BIG, 16, kSigned | kBig},
-    {"extensible 16", SF_FORMAT_WAVEX | SF_FORMAT_PCM_16, 16, kSigned},
     {"extensible 24", SF_FORMAT_WAVEX | SF_FORMAT_PCM_24, 24, kSigned},
     {"RF64 16", SF_FORMAT_RF64 | SF_FORMAT_PCM_16, 16, kSigned},
     {"W64 24", SF_FORMAT_W64 | SF_FORMAT_PCM_24, 24, kSigned},
     {"AIFF 8", SF_FORMAT_AIFF | SF_FORMAT_PCM_S8, 8, kSigned},
-    {"AIFF 16", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 16, kSigned | kBig},
     {"AIFF 24", SF_FORMAT_AIFF | SF_FORMAT_PCM_24, 24, kSigned | kBig},
     {"AIFC little", SF_FORMAT_AIFF | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE, 16, kSigned},
     {"AIFC float", SF_FORMAT_AIFF | SF_FORMAT_FLOAT, 32, kFloat | kBig},
     {"CAF 16", SF_FORMAT_CAF | SF_FORMAT_PCM_16, 16, kSigned | kBig},
-    {"CAF 24 little", SF_FORMAT_CAF | SF_FORMAT_PCM_24 | SF_ENDIAN_LITTLE, 24, kSigned},
     {"AU 16", SF_FORMAT_AU | SF_FORMAT_PCM_16, 16, kSigned | kBig},
     {"AU double", SF_FORMAT_AU | SF_FORMAT_DOUBLE, 64, kFloat | kBig},
 };
@@ -84,13 +73,12 @@ constexpr PlainKind kPlainKinds[] = {
 
 TEST(Reading, EveryPlainKindGivesItsSamplesAndItsLayout)
 {
-    const MediaSpec spec{.frames = 10007};
-    const auto source = samples(spec);
+    const auto source = samples({.frames = 10007});
     std::vector<int32_t> wide(source.size());
     std::ranges::transform(source, wide.begin(), [](int32_t s) { return s * 65536; });
     for (const PlainKind &kind : kPlainKinds) {
         SCOPED_TRACE(kind.name);
-        OpenFile file(sndfileOf(kind.format, 48000, 2, wide), standardFormat(48000));
+        OpenFile file(sndfileOf(kind.format, 48000, wide), standardFormat(48000));
         ASSERT_EQ(file.status(), noErr);
         EXPECT_EQ(file.length(), 10007);
         const auto format = file.format(kExtAudioFileProperty_FileDataFormat);
@@ -107,41 +95,29 @@ TEST(Reading, EveryPlainKindGivesItsSamplesAndItsLayout)
     }
 }
 
-TEST(Reading, SixteenBitsComeOutBitForBitInEveryClientOrder)
+TEST(Reading, EveryClientLayoutGetsTheSamplesKeptOrRoundedToNearest)
 {
-    for (const Codec codec : {Codec::WAV, Codec::AIFF, Codec::FLAC}) {
-        const MediaSpec spec{.codec = codec, .frames = 30011, .signal = Signal::Noise};
-        const auto expected = rounded16(samples(spec), 16);
-        OpenFile big(make(spec), standardFormat());
-        EXPECT_EQ(bigEndian(readAll<int16_t>(big, 44100)), expected);
-        OpenFile little(make(spec), native16());
-        EXPECT_EQ(readAll<int16_t>(little, 1), expected);
-    }
-}
+    for (const Codec codec : {Codec::WAV, Codec::AIFF, Codec::FLAC})
+        for (const uint32_t bits : {16U, 24U}) {
+            const MediaSpec spec{.codec = codec, .frames = 20'011, .bits = bits, .signal = Signal::Noise};
+            SCOPED_TRACE(testing::Message() << make(spec) << ", " << bits << " bits");
+            const auto expected = rounded16(samples(spec), bits);
+            const auto exact = floatSamples(spec);
+            OpenFile big(make(spec), standardFormat());
+            EXPECT_TRUE(bigEndian(readAll<int16_t>(big, 44100)) == expected);
+            OpenFile little(make(spec), native16());
+            EXPECT_TRUE(readAll<int16_t>(little, 1) == expected);
+            OpenFile floats(make(spec), interleaved(44100, 2, 32, kAudioFormatFlagIsFloat));
+            EXPECT_TRUE(readAll<float>(floats) == exact);
 
-TEST(Reading, TwentyFourBitsAreRoundedToNearestAndKeptByFloats)
-{
-    for (const Codec codec : {Codec::WAV, Codec::AIFF, Codec::FLAC}) {
-        const MediaSpec spec{.codec = codec, .frames = 20000, .bits = 24};
-        OpenFile file(make(spec), native16());
-        EXPECT_EQ(readAll<int16_t>(file), rounded16(samples(spec), 24));
-        OpenFile floats(make(spec), interleaved(44100, 2, 32, kAudioFormatFlagIsFloat));
-        EXPECT_EQ(readAll<float>(floats), floatSamples(spec));
-    }
-}
-
-TEST(Reading, CompressedFilesStateTheirKindAndNoFrameSize)
-{
-    const std::pair<Codec, FourCharCode> kinds[] = {{Codec::FLAC, kAudioFormatFLAC},
-                                                    {Codec::Vorbis, kAudioFormatVorbis}};
-    for (const auto &[codec, id] : kinds) {
-        OpenFile file(make({.codec = codec, .frames = 50021}), standardFormat());
-        ASSERT_EQ(file.status(), noErr);
-        EXPECT_EQ(file.format(kExtAudioFileProperty_FileDataFormat).mFormatID, id);
-        EXPECT_EQ(file.format(kExtAudioFileProperty_FileDataFormat).mBytesPerFrame, 0U);
-        EXPECT_EQ(file.length(), 50021);
-        EXPECT_EQ(readAll<int16_t>(file).size(), 2U * 50021);
-    }
+            OpenFile planar(make(spec), planarFloat(44100, 2));
+            BufferList buffers(2, 1, 4000 * 4);
+            uint32_t frames = 4000;
+            ASSERT_EQ(ExtAudioFileRead(planar.get(), &frames, buffers.get()), noErr);
+            ASSERT_EQ(frames, 4000U);
+            for (uint32_t i = 0; i < 2 * frames; ++i)
+                ASSERT_EQ(reinterpret_cast<const float *>(buffers.data(i % 2))[i / 2], exact[i]) << "sample " << i;
+        }
 }
 
 TEST(Reading, MonoGoesToBothChannelsAndManyAreFoldedWithoutClipping)
@@ -191,25 +167,6 @@ TEST(Reading, ClientLengthIsTruncatedAndExactlyDelivered)
             EXPECT_TRUE(file.read(100, 4).empty());
             EXPECT_EQ(file.readStatus, noErr);
         }
-}
-
-TEST(Reading, PlanarClientsAndOddOnesGetTheSameSamples)
-{
-    const MediaSpec spec{.frames = 4000};
-    const auto path = make(spec);
-    const auto expected = floatSamples(spec);
-    OpenFile file(path, planarFloat(44100, 2));
-    BufferList buffers(2, 1, 4000 * 4);
-    uint32_t frames = 4000;
-    ASSERT_EQ(ExtAudioFileRead(file.get(), &frames, buffers.get()), noErr);
-    ASSERT_EQ(frames, 4000U);
-    for (uint32_t i = 0; i < frames; ++i)
-        for (uint32_t c = 0; c < 2; ++c)
-            ASSERT_EQ(reinterpret_cast<const float *>(buffers.data(c))[i], expected[2 * i + c]);
-
-    OpenFile doubles(path, interleaved(44100, 2, 64, kAudioFormatFlagIsFloat));
-    const auto wide = readAll<double>(doubles);
-    EXPECT_TRUE(std::ranges::equal(wide, expected, [](double a, float b) { return a == static_cast<double>(b); }));
 }
 
 } // namespace kx::test

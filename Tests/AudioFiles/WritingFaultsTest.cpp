@@ -4,12 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <functional>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace kx::test
 {
@@ -22,7 +19,6 @@ namespace fs = std::filesystem;
 constexpr int64_t kManyFrames = 2'000'000; // 8 MB, several batches
 
 struct Outcome {
-    OSStatus create = noErr;
     OSStatus write = noErr;
     OSStatus close = noErr;
 };
@@ -31,29 +27,12 @@ struct Outcome {
 Outcome writeSilence(const fs::path &path, int64_t frames)
 {
     Outcome outcome;
-    const auto format = standardFormat();
-    const auto client = planarFloat(44100, 2);
-    ExtAudioFileRef file = nullptr;
-    outcome.create =
-        ExtAudioFileCreateWithURL(path, kAudioFileAIFFType, &format, nullptr, kAudioFileFlags_EraseFile, &file);
-    if (outcome.create != noErr)
-        return outcome;
-    ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client, &client);
-    BufferList slice(2, 1, 512 * 4);
+    NewFile file(path);
+    EXPECT_EQ(file.status(), noErr);
     for (int64_t done = 0; done < frames && outcome.write == noErr; done += 512)
-        outcome.write = ExtAudioFileWrite(file, 512, slice.get());
-    outcome.close = ExtAudioFileDispose(file);
+        outcome.write = file.write(std::vector<int16_t>(1024));
+    outcome.close = file.close();
     return outcome;
-}
-
-int inChild(const std::function<int()> &body)
-{
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(body());
-    int result = 0;
-    ::waitpid(child, &result, 0);
-    return WIFEXITED(result) ? WEXITSTATUS(result) : 128 + WTERMSIG(result);
 }
 
 /// A folder with one old file in it, which must outlive every failure.
@@ -79,17 +58,14 @@ protected:
 
 TEST_F(WritingFaults, AFileSizeLimitFailsTheWriteAndLeavesTheOldFile)
 {
-    EXPECT_EQ(inChild([&] {
-                  std::signal(SIGXFSZ, SIG_IGN);
-                  const rlimit limit{3'000'000, 3'000'000};
-                  ::setrlimit(RLIMIT_FSIZE, &limit);
-                  const Outcome outcome = writeSilence(old_, kManyFrames);
-                  return outcome.create == noErr && outcome.write == kAudioFileWriteError &&
-                                 outcome.close == kAudioFileWriteError
-                             ? 0
-                             : 1;
-              }),
-              0);
+    const int result = inChild([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{3'000'000, 3'000'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const Outcome outcome = writeSilence(old_, kManyFrames);
+        return outcome.write == kAudioFileWriteError && outcome.close == kAudioFileWriteError ? 0 : 1;
+    });
+    EXPECT_EQ(result, 0);
     expectOldStateOf(folder_);
 }
 
@@ -121,32 +97,28 @@ TEST_F(WritingFaults, WithoutRightsNothingIsBegun)
         GTEST_SKIP() << "needs root to become somebody else";
     ::chmod(folder_.c_str(), 0755);
     ::chmod(folder_.parent_path().c_str(), 0755);
-    const auto asNobody = [](const std::function<OSStatus()> &create) {
+    const auto isRefusedToNobody = [](const fs::path &path) {
         return inChild([&] {
             if (::setuid(65534) != 0)
                 return 2;
-            return create() == kAudioFilePermissionsError ? 0 : 1;
+            return NewFile(path).status() == kAudioFilePermissionsError ? 0 : 1;
         });
     };
-    EXPECT_EQ(asNobody([&] { return writeSilence(folder_ / "new.aiff", 0).create; }), 0);
-    EXPECT_EQ(asNobody([&] { return writeSilence(old_, 0).create; }), 0);
+    EXPECT_EQ(isRefusedToNobody(folder_ / "new.aiff"), 0);
+    EXPECT_EQ(isRefusedToNobody(old_), 0);
     ::chmod(folder_.c_str(), 0777); // the folder may be written, the file may not
-    EXPECT_EQ(asNobody([&] { return writeSilence(old_, 0).create; }), 0);
+    EXPECT_EQ(isRefusedToNobody(old_), 0);
     expectOldStateOf(folder_);
 }
 
 TEST_F(WritingFaults, AKilledWriterLeavesTheOldFileAndANamedRest)
 {
-    EXPECT_EQ(inChild([&] {
-                  const auto format = standardFormat();
-                  ExtAudioFileRef file = nullptr;
-                  ExtAudioFileCreateWithURL(old_, kAudioFileAIFFType, &format, nullptr, 1, &file);
-                  std::vector<int16_t> sound(2'000'000);
-                  AudioBufferList list{1, {{2, 4'000'000, sound.data()}}};
-                  ExtAudioFileWrite(file, 1'000'000, &list);
-                  return ::raise(SIGKILL);
-              }),
-              128 + SIGKILL);
+    const int result = inChild([&] {
+        NewFile file(old_);
+        file.write(std::vector<int16_t>(2'000'000));
+        return ::raise(SIGKILL);
+    });
+    EXPECT_EQ(result, 128 + SIGKILL);
     EXPECT_EQ(readBytes(old_).size(), 3U);
     std::vector<std::string> rest;
     for (const auto &entry : fs::directory_iterator(folder_))
@@ -164,17 +136,16 @@ TEST_F(WritingFaults, SizesBeyondThirtyTwoBitsAreRefusedBeforeTheWrite)
     // Each client frame of one byte makes a file frame of 256.
     const auto format = interleaved(44100, 64, 32, kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsBigEndian);
     const auto client = interleaved(44100, 1, 8, kAudioFormatFlagIsSignedInteger);
-    ExtAudioFileRef file = nullptr;
-    ASSERT_EQ(ExtAudioFileCreateWithURL(old_, kAudioFileAIFFType, &format, nullptr, 1, &file), noErr);
-    ASSERT_EQ(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client, &client), noErr);
+    NewFile file(old_, kAudioFileAIFFType, format);
+    ASSERT_EQ(file.setClient(client), noErr);
     std::vector<int8_t> sound(1 << 24);
     AudioBufferList list{1, {{1, 1U << 24, sound.data()}}};
     const auto most = static_cast<uint32_t>(ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / 256);
     ASSERT_LT(most, 1U << 24);
-    EXPECT_EQ(ExtAudioFileWrite(file, most + 1, &list), kAudioFileTooLargeError);
-    EXPECT_EQ(ExtAudioFileWrite(file, 10, &list), noErr) << "what fits is still taken";
-    EXPECT_EQ(ExtAudioFileWrite(file, most - 9, &list), kAudioFileTooLargeError);
-    ASSERT_EQ(ExtAudioFileDispose(file), noErr);
+    EXPECT_EQ(ExtAudioFileWrite(file.get(), most + 1, &list), kAudioFileTooLargeError);
+    EXPECT_EQ(ExtAudioFileWrite(file.get(), 10, &list), noErr) << "what fits is still taken";
+    EXPECT_EQ(ExtAudioFileWrite(file.get(), most - 9, &list), kAudioFileTooLargeError);
+    ASSERT_EQ(file.close(), noErr);
     EXPECT_EQ(OpenFile(old_).length(), 10);
 }
 

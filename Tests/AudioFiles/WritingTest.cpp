@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <random>
 #include <sndfile.h>
 #include <sys/stat.h>
@@ -16,42 +15,6 @@ namespace
 {
 
 namespace fs = std::filesystem;
-
-/// A file being written; left to itself it is abandoned.
-class NewFile
-{
-public:
-    NewFile(const fs::path &path, AudioFileTypeID type, const AudioStreamBasicDescription &format,
-            uint32_t flags = kAudioFileFlags_EraseFile)
-    {
-        status = ExtAudioFileCreateWithURL(path, type, &format, nullptr, flags, &file_);
-    }
-    ~NewFile()
-    {
-        if (file_)
-            ExtAudioFileAbandon(file_);
-    }
-    NewFile(const NewFile &) = delete;
-    NewFile &operator=(const NewFile &) = delete;
-
-    [[nodiscard]] ExtAudioFileRef get() const { return file_; }
-    OSStatus setClient(const AudioStreamBasicDescription &client)
-    {
-        return ExtAudioFileSetProperty(file_, kExtAudioFileProperty_ClientDataFormat, sizeof client, &client);
-    }
-    template <class Sample> OSStatus write(const std::vector<Sample> &samples, uint32_t channels)
-    {
-        std::vector<Sample> copy(samples);
-        AudioBufferList list{1, {{channels, static_cast<uint32_t>(copy.size() * sizeof(Sample)), copy.data()}}};
-        return ExtAudioFileWrite(file_, static_cast<uint32_t>(copy.size() / channels), &list);
-    }
-    OSStatus close() { return ExtAudioFileDispose(std::exchange(file_, nullptr)); }
-
-    OSStatus status;
-
-private:
-    ExtAudioFileRef file_ = nullptr;
-};
 
 /// The folder's own entries, hidden ones included.
 std::size_t entries(const fs::path &folder)
@@ -103,7 +66,7 @@ TEST(Writing, AnotherReaderFindsEveryKindAsItWasWritten)
                 const auto path = temporaryPath("out");
                 const auto source = floatSamples({.channels = channels, .frames = frames, .bits = 8});
                 NewFile file(path, kind.type, kind.format);
-                ASSERT_EQ(file.status, noErr);
+                ASSERT_EQ(file.status(), noErr);
                 ASSERT_EQ(file.setClient(interleaved(48000, channels, 32, kAudioFormatFlagIsFloat)), noErr);
                 ASSERT_EQ(file.write(source, channels), noErr);
                 ASSERT_EQ(file.close(), noErr);
@@ -127,7 +90,7 @@ TEST(Writing, BlockSizeDoesNotMatterAndPlanarFloatsBecomeSixteenBits)
     const MediaSpec spec{.frames = 700'000, .signal = Signal::Noise}; // several batches
     const auto source = floatSamples(spec);
     const auto path = temporaryPath("planar.aiff");
-    NewFile file(path, kAudioFileAIFFType, standardFormat());
+    NewFile file(path);
     ASSERT_EQ(file.setClient(planarFloat(44100, 2)), noErr);
     std::mt19937 random(7);
     BufferList slice(2, 1, 40'000 * 4);
@@ -167,42 +130,35 @@ TEST(Writing, RateAndChannelsAreConvertedToTheExactLength)
     }
 }
 
-TEST(Writing, TheOldFileStandsUntilTheNewOneIsWhole)
+TEST(Writing, TheOldFileStandsUntilTheNewOneIsWholeAndHandsOnItsMode)
 {
+    const auto modeOf = [](const fs::path &path) { return static_cast<uint32_t>(fs::status(path).permissions()); };
     const auto folder = newFolder("atomic");
     const auto path = folder / "song.aiff";
-    const std::vector<uint8_t> old{'o', 'l', 'd'};
+    const Bytes old = bytesOf("old");
     writeBytes(path, old);
-    ::chmod(path.c_str(), 0640);
+    ::chmod(path.c_str(), 0604);
     {
-        NewFile file(path, kAudioFileAIFFType, standardFormat());
-        ASSERT_EQ(file.write(std::vector<int16_t>(2000), 2), noErr);
+        NewFile file(path);
+        ASSERT_EQ(file.write(std::vector<int16_t>(2000)), noErr);
         EXPECT_EQ(readBytes(path), old);
         EXPECT_EQ(entries(folder), 2U);
     } // abandoned
     EXPECT_EQ(readBytes(path), old);
     EXPECT_EQ(entries(folder), 1U);
 
-    NewFile file(path, kAudioFileAIFFType, standardFormat());
-    ASSERT_EQ(file.write(std::vector<int16_t>(2000), 2), noErr);
+    NewFile file(path);
+    ASSERT_EQ(file.write(std::vector<int16_t>(2000)), noErr);
     ASSERT_EQ(file.close(), noErr);
     EXPECT_EQ(fs::file_size(path), 54U + 4000U);
     EXPECT_EQ(entries(folder), 1U);
-    struct stat info = {};
-    ::stat(path.c_str(), &info);
-    EXPECT_EQ(info.st_mode & 07777, 0640U);
-}
+    EXPECT_EQ(modeOf(path), 0604U);
 
-TEST(Writing, NewFilesTakeTheProcessMask)
-{
-    const auto path = temporaryPath("mask.aiff");
     const mode_t before = ::umask(027);
-    NewFile file(path, kAudioFileAIFFType, standardFormat());
+    NewFile fresh(folder / "mask.aiff");
     ::umask(before);
-    ASSERT_EQ(file.close(), noErr);
-    struct stat info = {};
-    ::stat(path.c_str(), &info);
-    EXPECT_EQ(info.st_mode & 07777, 0640U);
+    ASSERT_EQ(fresh.close(), noErr);
+    EXPECT_EQ(modeOf(folder / "mask.aiff"), 0640U) << "the mask of the process";
 }
 
 TEST(Writing, LinksAreFollowedAndNamesGoThroughUnchanged)
@@ -211,17 +167,16 @@ TEST(Writing, LinksAreFollowedAndNamesGoThroughUnchanged)
     fs::create_directory(folder / "real");
     fs::create_symlink("real/target.aiff", folder / "link.aiff");
     fs::create_symlink("link.aiff", folder / "chain.aiff");
-    NewFile linked(folder / "chain.aiff", kAudioFileAIFFType, standardFormat());
-    ASSERT_EQ(linked.close(), noErr);
+    ASSERT_EQ(NewFile(folder / "chain.aiff").close(), noErr);
     EXPECT_TRUE(fs::is_symlink(folder / "link.aiff"));
     EXPECT_TRUE(fs::is_regular_file(folder / "real" / "target.aiff"));
 
     for (const std::string &name : {std::string("%s%n \n"), std::string("-rf"), std::string("\xFF\xFE"),
                                     std::string(255, 'n'), std::string("\xC3\xA4.aiff")}) {
-        NewFile file(folder / name, kAudioFileAIFFType, standardFormat());
-        ASSERT_EQ(file.status, noErr) << name;
+        NewFile file(folder / name);
+        ASSERT_EQ(file.write(std::vector<int16_t>(20)), noErr) << name;
         ASSERT_EQ(file.close(), noErr) << name;
-        EXPECT_EQ(OpenFile(folder / name).status(), noErr) << name;
+        EXPECT_EQ(OpenFile(folder / name).length(), 10) << name;
     }
 }
 
@@ -231,44 +186,47 @@ TEST(Writing, AFileOpenForReadingKeepsItsOldContentsWhenReplaced)
     const auto path = temporaryPath("self.wav");
     fs::copy_file(make(spec), path);
     OpenFile reader(path, native16());
-    auto first = reader.read(1000, 4);
-    NewFile file(path, kAudioFileAIFFType, standardFormat());
-    ASSERT_EQ(file.write(std::vector<int16_t>(20), 2), noErr);
+    NewFile file(path);
+    ASSERT_EQ(file.write(std::vector<int16_t>(20)), noErr);
     ASSERT_EQ(file.close(), noErr);
-    const auto rest = readAll<int16_t>(reader);
-    EXPECT_EQ(samplesOf<int16_t>(first).size() + rest.size(), 2U * 300'000);
-    EXPECT_EQ(rest.back(), samples(spec).back());
+    EXPECT_TRUE(std::ranges::equal(readAll<int16_t>(reader), samples(spec)));
     EXPECT_EQ(OpenFile(path).length(), 10);
 }
 
 TEST(Writing, UnsuitableDestinationsAndFormatsAreRefusedAtOnce)
 {
     const auto folder = newFolder("refused");
-    const auto existing = folder / "here.aiff";
-    writeBytes(existing, {1});
-    const auto create = [](const fs::path &path, uint32_t flags = kAudioFileFlags_EraseFile) {
-        return NewFile(path, kAudioFileAIFFType, standardFormat(), flags).status;
-    };
+    writeBytes(folder / "here", {1});
     fs::create_symlink("loop", folder / "loop");
     ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
-    EXPECT_EQ(create(folder / "missing" / "a.aiff"), kAudioFileFileNotFoundError);
-    EXPECT_EQ(create(folder / "loop"), kAudioFileFileNotFoundError);
-    EXPECT_EQ(create(folder / std::string(256, 'n')), kAudioFileFileNotFoundError);
-    EXPECT_EQ(create(folder), kAudioFileUnsupportedFileTypeError);
-    EXPECT_EQ(create(folder / "fifo"), kAudioFileUnsupportedFileTypeError);
-    EXPECT_EQ(create("/dev/null"), kAudioFileUnsupportedFileTypeError);
-    EXPECT_EQ(create(existing, 0), kAudioFilePermissionsError);
-    EXPECT_EQ(readBytes(existing).size(), 1U);
-    EXPECT_EQ(entries(folder), 3U);
-
-    const auto refusal = [&](AudioFileTypeID type, const AudioStreamBasicDescription &format) {
-        return NewFile(folder / "format", type, format).status;
+    const std::pair<fs::path, OSStatus> places[] = {
+        {folder / "missing" / "a", kAudioFileFileNotFoundError},
+        {folder / "loop", kAudioFileFileNotFoundError},
+        {folder / std::string(256, 'n'), kAudioFileFileNotFoundError},
+        {folder, kAudioFileUnsupportedFileTypeError},
+        {folder / "fifo", kAudioFileUnsupportedFileTypeError},
+        {"/dev/null", kAudioFileUnsupportedFileTypeError},
     };
-    EXPECT_EQ(refusal(fourCharCode("caff"), standardFormat()), kAudioFileUnsupportedFileTypeError);
-    EXPECT_EQ(refusal(kAudioFileAIFFType, native16()), kAudioFileUnsupportedDataFormatError);
-    EXPECT_EQ(refusal(kAudioFileWAVEType, standardFormat()), kAudioFileUnsupportedDataFormatError);
-    EXPECT_EQ(refusal(kAudioFileAIFFType, planarFloat(44100, 2)), kAudioFileUnsupportedDataFormatError);
-    EXPECT_EQ(refusal(kAudioFileWAVEType, native16(44100, 65)), kAudioFileUnsupportedDataFormatError);
+    for (const auto &[path, status] : places)
+        EXPECT_EQ(NewFile(path).status(), status) << path;
+    EXPECT_EQ(NewFile(folder / "here", kAudioFileAIFFType, standardFormat(), 0).status(), kAudioFilePermissionsError)
+        << "not allowed to replace it";
+
+    const struct {
+        AudioFileTypeID type;
+        AudioStreamBasicDescription format;
+        OSStatus status;
+    } formats[] = {
+        {fourCharCode("caff"), standardFormat(), kAudioFileUnsupportedFileTypeError},
+        {kAudioFileAIFFType, native16(), kAudioFileUnsupportedDataFormatError},
+        {kAudioFileWAVEType, standardFormat(), kAudioFileUnsupportedDataFormatError},
+        {kAudioFileAIFFType, planarFloat(44100, 2), kAudioFileUnsupportedDataFormatError},
+        {kAudioFileWAVEType, native16(44100, 65), kAudioFileUnsupportedDataFormatError},
+    };
+    for (const auto &[type, format, status] : formats)
+        EXPECT_EQ(NewFile(folder / "format", type, format).status(), status) << format.mChannelsPerFrame;
+    EXPECT_EQ(readBytes(folder / "here"), Bytes{1});
+    EXPECT_EQ(entries(folder), 3U);
 }
 
 } // namespace kx::test

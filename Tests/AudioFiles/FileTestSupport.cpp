@@ -1,0 +1,58 @@
+#include "FileTestSupport.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace kx::test
+{
+
+Bytes OpenFile::read(uint32_t frames, uint32_t frameBytes)
+{
+    Bytes bytes(std::size_t{frames} * frameBytes);
+    AudioBufferList list{1, {{1, static_cast<uint32_t>(bytes.size()), bytes.data()}}};
+    readStatus = ExtAudioFileRead(file_, &frames, &list);
+    bytes.resize(std::size_t{frames} * frameBytes);
+    return bytes;
+}
+
+std::vector<int16_t> bigEndian(std::vector<int16_t> samples)
+{
+    for (int16_t &s : samples)
+        s = static_cast<int16_t>(__builtin_bswap16(static_cast<uint16_t>(s)));
+    return samples;
+}
+
+Bytes bytesOf(std::string_view text)
+{
+    return {text.begin(), text.end()};
+}
+
+Bytes operator+(Bytes a, const Bytes &b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+void putBig(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        bytes.at(at + i) = static_cast<uint8_t>(value >> (8 * (count - 1 - i)));
+}
+
+void putLittle(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        bytes.at(at + i) = static_cast<uint8_t>(value >> (8 * i));
+}
+
+int inChild(const std::function<int()> &body)
+{
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(body());
+    int result = 0;
+    ::waitpid(child, &result, 0);
+    return WIFEXITED(result) ? WEXITSTATUS(result) : 128 + WTERMSIG(result);
+}
+
+} // namespace kx::test
