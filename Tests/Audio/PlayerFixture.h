@@ -47,6 +47,29 @@ protected:
     }
     ~PlayerTest() override { VirtualHardware::instance().setCapture(nullptr); }
 
+    /// A player made when all that was due has been told, so that it does not move for what came before it.
+    static std::shared_ptr<KXAFilePlayer> afterNotifications()
+    {
+        static Handshake told; // of the process: a late call finds it
+        const int before = told.count();
+        const AudioObjectPropertyAddress sleeping{kAudioHardwarePropertySleepingIsAllowed,
+                                                  kAudioObjectPropertyScopeWildcard,
+                                                  kAudioObjectPropertyElementWildcard};
+        const auto listener = [](AudioObjectID, uint32_t, const AudioObjectPropertyAddress *, void *) {
+            told.announce();
+            return noErr;
+        };
+        AudioObjectAddPropertyListener(kAudioObjectSystemObject, &sleeping, listener, nullptr);
+        uint32_t allowed = 1;
+        uint32_t size = sizeof allowed;
+        AudioObjectGetPropertyData(kAudioObjectSystemObject, &sleeping, 0, nullptr, &size, &allowed);
+        allowed = 1 - allowed;
+        AudioObjectSetPropertyData(kAudioObjectSystemObject, &sleeping, 0, nullptr, sizeof allowed, &allowed);
+        EXPECT_TRUE(told.await(before + 1));
+        AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &sleeping, listener, nullptr);
+        return KXAFilePlayer::player();
+    }
+
     static MediaSpec indexed(int64_t frames) { return {.frames = frames, .signal = Signal::Index}; }
 
     void load(int64_t frames) { ASSERT_TRUE(player->loadFileAtURL(make(indexed(frames)))); }
@@ -90,7 +113,7 @@ protected:
     }
 
     ScopedVirtualHardware hardware{VirtualClock::Manual};
-    std::shared_ptr<KXAFilePlayer> player = KXAFilePlayer::player();
+    std::shared_ptr<KXAFilePlayer> player = afterNotifications();
 
 private:
     std::mutex lock_;

@@ -246,6 +246,12 @@ TEST_F(HardwareServiceTest, ABurstOfChangesIsToldOnceAndLast)
     ASSERT_TRUE(later.waitForCalls(1)); // all that was due before has been told
     EXPECT_EQ(output.calls(), 2);
     EXPECT_EQ(devices.calls(), 1);
+    {
+        TestListener back(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+        hardware->setDefaultOutput("A");
+        hardware->setDefaultOutput("B");
+        ASSERT_TRUE(back.waitForCalls(1)); // also where the burst ends as it began: somebody may have met A
+    }
 }
 
 } // namespace

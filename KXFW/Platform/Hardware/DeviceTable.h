@@ -32,6 +32,8 @@ struct HardwareSnapshot {
 struct PropertyChange {
     AudioObjectID object;
     AudioObjectPropertySelector selector;
+
+    bool operator==(const PropertyChange &) const = default;
 };
 
 /// What differs between two moments: the system's properties first, the device list before the defaults.

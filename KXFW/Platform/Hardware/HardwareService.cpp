@@ -18,7 +18,7 @@ kx::HardwareService::HardwareService(std::unique_ptr<HardwareBackend> backend) :
     backend_->setChangeHandler([this] { refresh(); });
     const std::lock_guard guard(lock_);
     table_.update(backend_->state());
-    told_ = table_.snapshot();
+    noted_ = table_.snapshot();
 }
 
 kx::HardwareService::~HardwareService() = default;
@@ -113,9 +113,14 @@ void kx::HardwareService::refresh()
     scheduleTelling();
 }
 
+/// A property that changed and changed back is told too: a listener may have met the value between.
 void kx::HardwareService::scheduleTelling()
 {
-    if (std::exchange(tellingIsScheduled_, true))
+    for (const PropertyChange &change : differences(noted_, table_.snapshot()))
+        if (std::ranges::find(untold_, change) == untold_.end())
+            untold_.push_back(change);
+    noted_ = table_.snapshot();
+    if (untold_.empty() || std::exchange(tellingIsScheduled_, true))
         return;
     notifications_.async([this] { tellChanges(); });
 }
@@ -126,8 +131,7 @@ void kx::HardwareService::tellChanges()
     {
         const std::lock_guard guard(lock_);
         tellingIsScheduled_ = false;
-        changes = differences(told_, table_.snapshot());
-        told_ = table_.snapshot();
+        changes = std::exchange(untold_, {});
     }
     for (const PropertyChange &change : changes)
         listeners_.tell(change.object, change.selector);

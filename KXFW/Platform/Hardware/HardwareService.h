@@ -49,7 +49,8 @@ private:
 
     mutable std::mutex lock_; ///< guards the four below; held while the backend's state is read, never while it waits
     DeviceTable table_;
-    HardwareSnapshot told_; ///< what the listeners know
+    HardwareSnapshot noted_;             ///< the state whose changes are in untold_ or were told
+    std::vector<PropertyChange> untold_; ///< each at most once
     bool tellingIsScheduled_ = false;
 
     PropertyListeners listeners_;
