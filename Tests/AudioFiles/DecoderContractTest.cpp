@@ -222,7 +222,6 @@ TEST_P(DecoderContract, PlaysTheStartOfAFileThatWasCut)
     bytes.resize(bytes.size() * 2 / 3);
     auto opened = openBytes(GetParam().open, bytes);
     ASSERT_TRUE(opened) << opened.status();
-    ASSERT_EQ((*opened)->seek(0), noErr);
     const auto part = readToEnd(**opened);
     EXPECT_GT(part.size(), whole.size() / 3);
     EXPECT_LT(part.size(), whole.size() * 3 / 4);

@@ -51,6 +51,7 @@ OSStatus SndfileDecoder::count()
     format_.frames = 0;
     while (const uint32_t got = decode(skipped_.data(), kSkipFrames))
         format_.frames += got;
+    position_ = handleFrame_ = 0; // the look for the stated last frame moved both
     return file_->source().error() != noErr ? file_->source().error() : restart();
 }
 
