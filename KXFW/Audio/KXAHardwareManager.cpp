@@ -35,8 +35,8 @@ DeviceList takeDeviceList()
     const auto address = KXAHardwareManager::prv_propertyAddressWithPropertyID(kAudioHardwarePropertyDevices);
     const auto room = static_cast<uint32_t>(std::max(KXAHardwareManager::numberOfDevices(), 0));
     uint32_t size = room * static_cast<uint32_t>(sizeof(AudioObjectID));
-    // At least one entry, so that an empty list is an array too; a device that has gone since reads as 0.
-    auto *ids = static_cast<AudioObjectID *>(std::calloc(std::max(room, 1U), sizeof(AudioObjectID)));
+    // One entry more, the 0 that ends the list; a device that has gone since the count reads as 0 too.
+    auto *ids = static_cast<AudioObjectID *>(std::calloc(room + std::size_t{1}, sizeof(AudioObjectID)));
     if (!ids || AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, ids) != noErr)
         size = 0;
     return {std::unique_ptr<AudioObjectID, FreeWithC>(ids), size / static_cast<uint32_t>(sizeof(AudioObjectID))};

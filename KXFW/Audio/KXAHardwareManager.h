@@ -32,7 +32,8 @@ public:
     static int32_t numberOfDevices();             ///< [any]
     static AudioObjectID defaultInputDeviceID();  ///< 0 where there is none. [any]
     static AudioObjectID defaultOutputDeviceID(); ///< 0 where there is none. [any]
-    /// A new array of numberOfDevices() identifiers; the caller frees it with std::free. [any]
+    /// A new array of numberOfDevices() identifiers with a 0 behind the last; the caller frees it with std::free.
+    /// Devices come and go between two calls: walk to the 0 rather than to a count taken apart. [any]
     static AudioObjectID *deviceIDs();
     /// The first device of exactly that name, or 0. [any]
     static AudioObjectID deviceIDNamed(const std::string &name);

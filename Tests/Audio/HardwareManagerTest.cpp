@@ -20,6 +20,7 @@ TEST(HardwareManager, AnswersAboutTheDevicesThatArePresent)
     kx::VirtualHardware::instance().setDefaultInput("Mic");
     ASSERT_EQ(KXAHardwareManager::numberOfDevices(), 3);
     const std::unique_ptr<AudioObjectID, void (*)(void *)> ids(KXAHardwareManager::deviceIDs(), std::free);
+    ASSERT_EQ(ids.get()[3], 0U) << "the list ends with a 0";
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(KXAHardwareManager::deviceIDIsAlive(ids.get()[i]));
         EXPECT_EQ(KXAHardwareManager::deviceIDNamed(KXAHardwareManager::nameOfDeviceID(ids.get()[i])), ids.get()[i]);

@@ -37,12 +37,11 @@ template <class Condition> bool eventually(Condition reached)
 AudioObjectID deviceWithUID(const std::string &uid)
 {
     const std::unique_ptr<AudioObjectID, void (*)(void *)> ids(KXAHardwareManager::deviceIDs(), std::free);
-    for (int32_t i = 0; i < KXAHardwareManager::numberOfDevices(); ++i) {
+    for (const AudioObjectID *id = ids.get(); *id != 0; ++id) {
         const std::unique_ptr<char, void (*)(void *)> text(
-            KXAHardwareManager::cStringPropertyOfDeviceID(ids.get()[i], kAudioDevicePropertyDeviceUID, false, 0),
-            std::free);
+            KXAHardwareManager::cStringPropertyOfDeviceID(*id, kAudioDevicePropertyDeviceUID, false, 0), std::free);
         if (text && uid == text.get())
-            return ids.get()[i];
+            return *id;
     }
     return 0;
 }
