@@ -39,10 +39,26 @@ struct DecodeOptions {
     std::optional<int64_t> frames;
 };
 
+/// One oscillator; the waveform is the number of its type.
+struct OscillatorOptions {
+    uint8_t type = 0;
+    float pitch = 0;     ///< hertz
+    float amplitude = 0; ///< a gain; of a modulator, hertz
+};
+
+struct SynthOptions {
+    std::string output;
+    OscillatorOptions sound;
+    bool isModulated = false;
+    OscillatorOptions modulation; ///< of the pitch, when it is modulated
+    double seconds = 0;
+};
+
 void showInfo(const std::string &file);
 void showDevices();
 void play(const PlayOptions &options);
 void exportRange(const ExportOptions &options);
 void decode(const DecodeOptions &options);
+void synthesise(const SynthOptions &options);
 
 } // namespace kxtool

@@ -1,10 +1,12 @@
 /// @file
-/// kxtool: looks at audio files, plays, exports and decodes them. Exit status 0; 1 after a failure, told in one message
-/// on the standard error; 2 for a command line that makes no sense.
+/// kxtool: looks at audio files, plays, exports, decodes and synthesises them. Exit status 0; 1 after a failure, told
+/// in one message on the standard error; 2 for a command line that makes no sense.
 #include "Apps/kxtool/Commands.h"
 #include "Apps/kxtool/Failure.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <functional>
@@ -17,7 +19,10 @@ namespace kxtool
 namespace
 {
 
-constexpr double kLongestSeconds = 1e8; ///< three years
+constexpr double kLongestSeconds = 1e8;          ///< three years
+constexpr double kLongestSynthSeconds = 24000.0; ///< what a WAVE file holds of one channel of floats
+constexpr float kHighestPitch = 22050.0F;        ///< hertz
+constexpr float kLargestGain = 1000.0F;          ///< 60 dB
 
 /// `text` as a whole as a number of `min` to `max`; what it is not is wrong usage of `option`.
 template <class Number> Number numberIn(const std::string &option, const std::string &text, Number min, Number max)
@@ -101,6 +106,65 @@ void addDecode(CLI::App &app, DecodeOptions &options, std::function<void()> &cho
     command.final_callback([&] { chosen = [&options] { decode(options); }; });
 }
 
+uint8_t waveformIn(const std::string &option, const std::string &text)
+{
+    static constexpr std::array names{"sine", "triangle", "square", "noise", "constant"};
+    const auto found = std::find(names.begin(), names.end(), text);
+    if (found == names.end())
+        throw CLI::ValidationError(option, printable(text) + " is not a waveform");
+    return static_cast<uint8_t>(found - names.begin());
+}
+
+/// Adds the options of one oscillator, under names that begin with `prefix`.
+std::array<CLI::Option *, 3> addOscillator(CLI::App &command, const std::string &prefix, OscillatorOptions &options,
+                                           float largestAmplitude)
+{
+    const auto add = [&](const std::string &name, auto take, const std::string &type, const std::string &help) {
+        const std::string option = prefix + name;
+        return command
+            .add_option_function<std::string>(
+                option, [option, take](const std::string &text) { take(option, text); }, help)
+            ->type_name(type);
+    };
+    return {add(
+                "type", [&](const auto &name, const auto &text) { options.type = waveformIn(name, text); }, "WAVEFORM",
+                "sine, triangle, square, noise or constant"),
+            add(
+                "pitch",
+                [&](const auto &name, const auto &text) { options.pitch = numberIn(name, text, 0.0F, kHighestPitch); },
+                "HZ", "0 to half the rate, 22,050"),
+            add(
+                "amplitude",
+                [&, largestAmplitude](const auto &name, const auto &text) {
+                    options.amplitude = numberIn(name, text, -largestAmplitude, largestAmplitude);
+                },
+                "A", prefix == "--" ? "A linear gain, -1000 to 1000" : "Hertz, -22,050 to 22,050")};
+}
+
+void addSynth(CLI::App &app, SynthOptions &options, std::function<void()> &chosen)
+{
+    CLI::App &command = addCommand(app, "synth", "Writes what an oscillator makes to a WAVE file of floats", nullptr);
+    command.add_option("OUT", options.output, "The WAVE file to write")->required()->type_name("");
+    for (CLI::Option *option : addOscillator(command, "--", options.sound, kLargestGain))
+        option->required();
+    command
+        .add_option_function<std::string>(
+            "--seconds",
+            [&](const std::string &text) { options.seconds = numberIn("--seconds", text, 0.0, kLongestSynthSeconds); },
+            "Length, up to 24,000")
+        ->required()
+        ->type_name("SECONDS");
+    const auto modulation = addOscillator(command, "--lfo-", options.modulation, kHighestPitch);
+    for (CLI::Option *option : modulation)
+        for (CLI::Option *other : modulation)
+            if (option != other)
+                option->needs(other);
+    command.final_callback([&options, &chosen, first = modulation[0]] {
+        options.isModulated = first->count() > 0;
+        chosen = [&options] { synthesise(options); };
+    });
+}
+
 int report(const std::string &message, int status)
 {
     std::cout.flush();
@@ -132,12 +196,14 @@ int run(const std::function<void()> &command, const std::string &file)
 
 int runCommandLine(int argc, char **argv)
 {
-    CLI::App app("Looks at audio files, plays, exports and decodes them. Frames are of 44,100 a second.", "kxtool");
+    CLI::App app("Looks at audio files, plays, exports, decodes and synthesises them. Frames are of 44,100 a second.",
+                 "kxtool");
     app.require_subcommand(1);
     std::string file;
     PlayOptions playing;
     ExportOptions exporting;
     DecodeOptions decoding;
+    SynthOptions synthesising;
     std::function<void()> chosen;
     addCommand(app, "info", "Shows what a file holds", &file).final_callback([&] {
         chosen = [&file] { showInfo(file); };
@@ -146,6 +212,7 @@ int runCommandLine(int argc, char **argv)
     addPlay(app, playing, chosen);
     addExport(app, exporting, chosen);
     addDecode(app, decoding, chosen);
+    addSynth(app, synthesising, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &help) {
@@ -153,7 +220,7 @@ int runCommandLine(int argc, char **argv)
     } catch (const CLI::ParseError &error) {
         return report(printable(error.what()) + " (kxtool --help tells more)", 2);
     }
-    return run(chosen, file + playing.file + exporting.file + decoding.file);
+    return run(chosen, file + playing.file + exporting.file + decoding.file + synthesising.output);
 }
 
 } // namespace kxtool

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "KXFW/Audio/KXEnvelope.h"
+#include "KXFW/Platform/Foundation/AudioTypes.h"
+#include "KXFW/Platform/Foundation/Export.h"
+#include "KXFW/Platform/Foundation/NSObject.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+KX_EXPORT extern const float kOscillatorDefaultPitch;     ///< 440 Hz
+KX_EXPORT extern const float kOscillatorDefaultAmplitude; ///< 1, a linear gain
+
+/// A source of mono samples, 44,100 a second: one of five waveforms, with a pitch that another oscillator may modulate
+/// and a level that an envelope may shape.
+///
+/// It owns its modulators and its envelope together with others who hold them, and has no thread or timer. It moves by
+/// one step for each sample pulled, before the sample is taken: its state is the phase. All oscillators of the process
+/// share one held noise value, and noise draws from the C library's `rand`, so they repeat after the same `srand`.
+///
+/// One thread at a time pulls an oscillator and its modulators, and one all that make noise. `type`, `pitch`,
+/// `amplitude` and `phase` may be set from any thread, though a phase set during a pull may be lost. The objects are
+/// set by the thread that pulls, or between pulls.
+class KX_EXPORT KXOscillator : public NSObject
+{
+public:
+    KXOscillator(); ///< A sine of 440 Hz and amplitude 1, phase 0. [any]
+
+    // The fields. All [any] [render].
+
+    /// The waveform of a phase x: 0 sine, rising from 0; 1 triangle, from -1 up to +1 at pi and down again; 2 square,
+    /// -1 up to pi and +1 beyond; 3 noise, a value of -1 to 1 held until the phase passes pi, which then starts again
+    /// at 0; 4 the constant 1. Any other is silence.
+    [[nodiscard]] uint8_t type() const noexcept { return type_.load(kRelaxed); }
+    void setType(uint8_t type) noexcept { type_.store(type, kRelaxed); }
+
+    /// Hertz. The waveform is right for 0 to 44,100; any other value is taken as it is.
+    [[nodiscard]] float pitch() const noexcept { return pitch_.load(kRelaxed); }
+    void setPitch(float pitch) noexcept { pitch_.store(pitch, kRelaxed); }
+
+    /// A linear gain.
+    [[nodiscard]] float amplitude() const noexcept { return amplitude_.load(kRelaxed); }
+    void setAmplitude(float amplitude) noexcept { amplitude_.store(amplitude, kRelaxed); }
+
+    /// Radians, 0 to 2 pi.
+    [[nodiscard]] float phase() const noexcept { return phase_.load(kRelaxed); }
+    void setPhase(float phase) noexcept { phase_.store(phase, kRelaxed); }
+
+    /// Each of its samples, in hertz, is added to the pitch; null for none. One whose pull fails counts as 0.
+    [[nodiscard]] const std::shared_ptr<KXOscillator> &pitchLFO() const noexcept { return pitchLFO_; }
+    /// False, and nothing changes, where `pitchLFO` is this oscillator or leads to it: a chain must end. [any]
+    bool setPitchLFO(std::shared_ptr<KXOscillator> pitchLFO);
+
+    /// Held; it does not change the sound.
+    [[nodiscard]] const std::shared_ptr<KXOscillator> &amplitudeLFO() const noexcept { return amplitudeLFO_; }
+    bool setAmplitudeLFO(std::shared_ptr<KXOscillator> amplitudeLFO); ///< Refuses as setPitchLFO does. [any]
+
+    /// Each of its values multiplies the amplitude; null for none. One whose pull fails counts as 1.
+    [[nodiscard]] const std::shared_ptr<KXEnvelope> &envelope() const noexcept { return envelope_; }
+    void setEnvelope(std::shared_ptr<KXEnvelope> envelope) noexcept { envelope_ = std::move(envelope); } ///< [any]
+
+    /// Writes the next `*numSamples` samples to `buffer`; the count is only read. Every sample takes the properties as
+    /// they are then, so an envelope or a modulator of another class may set them. Allocates nothing.
+    /// @return 0. A modulator of a class that overrides this gives another status when it fails. [any] [render]
+    virtual OSStatus pull(float *buffer, const uint32_t *numSamples);
+
+private:
+    static constexpr auto kRelaxed = std::memory_order_relaxed;
+    struct Partners;
+
+    [[nodiscard]] bool leadsTo(const KXOscillator *other) const;
+    [[nodiscard]] bool isClosed() const noexcept;
+    void pullBlock(float *buffer, uint32_t count) noexcept;
+    float nextSample(Partners &partners);
+
+    std::atomic<uint8_t> type_;
+    std::atomic<float> pitch_;
+    std::atomic<float> amplitude_;
+    std::atomic<float> phase_;
+    std::shared_ptr<KXOscillator> pitchLFO_;
+    std::shared_ptr<KXOscillator> amplitudeLFO_;
+    std::shared_ptr<KXEnvelope> envelope_;
+};
