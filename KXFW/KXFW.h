@@ -2,6 +2,7 @@
 /// The public interface of libKXFW: the player and its parts, the audio services they stand on, and the version.
 #pragma once
 
+#include "KXFW/Audio/DescriptionLines.h"
 #include "KXFW/Audio/KXAData.h"
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "KXFW/Audio/KXAFilePlayerCallbacks.h"
@@ -14,12 +15,20 @@
 #include "KXFW/Audio/KXFWVersion.h"
 #include "KXFW/Audio/KXOscillator.h"
 #include "KXFW/Audio/KXRingBuffer.h"
+#include "KXFW/Audio/KXUtil.h"
 #include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/AudioFiles/AudioFile.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"
 #include "KXFW/Platform/Dispatch/MainQueue.h"
+#include "KXFW/Platform/Foundation/Geometry.h"
+#include "KXFW/Platform/Foundation/HomeDirectory.h"
+#include "KXFW/Platform/Foundation/NSAlert.h"
 #include "KXFW/Platform/Foundation/NSException.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 #include "KXFW/Platform/Foundation/NSNotificationCenter.h"
+#include "KXFW/Platform/Foundation/NSThread.h"
+#include "KXFW/Platform/Foundation/PropertyList.h"
+#include "KXFW/Platform/Foundation/StringTable.h"
 #include "KXFW/Platform/Hardware/AudioObject.h"
 #include "KXFW/Platform/Hardware/VirtualHardware.h"

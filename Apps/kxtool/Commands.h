@@ -54,11 +54,18 @@ struct SynthOptions {
     double seconds = 0;
 };
 
+struct FormatOptions {
+    std::string file;
+    std::optional<std::string> save; ///< the description file to write
+};
+
 void showInfo(const std::string &file);
 void showDevices();
 void play(const PlayOptions &options);
 void exportRange(const ExportOptions &options);
 void decode(const DecodeOptions &options);
 void synthesise(const SynthOptions &options);
+void showFormat(const FormatOptions &options);
+void makeTone(const std::string &directory); ///< The home directory where it is empty.
 
 } // namespace kxtool

@@ -165,6 +165,20 @@ void addSynth(CLI::App &app, SynthOptions &options, std::function<void()> &chose
     });
 }
 
+void addFormat(CLI::App &app, FormatOptions &options, std::function<void()> &chosen)
+{
+    CLI::App &command = addCommand(app, "format", "Shows the stream description of a file", &options.file);
+    command.add_option("--save", options.save, "Write it to a description file too")->type_name("DESC");
+    command.final_callback([&] { chosen = [&options] { showFormat(options); }; });
+}
+
+void addTone(CLI::App &app, std::string &directory, std::function<void()> &chosen)
+{
+    CLI::App &command = addCommand(app, "tone", "Makes the test file, a ramp through all 16-bit samples", nullptr);
+    command.add_option("DIR", directory, "Where to put it; without it, the home directory")->type_name("");
+    command.final_callback([&] { chosen = [&directory] { makeTone(directory); }; });
+}
+
 int report(const std::string &message, int status)
 {
     std::cout.flush();
@@ -204,6 +218,8 @@ int runCommandLine(int argc, char **argv)
     ExportOptions exporting;
     DecodeOptions decoding;
     SynthOptions synthesising;
+    FormatOptions formatting;
+    std::string toneDirectory;
     std::function<void()> chosen;
     addCommand(app, "info", "Shows what a file holds", &file).final_callback([&] {
         chosen = [&file] { showInfo(file); };
@@ -213,6 +229,8 @@ int runCommandLine(int argc, char **argv)
     addExport(app, exporting, chosen);
     addDecode(app, decoding, chosen);
     addSynth(app, synthesising, chosen);
+    addFormat(app, formatting, chosen);
+    addTone(app, toneDirectory, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &help) {
@@ -220,7 +238,7 @@ int runCommandLine(int argc, char **argv)
     } catch (const CLI::ParseError &error) {
         return report(printable(error.what()) + " (kxtool --help tells more)", 2);
     }
-    return run(chosen, file + playing.file + exporting.file + decoding.file + synthesising.output);
+    return run(chosen, file + playing.file + exporting.file + decoding.file + synthesising.output + formatting.file);
 }
 
 } // namespace kxtool

@@ -45,6 +45,10 @@ TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
         {"export", file, out, "--start", "%s%n"},
         {"export", file, file},
         {"decode", file, file},
+        {"format"},
+        {"format", file, "--save", file},
+        {"format", file, "--save"},
+        {"tone", ".", "."},
         {"decode", file, out, "--from", "-3"},
         {"decode", file, out, "--frames", "\xff\xfe"},
     };

@@ -39,6 +39,24 @@ struct AudioStreamBasicDescription {
 };
 static_assert(sizeof(AudioStreamBasicDescription) == 40);
 
+struct AudioValueRange {
+    double mMinimum;
+    double mMaximum;
+};
+
+/// A stream format, and the sample rates it can have.
+struct AudioStreamRangedDescription {
+    AudioStreamBasicDescription mFormat;
+    AudioValueRange mSampleRateRange;
+};
+
+/// Where a packet lies whose size varies.
+struct AudioStreamPacketDescription {
+    int64_t mStartOffset; ///< bytes
+    uint32_t mVariableFramesInPacket;
+    uint32_t mDataByteSize;
+};
+
 inline constexpr FourCharCode kAudioFormatLinearPCM = kx::fourCharCode("lpcm");
 inline constexpr FourCharCode kAudioFormatMPEGLayer1 = kx::fourCharCode(".mp1");
 inline constexpr FourCharCode kAudioFormatMPEGLayer2 = kx::fourCharCode(".mp2");

@@ -1,6 +1,18 @@
 #include "KXFW/Platform/Foundation/NSObject.h"
 
+#include "KXFW/Platform/Foundation/Demangling.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
+
 #include <algorithm>
+#include <array>
+#include <typeinfo>
+
+std::string NSObject::description() const
+{
+    const std::string name = kx::demangled(typeid(*this).name());
+    const std::array values{kx::logArgument(name), kx::logArgument(reinterpret_cast<uintptr_t>(this))};
+    return kx::formatted("<%@: 0x%lx>", values);
+}
 
 void NSObject::addObserver(NSObject *observer, std::string key)
 {

@@ -20,6 +20,9 @@ public:
     NSObject(const NSObject &) = delete;
     NSObject &operator=(const NSObject &) = delete;
 
+    /// The object as a log line shows it; the base gives its class and address, "<KXAFilePlayer: 0x55e8c0de>". [any]
+    [[nodiscard]] virtual std::string description() const;
+
     /// Registers `observer` for changes of `key` on this object. [any]
     void addObserver(NSObject *observer, std::string key);
     /// Ends one such registration; without one it does nothing. [any]

@@ -28,6 +28,7 @@ constexpr std::array kTable{
     KX_STATUS(kAudioFileUnsupportedDataFormatError, "the format of the audio data is not supported"),
     KX_STATUS(kAudioFileInvalidFileError, "the file is damaged, or not of the type it claims to be"),
     KX_STATUS(kAudioFilePermissionsError, "the file may not be opened"),
+    KX_STATUS(kAudioFileUnsupportedPropertyError, "the audio file does not tell this property"),
     KX_STATUS(kAudioFileNotOpenError, "the audio file is not open"),
     KX_STATUS(kAudioFileEndOfFileError, "the end of the file was reached"),
     KX_STATUS(kAudioFilePositionError, "the position in the file is not valid"),

@@ -19,6 +19,7 @@ inline constexpr OSStatus kAudioFileUnsupportedFileTypeError = static_cast<OSSta
 inline constexpr OSStatus kAudioFileUnsupportedDataFormatError = static_cast<OSStatus>(kx::fourCharCode("fmt?"));
 inline constexpr OSStatus kAudioFileInvalidFileError = static_cast<OSStatus>(kx::fourCharCode("dta?"));
 inline constexpr OSStatus kAudioFilePermissionsError = static_cast<OSStatus>(kx::fourCharCode("prm?"));
+inline constexpr OSStatus kAudioFileUnsupportedPropertyError = static_cast<OSStatus>(kx::fourCharCode("pty?"));
 inline constexpr OSStatus kAudioFileNotOpenError = -38;
 inline constexpr OSStatus kAudioFileEndOfFileError = -39;
 inline constexpr OSStatus kAudioFilePositionError = -40;

@@ -1,0 +1,106 @@
+#include "KXFW/Platform/Foundation/NSAlert.h"
+#include "KXFW/Platform/Foundation/NSObject.h"
+#include "KXFW/Platform/Foundation/NSThread.h"
+#include "KXFW/Platform/Foundation/StringTable.h"
+#include "Tests/Support/CapturedLog.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+
+using kx::StringTable;
+
+namespace
+{
+
+struct LanguageCase {
+    std::vector<std::string> preferred;
+    std::string text;
+};
+
+TEST(StringTable, TheFirstPreferredLanguageWithTheTextGivesIt)
+{
+    StringTable table;
+    table.setTexts("de", {{"Play", "Abspielen"}, {"Stop", "Stopp"}});
+    table.setTexts("de-AT", {{"Play", "Spielen"}});
+    table.setTexts("fr", {{"Play", "Lire"}, {"Empty", ""}});
+    table.setTexts("fr", {{"Play", "Avance"}}, "Other");
+    const std::vector<LanguageCase> cases{
+        {{"de_DE.UTF-8"}, "Abspielen"},
+        {{"de_AT@euro"}, "Spielen"},
+        {{"de-AT"}, "Spielen"},
+        {{"it", "fr_CA", "de"}, "Lire"},
+        {{"en"}, "Play"},
+        {{}, "Play"},
+        {{"d", "deu", ""}, "Play"},
+    };
+    for (const LanguageCase &c : cases) {
+        StringTable::setPreferredLanguages(c.preferred);
+        EXPECT_EQ(table.localizedStringForKey("Play"), c.text) << testing::PrintToString(c.preferred);
+    }
+    StringTable::setPreferredLanguages({"de_AT", "fr"});
+    EXPECT_EQ(table.localizedStringForKey("Stop"), "Stopp") << "the language helps out its country";
+    EXPECT_EQ(table.localizedStringForKey("Empty", "value"), "");
+    EXPECT_EQ(table.localizedStringForKey("Play", "", "Other"), "Avance");
+    EXPECT_EQ(table.localizedStringForKey("none", "value"), "value");
+    EXPECT_EQ(table.localizedStringForKey("none", "value", "Nowhere"), "value");
+}
+
+TEST(StringTable, TheEnvironmentNamesTheLanguages)
+{
+    struct Case {
+        const char *language, *all, *messages, *lang;
+        std::vector<std::string> expected;
+    };
+    const std::vector<Case> cases{
+        {"", "", "", "", {}},
+        {"de", "", "", "", {}},
+        {"de", "C.UTF-8", "fr", "fr", {}},
+        {"", "", "fr_FR.UTF-8", "de", {"fr_FR"}},
+        {"sv:de::", "", "", "fr_FR.UTF-8", {"sv", "de", "fr_FR"}},
+    };
+    for (const Case &c : cases) {
+        setenv("LANGUAGE", c.language, 1);
+        setenv("LC_ALL", c.all, 1);
+        setenv("LC_MESSAGES", c.messages, 1);
+        setenv("LANG", c.lang, 1);
+        EXPECT_EQ(StringTable::languagesOfEnvironment(), c.expected) << c.language << ' ' << c.all << ' ' << c.lang;
+    }
+}
+
+TEST(Alert, IsShownByWhatIsInstalledElseLogged)
+{
+    NSAlert alert;
+    alert.setMessageText("100 %@ failed");
+    alert.setInformativeText("why");
+    std::vector<std::string> shown;
+    NSAlert::setPresenter([&](const NSAlert &a) { shown = {a.messageText(), a.informativeText()}; });
+    kx::test::CapturedLog log;
+    alert.runModal();
+    NSAlert::setPresenter({});
+    alert.runModal();
+    EXPECT_EQ(shown, (std::vector<std::string>{"100 %@ failed", "why"}));
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"100 %@ failed: why"});
+}
+
+class Described : public NSObject
+{
+};
+
+TEST(Object, IsDescribedByItsClassAndAddress)
+{
+    const std::unique_ptr<NSObject> object = std::make_unique<Described>();
+    std::ostringstream expected;
+    expected << "<(anonymous namespace)::Described: " << object.get() << ">";
+    EXPECT_EQ(object->description(), expected.str());
+}
+
+TEST(CallStack, ListsReadAsOneEntryALine)
+{
+    EXPECT_EQ(kx::description(std::vector<std::string>{}), "(\n)");
+    EXPECT_EQ(kx::description(std::vector<std::string>{"a b", "c"}), "(\n    \"a b\",\n    \"c\"\n)");
+}
+
+} // namespace
