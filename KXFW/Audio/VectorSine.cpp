@@ -63,17 +63,23 @@ void plainSineTimes(float gain, float *phases, std::size_t count) noexcept
         phases[i] = static_cast<float>(std::sin(static_cast<double>(phases[i]))) * gain;
 }
 
+KX_VECTOR_CLONES void vectorSineTimes(float gain, float *phases, std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i)
+        phases[i] = static_cast<float>(sine(phases[i])) * gain;
+}
+
 } // namespace
 
-KX_VECTOR_CLONES void sineTimes(float gain, float *phases, std::size_t count) noexcept
+void sineTimes(float gain, float *phases, std::size_t count) noexcept
 {
     uint32_t outside = 0;
     for (std::size_t i = 0; i < count; ++i)
         outside |= std::abs(phases[i]) <= kLargestVectorPhase ? 0U : 1U;
-    if (outside != 0)
-        return plainSineTimes(gain, phases, count);
-    for (std::size_t i = 0; i < count; ++i)
-        phases[i] = static_cast<float>(sine(phases[i])) * gain;
+    if (outside == 0)
+        vectorSineTimes(gain, phases, count);
+    else
+        plainSineTimes(gain, phases, count);
 }
 
 } // namespace kx
