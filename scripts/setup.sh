@@ -4,8 +4,8 @@
 set -euo pipefail
 
 build_packages=(build-essential cmake ninja-build pkg-config python3
-    libsndfile1-dev libmpg123-dev libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev libpulse-dev libpugixml-dev
-    libcli11-dev)
+    libsndfile1-dev libmpg123-dev libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev libsoundtouch-dev
+    libpulse-dev libpugixml-dev libcli11-dev)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy clang
     pulseaudio pulseaudio-utils ffmpeg lame sox flac vorbis-tools strace)
 

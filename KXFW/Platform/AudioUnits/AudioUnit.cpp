@@ -99,6 +99,27 @@ OSStatus AudioComponentInstanceDispose(AudioUnit unit)
     });
 }
 
+std::shared_ptr<void> AudioUnitHold(AudioUnit unit)
+{
+    if (!kx::UnitRegistry::hold(unit))
+        return nullptr;
+    return {unit, [](AudioUnit held) {
+                if (const auto ended = kx::UnitRegistry::letGo(held))
+                    ended->dispose();
+            }};
+}
+
+OSStatus AudioComponentInstanceRelease(AudioUnit unit)
+{
+    return caught([&]() -> OSStatus {
+        if (!kx::UnitRegistry::find(unit))
+            return kAudioComponentErr_InstanceInvalidated;
+        if (const auto ended = kx::UnitRegistry::release(unit))
+            ended->dispose();
+        return noErr;
+    });
+}
+
 OSStatus AudioUnitInitialize(AudioUnit unit)
 {
     return changeUnit(unit, [](kx::Unit &it) { return it.initialize(); });

@@ -15,6 +15,8 @@
 #include "KXFW/Platform/Foundation/Export.h"
 #include "KXFW/Platform/Foundation/Status.h"
 
+#include <memory>
+
 using AudioComponent = const struct OpaqueAudioComponent *; ///< lives as long as the process
 using AudioUnit = struct OpaqueAudioUnit *;                 ///< a handle; ended by AudioComponentInstanceDispose
 using AudioUnitPropertyID = uint32_t;
@@ -35,6 +37,7 @@ struct AudioComponentDescription {
 inline constexpr FourCharCode kAudioUnitType_Output = kx::fourCharCode("auou");
 inline constexpr FourCharCode kAudioUnitType_FormatConverter = kx::fourCharCode("aufc");
 inline constexpr FourCharCode kAudioUnitSubType_DefaultOutput = kx::fourCharCode("def ");
+inline constexpr FourCharCode kAudioUnitSubType_TimePitch = kx::fourCharCode("tpch");
 inline constexpr FourCharCode kAudioUnitSubType_AUConverter = kx::fourCharCode("conv");
 /// The manufacturer code of the units that come with the platform.
 inline constexpr FourCharCode kAudioUnitManufacturer_Platform = kx::fourCharCode("appl");
@@ -48,6 +51,12 @@ enum : AudioUnitPropertyID {
     kAudioUnitProperty_Latency = 12,               ///< double, seconds; read only
     kAudioUnitProperty_MaximumFramesPerSlice = 14, ///< uint32_t; larger renders are refused; 4096 at first
     kAudioUnitProperty_SetRenderCallback = 23,     ///< AURenderCallbackStruct; input scope
+    /// uint32_t, read only: the input frames that are drawn but not played when the slice under way is done, in this
+    /// unit and those connected before it. Fit for a render callback of the chain.
+    kAudioUnitProperty_HeldFrames = 2800,
+    /// double, read only: input frames drawn for each frame given, by this unit and those connected before it; changes
+    /// of the sample rate are not counted.
+    kAudioUnitProperty_DrawRate = 2801,
     /// AudioObjectID of a present device, or 0: no device, the unit waits in silence. A new unit is on the default
     /// output device. Set while the unit is started it takes effect at the next start.
     kAudioOutputUnitProperty_CurrentDevice = 2000,
@@ -58,6 +67,9 @@ enum : AudioUnitPropertyID {
 
 enum : AudioUnitParameterID {
     kHALOutputParam_Volume = 14, ///< linear gain, limited to 0..1; not a number is refused; 1 at first
+    // Of the time-pitch unit; other values are refused and change nothing. They take effect with the next slice.
+    kTimePitchParam_Rate = 0,  ///< source frames played for each frame given, 0.25 to 4; 1 at first
+    kTimePitchParam_Pitch = 1, ///< cents, -2400 to 2400; 0 at first
 };
 
 /// Fills `data` with `frames` frames. Runs on the thread that pulls, for an output unit its render thread: it must not
@@ -83,6 +95,12 @@ KX_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent component, AudioUnit
 /// Stops and ends the unit; units connected to it find no source from then on. Safe from inside its own callback, where
 /// it takes effect after the slice. [any] [blocks]
 KX_EXPORT OSStatus AudioComponentInstanceDispose(AudioUnit unit);
+
+/// Keeps a unit from ending: `AudioComponentInstanceRelease` takes effect when the last hold has gone. Null for a unit
+/// that has ended. [any]
+KX_EXPORT std::shared_ptr<void> AudioUnitHold(AudioUnit unit);
+/// Ends the unit as AudioComponentInstanceDispose does, once nobody holds it. [any] [blocks]
+KX_EXPORT OSStatus AudioComponentInstanceRelease(AudioUnit unit);
 
 /// Makes the unit ready to render: buffers are made here, none later. Doing it twice is no error. [any] [blocks]
 KX_EXPORT OSStatus AudioUnitInitialize(AudioUnit unit);

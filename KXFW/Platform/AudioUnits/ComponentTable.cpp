@@ -12,6 +12,9 @@ std::span<const ComponentRow> componentTable() noexcept
         ComponentRow{
             {kAudioUnitType_FormatConverter, kAudioUnitSubType_AUConverter, kAudioUnitManufacturer_Platform, 0, 0},
             makeFormatConverterUnit},
+        ComponentRow{
+            {kAudioUnitType_FormatConverter, kAudioUnitSubType_TimePitch, kAudioUnitManufacturer_Platform, 0, 0},
+            makeTimePitchUnit},
         ComponentRow{{kAudioUnitType_Output, kAudioUnitSubType_DefaultOutput, kAudioUnitManufacturer_Platform, 0, 0},
                      makeOutputUnit},
     };

@@ -22,5 +22,6 @@ std::span<const ComponentRow> componentTable() noexcept;
 // The units.
 std::shared_ptr<Unit> makeFormatConverterUnit();
 std::shared_ptr<Unit> makeOutputUnit();
+std::shared_ptr<Unit> makeTimePitchUnit();
 
 } // namespace kx

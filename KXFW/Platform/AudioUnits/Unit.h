@@ -18,10 +18,13 @@ namespace kx
 
 /// A number that may be set and read at any time; the renderer reads it once a slice.
 struct Parameter {
+    enum class Outside { Limited, Refused };
+
     AudioUnitParameterID id;
-    float minimum; ///< values outside are moved to the nearer end
+    float minimum;
     float maximum;
     std::atomic<float> value;
+    Outside outside = Outside::Limited; ///< values that are: moved to the nearer end, or refused
 };
 
 /// One property: where it may be asked for and how large it is. Every unit's elements are 0.
@@ -97,6 +100,8 @@ public:
     OSStatus render(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list,
                     const AudioStreamBasicDescription *expected) noexcept;
 
+    [[nodiscard]] uint32_t heldFrames() const; ///< kAudioUnitProperty_HeldFrames. [any] [render]
+    [[nodiscard]] double drawRate() const;     ///< kAudioUnitProperty_DrawRate. [any] [render]
     [[nodiscard]] bool hasOutputBus() const noexcept { return shape_.hasOutputBus; }
     [[nodiscard]] bool isDisposed() const noexcept { return disposed_.load(); }
     [[nodiscard]] const UnitInput &input() const noexcept { return input_; }
@@ -111,6 +116,8 @@ protected:
     /// A renderer for `formats`, which are convertible on the settable sides. Called with `control_` held. [any]
     virtual Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) = 0;
     [[nodiscard]] virtual double latencySeconds() const { return 0; }
+    [[nodiscard]] virtual uint32_t ownHeldFrames() const noexcept { return 0; }
+    [[nodiscard]] virtual double ownDrawRate() const noexcept { return 1; }
     virtual std::span<Parameter> parameters() noexcept { return {}; }
     /// The unit's own properties; checked against the rows before the calls below. [any]
     [[nodiscard]] virtual std::span<const PropertyRow> ownProperties() const noexcept { return {}; }

@@ -60,6 +60,12 @@ bool UnitInput::hangsOn(const Unit &unit) const
     return hangsOnLocked(unit);
 }
 
+std::shared_ptr<Unit> UnitInput::source() const
+{
+    const std::lock_guard guard(connections());
+    return source_;
+}
+
 bool UnitInput::hangsOnLocked(const Unit &unit) const noexcept
 {
     for (const Unit *at = source_.get(); at; at = at->input().source_.get())

@@ -29,6 +29,9 @@ public:
     /// True when `unit` is connected here, directly or through others. [any]
     [[nodiscard]] bool hangsOn(const Unit &unit) const;
 
+    /// The unit that is connected, or null. [any] [render]
+    [[nodiscard]] std::shared_ptr<Unit> source() const;
+
     /// Silence is not made here: a status says that `list` holds no sound. A callback that throws counts as one that
     /// fails; one that fills less than asked leaves the rest silent. [render]
     OSStatus pull(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept override;

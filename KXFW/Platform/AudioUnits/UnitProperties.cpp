@@ -24,6 +24,8 @@ constexpr std::array kCommonProperties{
     PropertyRow{kAudioUnitProperty_StreamFormat, kInput | kOutput, sizeof(AudioStreamBasicDescription), true, true},
     PropertyRow{kAudioUnitProperty_Latency, kGlobal, sizeof(double), true, false},
     PropertyRow{kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, sizeof(uint32_t), true, true},
+    PropertyRow{kAudioUnitProperty_HeldFrames, kGlobal, sizeof(uint32_t), true, false},
+    PropertyRow{kAudioUnitProperty_DrawRate, kGlobal, sizeof(double), true, false},
     PropertyRow{kAudioUnitProperty_SetRenderCallback, kInput, sizeof(AURenderCallbackStruct), false, true},
 };
 
@@ -117,9 +119,25 @@ OSStatus Unit::getProperty(const PropertyAddress &address, void *data, uint32_t 
         return give(latencySeconds());
     case kAudioUnitProperty_MaximumFramesPerSlice:
         return give(formats.maximumFrames);
+    case kAudioUnitProperty_HeldFrames:
+        return give(heldFrames());
+    case kAudioUnitProperty_DrawRate:
+        return give(drawRate());
     default:
         return getOwnProperty(row.id, data);
     }
+}
+
+uint32_t Unit::heldFrames() const
+{
+    const auto source = input_.source();
+    return ownHeldFrames() + (source ? source->heldFrames() : 0);
+}
+
+double Unit::drawRate() const
+{
+    const auto source = input_.source();
+    return ownDrawRate() * (source ? source->drawRate() : 1);
 }
 
 Parameter *Unit::findParameter(AudioUnitParameterID id) noexcept
@@ -138,6 +156,8 @@ OSStatus Unit::setParameter(AudioUnitParameterID id, AudioUnitScope scope, Audio
         return kAudioUnitErr_InvalidScope;
     if (element != 0)
         return kAudioUnitErr_InvalidElement;
+    if (parameter->outside == Parameter::Outside::Refused && !(value >= parameter->minimum && value <= parameter->maximum))
+        return kAudioUnitErr_InvalidPropertyValue;
     parameter->value = std::clamp(value, parameter->minimum, parameter->maximum);
     return noErr;
 }

@@ -14,10 +14,16 @@ namespace kx
 namespace
 {
 
+struct Entry {
+    std::shared_ptr<Unit> unit;
+    uint32_t holders = 0;
+    bool isReleased = false; ///< ends with its last holder
+};
+
 struct Table {
     PriorityMutex lock;
     std::uintptr_t last = 0;
-    std::unordered_map<AudioUnit, std::shared_ptr<Unit>> units;
+    std::unordered_map<AudioUnit, Entry> units;
 };
 
 /// Never destroyed: render threads may outlive the statics of a program that ends.
@@ -25,6 +31,22 @@ Table &table()
 {
     static Table &instance = *new Table;
     return instance;
+}
+
+/// Changes an entry, and takes it out when nobody has a claim on it any more.
+template <class Change> std::shared_ptr<Unit> change(AudioUnit handle, Change change)
+{
+    Table &all = table();
+    const std::lock_guard guard(all.lock);
+    const auto at = all.units.find(handle);
+    if (at == all.units.end())
+        return nullptr;
+    change(at->second);
+    if (!at->second.isReleased || at->second.holders > 0)
+        return nullptr;
+    auto unit = std::move(at->second.unit);
+    all.units.erase(at);
+    return unit;
 }
 
 } // namespace
@@ -37,7 +59,7 @@ AudioUnit UnitRegistry::add(std::shared_ptr<Unit> unit)
     // A number that looks like a pointer and is never followed. NOLINTNEXTLINE(performance-no-int-to-ptr)
     const auto handle = reinterpret_cast<AudioUnit>(all.last);
     unit->setHandle(handle);
-    all.units.emplace(handle, std::move(unit));
+    all.units.emplace(handle, Entry{std::move(unit)});
     return handle;
 }
 
@@ -46,7 +68,7 @@ std::shared_ptr<Unit> UnitRegistry::find(AudioUnit handle)
     Table &all = table();
     const std::lock_guard guard(all.lock);
     const auto at = all.units.find(handle);
-    return at == all.units.end() ? nullptr : at->second;
+    return at == all.units.end() ? nullptr : at->second.unit;
 }
 
 std::shared_ptr<Unit> UnitRegistry::remove(AudioUnit handle)
@@ -56,9 +78,29 @@ std::shared_ptr<Unit> UnitRegistry::remove(AudioUnit handle)
     const auto at = all.units.find(handle);
     if (at == all.units.end())
         return nullptr;
-    auto unit = std::move(at->second);
+    auto unit = std::move(at->second.unit);
     all.units.erase(at);
     return unit;
+}
+
+bool UnitRegistry::hold(AudioUnit handle)
+{
+    bool found = false;
+    change(handle, [&](Entry &entry) {
+        found = true;
+        ++entry.holders;
+    });
+    return found;
+}
+
+std::shared_ptr<Unit> UnitRegistry::letGo(AudioUnit handle)
+{
+    return change(handle, [](Entry &entry) { --entry.holders; });
+}
+
+std::shared_ptr<Unit> UnitRegistry::release(AudioUnit handle)
+{
+    return change(handle, [](Entry &entry) { entry.isReleased = true; });
 }
 
 } // namespace kx

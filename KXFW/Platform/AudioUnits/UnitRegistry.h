@@ -19,6 +19,13 @@ public:
     static std::shared_ptr<Unit> find(AudioUnit handle);
     /// Ends the handle and gives what it stood for. [any] [render]
     static std::shared_ptr<Unit> remove(AudioUnit handle);
+
+    /// Counts a holder; false when the handle names no living unit. [any]
+    static bool hold(AudioUnit handle);
+    /// Counts one holder less. Where a released unit has none any more, its handle ends and the unit is given. [any]
+    static std::shared_ptr<Unit> letGo(AudioUnit handle);
+    /// From now on the unit lives for its holders only; without any, its handle ends and the unit is given. [any]
+    static std::shared_ptr<Unit> release(AudioUnit handle);
 };
 
 } // namespace kx

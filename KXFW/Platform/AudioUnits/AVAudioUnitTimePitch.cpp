@@ -1,0 +1,50 @@
+#include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
+
+#include "KXFW/Platform/Foundation/NSException.h"
+
+namespace
+{
+
+constexpr AudioComponentDescription kDescription{kAudioUnitType_FormatConverter, kAudioUnitSubType_TimePitch,
+                                                 kAudioUnitManufacturer_Platform, 0, 0};
+
+float valueOf(AudioUnit unit, AudioUnitParameterID parameter)
+{
+    float value = 0;
+    AudioUnitGetParameter(unit, parameter, kAudioUnitScope_Global, 0, &value);
+    return value;
+}
+
+} // namespace
+
+AVAudioUnitTimePitch::AVAudioUnitTimePitch()
+{
+    const OSStatus status = AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &kDescription), &unit_);
+    if (status != noErr)
+        throw NSException("AVAudioUnitTimePitch", "the time-pitch unit cannot be made");
+}
+
+AVAudioUnitTimePitch::~AVAudioUnitTimePitch()
+{
+    AudioComponentInstanceRelease(unit_);
+}
+
+OSStatus AVAudioUnitTimePitch::setRate(float rate)
+{
+    return AudioUnitSetParameter(unit_, kTimePitchParam_Rate, kAudioUnitScope_Global, 0, rate, 0);
+}
+
+float AVAudioUnitTimePitch::rate() const
+{
+    return valueOf(unit_, kTimePitchParam_Rate);
+}
+
+OSStatus AVAudioUnitTimePitch::setPitch(float cents)
+{
+    return AudioUnitSetParameter(unit_, kTimePitchParam_Pitch, kAudioUnitScope_Global, 0, cents, 0);
+}
+
+float AVAudioUnitTimePitch::pitch() const
+{
+    return valueOf(unit_, kTimePitchParam_Pitch);
+}

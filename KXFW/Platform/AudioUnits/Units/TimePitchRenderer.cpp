@@ -1,0 +1,265 @@
+#include "KXFW/Platform/AudioUnits/Units/TimePitchRenderer.h"
+
+#include "KXFW/Platform/AudioUnits/Units/TimePitchUnit.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+namespace kx
+{
+
+namespace
+{
+
+constexpr uint32_t kChannels = TempoChanger::kChannels;
+constexpr uint32_t kLookAhead = TempoChanger::kLookAhead;
+constexpr uint32_t kBlock = 512;                           ///< output frames made at a time
+constexpr uint32_t kHistory = SincInterpolator::kReach;    ///< changed frames that interpolation looks back
+constexpr uint32_t kKept = 2 * kHistory;                   ///< and a move to whole frames looks back once more
+constexpr uint32_t kFade = 1024;                           ///< changed frames of a splice
+constexpr uint32_t kChangedCapacity = 3 * TempoChanger::kLongestOutput;
+
+using Planes = std::array<float *, kChannels>;
+using ConstPlanes = std::array<const float *, kChannels>;
+
+Planes planesOf(const AudioBufferList &list, uint32_t from)
+{
+    Planes planes{};
+    for (uint32_t i = 0; i < kChannels; ++i)
+        planes[i] = static_cast<float *>((&list.mBuffers[0])[i].mData) + from;
+    return planes;
+}
+
+Planes planesOf(PlanarFifo &fifo, int64_t index)
+{
+    Planes planes{};
+    for (uint32_t i = 0; i < kChannels; ++i)
+        planes[i] = fifo.at(i, index);
+    return planes;
+}
+
+ConstPlanes constPlanesOf(const PlanarFifo &fifo, int64_t index)
+{
+    ConstPlanes planes{};
+    for (uint32_t i = 0; i < kChannels; ++i)
+        planes[i] = fifo.at(i, index);
+    return planes;
+}
+
+void append(PlanarFifo &fifo, const ConstPlanes &frames, uint32_t count)
+{
+    fifo.reserve(count);
+    for (uint32_t i = 0; i < kChannels; ++i)
+        std::memcpy(fifo.at(i, fifo.end()), frames[i], count * sizeof(float));
+    fifo.append(count);
+}
+
+} // namespace
+
+TimePitchRenderer::TimePitchRenderer(TimePitchUnit &unit, uint32_t maximumFrames)
+    : unit_(unit), maximumFrames_(maximumFrames), source_(kChannels, 2 * kLookAhead + 4 * maximumFrames),
+      changed_(kChannels, kChangedCapacity), old_(kChannels, kKept + kFade), pulled_(kChannels, 1, 0)
+{
+    TimePitchRenderer::reset();
+}
+
+/// The source before its first frame is silence.
+void TimePitchRenderer::reset() noexcept
+{
+    setting_ = {};
+    heard_ = {};
+    isHolding_ = false;
+    source_.restart(-int64_t{kHistory});
+    source_.reserve(kHistory);
+    for (uint32_t i = 0; i < kChannels; ++i)
+        std::fill_n(source_.at(i, source_.end()), kHistory, 0.0F);
+    source_.append(kHistory);
+    old_.restart(0);
+    unit_.tellHeldFrames(0);
+}
+
+OSStatus TimePitchRenderer::render(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
+                                   AudioBufferList &out) noexcept
+{
+    const TimePitchSetting wanted = unit_.setting();
+    if (!isHolding_ && wanted.isNeutral())
+        return passThrough(input, time, frames, out);
+    if (!isHolding_)
+        beginToHold();
+    if (wanted != setting_)
+        turnTo(wanted);
+    unit_.tellHeldFrames(kLookAhead);
+    if (const OSStatus status = draw(input, time, frames); status != noErr)
+        return status;
+    for (uint32_t done = 0; done < frames; done += kBlock)
+        fill(done, std::min(kBlock, frames - done), out);
+    return noErr;
+}
+
+/// Bit for bit; the last frames are remembered, so that a change of setting goes on from them.
+OSStatus TimePitchRenderer::passThrough(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
+                                        AudioBufferList &out) noexcept
+{
+    if (const OSStatus status = input.pull(time, frames, out); status != noErr)
+        return status;
+    heard_.whole += frames;
+    const uint32_t last = std::min(frames, kHistory);
+    if (last == kHistory)
+        source_.restart(heard_.whole - kHistory);
+    const Planes end = planesOf(out, frames - last);
+    append(source_, {end[0], end[1]}, last);
+    source_.dropBefore(heard_.whole - kHistory);
+    return noErr;
+}
+
+void TimePitchRenderer::beginToHold() noexcept
+{
+    isHolding_ = true;
+    isStraight_ = true;
+    shift_ = 0;
+    changed_.restart(source_.begin());
+    append(changed_, constPlanesOf(source_, source_.begin()), kHistory);
+    place_ = heard_;
+}
+
+void TimePitchRenderer::turnTo(const TimePitchSetting &wanted) noexcept
+{
+    setting_ = wanted;
+    rate_ = FixedFrames::stepOf(wanted.rate);
+    speed_ = FixedFrames::stepOf(std::exp2(wanted.cents / 1200.0));
+    const double tempo = static_cast<double>(rate_) / static_cast<double>(speed_);
+    line_ = {place_.value(), heard_.value(), tempo};
+    if (isStraight_ && tempo != 1) {
+        isStraight_ = false;
+        tempo_.start(changed_.end() + shift_);
+    } else if (!isStraight_ && tempo == 1) {
+        if (!strays())
+            makeChangedUpTo(place_.whole + kFade + kHistory);
+        isStraight_ = true;
+        splice();
+    } else if (!isStraight_ && strays()) {
+        splice();
+    }
+}
+
+/// Whether what is in hand of the changed signal leads too far from where the tempo of now is to be. Less is made good
+/// with the next sequence; and a little more where there is too little in hand to fade out.
+bool TimePitchRenderer::strays() const noexcept
+{
+    const double distance = std::abs(tempo_.distance(line_, changed_.end()));
+    const bool canFade = changed_.end() - place_.whole >= kFade / 4;
+    return distance > (canFade ? 1 : 2) * TempoChanger::kPatience;
+}
+
+/// The changed signal begins anew at the source frame that is heard now, while what was in hand of it fades out.
+void TimePitchRenderer::splice() noexcept
+{
+    putOnWholeFrames();
+    const auto inHand = static_cast<uint32_t>(std::min<int64_t>(changed_.end() - place_.whole, kFade));
+    old_.restart(place_.whole);
+    append(old_, constPlanesOf(changed_, place_.whole), inHand);
+    changed_.dropFrom(place_.whole);
+    if (isStraight_)
+        heard_.fraction = 0;
+    line_.changed = place_.value();
+    line_.source = heard_.value();
+    shift_ = heard_.whole - place_.whole;
+    tempo_.start(heard_.whole);
+}
+
+/// Moves the changed signal by less than a frame, so that the place in it is a whole number.
+void TimePitchRenderer::putOnWholeFrames() noexcept
+{
+    if (place_.fraction == 0)
+        return;
+    const uint32_t reach = SincInterpolator::reach(1);
+    const int64_t from = place_.whole - kHistory;
+    const auto count =
+        static_cast<uint32_t>(std::clamp<int64_t>(changed_.end() - reach - from, kHistory, kHistory + kFade));
+    old_.restart(from);
+    interpolator_.read(constPlanesOf(changed_, from).data(), kChannels, place_.fraction, FixedFrames::stepOf(1),
+                       planesOf(old_, from).data(), count);
+    old_.append(count);
+    changed_.restart(from);
+    append(changed_, constPlanesOf(old_, from), count);
+    place_.fraction = 0;
+}
+
+/// Source frames for a slice: as many as `heard_` moves by, and the look-ahead where it is not there yet.
+OSStatus TimePitchRenderer::draw(FrameSource &input, const AudioTimeStamp &time, uint32_t frames) noexcept
+{
+    const int64_t wanted = heard_.after(frames, rate_).whole + kLookAhead;
+    while (source_.end() < wanted) {
+        const auto count = static_cast<uint32_t>(std::min<int64_t>(wanted - source_.end(), maximumFrames_));
+        source_.reserve(count);
+        AudioBufferList &list = *pulled_.get();
+        for (uint32_t i = 0; i < kChannels; ++i)
+            (&list.mBuffers[0])[i].mData = source_.at(i, source_.end());
+        if (const OSStatus status = input.pull(time, count, list); status != noErr)
+            return status;
+        source_.append(count);
+    }
+    return noErr;
+}
+
+void TimePitchRenderer::fill(uint32_t from, uint32_t frames, const AudioBufferList &out) noexcept
+{
+    const FixedFrames next = place_.after(frames, speed_);
+    const Planes target = planesOf(out, from);
+    if (speed_ == FixedFrames::stepOf(1) && place_.fraction == 0) {
+        makeChangedUpTo(next.whole);
+        for (uint32_t i = 0; i < kChannels; ++i)
+            std::memcpy(target[i], changed_.at(i, place_.whole), frames * sizeof(float));
+    } else {
+        makeChangedUpTo(next.whole + SincInterpolator::reach(static_cast<double>(speed_) / FixedFrames::kOne) + 1);
+        interpolator_.read(constPlanesOf(changed_, place_.whole).data(), kChannels, place_.fraction, speed_,
+                           target.data(), frames);
+    }
+    place_ = next;
+    heard_ = heard_.after(frames, rate_);
+    letGo();
+}
+
+void TimePitchRenderer::makeChangedUpTo(int64_t end) noexcept
+{
+    while (changed_.end() < end) {
+        const int64_t from = changed_.end();
+        if (isStraight_)
+            continueSource();
+        else
+            tempo_.makeNext(source_, line_, changed_);
+        fadeIn(from);
+    }
+}
+
+void TimePitchRenderer::continueSource() noexcept
+{
+    const int64_t from = changed_.end() + shift_;
+    const auto count = static_cast<uint32_t>(std::clamp<int64_t>(source_.end() - from, 1, kBlock));
+    append(changed_, constPlanesOf(source_, from), count);
+}
+
+/// Fades from the signal before the last splice to the frames appended since `from`.
+void TimePitchRenderer::fadeIn(int64_t from) noexcept
+{
+    const int64_t end = std::min(changed_.end(), old_.end());
+    const auto length = static_cast<float>(old_.end() - old_.begin());
+    for (uint32_t channel = 0; channel < kChannels && from < end; ++channel) {
+        float *const samples = changed_.at(channel, from);
+        const float *const before = old_.at(channel, from);
+        for (int64_t i = 0; i < end - from; ++i) {
+            const float gain = static_cast<float>(from - old_.begin() + i + 1) / length;
+            samples[i] = before[i] + gain * (samples[i] - before[i]);
+        }
+    }
+}
+
+void TimePitchRenderer::letGo() noexcept
+{
+    changed_.dropBefore(place_.whole - kKept);
+    source_.dropBefore(std::min(heard_.whole, isStraight_ ? changed_.end() + shift_ : tempo_.nextNeeded()));
+}
+
+} // namespace kx

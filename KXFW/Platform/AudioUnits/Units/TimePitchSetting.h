@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+namespace kx
+{
+
+/// How a time-pitch unit changes the sound.
+struct TimePitchSetting {
+    float rate = 1;  ///< source frames played for each frame given
+    float cents = 0; ///< hundredths of a semitone
+
+    bool operator==(const TimePitchSetting &) const = default;
+    [[nodiscard]] bool isNeutral() const noexcept { return rate == 1 && cents == 0; } ///< [any] [render]
+};
+
+/// A number of frames in 2^-32: sums of them are exact, in whatever order and grouping.
+struct FixedFrames {
+    int64_t whole = 0;
+    uint32_t fraction = 0;
+
+    static constexpr double kOne = 4294967296.0;
+
+    /// 2^-32 frames; at most 64. [any] [render]
+    [[nodiscard]] static uint64_t stepOf(double frames) noexcept
+    {
+        return static_cast<uint64_t>(std::llround(frames * kOne));
+    }
+    /// This place after `count` steps, 2^26 at most. [any] [render]
+    [[nodiscard]] FixedFrames after(uint32_t count, uint64_t step) const noexcept
+    {
+        const uint64_t moved = fraction + count * step;
+        return {whole + static_cast<int64_t>(moved >> 32), static_cast<uint32_t>(moved)};
+    }
+    [[nodiscard]] double value() const noexcept { return static_cast<double>(whole) + fraction / kOne; } ///< [any]
+};
+
+} // namespace kx
