@@ -1,6 +1,7 @@
 // The player's own paths, each beside a reference loop of the same size. Trust the ratios of one run, not the times.
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
+#include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <benchmark/benchmark.h>
@@ -143,10 +144,16 @@ void BM_ExportReference(benchmark::State &state)
 }
 BENCHMARK(BM_ExportReference)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+/// The argument is the rate in percent; other than 100 it goes through the time-pitch effect.
 void BM_Export(benchmark::State &state)
 {
     const auto player = KXAFilePlayer::player();
     player->loadFileAtURL(minute());
+    if (state.range(0) != 100) {
+        AVAudioUnitTimePitch effect;
+        effect.setRate(static_cast<float>(state.range(0)) / 100);
+        player->setEffect(effect.audioUnit());
+    }
     const auto out = minute().string() + ".aiff";
     std::mutex lock;
     std::condition_variable changed;
@@ -165,7 +172,7 @@ void BM_Export(benchmark::State &state)
     std::filesystem::remove(out);
     state.SetItemsProcessed(state.iterations() * kFrames);
 }
-BENCHMARK(BM_Export)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Export)->Arg(100)->Arg(80)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_OpenReference(benchmark::State &state)
 {

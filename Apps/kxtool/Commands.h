@@ -16,9 +16,16 @@ struct RangeOptions {
     std::optional<int64_t> end;
 };
 
+/// How the sound is changed; what is left out stays as it is.
+struct EffectOptions {
+    std::optional<float> rate;  ///< 0.25 to 4
+    std::optional<float> pitch; ///< cents, -2400 to 2400
+};
+
 struct PlayOptions {
     std::string file;
     RangeOptions range;
+    EffectOptions effect;
     std::optional<int64_t> position; ///< without it, the range's start
     bool loop = false;
     std::optional<float> volume; ///< 0 to 1
@@ -30,6 +37,7 @@ struct ExportOptions {
     std::string file;
     std::string output;
     RangeOptions range;
+    EffectOptions effect;
 };
 
 struct DecodeOptions {

@@ -94,6 +94,7 @@ void exportRange(const ExportOptions &options)
     const auto job = std::make_shared<ExportJob>(waiter);
     {
         const auto player = makePlayer(options.file);
+        applyEffect(*player, options.effect);
         const Range range = rangeIn(options.file, options.range, player->totalPackets());
         player->setOffsetFramesPlay(range.start, range.start, range.end);
         player->prepareForExport();

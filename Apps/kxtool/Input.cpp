@@ -46,6 +46,17 @@ std::shared_ptr<KXAFilePlayer> makePlayer(const std::string &file)
     return player;
 }
 
+void applyEffect(KXAFilePlayer &player, const EffectOptions &options)
+{
+    if (!options.rate && !options.pitch)
+        return;
+    AVAudioUnitTimePitch effect; // its unit lives on in the player
+    effect.setRate(options.rate.value_or(1));
+    effect.setPitch(options.pitch.value_or(0));
+    player.setEffect(effect.audioUnit());
+    player.setEffectMode(KXAEffectModeAU);
+}
+
 void requireOrder(const RangeOptions &range)
 {
     if (range.end && range.start.value_or(0) >= *range.end)

@@ -15,6 +15,9 @@ std::shared_ptr<KXAFiledAudioData2> openAudioData(const std::string &file);
 /// A player with the file loaded. Throws Failure where that cannot be.
 std::shared_ptr<KXAFilePlayer> makePlayer(const std::string &file);
 
+/// Gives the player a time-pitch effect where the options ask for one.
+void applyEffect(KXAFilePlayer &player, const EffectOptions &options);
+
 struct Range {
     int64_t start;
     int64_t end;

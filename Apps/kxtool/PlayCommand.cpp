@@ -122,7 +122,7 @@ void playOn(KXAFilePlayer &player, const PlayOptions &options, const Range &rang
     for (milliseconds tick = left(); tick.count() > 0; tick = left()) {
         if (waiter.wait(tick) != Waiter::Event::Timeout)
             return player.stop();
-        const int64_t frame = player.frameOffset();
+        const int64_t frame = player.heardFrame().frame;
         progress.show(progressOf(player, frame, frames));
         if (!player.isPlaying())
             return letDeviceFinish(player, waiter);
@@ -141,6 +141,7 @@ void play(const PlayOptions &options)
     const auto report = std::make_shared<PlaybackReport>(waiter);
     {
         const auto player = makePlayer(options.file);
+        applyEffect(*player, options.effect);
         chooseDevice(*player, options);
         keepVolume(player, options.volume.value_or(player->volume()));
         player->setPlaybackFailureBlock([report](const NSException &exception) { report->fail(exception); });

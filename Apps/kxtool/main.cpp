@@ -56,6 +56,21 @@ void addRange(CLI::App &command, RangeOptions &range)
         command, "--end", [&range](int64_t frame) { range.end = frame; }, "Frame that ends the range");
 }
 
+void addNumber(CLI::App &command, const std::string &name, std::optional<float> &value, float min, float max,
+               const char *unit, const std::string &help)
+{
+    command
+        .add_option_function<std::string>(
+            name, [=, &value](const std::string &text) { value = numberIn(name, text, min, max); }, help)
+        ->type_name(unit);
+}
+
+void addEffect(CLI::App &command, EffectOptions &effect)
+{
+    addNumber(command, "--rate", effect.rate, 0.25F, 4.0F, "RATE", "Speed, 0.25 to 4; the pitch stays");
+    addNumber(command, "--pitch", effect.pitch, -2400.0F, 2400.0F, "CENTS", "Pitch, -2400 to 2400; the speed stays");
+}
+
 CLI::App &addCommand(CLI::App &app, const std::string &name, const std::string &help, std::string *file)
 {
     CLI::App &command = *app.add_subcommand(name, help);
@@ -71,11 +86,8 @@ void addPlay(CLI::App &app, PlayOptions &options, std::function<void()> &chosen)
     addFrame(
         command, "--position", [&](int64_t frame) { options.position = frame; }, "Where to start playing");
     command.add_flag("--loop", options.loop, "Play the range over and over");
-    command
-        .add_option_function<std::string>(
-            "--volume", [&](const std::string &text) { options.volume = numberIn("--volume", text, 0.0F, 1.0F); },
-            "Linear gain, 0 to 1")
-        ->type_name("GAIN");
+    addNumber(command, "--volume", options.volume, 0.0F, 1.0F, "GAIN", "Linear gain, 0 to 1");
+    addEffect(command, options.effect);
     command.add_option("--device", options.device, "Name of the output device")->type_name("NAME");
     command
         .add_option_function<std::string>(
@@ -91,6 +103,7 @@ void addExport(CLI::App &app, ExportOptions &options, std::function<void()> &cho
     CLI::App &command = addCommand(app, "export", "Writes a range as it sounds to an AIFF file", &options.file);
     command.add_option("OUT", options.output, "The AIFF file to write")->required()->type_name("");
     addRange(command, options.range);
+    addEffect(command, options.effect);
     command.final_callback([&] { chosen = [&options] { exportRange(options); }; });
 }
 

@@ -27,7 +27,7 @@ std::shared_ptr<KXAFilePlayer> KXAFilePlayer::player()
     return player;
 }
 
-KXAFilePlayer::KXAFilePlayer(Key /*key*/) : playerParam_(KXAPlayerParam::playerParam()) {}
+KXAFilePlayer::KXAFilePlayer(Key /*key*/) {}
 
 void KXAFilePlayer::setUp()
 {
@@ -108,6 +108,7 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url)
         param->setEndOffset(size);
         param->setStartOffset(0);
         param->setByteOffset(0);
+        timeline_.clear();
         return previous;
     });
     return loaded;
@@ -123,6 +124,8 @@ void KXAFilePlayer::play()
         return;
     isPlaying_ = true;
     resetAUs();
+    timeline_.restart();
+    silentFrames_ = kNothingYet;
     _ASSERT_NOERR(AudioOutputUnitStart(outputUnit_), "-[KXAFilePlayer play]");
     playerParam()->setOutputUnit(outputUnit_);
 }

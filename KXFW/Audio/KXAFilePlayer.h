@@ -1,14 +1,9 @@
 #pragma once
 
-#include "KXFW/Audio/KXAFilePlayerDataSource.h"
-#include "KXFW/Audio/KXAPlayerParam.h"
-#include "KXFW/Platform/AudioUnits/AudioUnit.h"
-#include "KXFW/Platform/Dispatch/SerialQueue.h"
-#include "KXFW/Platform/Dispatch/TimerSource.h"
+#include "KXFW/Audio/HeardTimeline.h"
+#include "KXFW/Audio/KXAFilePlayerFields.h"
 #include "KXFW/Platform/Foundation/Guarded.h"
 #include "KXFW/Platform/Foundation/NSException.h"
-#include "KXFW/Platform/Foundation/NSObject.h"
-#include "KXFW/Platform/Hardware/AudioObject.h"
 
 #include <atomic>
 #include <exception>
@@ -22,6 +17,12 @@
 enum : uint64_t {
     KXAEffectModeNone = 0, ///< output unit, converter, render callback
     KXAEffectModeAU = 1,   ///< output unit, converter, effect unit, converter, render callback
+};
+
+/// A frame of the loaded file and the time at which it is heard.
+struct KXAHeardFrame {
+    int64_t frame;     ///< of 44,100 Hz
+    uint64_t hostTime; ///< nanoseconds of the monotonic clock
 };
 
 /// Plays one audio file through a chain of audio units, with a loop range, a volume and an optional effect unit, and
@@ -40,7 +41,7 @@ enum : uint64_t {
 /// thread takes only byteOffsetChangeQueue and the audio data's queues. The timer pre-reads every 100 ms. Device
 /// changes are handled on the platform's notification thread, exports on a background thread. All of them hold the
 /// player only while they work, so the last reference may drop on any thread.
-class KX_EXPORT KXAFilePlayer : public NSObject, public std::enable_shared_from_this<KXAFilePlayer>
+class KX_EXPORT KXAFilePlayer : public KXAFilePlayerFields, public std::enable_shared_from_this<KXAFilePlayer>
 {
     struct Key {
     };
@@ -86,6 +87,11 @@ public:
     /// Jumps. With loop, a position outside the range goes to the range's start; else it is limited to 0 and the data's
     /// size. Without a file, and while exporting, it does nothing. [any] [queue: byteOffsetChangeQueue] [blocks]
     void setPositionInByte(int64_t position);
+    /// The frame that is being heard, the frames that an effect holds back and the device's latency taken off, and
+    /// when. It never goes back but at a wrap, a jump or a new file. While nothing plays it is the frame that was heard
+    /// last, or, after a jump or a load, the position. [any]
+    [[nodiscard]] KXAHeardFrame heardFrame() const;
+    void setPositionToHeardFrame();         ///< After a stop: play goes on where it was heard. [any] [blocks]
     void setPositionInFrame(int64_t frame); ///< [any] [queue: byteOffsetChangeQueue] [blocks]
     void setLoop(bool loop);                ///< [any]
     [[nodiscard]] bool loop() const;        ///< [any] [render]
@@ -105,12 +111,16 @@ public:
     /// Sets the range, then the position, in frames. [any] [queue: byteOffsetChangeQueue] [blocks]
     void setOffsetFramesPlay(int64_t play, int64_t start, int64_t end);
 
+    /// Sets what the render path hands to the chain; followed by the change hook. [any] [blocks]
+    void setInputDescription(const AudioStreamBasicDescription &description);
+
     // The chain of units. The set-ups are for a stopped player; setEffectMode and setEffect may come at any time.
 
     /// Stores the mode and builds its chain; modes other than 0 and 1 are stored only. Without an effect unit, mode 1
     /// builds the chain of mode 0. Playback goes on. [any] [blocks]
     void setEffectMode(uint64_t mode);
-    /// Takes an effect unit (borrowed; null for none) and builds the effect chain, whatever the mode. [any] [blocks]
+    /// Takes an effect unit (null for none), which lives as long as the player has it unless it is disposed of, and
+    /// builds the effect chain, whatever the mode. [any] [blocks]
     void setEffect(AudioUnit effect);
     void setupNoEffectMode();                         ///< [any] [blocks]
     void setupAUEffectMode();                         ///< [any] [blocks]
@@ -162,40 +172,19 @@ public:
     /// written. [render] [queue: byteOffsetChangeQueue]
     int64_t _readToBuffer(void *destination, int64_t frames);
     /// What the render callback does. A failure is kept, and the slice is silent. [render]
-    void prv_render(uint32_t frames, AudioBuffer &buffer) noexcept;
+    void prv_render(const AudioTimeStamp &time, uint32_t frames, AudioBuffer &buffer) noexcept;
+    /// The frames that the chain holds back once the slice under way is done. [any] [render]
+    [[nodiscard]] uint32_t prv_heldFrames() const;
+    /// The frames that went into the chain since the player was made, silence included. [any] [render]
+    [[nodiscard]] int64_t prv_enteredFrames() const noexcept { return timeline_.entered(); }
     /// Throws the failure that the render path kept, if there is one, and forgets it. [any]
     void prv_raiseRenderFailure();
-
-    // The fields. All [any].
-    [[nodiscard]] std::shared_ptr<KXAPlayerParam> playerParam() const { return playerParam_.get(); }
-    void setPlayerParam(std::shared_ptr<KXAPlayerParam> param) { playerParam_.set(std::move(param)); } // not null
-    void setIsPlaying(bool isPlaying) noexcept { isPlaying_ = isPlaying; }
-    [[nodiscard]] std::shared_ptr<kx::SerialQueue> byteOffsetChangeQueue() const
-    {
-        return byteOffsetChangeQueue_.get();
-    }
-    void setByteOffsetChangeQueue(std::shared_ptr<kx::SerialQueue> queue)
-    {
-        byteOffsetChangeQueue_.set(std::move(queue));
-    }
-    [[nodiscard]] AudioUnit outputUnit() const noexcept { return outputUnit_; }
-    void setOutputUnit(AudioUnit unit) noexcept { outputUnit_ = unit; }
-    [[nodiscard]] AudioUnit effectUnit() const noexcept { return effectUnit_; }
-    void setEffectUnit(AudioUnit unit) noexcept { effectUnit_ = unit; }
-    [[nodiscard]] AudioUnit preConverterUnit() const noexcept { return preConverterUnit_; }
-    void setPreConverterUnit(AudioUnit unit) noexcept { preConverterUnit_ = unit; }
-    [[nodiscard]] AudioUnit postConverterUnit() const noexcept { return postConverterUnit_; }
-    void setPostConverterUnit(AudioUnit unit) noexcept { postConverterUnit_ = unit; }
-    [[nodiscard]] std::shared_ptr<kx::TimerSource> timer() const { return timer_.get(); }
-    void setTimer(std::shared_ptr<kx::TimerSource> timer) { timer_.set(std::move(timer)); }
-    [[nodiscard]] std::shared_ptr<KXAFilePlayerDataSource> dataSource() const { return dataSource_.get(); }
-    void setDataSource(std::shared_ptr<KXAFilePlayerDataSource> source) { dataSource_.set(std::move(source)); }
-    [[nodiscard]] AudioStreamBasicDescription inputDescription() const { return inputDescription_.get(); }
-    void setInputDescription(const AudioStreamBasicDescription &description); ///< Followed by the change hook. [any]
 
 private:
     using ControlGuard = std::lock_guard<std::recursive_mutex>;
     struct ExportRequest;
+    struct SliceRead;
+    static constexpr int64_t kNothingYet = INT64_MAX / 2;
 
     void setUp();
     void startTimer();
@@ -205,7 +194,9 @@ private:
     void settle();
     void stopFromRenderThread();
     void stopSilentlyFromRenderThread() noexcept;
-    int64_t readBytes(void *destination, int64_t bytes);
+    SliceRead readBytes(void *destination, int64_t bytes);
+    void noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read);
+    void stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read);
     [[nodiscard]] int64_t bytesOf(int64_t frames) const;
     [[nodiscard]] bool rangeIsEmpty() const;
     [[nodiscard]] int64_t bytesPerInputFrame() const;
@@ -233,25 +224,16 @@ private:
     void endExport() noexcept;
     void reportPlaybackFailure() noexcept;
 
-    std::atomic<AudioObjectID> mOutputDeviceID{kAudioObjectUnknown};
-    std::atomic<bool> isPlaying_{false};
-    kx::Guarded<std::shared_ptr<KXAPlayerParam>> playerParam_;
-    kx::Guarded<std::shared_ptr<kx::SerialQueue>> byteOffsetChangeQueue_;
-    std::atomic<AudioUnit> outputUnit_{nullptr};
-    std::atomic<AudioUnit> effectUnit_{nullptr};
-    std::atomic<AudioUnit> preConverterUnit_{nullptr};
-    std::atomic<AudioUnit> postConverterUnit_{nullptr};
-    kx::Guarded<std::shared_ptr<kx::TimerSource>> timer_;
-    kx::Guarded<std::shared_ptr<KXAFilePlayerDataSource>> dataSource_;
-    kx::Guarded<AudioStreamBasicDescription> inputDescription_;
-
     std::recursive_mutex controlLock_;  ///< serialises what touches units; never taken by the render thread
     std::atomic<bool> isMoving_{false}; ///< was playing and will again, once the output unit is rebuilt
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
-    std::optional<AudioObjectID> fledTo_;           ///< the default taken when a device was lost; under controlLock_
-    bool defaultChangedMeanwhile_ = false;          ///< during an export; under controlLock_
-    std::optional<AudioObjectID> chosenMeanwhile_;  ///< during an export; under controlLock_
+    std::optional<AudioObjectID> fledTo_;          ///< the default taken when a device was lost; under controlLock_
+    bool defaultChangedMeanwhile_ = false;         ///< during an export; under controlLock_
+    std::optional<AudioObjectID> chosenMeanwhile_; ///< during an export; under controlLock_
+    mutable kx::HeardTimeline timeline_;
+    int64_t silentFrames_ = kNothingYet;            ///< put into the chain since data was; the render thread's
+    kx::Guarded<std::shared_ptr<void>> effectHold_; ///< keeps the effect unit
     kx::Guarded<std::exception_ptr> renderFailure_; ///< met by the render path, told by others
     kx::Guarded<FailureBlock> playbackFailureBlock_;
     kx::Guarded<std::function<void()>> outputRebuiltBlock_;

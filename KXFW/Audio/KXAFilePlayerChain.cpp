@@ -59,6 +59,7 @@ void KXAFilePlayer::setEffect(AudioUnit effect)
         return;
     rebuild([&] {
         effectUnit_ = effect;
+        const auto before = effectHold_.exchange(AudioUnitHold(effect)); // ends once it is out of the chain
         setupAUEffectMode();
     });
 }

@@ -1,6 +1,7 @@
 // Position, range, loop and volume of the player.
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/Foundation/MonotonicTime.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <algorithm>
@@ -54,6 +55,8 @@ void KXAFilePlayer::setPositionInByte(int64_t position)
         const auto param = playerParam();
         param->setByteOffset(boundedPosition(position, data->bufferSize()));
         data->seek(param->byteOffset() / bytesPerFrame);
+        if (!isPlaying())
+            timeline_.clear(); // nothing of before will be heard
     });
     if (refused)
         NSLog("position refused: an export is running");
@@ -70,6 +73,22 @@ int64_t KXAFilePlayer::boundedPosition(int64_t position, int64_t dataSize) const
 void KXAFilePlayer::setPositionInFrame(int64_t frame)
 {
     setPositionInByte(bytesOf(frame));
+}
+
+KXAHeardFrame KXAFilePlayer::heardFrame() const
+{
+    AudioTimeStamp heard{};
+    uint32_t size = sizeof heard;
+    if (AudioUnitGetProperty(outputUnit(), kAudioOutputUnitProperty_HeardTime, kAudioUnitScope_Global, 0, &heard,
+                             &size) == noErr)
+        if (const auto frame = timeline_.frameAt(heard.mSampleTime))
+            return {*frame, heard.mHostTime};
+    return {frameOffset(), kx::monotonicTime()};
+}
+
+void KXAFilePlayer::setPositionToHeardFrame()
+{
+    setPositionInFrame(heardFrame().frame);
 }
 
 void KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end)

@@ -81,11 +81,11 @@ private:
 
 } // namespace
 
-OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags * /*flags*/, const AudioTimeStamp * /*time*/,
+OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags * /*flags*/, const AudioTimeStamp *time,
                            uint32_t /*bus*/, uint32_t frames, AudioBufferList *data)
 {
     if (data && data->mNumberBuffers > 0)
-        static_cast<KXAFilePlayer *>(reference)->prv_render(frames, data->mBuffers[0]);
+        static_cast<KXAFilePlayer *>(reference)->prv_render(time ? *time : AudioTimeStamp{}, frames, data->mBuffers[0]);
     return noErr;
 }
 
@@ -101,7 +101,14 @@ bool KXAFilePlayer::onRenderThread() const noexcept
     return renderingPlayer == this || kx::RenderScope::depth() > 0;
 }
 
-void KXAFilePlayer::prv_render(uint32_t frames, AudioBuffer &buffer) noexcept
+/// One read: the walk that was taken, what came of it, and whether a failure ended it.
+struct KXAFilePlayer::SliceRead {
+    kx::LoopRange range{};
+    kx::LoopWalkResult walk{};
+    bool failed = false;
+};
+
+void KXAFilePlayer::prv_render(const AudioTimeStamp &time, uint32_t frames, AudioBuffer &buffer) noexcept
 {
     if (!buffer.mData)
         return;
@@ -111,7 +118,11 @@ void KXAFilePlayer::prv_render(uint32_t frames, AudioBuffer &buffer) noexcept
         byteOffsetChangeQueue()->sync([&] {
             // The input format may change between the chain's request and this read: never beyond the buffer.
             const int64_t wanted = bytesPerInputFrame() * static_cast<int64_t>(frames);
-            filled = static_cast<std::size_t>(readBytes(buffer.mData, std::min<int64_t>(wanted, buffer.mDataByteSize)));
+            const SliceRead read = readBytes(buffer.mData, std::min<int64_t>(wanted, buffer.mDataByteSize));
+            filled = static_cast<std::size_t>(read.walk.count);
+            const uint32_t held = prv_heldFrames();
+            noteSlice(time, frames, held, read);
+            stopOnceHeard(frames, held, read);
         });
     } catch (...) {
         renderFailure_.set(std::current_exception());
@@ -123,14 +134,17 @@ void KXAFilePlayer::prv_render(uint32_t frames, AudioBuffer &buffer) noexcept
 
 int64_t KXAFilePlayer::_readToBuffer(void *destination, int64_t frames)
 {
-    return readBytes(destination, bytesOf(frames));
+    const SliceRead read = readBytes(destination, bytesOf(frames));
+    if (read.walk.ended || read.failed)
+        stop();
+    return read.walk.count;
 }
 
-int64_t KXAFilePlayer::readBytes(void *destination, int64_t bytes)
+KXAFilePlayer::SliceRead KXAFilePlayer::readBytes(void *destination, int64_t bytes)
 {
     const auto data = audioData();
     if (!data)
-        return 0;
+        return {};
     const auto param = playerParam();
     const kx::LoopRange range{param->startOffset(), param->endOffset(), data->bufferSize(),
                               static_cast<int64_t>(data->format().mBytesPerFrame), param->loop()};
@@ -139,7 +153,33 @@ int64_t KXAFilePlayer::readBytes(void *destination, int64_t bytes)
     param->setByteOffset(result.position);
     if (walk.failure())
         renderFailure_.set(walk.failure());
-    if (result.ended || walk.failure())
+    return {range, result, walk.failure() != nullptr};
+}
+
+uint32_t KXAFilePlayer::prv_heldFrames() const
+{
+    uint32_t held = 0;
+    uint32_t size = sizeof held;
+    if (postConverterUnit() != nullptr) // else there is no effect to hold any
+        AudioUnitGetProperty(playerParam()->postUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global, 0, &held,
+                             &size);
+    return held;
+}
+
+void KXAFilePlayer::noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read)
+{
+    const int64_t frame = std::max<int64_t>(read.range.bytesPerFrame, 1);
+    const int64_t end = read.range.loop ? std::min(read.range.end, read.range.dataSize) : read.range.dataSize;
+    timeline_.note({time.mSampleTime, frames, held, read.walk.first / frame,
+                    std::max<int64_t>(read.range.start, 0) / frame, end / frame, read.range.loop});
+}
+
+/// At the end of the data, silence goes into the chain until the frames that it holds back are out.
+void KXAFilePlayer::stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read)
+{
+    const int64_t missing = frames - read.walk.count / std::max<int64_t>(read.range.bytesPerFrame, 1);
+    silentFrames_ = read.walk.count > 0 ? missing : std::min(silentFrames_ + missing, kNothingYet);
+    const bool ends = read.walk.ended || (read.failed && !read.range.loop);
+    if ((ends && silentFrames_ >= held) || (read.failed && read.range.loop))
         stop();
-    return result.count;
 }

@@ -24,7 +24,7 @@ public:
             moveTo(0);
         const int64_t wanted = std::min(request_, std::max<int64_t>(range_.dataSize - position_, 0));
         const bool whole = advance(wanted);
-        return {position_, count_, !whole || position_ >= range_.dataSize};
+        return {first(), position_, count_, !whole || position_ >= range_.dataSize};
     }
 
     LoopWalkResult around()
@@ -43,10 +43,12 @@ public:
         }
         if (!wrapped && position_ == range_.dataSize)
             moveTo(range_.start);
-        return {position_, count_, false};
+        return {first(), position_, count_, false};
     }
 
 private:
+    [[nodiscard]] int64_t first() const { return count_ > 0 ? first_ : position_; }
+
     void moveTo(int64_t position)
     {
         source_.seek(position / range_.bytesPerFrame);
@@ -56,6 +58,8 @@ private:
     bool advance(int64_t bytes)
     {
         const int64_t got = bytes > 0 ? source_.read(count_, bytes) : 0;
+        if (count_ == 0)
+            first_ = position_;
         count_ += got;
         position_ += got;
         return got == bytes;
@@ -94,6 +98,7 @@ private:
     LoopWalkSource &source_;
     int64_t request_;
     int64_t position_;
+    int64_t first_ = 0;
     int64_t turn_; ///< where the walk turns back: the end of the range or of the data
     int64_t count_ = 0;
 };
@@ -109,11 +114,11 @@ LoopWalkResult walkLoop(const LoopRange &range, int64_t position, int64_t reques
 {
     const int64_t frame = range.bytesPerFrame;
     if (frame <= 0 || request < frame)
-        return {position, 0, false};
+        return {position, position, 0, false};
     const LoopRange whole{wholeFrames(std::max<int64_t>(range.start, 0), frame), wholeFrames(range.end, frame),
                           wholeFrames(range.dataSize, frame), frame, range.loop};
     if (whole.start >= whole.end || whole.start >= whole.dataSize)
-        return {position, 0, false};
+        return {position, position, 0, false};
     Walk walk(whole, wholeFrames(position, frame), wholeFrames(request, frame), source);
     return range.loop ? walk.around() : walk.straight();
 }

@@ -30,6 +30,7 @@ public:
 };
 
 struct LoopWalkResult {
+    int64_t first;    ///< where the first byte that the destination got was read
     int64_t position; ///< where the next walk starts
     int64_t count;    ///< bytes that the destination got
     bool ended;       ///< without loop: the end of the data was reached, or the data could not be read on

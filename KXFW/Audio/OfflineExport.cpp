@@ -6,6 +6,7 @@
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace kx
@@ -92,7 +93,11 @@ void OfflineExport::refuseTooLong() const
 {
     const int64_t last = std::min(player_.endOffsetInFrame(), player_.totalPackets());
     const int64_t frames = std::max<int64_t>(last - player_.frameOffset(), 0);
-    const int64_t slices = (frames + kFramesPerSlice - 1) / kFramesPerSlice;
+    double rate = 1;
+    uint32_t size = sizeof rate;
+    AudioUnitGetProperty(player_.playerParam()->postUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global, 0,
+                         &rate, &size);
+    const auto slices = static_cast<int64_t>(std::ceil(static_cast<double>(frames) / rate / kFramesPerSlice));
     const int64_t bytesPerSlice = int64_t{GetStandardDescription().mBytesPerFrame} * kFramesPerSlice;
     if (slices > ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / bytesPerSlice)
         _ASSERT_NOERR(kAudioFileTooLargeError, kSite);
@@ -103,8 +108,23 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
     BufferList buffers(bufferCount(format), channelsPerBuffer(format), format.mBytesPerFrame * kFramesPerSlice);
     AudioTimeStamp time{};
     time.mFlags = kAudioTimeStampSampleTimeValid;
-    while (player_.frameOffset() < player_.endOffsetInFrame() && !cancelled() && writeSlice(file, buffers, time)) {
+    firstFrame_ = player_.frameOffset();
+    enteredBefore_ = player_.prv_enteredFrames();
+    while (hasMore() && !cancelled() && writeSlice(file, buffers, time)) {
     }
+}
+
+/// Until the position reaches the range's end, and then as long as frames of the range are held back by the chain.
+bool OfflineExport::hasMore() const
+{
+    const int64_t end = player_.endOffsetInFrame();
+    return player_.frameOffset() < end || playedUpTo() < end;
+}
+
+/// The file's frame, had it no end, that the next slice begins with. Where nothing is held back it is the position.
+int64_t OfflineExport::playedUpTo() const
+{
+    return firstFrame_ + player_.prv_enteredFrames() - enteredBefore_ - player_.prv_heldFrames();
 }
 
 bool OfflineExport::cancelled() const
@@ -114,7 +134,7 @@ bool OfflineExport::cancelled() const
     const int64_t start = player_.startOffsetInFrame();
     const int64_t length = player_.endOffsetInFrame() - start;
     const auto done = static_cast<double>(player_.frameOffset() - start);
-    return progressAndCancelBlock_(length > 0 ? done * 100.0 / static_cast<double>(length) : 0.0);
+    return progressAndCancelBlock_(length > 0 ? std::min(done * 100.0 / static_cast<double>(length), 100.0) : 0.0);
 }
 
 /// Data that could not be read to its end is no finished export.
@@ -130,13 +150,14 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
     if (const auto data = player_.audioData())
         data->prereadFrames(kFramesPerSlice);
     const int64_t before = player_.frameOffset();
+    const bool holdsSome = playedUpTo() < std::min(before, player_.endOffsetInFrame());
     buffers.rewind(~0U);
     AudioUnitRenderActionFlags flags = 0;
     const OSStatus rendered =
         AudioUnitRender(player_.playerParam()->postUnit(), &flags, &time, 0, kFramesPerSlice, buffers.get());
     player_.prv_raiseRenderFailure();
     _ASSERT_NOERR(rendered, kSite);
-    if (player_.frameOffset() == before) {
+    if (player_.frameOffset() == before && !holdsSome) {
         refuseHalf();
         NSLog("no frames read");
         return false;

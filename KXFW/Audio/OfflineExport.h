@@ -30,11 +30,15 @@ private:
     void refuseTooLong() const;
     void refuseHalf() const;
     void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
+    [[nodiscard]] bool hasMore() const;
+    [[nodiscard]] int64_t playedUpTo() const;
     [[nodiscard]] bool cancelled() const;
     bool writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time);
 
     KXAFilePlayer &player_;
     const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock_;
+    int64_t firstFrame_ = 0;    ///< the position at the beginning
+    int64_t enteredBefore_ = 0; ///< frames that had gone into the chain then
 };
 
 } // namespace kx

@@ -132,16 +132,16 @@ INSTANTIATE_TEST_SUITE_P(All, TimePitch,
 
 TEST_P(TimePitch, KeepsTheUnitContract)
 {
-    UnitContract{"time-pitch",
-                 {kAudioUnitType_FormatConverter, kAudioUnitSubType_TimePitch, 0, 0, 0},
-                 [](AudioUnit unit) {
-                     EXPECT_EQ(AudioUnitSetParameter(unit, kTimePitchParam_Rate, kAudioUnitScope_Global, 0,
-                                                     GetParam().rate, 0),
-                               noErr);
-                     EXPECT_EQ(AudioUnitSetParameter(unit, kTimePitchParam_Pitch, kAudioUnitScope_Global, 0,
-                                                     GetParam().cents, 0),
-                               noErr);
-                 }}
+    UnitContract{
+        "time-pitch",
+        {kAudioUnitType_FormatConverter, kAudioUnitSubType_TimePitch, 0, 0, 0},
+        [](AudioUnit unit) {
+            EXPECT_EQ(AudioUnitSetParameter(unit, kTimePitchParam_Rate, kAudioUnitScope_Global, 0, GetParam().rate, 0),
+                      noErr);
+            EXPECT_EQ(
+                AudioUnitSetParameter(unit, kTimePitchParam_Pitch, kAudioUnitScope_Global, 0, GetParam().cents, 0),
+                noErr);
+        }}
         .check();
 }
 
@@ -157,7 +157,8 @@ TEST_P(TimePitch, DrawsTheLookAheadOnceAndThenWhatItPlays)
         ASSERT_NEAR(static_cast<double>(rig.drawn), due, 1) << "slice " << i;
     }
     EXPECT_EQ(get<uint32_t>(rig.effect.audioUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global), kLookAhead);
-    EXPECT_EQ(get<double>(rig.effect.audioUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global), GetParam().rate);
+    EXPECT_EQ(get<double>(rig.effect.audioUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global),
+              GetParam().rate);
 }
 
 TEST_P(TimePitch, AToneKeepsItsLevelAndHasTheWantedPitch)
@@ -259,10 +260,19 @@ TEST(TimePitchUnit, AThousandChangesLoseNothingAndDoNotClick)
         for (int i = 0; i < 1000; ++i) {
             const float before = speed;
             switch (random() % 6) { // a jump, a small move, or home
-            case 0: rate = std::exp2(between(-2, 2)); break;
-            case 1: cents = between(-2400, 2400); break;
-            case 2: rate = 1; cents = 0; break;
-            default: rate = std::clamp(rate * std::exp2(between(-0.05, 0.05)), 0.25F, 4.0F); break;
+            case 0:
+                rate = std::exp2(between(-2, 2));
+                break;
+            case 1:
+                cents = between(-2400, 2400);
+                break;
+            case 2:
+                rate = 1;
+                cents = 0;
+                break;
+            default:
+                rate = std::clamp(rate * std::exp2(between(-0.05, 0.05)), 0.25F, 4.0F);
+                break;
             }
             ASSERT_EQ(rig.effect.setRate(rate), noErr);
             ASSERT_EQ(rig.effect.setPitch(cents), noErr);

@@ -12,7 +12,7 @@
 class KX_EXPORT AVAudioUnitTimePitch
 {
 public:
-    AVAudioUnitTimePitch(); ///< At rate 1 and pitch 0. Raises an exception when the unit cannot be made. [any]
+    AVAudioUnitTimePitch();  ///< At rate 1 and pitch 0. Raises an exception when the unit cannot be made. [any]
     ~AVAudioUnitTimePitch(); ///< The unit lives on while a chain holds it. [any] [blocks]
     AVAudioUnitTimePitch(const AVAudioUnitTimePitch &) = delete;
     AVAudioUnitTimePitch &operator=(const AVAudioUnitTimePitch &) = delete;

@@ -63,6 +63,10 @@ enum : AudioUnitPropertyID {
     kAudioOutputUnitProperty_IsRunning = 2001,     ///< uint32_t; read only: started and not stopped
     kAudioOutputUnitProperty_Underruns = 2900,     ///< uint64_t; read only: since the unit was made
     kAudioOutputUnitProperty_DeviceLatency = 2901, ///< uint32_t, frames of 44,100 Hz; read only
+    /// AudioTimeStamp, read only: what is being heard, the device's latency taken off. mSampleTime counts the frames of
+    /// 44,100 Hz pulled since the start, as the time stamps of the callbacks do; mHostTime is now, in nanoseconds of
+    /// the monotonic clock. After a stop it stays at what was heard last.
+    kAudioOutputUnitProperty_HeardTime = 2902,
 };
 
 enum : AudioUnitParameterID {

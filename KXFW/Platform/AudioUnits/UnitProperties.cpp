@@ -156,7 +156,8 @@ OSStatus Unit::setParameter(AudioUnitParameterID id, AudioUnitScope scope, Audio
         return kAudioUnitErr_InvalidScope;
     if (element != 0)
         return kAudioUnitErr_InvalidElement;
-    if (parameter->outside == Parameter::Outside::Refused && !(value >= parameter->minimum && value <= parameter->maximum))
+    if (parameter->outside == Parameter::Outside::Refused &&
+        !(value >= parameter->minimum && value <= parameter->maximum))
         return kAudioUnitErr_InvalidPropertyValue;
     parameter->value = std::clamp(value, parameter->minimum, parameter->maximum);
     return noErr;

@@ -26,8 +26,8 @@ public:
     [[nodiscard]] static uint32_t reach(double speed) noexcept;
 
     /// Values of `channels` signals, kMaximumChannels at most, at the places fraction + i * step, both in 2^-32 of a
-    /// sample, from the sample that `planes` points at; step up to kFastest. The planes have `reach` samples before that
-    /// and behind the last place. [render]
+    /// sample, from the sample that `planes` points at; step up to kFastest. The planes have `reach` samples before
+    /// that and behind the last place. [render]
     void read(const float *const *planes, uint32_t channels, uint32_t fraction, uint64_t step, float *const *out,
               uint32_t frames) const noexcept;
 

@@ -2,12 +2,12 @@
 
 #include "KXFW/Platform/AudioUnits/Unit.h"
 #include "KXFW/Platform/AudioUnits/Units/RenderThread.h"
+#include "KXFW/Platform/Foundation/MonotonicTime.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <exception>
 #include <utility>
 
@@ -25,13 +25,6 @@ constexpr auto kLongestStart = 1s;
 
 /// The run whose render thread this is.
 thread_local OutputRun *currentRun = nullptr;
-
-uint64_t hostTime() noexcept
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1'000'000'000u + static_cast<uint64_t>(now.tv_nsec);
-}
 
 } // namespace
 
@@ -100,6 +93,29 @@ uint32_t OutputRun::latencyFrames() const
         std::llround(stream_->latencyFrames() * kCanonicalSampleRate / stream_->format().mSampleRate));
 }
 
+double OutputRun::heardFrames() const
+{
+    const std::lock_guard guard(lock_);
+    return heardFramesLocked();
+}
+
+/// Where a slice is written meanwhile the count and the latency are taken once more, so that they belong together.
+double OutputRun::heardFramesLocked() const
+{
+    if (!stream_)
+        return heardBefore_;
+    uint64_t written = 0;
+    uint64_t latency = 0;
+    for (int attempt = 0; attempt < 4; ++attempt) {
+        written = written_;
+        latency = stream_->latencyFrames();
+        if (written_ == written)
+            break;
+    }
+    const double heard = static_cast<double>(written - std::min(latency, written));
+    return std::max(heardBefore_, openedAt_ + heard * kCanonicalSampleRate / stream_->format().mSampleRate);
+}
+
 void OutputRun::main()
 {
     currentRun = this;
@@ -152,6 +168,8 @@ OSStatus OutputRun::open()
     slice_.emplace(1, format.mChannelsPerFrame, sliceFrames_ * format.mBytesPerFrame);
     const std::lock_guard guard(lock_);
     stream_ = *std::move(opened);
+    openedAt_ = sampleTime_;
+    written_ = 0;
     return noErr;
 }
 
@@ -166,6 +184,7 @@ void OutputRun::close()
 {
     std::unique_ptr<OutputStream> closed; // ends last, with no lock held
     const std::lock_guard guard(lock_);
+    heardBefore_ = heardFramesLocked();
     if (stream_)
         underruns_ += stream_->underruns();
     closed = std::move(stream_);
@@ -201,6 +220,7 @@ OutputRun::Progress OutputRun::fill(uint32_t room)
         const auto slice = conversion_->render(*this, {}, std::min(room, sliceFrames_), *slice_->get());
         if (slice.frames > 0 && stream_->write(slice_->data(0), slice.frames) != noErr)
             return Progress::Lost;
+        written_ += slice.frames;
         const bool keeps = slice.frames > 0 && conversion_->keepsFrames();
         if (!isRunning() && !keeps)
             return Progress::AllWritten;
@@ -221,7 +241,7 @@ OSStatus OutputRun::pull(const AudioTimeStamp &, uint32_t frames, AudioBufferLis
 {
     AudioTimeStamp time{};
     time.mSampleTime = sampleTime_;
-    time.mHostTime = hostTime();
+    time.mHostTime = monotonicTime();
     time.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid;
     sampleTime_ += frames;
     for (uint32_t i = 0; i < list.mNumberBuffers; ++i)

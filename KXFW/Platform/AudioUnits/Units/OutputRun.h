@@ -53,6 +53,7 @@ public:
     [[nodiscard]] bool isRunning() const noexcept { return state_.load() == State::Running; } ///< [any]
     [[nodiscard]] uint64_t underruns() const;                                                 ///< [any]
     [[nodiscard]] uint32_t latencyFrames() const; ///< Of 44,100 Hz, in the device. [any]
+    [[nodiscard]] double heardFrames() const;     ///< Of those pulled: heard so far. [any]
 
 private:
     enum class State { Running, Ending, Cut };
@@ -70,6 +71,7 @@ private:
     void waitToReopen(std::chrono::milliseconds time);
     void tellOpened();
     void reportTrouble() const;
+    [[nodiscard]] double heardFramesLocked() const;
 
     std::shared_ptr<Unit> unit_; ///< used and let go by the thread
     const AudioUnit handle_;
@@ -82,7 +84,10 @@ private:
     std::condition_variable changed_; ///< state_ or opened_
     bool opened_ = false;             ///< the first attempt was made
     std::unique_ptr<OutputStream> stream_;
-    uint64_t underruns_; ///< of streams that are closed
+    uint64_t underruns_;               ///< of streams that are closed
+    double heardBefore_ = 0;           ///< frames heard when the last stream was closed
+    double openedAt_ = 0;              ///< frames pulled when the stream was opened
+    std::atomic<uint64_t> written_{0}; ///< frames of the device, to the stream
 
     // The thread's own.
     std::unique_ptr<FormatConversion> conversion_;

@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/AudioUnits/ComponentTable.h"
 #include "KXFW/Platform/AudioUnits/RenderScope.h"
+#include "KXFW/Platform/Foundation/MonotonicTime.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <algorithm>
@@ -22,6 +23,7 @@ constexpr std::array kProperties{
     PropertyRow{kAudioOutputUnitProperty_IsRunning, kGlobal, sizeof(uint32_t), true, false},
     PropertyRow{kAudioOutputUnitProperty_Underruns, kGlobal, sizeof(uint64_t), true, false},
     PropertyRow{kAudioOutputUnitProperty_DeviceLatency, kGlobal, sizeof(uint32_t), true, false},
+    PropertyRow{kAudioOutputUnitProperty_HeardTime, kGlobal, sizeof(AudioTimeStamp), true, false},
 };
 
 constexpr UnitShape kShape{
@@ -87,8 +89,10 @@ void OutputUnit::cutRun()
         return;
     old->cut();
     const uint64_t counted = old->underruns();
+    const double heard = old->heardFrames();
     const std::lock_guard guard(runLock_);
     underruns_ = counted;
+    heardFrames_ = heard;
     run_.reset();
 }
 
@@ -174,6 +178,22 @@ AudioObjectID OutputUnit::currentDevice() const
     return present == kAudioObjectUnknown ? device.number : present;
 }
 
+AudioTimeStamp OutputUnit::heardTime() const
+{
+    std::shared_ptr<OutputRun> current;
+    AudioTimeStamp time{};
+    {
+        const std::lock_guard guard(runLock_);
+        current = run_;
+        time.mSampleTime = heardFrames_;
+    }
+    if (current)
+        time.mSampleTime = current->heardFrames();
+    time.mHostTime = monotonicTime();
+    time.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid;
+    return time;
+}
+
 std::span<const PropertyRow> OutputUnit::ownProperties() const noexcept
 {
     return kProperties;
@@ -214,6 +234,8 @@ OSStatus OutputUnit::getOwnProperty(AudioUnitPropertyID id, void *data)
         return give(current ? current->underruns() : before);
     case kAudioOutputUnitProperty_DeviceLatency:
         return give(current ? current->latencyFrames() : uint32_t{0});
+    case kAudioOutputUnitProperty_HeardTime:
+        return give(heardTime());
     default:
         return kAudioUnitErr_InvalidProperty;
     }

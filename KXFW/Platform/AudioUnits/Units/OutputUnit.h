@@ -45,6 +45,7 @@ private:
     std::shared_ptr<OutputRun> replaceRun(std::shared_ptr<OutputRun> run);
     void cutRun();
     [[nodiscard]] AudioObjectID currentDevice() const;
+    [[nodiscard]] AudioTimeStamp heardTime() const;
 
     std::array<Parameter, 1> parameters_;
     Guarded<OutputDevice> device_;
@@ -52,6 +53,7 @@ private:
 
     std::mutex runControl_;
     uint64_t underruns_ = 0; ///< of runs before; under runControl_ and runLock_
+    double heardFrames_ = 0; ///< of the last run; the same
     mutable PriorityMutex runLock_;
     std::shared_ptr<OutputRun> run_;
 };

@@ -20,17 +20,17 @@ public:
     }
 
     /// Empty, with the next frame to be appended being number `next`. [any] [render]
-    void restart(int64_t next) noexcept
-    {
-        base_ = begin_ = end_ = next;
-    }
+    void restart(int64_t next) noexcept { base_ = begin_ = end_ = next; }
 
     [[nodiscard]] uint32_t channels() const noexcept { return channels_; } ///< [any] [render]
     [[nodiscard]] int64_t begin() const noexcept { return begin_; }        ///< The first frame held. [any] [render]
     [[nodiscard]] int64_t end() const noexcept { return end_; }            ///< Behind the last one. [any] [render]
 
     /// Frame `index` and those behind it, of one channel. [any] [render]
-    [[nodiscard]] float *at(uint32_t channel, int64_t index) noexcept { return memory_.planes()[channel] + (index - base_); }
+    [[nodiscard]] float *at(uint32_t channel, int64_t index) noexcept
+    {
+        return memory_.planes()[channel] + (index - base_);
+    }
     [[nodiscard]] const float *at(uint32_t channel, int64_t index) const noexcept
     {
         return memory_.planes()[channel] + (index - base_);

@@ -13,9 +13,9 @@ namespace
 
 constexpr int kSampleRate = 44100;
 constexpr int kOverlapMs = 8;
-constexpr int kOverlapFrames = 352; ///< of 8 ms, in whole eights
-constexpr uint32_t kChunk = 64;     ///< frames fed at a time; each sequence moves on by as many at least
-constexpr int64_t kRetained = 3;    ///< frames that stay in the library's rate changer, which is not used
+constexpr int kOverlapFrames = 352;   ///< of 8 ms, in whole eights
+constexpr uint32_t kChunk = 64;       ///< frames fed at a time; each sequence moves on by as many at least
+constexpr int64_t kRetained = 3;      ///< frames that stay in the library's rate changer, which is not used
 constexpr double kLongestStep = 5648; ///< source frames from a sequence to the next
 constexpr double kWidestStep = kLongestStep + TempoChanger::kPatience;
 
@@ -110,7 +110,7 @@ double TempoChanger::tempoTo(const TempoLine &line, int64_t from) const noexcept
 {
     if (isFirst_)
         return line.tempo;
-    const double step = 
+    const double step =
         std::round(line.at(static_cast<double>(from + sequenceOut_)) - allowance(line.tempo) - position());
     constexpr double kTiny = 1e-7; // so that the library, which cuts, does not fall a frame short
     return (std::clamp(step, double{kChunk}, kWidestStep) + kTiny) / sequenceOut_;

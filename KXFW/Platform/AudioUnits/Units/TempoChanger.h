@@ -27,16 +27,16 @@ struct TempoLine {
 /// Changes the tempo of a stereo signal at 44,100 Hz without its pitch: the place where SoundTouch is.
 ///
 /// It works by sequences, pieces of some 10 to 80 ms that are overlapped where they fit best. Each sequence is told to
-/// end where the caller's line is then, to the frame, so that nothing drifts whatever the tempo does. Between `start`s a
-/// tempo may change with each sequence, without a seam. All memory is made at construction. One thread at a time.
+/// end where the caller's line is then, to the frame, so that nothing drifts whatever the tempo does. Between `start`s
+/// a tempo may change with each sequence, without a seam. All memory is made at construction. One thread at a time.
 class TempoChanger
 {
 public:
     static constexpr uint32_t kChannels = 2;
     static constexpr double kSlowest = 1.0 / 16;
     static constexpr double kFastest = 16;
-    /// Source frames beyond the line that the making of a sequence may need, where that is made no more than 512 of them
-    /// before it is due and begins within twice kPatience of the line.
+    /// Source frames beyond the line that the making of a sequence may need, where that is made no more than 512 of
+    /// them before it is due and begins within twice kPatience of the line.
     static constexpr uint32_t kLookAhead = 7000;
     static constexpr uint32_t kPatience = 1024;
     static constexpr uint32_t kLongestOutput = 2 * 3617; ///< frames that one `makeNext` appends at most
@@ -56,8 +56,8 @@ public:
     /// The first source frame that is still needed. [any] [render]
     [[nodiscard]] int64_t nextNeeded() const noexcept { return fed_; }
 
-    /// Appends the next sequence to `out`, whose next frame is the one that follows. `source` still holds what is needed
-    /// from the last call on; what lies behind its end counts as silence. [render]
+    /// Appends the next sequence to `out`, whose next frame is the one that follows. `source` still holds what is
+    /// needed from the last call on; what lies behind its end counts as silence. [render]
     void makeNext(const PlanarFifo &source, const TempoLine &line, PlanarFifo &out) noexcept;
 
 private:

@@ -15,10 +15,10 @@ namespace
 
 constexpr uint32_t kChannels = TempoChanger::kChannels;
 constexpr uint32_t kLookAhead = TempoChanger::kLookAhead;
-constexpr uint32_t kBlock = 512;                           ///< output frames made at a time
-constexpr uint32_t kHistory = SincInterpolator::kReach;    ///< changed frames that interpolation looks back
-constexpr uint32_t kKept = 2 * kHistory;                   ///< and a move to whole frames looks back once more
-constexpr uint32_t kFade = 1024;                           ///< changed frames of a splice
+constexpr uint32_t kBlock = 512;                        ///< output frames made at a time
+constexpr uint32_t kHistory = SincInterpolator::kReach; ///< changed frames that interpolation looks back
+constexpr uint32_t kKept = 2 * kHistory;                ///< and a move to whole frames looks back once more
+constexpr uint32_t kFade = 1024;                        ///< changed frames of a splice
 constexpr uint32_t kChangedCapacity = 3 * TempoChanger::kLongestOutput;
 
 using Planes = std::array<float *, kChannels>;

@@ -16,10 +16,10 @@ class TimePitchUnit;
 ///
 ///     input --(look-ahead)--> source_ --tempo--> changed_ --pitch--> output
 ///
-/// The tempo is changed first, to rate / pitch factor, then the changed signal is read at the speed of the pitch factor.
-/// At tempo 1 the changed signal is the source itself. Two places move with each output frame, in exact steps: `heard_`
-/// in the source by the rate, `place_` in the changed signal by the pitch factor; the tempo changer keeps the one where
-/// the other is.
+/// The tempo is changed first, to rate / pitch factor, then the changed signal is read at the speed of the pitch
+/// factor. At tempo 1 the changed signal is the source itself. Two places move with each output frame, in exact steps:
+/// `heard_` in the source by the rate, `place_` in the changed signal by the pitch factor; the tempo changer keeps the
+/// one where the other is.
 ///
 /// Until it is first set to something else than rate 1 and pitch 0 the unit hands its input on. From then on it holds
 /// kLookAhead source frames: a slice draws what `heard_` moves by, whatever the setting.
@@ -34,7 +34,8 @@ public:
     void reset() noexcept override;
 
 private:
-    OSStatus passThrough(FrameSource &input, const AudioTimeStamp &time, uint32_t frames, AudioBufferList &out) noexcept;
+    OSStatus passThrough(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
+                         AudioBufferList &out) noexcept;
     void beginToHold() noexcept;
     void turnTo(const TimePitchSetting &wanted) noexcept;
     [[nodiscard]] bool strays() const noexcept;

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "KXFW/Platform/Foundation/PriorityMutex.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <optional>
+
+namespace kx
+{
+
+/// What one render callback put into the chain.
+struct RenderedSlice {
+    double output;     ///< the output frame at which the slice under way begins
+    uint32_t frames;   ///< frames put into the chain, silence after the data included
+    uint32_t held;     ///< those that the chain holds back when the slice is done
+    int64_t position;  ///< the file's frame at their begin,
+    int64_t loopStart; ///< the frame that follows `loopEnd`,
+    int64_t loopEnd;   ///< and the frame behind the last one, where the position turns back,
+    bool loops;        ///< or stays
+};
+
+/// Remembers which frames of the file went into the chain and when, to tell which of them is heard: frames go in with a
+/// number that only grows, the chain holds some of them back, the device plays them later. It looks back some five
+/// seconds. The render thread notes; any thread asks.
+class HeardTimeline
+{
+public:
+    /// Forgets the frames that went in; until more do, nothing is known. [any]
+    void clear();
+    /// The same, and the chain holds nothing back. [any]
+    void restart();
+    void note(const RenderedSlice &slice) noexcept; ///< [render]
+
+    /// The frame of the file that is heard when the output's frame `output` is. From call to call it never goes back
+    /// but where the position does. [any]
+    [[nodiscard]] std::optional<int64_t> frameAt(double output);
+
+    /// All frames that went into the chain so far. [any] [render]
+    [[nodiscard]] int64_t entered() const noexcept { return entered_; }
+
+private:
+    struct Record {
+        double output;
+        int64_t heard;   ///< number of the frame that is heard at `output`
+        int64_t entered; ///< number of the first frame of the slice
+        RenderedSlice slice;
+    };
+    static constexpr uint32_t kRecords = 512;
+
+    [[nodiscard]] const Record &record(uint64_t index) const noexcept { return records_[index % kRecords]; }
+    [[nodiscard]] double heardAt(double output) const noexcept;
+    [[nodiscard]] double speedBehind(uint64_t index) const noexcept;
+    [[nodiscard]] int64_t positionOf(int64_t number) const noexcept;
+
+    mutable PriorityMutex lock_; ///< guards what follows
+    std::array<Record, kRecords> records_{};
+    uint64_t first_ = 0; ///< the oldest record known
+    uint64_t next_ = 0;
+    uint32_t held_ = 0;
+    double told_ = 0; ///< the number of the frame that was told last
+    std::atomic<int64_t> entered_{0};
+};
+
+} // namespace kx
