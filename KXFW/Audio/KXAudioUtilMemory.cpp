@@ -63,7 +63,11 @@ void KXAudioUtil::CopyABL(AudioBufferList *destination, const AudioBufferList *f
         copy.mNumberChannels = source.mNumberChannels;
         copy.mData = std::malloc(source.mDataByteSize);
         copy.mDataByteSize = copy.mData ? source.mDataByteSize : 0;
-        if (copy.mDataByteSize > 0 && source.mData)
+        if (copy.mDataByteSize == 0)
+            continue;
+        if (source.mData)
             std::memcpy(copy.mData, source.mData, copy.mDataByteSize);
+        else
+            std::memset(copy.mData, 0, copy.mDataByteSize);
     }
 }

@@ -1,12 +1,15 @@
 #include "KXFW/Audio/DescriptionLines.h"
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Audio/KXRingBuffer.h"
-#include "KXFW/Platform/Foundation/NSThread.h"
 #include "KXFW/Platform/Foundation/StringTable.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/Media.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <thread>
 
 using namespace kx::test;
 
@@ -153,20 +156,74 @@ TEST(Dumps, OfFilesColoursAndPacketsAreSilent)
     EXPECT_EQ(AudioFileClose(file), noErr);
 }
 
+/// Hidden and static functions have their names too.
+struct Caller {
+    [[gnu::noinline]] static void innermost(uint64_t depth)
+    {
+        call_stack(depth);
+        asm volatile(""); // not the last call, so that this function stays on the stack
+    }
+    template <class Depth> [[gnu::noinline]] static void outer(Depth depth)
+    {
+        innermost(depth);
+        asm volatile("");
+    }
+};
+
 TEST(CallStack, ShowsTheInnermostCallsWithTheirNames)
 {
     EXPECT_EQ(logged([] { call_stack(0); }), (Lines{"symbols:(", ")"}));
-    const Lines two = logged([] { call_stack(2); });
-    ASSERT_EQ(two.size(), 4u);
-    EXPECT_EQ(two[0], "symbols:(");
-    EXPECT_EQ(two[3], ")");
-    const Lines all = logged([] { call_stack(UINT64_MAX); });
-    EXPECT_GT(all.size(), 10u);
-    EXPECT_EQ(all.back(), ")");
-    for (std::size_t i = 1; i + 1 < all.size(); ++i) {
-        EXPECT_EQ(all[i].find("    \"" + std::to_string(i - 1) + " "), 0u) << all[i];
-        EXPECT_NE(all[i].find(" 0x"), std::string::npos) << all[i];
+    const Lines three = logged([] { Caller::outer<uint64_t>(3); });
+    ASSERT_EQ(three.size(), 5u);
+    EXPECT_EQ(three[0], "symbols:(");
+    const std::string caller = " (anonymous namespace)::Caller::";
+    const Lines expected{" call_stack + ", caller + "innermost(unsigned long) + ",
+                         "void" + caller + "outer<unsigned long>"};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::string &line = three[i + 1];
+        EXPECT_EQ(line.find("    \"" + std::to_string(i) + " "), 0u) << line;
+        EXPECT_NE(line.find("test_Audio "), std::string::npos) << line;
+        EXPECT_NE(line.find(expected[i]), std::string::npos) << line;
+        EXPECT_TRUE(line.ends_with(i < 2 ? "\"," : "\"")) << line;
     }
+    EXPECT_EQ(three[4], ")");
+    const Lines all = logged([] { Caller::outer(UINT64_MAX); });
+    EXPECT_GT(all.size(), 10u);
+    EXPECT_TRUE(std::ranges::any_of(all, [](auto &line) { return line.find(" main + ") != std::string::npos; }));
+    EXPECT_TRUE(std::ranges::any_of(all, [](auto &line) { return line.find("libc.so.6 ") != std::string::npos; }));
+}
+
+constexpr int kThreads = 4;
+constexpr int kLinesEach = 200;
+
+TEST(IndentedLog, LinesOfManyThreadsStayWhole)
+{
+    std::string output;
+    const Lines log = logged([&] {
+        output = printed([] {
+            std::vector<std::thread> threads;
+            for (int t = 0; t < kThreads; ++t)
+                threads.emplace_back([letter = static_cast<char>('a' + t)] {
+                    for (int i = 0; i < kLinesEach; ++i) {
+                        KXAudioUtil::log(nullptr, std::string(200, letter));
+                        KXAudioUtil::log(std::make_shared<Named>(), std::string(200, letter));
+                    }
+                });
+            for (std::thread &thread : threads)
+                thread.join();
+        });
+    });
+    const auto isWhole = [](std::string_view line) {
+        return line.size() == 200 && line.find_first_not_of(line[0]) == std::string_view::npos;
+    };
+    std::istringstream lines(output);
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count)
+        ASSERT_TRUE(isWhole(line)) << line;
+    EXPECT_EQ(count, kThreads * kLinesEach);
+    EXPECT_EQ(log.size(), std::size_t{kThreads * kLinesEach});
+    for (const std::string &line : log)
+        ASSERT_TRUE(line.starts_with("a %@ \"name\"; ") && isWhole(std::string_view(line).substr(13))) << line;
 }
 
 TEST(Alert, LooksItsTextsUp)

@@ -110,7 +110,8 @@ TEST(PropertyList, FilesThatAreNoDictionaryGiveNone)
           std::string("<plist version=\"1.0\"/>"), "<plist><array><dict>" + entry + "</dict></array></plist>",
           "<list><dict>" + entry + "</dict></list>", "<plist><dict>" + entry + "</dict><dict/></plist>",
           list("<key>k</key>"), list("<integer>1</integer>"), list(entry + "<integer>1</integer>"),
-          list("<key>k</key><key>l</key><integer>1</integer>"), list(entry) + "<plist", list(entry + "</array>")})
+          list("<key>k</key><key>l</key><integer>1</integer>"), list(entry) + "<plist", list(entry) + list(entry),
+          list(entry + "</array>")})
         EXPECT_FALSE(load(text)) << text;
 }
 

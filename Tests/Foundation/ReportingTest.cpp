@@ -1,13 +1,17 @@
+#include "KXFW/Platform/Foundation/BinarySymbols.h"
 #include "KXFW/Platform/Foundation/NSAlert.h"
 #include "KXFW/Platform/Foundation/NSObject.h"
 #include "KXFW/Platform/Foundation/NSThread.h"
 #include "KXFW/Platform/Foundation/StringTable.h"
 #include "Tests/Support/CapturedLog.h"
+#include "Tests/Support/Media.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <random>
 #include <sstream>
 
 using kx::StringTable;
@@ -101,6 +105,32 @@ TEST(CallStack, ListsReadAsOneEntryALine)
 {
     EXPECT_EQ(kx::description(std::vector<std::string>{}), "(\n)");
     EXPECT_EQ(kx::description(std::vector<std::string>{"a b", "c"}), "(\n    \"a b\",\n    \"c\"\n)");
+}
+
+TEST(BinarySymbols, BrokenFilesHaveNone)
+{
+    const std::vector<uint8_t> program = kx::test::readBytes("/proc/self/exe");
+    const kx::BinarySymbols whole("/proc/self/exe");
+    Elf64_Ehdr header;
+    std::memcpy(&header, program.data(), sizeof header);
+    ASSERT_TRUE(whole.functionAt(header.e_entry));
+    EXPECT_EQ(whole.functionAt(header.e_entry)->name, "_start");
+    EXPECT_FALSE(whole.functionAt(UINT64_MAX));
+
+    const auto find = [&](const std::vector<uint8_t> &bytes) {
+        return kx::BinarySymbols(kx::test::fileOf("binary", bytes).c_str()).functionAt(header.e_entry).has_value();
+    };
+    for (const std::size_t length : {std::size_t{0}, std::size_t{3}, sizeof header, program.size() / 2,
+                                     static_cast<std::size_t>(header.e_shoff) + 200})
+        EXPECT_FALSE(find({program.begin(), program.begin() + static_cast<std::ptrdiff_t>(length)})) << length;
+    std::mt19937 random(8);
+    for (int i = 0; i < 20; ++i) { // the headers of the sections say anything
+        std::vector<uint8_t> bytes = program;
+        for (std::size_t at = header.e_shoff; at < bytes.size(); at += 1 + random() % 60)
+            bytes[at] = static_cast<uint8_t>(random());
+        find(bytes);
+    }
+    EXPECT_FALSE(kx::BinarySymbols("/dev/null").functionAt(0));
 }
 
 } // namespace

@@ -16,7 +16,7 @@ from pathlib import Path
 
 _INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 _SYSTEM = re.compile(r'[a-z_]+|(sys|linux|netinet|arpa)/.*|c?(pthread|unistd|fcntl|signal|poll|sched|emmintrin|spawn|dlfcn|errno|time|'
-                     r'termios|link|dirent|execinfo|semaphore|stdlib|string|stdio|stdint|cxxabi|langinfo|locale|pwd)\.h')
+                     r'termios|link|dirent|execinfo|semaphore|stdlib|string|stdio|stdint|cxxabi|langinfo|locale|pwd|elf)\.h')
 _SOURCES = ('.h', '.cpp')
 
 

@@ -112,6 +112,8 @@ pugi::xml_node nextElement(pugi::xml_node node)
 pugi::xml_node rootDictionary(const pugi::xml_document &document)
 {
     pugi::xml_node root = document.document_element();
+    if (nextElement(root))
+        return {};
     if (std::string_view(root.name()) == "plist") {
         root = root.find_child(isElement);
         if (nextElement(root))

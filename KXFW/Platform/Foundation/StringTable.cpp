@@ -27,8 +27,8 @@ std::string plainName(std::string_view language)
 
 Guarded<std::vector<std::string>> &preferredLanguages()
 {
-    static Guarded<std::vector<std::string>> languages(StringTable::languagesOfEnvironment());
-    return languages;
+    static auto *const languages = new Guarded(StringTable::languagesOfEnvironment()); // never destroyed, as the tables
+    return *languages;
 }
 
 } // namespace
