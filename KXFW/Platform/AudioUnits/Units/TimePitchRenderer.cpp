@@ -169,21 +169,24 @@ void TimePitchRenderer::splice() noexcept
     tempo_.start(heard_.whole);
 }
 
-/// Moves the changed signal by less than a frame, so that the place in it is a whole number.
+/// Moves the changed signal by less than a frame, so that the place in it is a whole number. The oldest frames, which
+/// have no neighbours any more to be moved with, stay: they weigh next to nothing.
 void TimePitchRenderer::putOnWholeFrames() noexcept
 {
     if (place_.fraction == 0)
         return;
     const uint32_t reach = SincInterpolator::reach(1);
-    const int64_t from = place_.whole - kHistory;
-    const auto count =
-        static_cast<uint32_t>(std::clamp<int64_t>(changed_.end() - reach - from, kHistory, kHistory + kFade));
-    old_.restart(from);
-    interpolator_.read(constPlanesOf(changed_, from).data(), kChannels, place_.fraction, FixedFrames::stepOf(1),
-                       planesOf(old_, from).data(), count);
+    const int64_t begin = changed_.begin();
+    const int64_t moved = begin + reach;
+    const int64_t end = std::min(changed_.end() - reach, place_.whole + kFade);
+    const auto count = static_cast<uint32_t>(end - moved);
+    old_.restart(begin);
+    append(old_, constPlanesOf(changed_, begin), reach);
+    interpolator_.read(constPlanesOf(changed_, moved).data(), kChannels, place_.fraction, FixedFrames::stepOf(1),
+                       planesOf(old_, moved).data(), count);
     old_.append(count);
-    changed_.restart(from);
-    append(changed_, constPlanesOf(old_, from), count);
+    changed_.restart(begin);
+    append(changed_, constPlanesOf(old_, begin), reach + count);
     place_.fraction = 0;
 }
 
