@@ -18,7 +18,8 @@ KX_EXPORT extern const float kOscillatorDefaultAmplitude; ///< 1, a linear gain
 ///
 /// It owns its modulators and its envelope together with others who hold them, and has no thread or timer. It moves by
 /// one step for each sample pulled, before the sample is taken: its state is the phase. All oscillators of the process
-/// share one held noise value, and noise draws from the C library's `rand`, so they repeat after the same `srand`.
+/// share one held noise value. Noise is drawn from the C library's `rand`, which locks for a moment and gives the same
+/// values after the same `srand`.
 ///
 /// One thread at a time pulls an oscillator and its modulators, and one all that make noise. `type`, `pitch`,
 /// `amplitude` and `phase` may be set from any thread, though a phase set during a pull may be lost. The objects are
