@@ -15,7 +15,7 @@ bool isRate(double rate)
 /// The byte count scaled by the rates of both sides, without its fraction.
 uint32_t scaled(uint32_t bytes, double toRate, double fromRate)
 {
-    if (!isRate(toRate) || !isRate(fromRate))
+    if (bytes == 0 || !isRate(toRate) || !isRate(fromRate)) // no bytes stay none even where the ratio is infinite
         return 0;
     const double result = toRate / fromRate * bytes;
     return result < 4294967296.0 ? static_cast<uint32_t>(result) : UINT32_MAX;

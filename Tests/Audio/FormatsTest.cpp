@@ -17,10 +17,8 @@ constexpr FourCharCode kLinear = kAudioFormatLinearPCM;
 /// Compares all nine fields.
 void expectSame(const AudioStreamBasicDescription &a, const AudioStreamBasicDescription &b, const std::string &what)
 {
-    EXPECT_EQ(*KXAudioUtil::dictionaryFromASBD(a) == *KXAudioUtil::dictionaryFromASBD(b), true)
-        << what << "\n"
-        << kx::propertyListText(*KXAudioUtil::dictionaryFromASBD(a)) << "is not\n"
-        << kx::propertyListText(*KXAudioUtil::dictionaryFromASBD(b));
+    const auto text = [](const auto &format) { return kx::propertyListText(*KXAudioUtil::dictionaryFromASBD(format)); };
+    EXPECT_EQ(text(a), text(b)) << what;
 }
 
 AudioStreamBasicDescription linear(uint32_t flags, uint32_t bytes, uint32_t channels, uint32_t bits)
@@ -91,22 +89,19 @@ TEST(Formats, StoredOnesFollowTheFileType)
 
 TEST(Formats, EqualOnesMayDifferInBytesAndReserved)
 {
-    const AudioStreamBasicDescription base = GetStandardDescription();
-    const auto equalWith = [&](auto member, auto value) {
-        AudioStreamBasicDescription other = base;
-        other.*member = value;
-        return EqualASBDs(base, other) && EqualASBDs(other, base);
+    using Format = AudioStreamBasicDescription;
+    const auto equalWithout = [](auto member) {
+        Format other = GetStandardDescription();
+        other.*member += 1;
+        return EqualASBDs(GetStandardDescription(), other);
     };
-    using ASBD = AudioStreamBasicDescription;
-    for (const auto member : {&ASBD::mBytesPerPacket, &ASBD::mBytesPerFrame, &ASBD::mReserved})
-        EXPECT_TRUE(equalWith(member, 77u));
-    for (const auto member : {&ASBD::mFormatID, &ASBD::mFormatFlags, &ASBD::mFramesPerPacket, &ASBD::mChannelsPerFrame,
-                              &ASBD::mBitsPerChannel})
-        EXPECT_FALSE(equalWith(member, 77u));
-    EXPECT_FALSE(equalWith(&ASBD::mSampleRate, std::nextafter(44100.0, 0.0)));
-    AudioStreamBasicDescription odd = base;
-    odd.mSampleRate = kNaN;
-    EXPECT_FALSE(EqualASBDs(odd, odd));
+    for (const auto member : {&Format::mBytesPerPacket, &Format::mBytesPerFrame, &Format::mReserved})
+        EXPECT_TRUE(equalWithout(member));
+    for (const auto member : {&Format::mFormatID, &Format::mFormatFlags, &Format::mFramesPerPacket,
+                              &Format::mChannelsPerFrame, &Format::mBitsPerChannel})
+        EXPECT_FALSE(equalWithout(member));
+    EXPECT_FALSE(equalWithout(&Format::mSampleRate));
+    EXPECT_FALSE(EqualASBDs({kNaN, 0, 0, 0, 0, 0, 0, 0, 0}, {kNaN, 0, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(Formats, TheAcceptedOnesHaveUsualRatesChannelsAndBits)
@@ -146,12 +141,12 @@ TEST(ByteCounts, WholeFramesAreScaledByTheRates)
         const auto out = sized(any(192000), any(32));
         const uint32_t bytes = any(50000000);
         const uint32_t frames = bytes / in.mBytesPerFrame;
-        if (uint64_t{frames} * out.mBytesPerFrame > UINT32_MAX)
+        const auto exact = std::floor(static_cast<long double>(frames) * out.mBytesPerFrame * out.mSampleRate /
+                                      static_cast<long double>(in.mSampleRate));
+        if (uint64_t{frames} * out.mBytesPerFrame > UINT32_MAX || exact > UINT32_MAX)
             continue;
-        const auto exact = static_cast<double>(static_cast<long double>(frames) * out.mBytesPerFrame *
-                                               static_cast<long double>(out.mSampleRate) / in.mSampleRate);
         const uint32_t after = KXAudioUtil::bytesAfterConversion(bytes, in, out);
-        ASSERT_NEAR(after, std::min(std::floor(exact), double{UINT32_MAX}), 1)
+        ASSERT_NEAR(after, static_cast<double>(exact), 1)
             << bytes << " bytes, " << in.mBytesPerFrame << " at " << in.mSampleRate << " to " << out.mBytesPerFrame
             << " at " << out.mSampleRate;
         ASSERT_EQ(after, KXAudioUtil::bytesAfterConversionForPackets(frames, in, out));
@@ -174,6 +169,7 @@ TEST(ByteCounts, OutsideTheirDomainTheyAreZero)
     EXPECT_EQ(KXAudioUtil::bytesAfterConversion(4096, sized(44100, 0), good), 0u);
     EXPECT_EQ(KXAudioUtil::bytesBeforeConversion(4096, good, sized(44100, 0)), 0u);
     EXPECT_EQ(KXAudioUtil::bytesAfterConversion(4096, sized(1e-300, 4), sized(1e300, 4)), UINT32_MAX);
+    EXPECT_EQ(KXAudioUtil::bytesAfterConversion(3, sized(1e-300, 4), sized(1e300, 4)), 0u) << "no whole frame";
 }
 
 TEST(Levels, AndDecibelsAreInverse)
@@ -185,8 +181,10 @@ TEST(Levels, AndDecibelsAreInverse)
     EXPECT_TRUE(std::isnan(KXAudioUtil::dBFromLevel(-1.0)));
     EXPECT_EQ(KXAudioUtil::levelFromDB(-20.0), 0.1);
     EXPECT_EQ(KXAudioUtil::levelFromDB(-kInfinity), 0.0);
-    for (double dB = -120; dB < 24; dB += 0.37)
-        EXPECT_NEAR(KXAudioUtil::dBFromLevel(KXAudioUtil::levelFromDB(dB)), dB, 2e-5);
+    EXPECT_NEAR(KXAudioUtil::dBFromLevel(1e-39), -780.0, 1e-3) << "the smallest numbers are no zeros";
+    EXPECT_GT(KXAudioUtil::levelFromDB(-6200.0), 0.0);
+    for (int i = -1200; i < 240; ++i)
+        EXPECT_NEAR(KXAudioUtil::dBFromLevel(KXAudioUtil::levelFromDB(i / 10.0)), i / 10.0, 2e-5);
 }
 
 } // namespace
