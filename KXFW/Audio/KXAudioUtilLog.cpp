@@ -36,9 +36,7 @@ void KXAudioUtil::log(std::nullptr_t, const std::string &string, int8_t level)
 
 void call_stack(uint64_t depth)
 {
-    std::vector<std::string> symbols = NSThread::callStackSymbols();
-    symbols.resize(static_cast<std::size_t>(std::min<uint64_t>(depth, symbols.size())));
-    NSLog("symbols:%@", kx::description(symbols));
+    NSLog("symbols:%@", kx::description(NSThread::callStackSymbols(depth)));
 }
 
 std::shared_ptr<NSAlert> KXAudioUtil::alertWithMessage(const std::string &message, const std::string &informative)

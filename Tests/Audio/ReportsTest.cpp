@@ -1,4 +1,3 @@
-#include "KXFW/Audio/DescriptionLines.h"
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Audio/KXRingBuffer.h"
 #include "KXFW/Platform/Foundation/StringTable.h"
@@ -8,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <sstream>
 #include <thread>
 
@@ -30,6 +30,15 @@ Lines logged(const std::function<void()> &body)
     CapturedLog log;
     body();
     return log.messages();
+}
+
+/// The same as one text.
+std::string loggedText(const std::function<void()> &body)
+{
+    std::string text;
+    for (const std::string &line : logged(body))
+        text.append(line).append("\n");
+    return text;
 }
 
 struct Named {
@@ -75,34 +84,20 @@ TEST(IndentedLog, AnyDepthIsSafe)
 
 TEST(Dumps, OfADescriptionAreTheRecordedLines)
 {
-    const Lines standard{"sampleRate:44100.000000",
-                         "formatID:6c70636d",
-                         "formatFlag:14",
-                         "bytesPerPacket:4",
-                         "framesPerPacket:1",
-                         "bytesPerFrame:4",
-                         "channelsPerFrame:2",
-                         "bitsPerChannel:16",
-                         "reserved:0",
-                         "is not float",
-                         "is big endian",
-                         "is signed integer",
-                         "is packed",
-                         "is not aligned high",
-                         "is interleaved"};
-    EXPECT_EQ(logged([] { KXAudioUtil::DumpASBD(GetStandardDescription()); }), standard);
-    EXPECT_EQ(logged([] { KXAudioUtil::DumpDescription(GetStandardDescription()); }), standard);
-    EXPECT_EQ(kx::descriptionLines(GetStandardDescription()), standard);
-    EXPECT_EQ(logged([] { KXAudioUtil::DumpFormatFlags(0xFFFFFFF1); }),
-              (Lines{"is float", "is not big endian", "is not signed integer", "is not packed", "is aligned high",
-                     "is noninterleaved"}));
-    const Lines odd = kx::descriptionLines({-1e20, 0xA, 0x80000000, 1, 2, 3, 4, ~0u, 6});
-    EXPECT_EQ(
-        (Lines{odd.begin(), odd.begin() + 9}),
-        (Lines{"sampleRate:-100000000000000000000.000000", "formatID:a", "formatFlag:-2147483648", "bytesPerPacket:1",
-               "framesPerPacket:2", "bytesPerFrame:3", "channelsPerFrame:4", "bitsPerChannel:-1", "reserved:6"}));
-    EXPECT_EQ(logged([] { KXAudioUtil::DumpFourCharCode(0x41424344); }), Lines{"err:DCBA"});
-    EXPECT_EQ(logged([] { KXAudioUtil::DumpFourCharCode(kx::fourCharCode("fmt?")); }), Lines{"err:?tmf"});
+    const std::string standard = "sampleRate:44100.000000\nformatID:6c70636d\nformatFlag:14\nbytesPerPacket:4\n"
+                                 "framesPerPacket:1\nbytesPerFrame:4\nchannelsPerFrame:2\nbitsPerChannel:16\n"
+                                 "reserved:0\nis not float\nis big endian\nis signed integer\nis packed\n"
+                                 "is not aligned high\nis interleaved\n";
+    EXPECT_EQ(loggedText([] { KXAudioUtil::DumpASBD(GetStandardDescription()); }), standard);
+    EXPECT_EQ(loggedText([] {
+                  KXAudioUtil::DumpDescription({-1e20, 0xA, 0xFFFFFFF1, 1, 2, 3, 4, 0x80000000, 6});
+              }),
+              "sampleRate:-100000000000000000000.000000\nformatID:a\nformatFlag:-15\nbytesPerPacket:1\n"
+              "framesPerPacket:2\nbytesPerFrame:3\nchannelsPerFrame:4\nbitsPerChannel:-2147483648\nreserved:6\n"
+              "is float\nis not big endian\nis not signed integer\nis not packed\nis aligned high\n"
+              "is noninterleaved\n");
+    EXPECT_TRUE(standard.ends_with(loggedText([] { KXAudioUtil::DumpFormatFlags(14); })));
+    EXPECT_EQ(loggedText([] { KXAudioUtil::DumpFourCharCode(kx::fourCharCode("fmt?")); }), "err:?tmf\n");
 }
 
 TEST(Dumps, OfTimesAndRectanglesAreTheRecordedLines)
@@ -113,21 +108,12 @@ TEST(Dumps, OfTimesAndRectanglesAreTheRecordedLines)
     time.mRateScalar = 0.1;
     time.mWordClockTime = 3;
     time.mSMPTETime = {1, 2, 4000000000, 5, 6, -7, 8, 9, INT16_MIN};
-    EXPECT_EQ(printed([&] { KXAudioUtil::DumpAudioTimeStamp(time); }), "Dumping AudioTimeStamp...\n"
-                                                                       "\t\tmSampleTime:1.500000\n"
-                                                                       "\t\tmHostTime:18446744073709551615\n"
-                                                                       "\t\tmRateScalar:0.100000\n"
-                                                                       "\t\tmWordClockTime:3\n"
-                                                                       "\t\tDumping SMPTETime...\n"
-                                                                       "\t\t\t\tmCounter:4000000000\n"
-                                                                       "\t\t\t\tmType:5\n"
-                                                                       "\t\t\t\tmFlags:6\n"
-                                                                       "\t\t\t\tmHours:-7\n"
-                                                                       "\t\t\t\tmMinutes:8\n"
-                                                                       "\t\t\t\tmSeconds:9\n"
-                                                                       "\t\t\t\tmFrames:-32768\n"
-                                                                       "\t\t....Dumping done\n"
-                                                                       "...Dumping done.\n");
+    EXPECT_EQ(printed([&] { KXAudioUtil::DumpAudioTimeStamp(time); }),
+              "Dumping AudioTimeStamp...\n\t\tmSampleTime:1.500000\n\t\tmHostTime:18446744073709551615\n"
+              "\t\tmRateScalar:0.100000\n\t\tmWordClockTime:3\n\t\tDumping SMPTETime...\n"
+              "\t\t\t\tmCounter:4000000000\n\t\t\t\tmType:5\n\t\t\t\tmFlags:6\n\t\t\t\tmHours:-7\n"
+              "\t\t\t\tmMinutes:8\n\t\t\t\tmSeconds:9\n\t\t\t\tmFrames:-32768\n\t\t....Dumping done\n"
+              "...Dumping done.\n");
     EXPECT_EQ(printed([] {
                   KXAudioUtil::DumpNSRect({{1, 2}, {3, 4}});
               }),
@@ -170,10 +156,19 @@ struct Caller {
     }
 };
 
+/// Calls itself `times` times, then shows the whole stack.
+[[gnu::noinline]] void descend(int times) // NOLINT(misc-no-recursion)
+{
+    times > 0 ? descend(times - 1) : call_stack(UINT64_MAX);
+    asm volatile("");
+}
+
 TEST(CallStack, ShowsTheInnermostCallsWithTheirNames)
 {
+    volatile uint64_t depth = 3; // constants would make the compiler clone the functions, under names of its own
+    volatile int times = 3000;
     EXPECT_EQ(logged([] { call_stack(0); }), (Lines{"symbols:(", ")"}));
-    const Lines three = logged([] { Caller::outer<uint64_t>(3); });
+    const Lines three = logged([&] { Caller::outer<uint64_t>(depth); });
     ASSERT_EQ(three.size(), 5u);
     EXPECT_EQ(three[0], "symbols:(");
     const std::string caller = " (anonymous namespace)::Caller::";
@@ -187,43 +182,41 @@ TEST(CallStack, ShowsTheInnermostCallsWithTheirNames)
         EXPECT_TRUE(line.ends_with(i < 2 ? "\"," : "\"")) << line;
     }
     EXPECT_EQ(three[4], ")");
-    const Lines all = logged([] { Caller::outer(UINT64_MAX); });
-    EXPECT_GT(all.size(), 10u);
+    const Lines all = logged([&] { descend(times); });
+    EXPECT_GT(std::ranges::count_if(all, [](auto &line) { return line.find("descend(int)") != std::string::npos; }),
+              times);
     EXPECT_TRUE(std::ranges::any_of(all, [](auto &line) { return line.find(" main + ") != std::string::npos; }));
     EXPECT_TRUE(std::ranges::any_of(all, [](auto &line) { return line.find("libc.so.6 ") != std::string::npos; }));
 }
 
-constexpr int kThreads = 4;
-constexpr int kLinesEach = 200;
-
-TEST(IndentedLog, LinesOfManyThreadsStayWhole)
+TEST(IndentedLog, ManyThreadsKeepLinesWholeAndTheDepthRight)
 {
-    std::string output;
-    const Lines log = logged([&] {
-        output = printed([] {
-            std::vector<std::thread> threads;
-            for (int t = 0; t < kThreads; ++t)
-                threads.emplace_back([letter = static_cast<char>('a' + t)] {
-                    for (int i = 0; i < kLinesEach; ++i) {
-                        KXAudioUtil::log(nullptr, std::string(200, letter));
-                        KXAudioUtil::log(std::make_shared<Named>(), std::string(200, letter));
+    const std::string text(200, 'x');
+    Lines log;
+    const std::string output = printed([&] {
+        log = logged([&] {
+            std::array<std::jthread, 4> threads;
+            for (std::jthread &thread : threads)
+                thread = std::jthread([&] {
+                    for (int i = 0; i < 200; ++i) {
+                        KXAudioUtil::log(nullptr, text, +1);
+                        KXAudioUtil::log(std::make_shared<Named>(), text, -1);
                     }
                 });
-            for (std::thread &thread : threads)
-                thread.join();
         });
+        KXAudioUtil::log(nullptr, "last");
     });
-    const auto isWhole = [](std::string_view line) {
-        return line.size() == 200 && line.find_first_not_of(line[0]) == std::string_view::npos;
-    };
     std::istringstream lines(output);
-    int count = 0;
-    for (std::string line; std::getline(lines, line); ++count)
-        ASSERT_TRUE(isWhole(line)) << line;
-    EXPECT_EQ(count, kThreads * kLinesEach);
-    EXPECT_EQ(log.size(), std::size_t{kThreads * kLinesEach});
-    for (const std::string &line : log)
-        ASSERT_TRUE(line.starts_with("a %@ \"name\"; ") && isWhole(std::string_view(line).substr(13))) << line;
+    std::string line;
+    for (int i = 0; i < 800; ++i) {
+        std::getline(lines, line);
+        ASSERT_EQ(line.substr(line.find_first_not_of('\t')), text);
+    }
+    ASSERT_EQ(log.size(), 800u);
+    for (const std::string &whole : log)
+        ASSERT_EQ(whole.substr(whole.find_first_not_of('\t')), "a %@ \"name\"; " + text);
+    std::getline(lines, line);
+    EXPECT_EQ(line, "last");
 }
 
 TEST(Alert, LooksItsTextsUp)

@@ -101,12 +101,6 @@ TEST(Object, IsDescribedByItsClassAndAddress)
     EXPECT_EQ(object->description(), expected.str());
 }
 
-TEST(CallStack, ListsReadAsOneEntryALine)
-{
-    EXPECT_EQ(kx::description(std::vector<std::string>{}), "(\n)");
-    EXPECT_EQ(kx::description(std::vector<std::string>{"a b", "c"}), "(\n    \"a b\",\n    \"c\"\n)");
-}
-
 TEST(BinarySymbols, BrokenFilesHaveNone)
 {
     const std::vector<uint8_t> program = kx::test::readBytes("/proc/self/exe");

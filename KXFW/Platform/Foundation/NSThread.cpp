@@ -15,7 +15,7 @@
 namespace
 {
 
-constexpr int kMaximumFrames = 512;
+constexpr int kMaximumFrames = 262144; ///< 32 bytes each of the usual 8 MiB of stack
 
 std::string_view lastComponent(std::string_view path)
 {
@@ -29,12 +29,22 @@ struct Place {
     uint64_t offset = 0;
 };
 
-/// Names addresses; keeps what it read of each binary.
+/// Names addresses; keeps what it read of each binary, and the names: a recursion has one address many times.
 class Symboliser
 {
 public:
-    /// The place that a call returns to. It may lie one byte behind the function, which never gets there.
-    Place placeOf(const void *returnPointer)
+    /// The place that a call returns to.
+    const Place &placeOf(const void *returnPointer)
+    {
+        const auto [entry, isNew] = places_.try_emplace(returnPointer);
+        if (isNew)
+            entry->second = found(returnPointer);
+        return entry->second;
+    }
+
+private:
+    /// The address may lie one byte behind the function, which never gets there.
+    Place found(const void *returnPointer)
     {
         Place place;
         Dl_info info{};
@@ -57,7 +67,6 @@ public:
         return place;
     }
 
-private:
     const kx::BinarySymbols &symbolsOf(const link_map &map)
     {
         const bool isProgram = !map.l_name || *map.l_name == 0;
@@ -65,22 +74,38 @@ private:
     }
 
     std::map<const link_map *, kx::BinarySymbols> binaries_;
+    std::map<const void *, Place> places_;
 };
+
+/// Where the calls under way return to, innermost first.
+std::vector<void *> returnPointers()
+{
+    std::vector<void *> pointers;
+    int count = 0;
+    for (int room = 256; count == static_cast<int>(pointers.size()) && room <= kMaximumFrames; room *= 2) {
+        pointers.resize(static_cast<std::size_t>(room));
+        count = backtrace(pointers.data(), room);
+    }
+    pointers.resize(static_cast<std::size_t>(count));
+    return pointers;
+}
 
 } // namespace
 
-std::vector<std::string> NSThread::callStackSymbols()
+std::vector<std::string> NSThread::callStackSymbols(uint64_t most)
 {
-    std::array<void *, kMaximumFrames> frames{};
-    const auto end = frames.begin() + backtrace(frames.data(), kMaximumFrames);
+    const std::vector<void *> pointers = returnPointers();
     // What stands before the caller is this function and whatever a tool put between it and the backtrace.
-    const auto caller = std::find(frames.begin(), end, __builtin_return_address(0));
+    const auto caller = std::ranges::find(pointers, __builtin_return_address(0));
+    const auto count = std::min(most, static_cast<uint64_t>(pointers.end() - caller));
     Symboliser symboliser;
     std::vector<std::string> lines;
-    for (auto frame = caller; frame != end; ++frame) {
-        const Place place = symboliser.placeOf(*frame);
-        const std::array values{kx::logArgument(frame - caller), kx::logArgument(place.binary),
-                                kx::logArgument(reinterpret_cast<uint64_t>(*frame)), kx::logArgument(place.name),
+    lines.reserve(count);
+    for (uint64_t i = 0; i < count; ++i) {
+        const void *pointer = caller[static_cast<std::ptrdiff_t>(i)];
+        const Place &place = symboliser.placeOf(pointer);
+        const std::array values{kx::logArgument(i), kx::logArgument(place.binary),
+                                kx::logArgument(reinterpret_cast<uint64_t>(pointer)), kx::logArgument(place.name),
                                 kx::logArgument(place.offset)};
         lines.push_back(kx::formatted("%-3d %-24s 0x%016lx %s + %lu", values));
     }

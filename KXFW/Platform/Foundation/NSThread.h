@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/Foundation/Export.h"
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -12,9 +13,10 @@ class KX_EXPORT NSThread
 public:
     NSThread() = delete;
 
-    /// One line for each call under way on this thread, innermost first, starting with the one that asks: number,
-    /// binary, address, demangled name and offset. At most 512 of them. Not from a render callback. [any]
-    static std::vector<std::string> callStackSymbols();
+    /// One line for each of the innermost `most` calls under way on this thread, starting with the one that asks:
+    /// number, binary, address, demangled name and offset. Never more than 262,144 of them. Not from a render
+    /// callback. [any]
+    static std::vector<std::string> callStackSymbols(uint64_t most = UINT64_MAX);
 };
 
 namespace kx
