@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <sys/stat.h>
 
 using namespace kx::test;
@@ -72,30 +73,16 @@ TEST(PropertyList, ValuesThatAreNoNumberAreLeftOut)
 {
     const std::string bomb = "<!DOCTYPE plist [<!ENTITY a \"9\"><!ENTITY b \"&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;\">"
                              "<!ENTITY f SYSTEM \"file:///etc/hostname\">]>";
-    for (const std::string element : {"<string>42</string>",
-                                      "<true/>",
-                                      "<date>2026-01-01T00:00:00Z</date>",
-                                      "<data>NDI=</data>",
-                                      "<integer/>",
-                                      "<integer></integer>",
-                                      "<integer>4 2</integer>",
-                                      "<integer>42x</integer>",
-                                      "<integer>1.5</integer>",
-                                      "<integer>9223372036854775808</integer>",
-                                      "<integer>+-1</integer>",
-                                      "<integer>++1</integer>",
-                                      "<integer><b>42</b></integer>",
-                                      "<real>nan</real>",
-                                      "<real>-inf</real>",
-                                      "<real>1e999</real>",
-                                      "<real>1,5</real>",
-                                      "<real>0x1p3</real>",
-                                      "<integer>&c;</integer>",
-                                      "<integer>&f;</integer>",
-                                      "<array><integer>1</integer></array>",
-                                      "<dict><key>k</key><integer>1</integer></dict>",
-                                      "<Integer>1</Integer>"}) {
-        const auto entries = load(bomb + list("<key>k</key>" + element + "<key>last</key><integer>7</integer>"));
+    std::istringstream elements("<string>42</string>|<true/>|<date>2026-01-01T00:00:00Z</date>|<data>NDI=</data>|"
+                                "<integer/>|<integer></integer>|<integer>4 2</integer>|<integer>42x</integer>|"
+                                "<integer>1.5</integer>|<integer>9223372036854775808</integer>|"
+                                "<integer>+-1</integer>|<integer>++1</integer>|<integer><b>42</b></integer>|"
+                                "<real>nan</real>|<real>-inf</real>|<real>1e999</real>|<real>1,5</real>|"
+                                "<real>0x1p3</real>|<integer>&c;</integer>|<integer>&f;</integer>|"
+                                "<array><integer>1</integer></array>|<dict><key>k</key><integer>1</integer></dict>");
+    for (std::string element; std::getline(elements, element, '|');) {
+        const auto entries = load(
+            bomb + list(std::string("<key>k</key>").append(element).append("<key>last</key><integer>7</integer>")));
         ASSERT_TRUE(entries) << element;
         EXPECT_FALSE(entries->contains("k")) << element;
         EXPECT_EQ(entries->at("last").unsignedIntValue(), 7u) << element;
@@ -173,29 +160,19 @@ TEST(PropertyList, DeepAndCutFilesDoNoHarm)
     }
 }
 
-TEST(PropertyList, EveryNumberComesBackAsItWas)
+TEST(PropertyList, EveryKeyAndNumberComesBackAsItWas)
 {
+    kx::Dictionary numbers{{"<&>\"'\xc3\xa4", kx::Number(7u)},
+                           {"real", kx::Number(std::numeric_limits<double>::max())},
+                           {"smallest", kx::Number(std::numeric_limits<double>::denorm_min())},
+                           {"integer", kx::Number(std::numeric_limits<int64_t>::min())}};
     std::mt19937_64 random(6);
-    kx::Dictionary numbers;
-    for (int i = 0; i < 300; ++i) {
-        const auto bits = random();
-        if (const auto real = std::bit_cast<double>(bits); std::isfinite(real))
-            numbers.emplace("real <&> " + std::to_string(i), kx::Number(real));
-        numbers.emplace("integer" + std::to_string(i), kx::Number(static_cast<uint32_t>(bits >> i % 32)));
-        numbers.emplace("wide" + std::to_string(i), kx::Number(static_cast<int64_t>(bits)));
-    }
-    numbers.emplace("largest", kx::Number(std::numeric_limits<double>::max()));
+    for (int i = 0; i < 300; ++i)
+        if (const auto real = std::bit_cast<double>(random()); std::isfinite(real))
+            numbers.emplace(std::to_string(i), kx::Number(real));
     const auto path = temporaryPath("all.plist");
     ASSERT_FALSE(kx::writePropertyList(numbers, path));
-    const auto back = kx::readPropertyList(path);
-    ASSERT_TRUE(back);
-    ASSERT_EQ(back->size(), numbers.size());
-    for (const auto &[key, number] : numbers) {
-        EXPECT_EQ(back->at(key).isReal(), number.isReal()) << key;
-        EXPECT_EQ(back->at(key).doubleValue(), number.doubleValue()) << key;
-        EXPECT_EQ(back->at(key).int64Value(), number.int64Value()) << key;
-        EXPECT_EQ(back->at(key).unsignedIntValue(), number.unsignedIntValue()) << key;
-    }
+    EXPECT_EQ(kx::readPropertyList(path), numbers);
 }
 
 } // namespace

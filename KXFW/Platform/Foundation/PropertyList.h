@@ -17,9 +17,9 @@ namespace kx
 class Number
 {
 public:
-    explicit Number(double value) : value_(value) {}   ///< A real. [any]
-    explicit Number(uint32_t value) : value_(value) {} ///< An integer. [any]
-    explicit Number(int64_t value) : value_(value) {}  ///< An integer. [any]
+    explicit Number(double value) : value_(value) {}            ///< A real. [any]
+    explicit Number(uint32_t value) : value_(int64_t{value}) {} ///< An integer. [any]
+    explicit Number(int64_t value) : value_(value) {}           ///< An integer. [any]
 
     [[nodiscard]] bool isReal() const noexcept { return std::holds_alternative<double>(value_); } ///< [any]
 
@@ -31,9 +31,8 @@ public:
     /// The value of an integer, 0 for a real. [any]
     [[nodiscard]] int64_t int64Value() const noexcept
     {
-        const auto *wide = std::get_if<int64_t>(&value_);
-        const auto *narrow = std::get_if<uint32_t>(&value_);
-        return wide ? *wide : narrow ? *narrow : 0;
+        const auto *integer = std::get_if<int64_t>(&value_);
+        return integer ? *integer : 0;
     }
 
     /// The value without its fraction; 0 where that is below 0 or above 2^32 - 1. [any]
@@ -41,16 +40,15 @@ public:
     {
         if (const auto *real = std::get_if<double>(&value_))
             return *real > -1 && *real < 4294967296.0 ? static_cast<uint32_t>(*real) : 0;
-        if (const auto *integer = std::get_if<int64_t>(&value_))
-            return *integer >= 0 && *integer <= UINT32_MAX ? static_cast<uint32_t>(*integer) : 0;
-        return std::get<uint32_t>(value_);
+        const int64_t integer = int64Value();
+        return integer >= 0 && integer <= UINT32_MAX ? static_cast<uint32_t>(integer) : 0;
     }
 
     /// Equal kinds and values.
     friend bool operator==(const Number &, const Number &) = default;
 
 private:
-    std::variant<double, uint32_t, int64_t> value_;
+    std::variant<double, int64_t> value_;
 };
 
 /// Numbers under their keys.
