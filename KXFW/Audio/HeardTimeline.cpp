@@ -6,17 +6,38 @@
 namespace kx
 {
 
-void HeardTimeline::clear()
+void HeardTimeline::clear(int64_t position)
 {
     const std::lock_guard guard(lock_);
+    waiting_ = position;
     first_ = next_;
 }
 
-void HeardTimeline::restart()
+void HeardTimeline::restart(int64_t position)
 {
     const std::lock_guard guard(lock_);
+    waiting_ = position;
     first_ = next_;
     held_ = 0;
+}
+
+void HeardTimeline::jump(int64_t position)
+{
+    const std::lock_guard guard(lock_);
+    jumped_ = entered_;
+    jumpedTo_ = position;
+}
+
+void HeardTimeline::stop(double output)
+{
+    const std::lock_guard guard(lock_);
+    if (first_ == next_)
+        return;
+    told_ = std::max(told_, heardAt(output));
+    if (told_ >= static_cast<double>(jumped_))
+        return;
+    waiting_ = jumpedTo_;
+    first_ = next_;
 }
 
 void HeardTimeline::note(const RenderedSlice &slice) noexcept
@@ -24,20 +45,44 @@ void HeardTimeline::note(const RenderedSlice &slice) noexcept
     const std::lock_guard guard(lock_);
     if (next_ > first_ && slice.output < record(next_ - 1).output)
         first_ = next_; // the output began anew
+    if (continues(slice)) {
+        Record &last = records_[(next_ - 1) % kRecords];
+        last.slice.frames += slice.frames;
+        last.slice.read += slice.read;
+    } else {
+        append(slice);
+    }
+    entered_ += slice.frames;
+    held_ = slice.held;
+}
+
+/// Whether the last record may take in the slice, because the file is read straight on and not much was rendered since.
+bool HeardTimeline::continues(const RenderedSlice &slice) const noexcept
+{
+    constexpr double kGrain = 512;
+    if (first_ == next_)
+        return false;
+    const Record &last = record(next_ - 1);
+    return slice.output - last.output < kGrain && last.slice.read == last.slice.frames &&
+           last.slice.position + last.slice.read == slice.position && slice.position < slice.loopEnd &&
+           last.slice.loopStart == slice.loopStart && last.slice.loopEnd == slice.loopEnd &&
+           last.slice.loops == slice.loops;
+}
+
+void HeardTimeline::append(const RenderedSlice &slice) noexcept
+{
     const bool sameSlice = next_ > first_ && slice.output == record(next_ - 1).output;
     const int64_t heard = sameSlice ? record(next_ - 1).heard : std::max<int64_t>(entered_ - held_, 0);
     records_[next_ % kRecords] = {slice.output, heard, entered_, slice};
     ++next_;
     first_ = std::max(first_, next_ < kRecords ? 0 : next_ - kRecords);
-    entered_ += slice.frames;
-    held_ = slice.held;
 }
 
-std::optional<int64_t> HeardTimeline::frameAt(double output)
+int64_t HeardTimeline::frameAt(double output)
 {
     const std::lock_guard guard(lock_);
     if (first_ == next_)
-        return std::nullopt;
+        return waiting_;
     told_ = std::max(told_, heardAt(output));
     return positionOf(static_cast<int64_t>(told_));
 }
@@ -76,7 +121,7 @@ int64_t HeardTimeline::positionOf(int64_t number) const noexcept
     while (index > first_ && record(index).entered > number)
         --index;
     const Record &at = record(index);
-    const int64_t position = at.slice.position + std::max<int64_t>(number - at.entered, 0);
+    const int64_t position = at.slice.position + std::clamp<int64_t>(number - at.entered, 0, at.slice.read);
     if (position < at.slice.loopEnd)
         return position;
     if (!at.slice.loops || at.slice.loopEnd <= at.slice.loopStart)

@@ -108,7 +108,7 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url)
         param->setEndOffset(size);
         param->setStartOffset(0);
         param->setByteOffset(0);
-        timeline_.clear();
+        timeline_.clear(0);
         return previous;
     });
     return loaded;
@@ -124,7 +124,7 @@ void KXAFilePlayer::play()
         return;
     isPlaying_ = true;
     resetAUs();
-    timeline_.restart();
+    timeline_.restart(frameOffset());
     silentFrames_ = kNothingYet;
     _ASSERT_NOERR(AudioOutputUnitStart(outputUnit_), "-[KXAFilePlayer play]");
     playerParam()->setOutputUnit(outputUnit_);
@@ -136,6 +136,7 @@ void KXAFilePlayer::stop()
         return stopFromRenderThread();
     {
         const ControlGuard guard(controlLock_);
+        isMoving_ = false;
         stopIfPlaying();
     }
     reportPlaybackFailure();
@@ -149,6 +150,7 @@ bool KXAFilePlayer::stopIfPlaying()
         return false;
     }
     _ASSERT_NOERR(AudioOutputUnitStop(outputUnit_), "-[KXAFilePlayer stop]");
+    timeline_.stop(heardTime().mSampleTime);
     return true;
 }
 

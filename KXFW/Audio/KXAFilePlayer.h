@@ -89,7 +89,8 @@ public:
     void setPositionInByte(int64_t position);
     /// The frame that is being heard, the frames that an effect holds back and the device's latency taken off, and
     /// when. It never goes back but at a wrap, a jump or a new file. While nothing plays it is the frame that was heard
-    /// last, or, after a jump or a load, the position. [any]
+    /// last, or, after a jump, a load or an export, the position; a jump that a stop kept from being heard counts.
+    /// [any]
     [[nodiscard]] KXAHeardFrame heardFrame() const;
     void setPositionToHeardFrame();         ///< After a stop: play goes on where it was heard. [any] [blocks]
     void setPositionInFrame(int64_t frame); ///< [any] [queue: byteOffsetChangeQueue] [blocks]
@@ -194,6 +195,7 @@ private:
     void settle();
     void stopFromRenderThread();
     void stopSilentlyFromRenderThread() noexcept;
+    [[nodiscard]] AudioTimeStamp heardTime() const;
     SliceRead readBytes(void *destination, int64_t bytes);
     void noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read);
     void stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read);

@@ -58,7 +58,8 @@ void KXAFilePlayer::setEffect(AudioUnit effect)
     if (refusedWhileExporting("effect"))
         return;
     rebuild([&] {
-        effectUnit_ = effect;
+        if (effectUnit_.exchange(effect) != effect && isLive(effect))
+            AudioUnitReset(effect, kAudioUnitScope_Global, 0);
         const auto before = effectHold_.exchange(AudioUnitHold(effect)); // ends once it is out of the chain
         setupAUEffectMode();
     });
@@ -98,6 +99,9 @@ void KXAFilePlayer::setupNoEffectMode()
         return;
     dispose(preConverterUnit_);
     dispose(postConverterUnit_);
+    if (const AudioUnit effect = effectUnit_; isLive(effect))
+        AudioUnitReset(effect, kAudioUnitScope_Global,
+                       0); // what it holds is of now, and would be heard when it is back
     const AudioUnit converter = makeConverter(preConverterUnit_, kSite);
     _ASSERT_NOERR(setInputFormat(converter, inputDescription()), kSite);
     _ASSERT_NOERR(AudioUnitInitialize(converter), kSite);
@@ -181,6 +185,7 @@ void KXAFilePlayer::_setupOutputUnit()
     const ControlGuard guard(controlLock_);
     if (refusedWhileExporting("output unit"))
         return;
+    (void)heardFrame(); // the next unit does not know it
     if (const AudioUnit old = outputUnit_.exchange(nullptr)) {
         const OSStatus status = AudioUnitUninitialize(old);
         AudioComponentInstanceDispose(old);

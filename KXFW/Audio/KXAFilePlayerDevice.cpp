@@ -152,7 +152,7 @@ void KXAFilePlayer::followDefaultDevice()
     }
     runOutputRebuiltBlock();
     try {
-        if (wasPlaying)
+        if (wasPlaying && isMoving_) // else the block has stopped it
             play();
     } catch (...) {
         isMoving_ = false;

@@ -72,6 +72,8 @@ std::optional<NSException> KXAFilePlayer::beginExport()
         return NSException(kRefused, "no file is loaded");
     stopIfPlaying();
     renderFailure_.set(nullptr);
+    if (prv_heldFrames() > 0)
+        resetAUs(); // frames of before are no part of the export
     // On the queue, so that a jump of the position is either before the export or refused.
     byteOffsetChangeQueue()->sync([this] { isExporting_ = true; });
     return std::nullopt;

@@ -55,8 +55,10 @@ void KXAFilePlayer::setPositionInByte(int64_t position)
         const auto param = playerParam();
         param->setByteOffset(boundedPosition(position, data->bufferSize()));
         data->seek(param->byteOffset() / bytesPerFrame);
-        if (!isPlaying())
-            timeline_.clear(); // nothing of before will be heard
+        if (isPlaying())
+            timeline_.jump(frameOffset());
+        else
+            timeline_.clear(frameOffset()); // nothing of before will be heard
     });
     if (refused)
         NSLog("position refused: an export is running");
@@ -75,15 +77,21 @@ void KXAFilePlayer::setPositionInFrame(int64_t frame)
     setPositionInByte(bytesOf(frame));
 }
 
-KXAHeardFrame KXAFilePlayer::heardFrame() const
+/// Between two output units it is the beginning of time: what was told last stays.
+AudioTimeStamp KXAFilePlayer::heardTime() const
 {
     AudioTimeStamp heard{};
     uint32_t size = sizeof heard;
     if (AudioUnitGetProperty(outputUnit(), kAudioOutputUnitProperty_HeardTime, kAudioUnitScope_Global, 0, &heard,
-                             &size) == noErr)
-        if (const auto frame = timeline_.frameAt(heard.mSampleTime))
-            return {*frame, heard.mHostTime};
-    return {frameOffset(), kx::monotonicTime()};
+                             &size) != noErr)
+        heard.mHostTime = kx::monotonicTime();
+    return heard;
+}
+
+KXAHeardFrame KXAFilePlayer::heardFrame() const
+{
+    const AudioTimeStamp heard = heardTime();
+    return {timeline_.frameAt(heard.mSampleTime), heard.mHostTime};
 }
 
 void KXAFilePlayer::setPositionToHeardFrame()

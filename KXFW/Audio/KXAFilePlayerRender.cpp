@@ -170,8 +170,11 @@ void KXAFilePlayer::noteSlice(const AudioTimeStamp &time, uint32_t frames, uint3
 {
     const int64_t frame = std::max<int64_t>(read.range.bytesPerFrame, 1);
     const int64_t end = read.range.loop ? std::min(read.range.end, read.range.dataSize) : read.range.dataSize;
-    timeline_.note({time.mSampleTime, frames, held, read.walk.first / frame,
-                    std::max<int64_t>(read.range.start, 0) / frame, end / frame, read.range.loop});
+    timeline_.note({time.mSampleTime, frames, static_cast<uint32_t>(read.walk.count / frame), held,
+                    read.walk.first / frame, std::max<int64_t>(read.range.start, 0) / frame, end / frame,
+                    read.range.loop});
+    if (isExporting_)
+        timeline_.clear(read.walk.position / frame); // goes to a file, not to the ear
 }
 
 /// At the end of the data, silence goes into the chain until the frames that it holds back are out.

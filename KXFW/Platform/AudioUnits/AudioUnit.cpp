@@ -104,8 +104,11 @@ std::shared_ptr<void> AudioUnitHold(AudioUnit unit)
     if (!kx::UnitRegistry::hold(unit))
         return nullptr;
     return {unit, [](AudioUnit held) {
-                if (const auto ended = kx::UnitRegistry::letGo(held))
-                    ended->dispose();
+                caught([held] {
+                    if (const auto ended = kx::UnitRegistry::letGo(held))
+                        ended->dispose();
+                    return noErr;
+                });
             }};
 }
 

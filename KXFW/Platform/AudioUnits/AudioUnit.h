@@ -45,14 +45,15 @@ inline constexpr FourCharCode kAudioUnitManufacturer_Platform = kx::fourCharCode
 enum : AudioUnitScope { kAudioUnitScope_Global = 0, kAudioUnitScope_Input = 1, kAudioUnitScope_Output = 2 };
 
 enum : AudioUnitPropertyID {
-    kAudioUnitProperty_MakeConnection = 1,         ///< AudioUnitConnection; input scope; a null source disconnects
-    kAudioUnitProperty_SampleRate = 2,             ///< double
-    kAudioUnitProperty_StreamFormat = 8,           ///< AudioStreamBasicDescription
-    kAudioUnitProperty_Latency = 12,               ///< double, seconds; read only
-    kAudioUnitProperty_MaximumFramesPerSlice = 14, ///< uint32_t; larger renders are refused; 4096 at first
-    kAudioUnitProperty_SetRenderCallback = 23,     ///< AURenderCallbackStruct; input scope
-    /// uint32_t, read only: the input frames that are drawn but not played when the slice under way is done, in this
-    /// unit and those connected before it. Fit for a render callback of the chain.
+    kAudioUnitProperty_MakeConnection = 1, ///< AudioUnitConnection; input scope; a null source disconnects
+    kAudioUnitProperty_SampleRate = 2,     ///< double
+    kAudioUnitProperty_StreamFormat = 8,   ///< AudioStreamBasicDescription
+    kAudioUnitProperty_Latency = 12,       ///< double, seconds; read only
+    /// uint32_t; larger renders are refused; 4096 at first. An initialised unit forgets what it holds.
+    kAudioUnitProperty_MaximumFramesPerSlice = 14,
+    kAudioUnitProperty_SetRenderCallback = 23, ///< AURenderCallbackStruct; input scope
+    /// uint32_t, read only: frames drawn from the chain's source that are not played when the slice under way is done,
+    /// held in this unit and those connected before it. Fit for a render callback of the chain.
     kAudioUnitProperty_HeldFrames = 2800,
     /// double, read only: input frames drawn for each frame given, by this unit and those connected before it; changes
     /// of the sample rate are not counted.

@@ -131,7 +131,9 @@ OSStatus Unit::getProperty(const PropertyAddress &address, void *data, uint32_t 
 uint32_t Unit::heldFrames() const
 {
     const auto source = input_.source();
-    return ownHeldFrames() + (source ? source->heldFrames() : 0);
+    if (!source)
+        return ownHeldFrames();
+    return static_cast<uint32_t>(std::lround(ownHeldFrames() * source->drawRate())) + source->heldFrames();
 }
 
 double Unit::drawRate() const

@@ -34,14 +34,14 @@ Table &table()
 }
 
 /// Changes an entry, and takes it out when nobody has a claim on it any more.
-template <class Change> std::shared_ptr<Unit> change(AudioUnit handle, Change change)
+template <class Edit> std::shared_ptr<Unit> change(AudioUnit handle, Edit edit)
 {
     Table &all = table();
     const std::lock_guard guard(all.lock);
     const auto at = all.units.find(handle);
     if (at == all.units.end())
         return nullptr;
-    change(at->second);
+    edit(at->second);
     if (!at->second.isReleased || at->second.holders > 0)
         return nullptr;
     auto unit = std::move(at->second.unit);

@@ -56,6 +56,8 @@ public:
     [[nodiscard]] virtual uint64_t underruns() const noexcept = 0;
     /// Frames between the last one written and the one being heard. [any]
     [[nodiscard]] virtual uint32_t latencyFrames() const noexcept = 0;
+    /// Of the frames written, those that have been heard, as far as is known. [any]
+    [[nodiscard]] virtual uint64_t heardFrames() const noexcept = 0;
 };
 
 /// A sound system: its devices, its defaults, its streams. Used from any thread; the handler below is called on a

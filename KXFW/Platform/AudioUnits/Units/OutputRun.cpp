@@ -99,20 +99,11 @@ double OutputRun::heardFrames() const
     return heardFramesLocked();
 }
 
-/// Where a slice is written meanwhile the count and the latency are taken once more, so that they belong together.
 double OutputRun::heardFramesLocked() const
 {
     if (!stream_)
         return heardBefore_;
-    uint64_t written = 0;
-    uint64_t latency = 0;
-    for (int attempt = 0; attempt < 4; ++attempt) {
-        written = written_;
-        latency = stream_->latencyFrames();
-        if (written_ == written)
-            break;
-    }
-    const double heard = static_cast<double>(written - std::min(latency, written));
+    const auto heard = static_cast<double>(stream_->heardFrames());
     return std::max(heardBefore_, openedAt_ + heard * kCanonicalSampleRate / stream_->format().mSampleRate);
 }
 
@@ -169,7 +160,6 @@ OSStatus OutputRun::open()
     const std::lock_guard guard(lock_);
     stream_ = *std::move(opened);
     openedAt_ = sampleTime_;
-    written_ = 0;
     return noErr;
 }
 
@@ -220,7 +210,6 @@ OutputRun::Progress OutputRun::fill(uint32_t room)
         const auto slice = conversion_->render(*this, {}, std::min(room, sliceFrames_), *slice_->get());
         if (slice.frames > 0 && stream_->write(slice_->data(0), slice.frames) != noErr)
             return Progress::Lost;
-        written_ += slice.frames;
         const bool keeps = slice.frames > 0 && conversion_->keepsFrames();
         if (!isRunning() && !keeps)
             return Progress::AllWritten;

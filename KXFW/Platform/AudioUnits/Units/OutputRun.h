@@ -84,10 +84,9 @@ private:
     std::condition_variable changed_; ///< state_ or opened_
     bool opened_ = false;             ///< the first attempt was made
     std::unique_ptr<OutputStream> stream_;
-    uint64_t underruns_;               ///< of streams that are closed
-    double heardBefore_ = 0;           ///< frames heard when the last stream was closed
-    double openedAt_ = 0;              ///< frames pulled when the stream was opened
-    std::atomic<uint64_t> written_{0}; ///< frames of the device, to the stream
+    uint64_t underruns_;     ///< of streams that are closed
+    double heardBefore_ = 0; ///< frames heard when the last stream was closed
+    double openedAt_ = 0;    ///< frames pulled when the stream was opened
 
     // The thread's own.
     std::unique_ptr<FormatConversion> conversion_;

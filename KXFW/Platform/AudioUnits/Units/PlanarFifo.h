@@ -3,6 +3,7 @@
 #include "KXFW/Platform/AudioUnits/Units/PlanarBuffer.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
@@ -33,6 +34,7 @@ public:
     }
     [[nodiscard]] const float *at(uint32_t channel, int64_t index) const noexcept
     {
+        assert(index >= begin_ && index <= end_);
         return memory_.planes()[channel] + (index - base_);
     }
 
@@ -45,6 +47,7 @@ public:
         for (uint32_t i = 0; i < channels_; ++i)
             std::memmove(memory_.planes()[i], at(i, begin_), static_cast<std::size_t>(end_ - begin_) * sizeof(float));
         base_ = begin_;
+        assert(end_ - base_ + frames <= capacity_);
     }
     void append(uint32_t frames) noexcept { end_ += frames; } ///< [any] [render]
 

@@ -14,7 +14,7 @@ namespace
 constexpr int kSampleRate = 44100;
 constexpr int kOverlapMs = 8;
 constexpr int kOverlapFrames = 352;   ///< of 8 ms, in whole eights
-constexpr uint32_t kChunk = 64;       ///< frames fed at a time; each sequence moves on by as many at least
+constexpr uint32_t kChunk = 64;       ///< frames fed at a time; a sequence moves on by as many at least
 constexpr int64_t kRetained = 3;      ///< frames that stay in the library's rate changer, which is not used
 constexpr double kLongestStep = 5648; ///< source frames from a sequence to the next
 constexpr double kWidestStep = kLongestStep + TempoChanger::kPatience;
@@ -113,7 +113,10 @@ double TempoChanger::tempoTo(const TempoLine &line, int64_t from) const noexcept
     const double step =
         std::round(line.at(static_cast<double>(from + sequenceOut_)) - allowance(line.tempo) - position());
     constexpr double kTiny = 1e-7; // so that the library, which cuts, does not fall a frame short
-    return (std::clamp(step, double{kChunk}, kWidestStep) + kTiny) / sequenceOut_;
+    // So far that what was fed for longer sequences does not make several of these at once.
+    const double inHand = touch_->numUnprocessedSamples();
+    const double least = inHand + kChunk + 1 - (sequenceOut_ + kOverlapFrames + seekFrames_);
+    return (std::clamp(step, std::clamp(least, double{kChunk}, kWidestStep), kWidestStep) + kTiny) / sequenceOut_;
 }
 
 void TempoChanger::makeNext(const PlanarFifo &source, const TempoLine &line, PlanarFifo &out) noexcept

@@ -17,7 +17,7 @@ constexpr uint32_t kChannels = TempoChanger::kChannels;
 constexpr uint32_t kLookAhead = TempoChanger::kLookAhead;
 constexpr uint32_t kBlock = 512;                        ///< output frames made at a time
 constexpr uint32_t kHistory = SincInterpolator::kReach; ///< changed frames that interpolation looks back
-constexpr uint32_t kKept = 2 * kHistory;                ///< and a move to whole frames looks back once more
+constexpr uint32_t kKept = 2 * kHistory;                ///< and some more, for a move to whole frames
 constexpr uint32_t kFade = 1024;                        ///< changed frames of a splice
 constexpr uint32_t kChangedCapacity = 3 * TempoChanger::kLongestOutput;
 
@@ -70,6 +70,7 @@ void TimePitchRenderer::reset() noexcept
 {
     setting_ = {};
     heard_ = {};
+    rate_ = speed_ = FixedFrames::stepOf(1);
     isHolding_ = false;
     source_.restart(-int64_t{kHistory});
     source_.reserve(kHistory);
@@ -88,11 +89,12 @@ OSStatus TimePitchRenderer::render(FrameSource &input, const AudioTimeStamp &tim
         return passThrough(input, time, frames, out);
     if (!isHolding_)
         beginToHold();
-    if (wanted != setting_)
-        turnTo(wanted);
+    rate_ = FixedFrames::stepOf(wanted.rate); // the draw's, which comes first: a change may use what is drawn
     unit_.tellHeldFrames(kLookAhead);
     if (const OSStatus status = draw(input, time, frames); status != noErr)
         return status;
+    if (wanted != setting_)
+        turnTo(wanted);
     for (uint32_t done = 0; done < frames; done += kBlock)
         fill(done, std::min(kBlock, frames - done), out);
     return noErr;
@@ -127,13 +129,14 @@ void TimePitchRenderer::beginToHold() noexcept
 void TimePitchRenderer::turnTo(const TimePitchSetting &wanted) noexcept
 {
     setting_ = wanted;
-    rate_ = FixedFrames::stepOf(wanted.rate);
     speed_ = FixedFrames::stepOf(std::exp2(wanted.cents / 1200.0));
     const double tempo = static_cast<double>(rate_) / static_cast<double>(speed_);
     line_ = {place_.value(), heard_.value(), tempo};
     if (isStraight_ && tempo != 1) {
         isStraight_ = false;
         tempo_.start(changed_.end() + shift_);
+    } else if (isStraight_ && wanted.isNeutral() && place_.fraction != 0) {
+        splice(); // so that it is the source frame for frame
     } else if (!isStraight_ && tempo == 1) {
         if (!strays())
             makeChangedUpTo(place_.whole + kFade + kHistory);
@@ -161,32 +164,28 @@ void TimePitchRenderer::splice() noexcept
     old_.restart(place_.whole);
     append(old_, constPlanesOf(changed_, place_.whole), inHand);
     changed_.dropFrom(place_.whole);
-    if (isStraight_)
-        heard_.fraction = 0;
     line_.changed = place_.value();
     line_.source = heard_.value();
     shift_ = heard_.whole - place_.whole;
     tempo_.start(heard_.whole);
 }
 
-/// Moves the changed signal by less than a frame, so that the place in it is a whole number. The oldest frames, which
-/// have no neighbours any more to be moved with, stay: they weigh next to nothing.
+/// Moves the changed signal by less than a frame, so that the place in it is a whole number. The oldest frames may have
+/// no neighbours any more to be moved with: they stay, and weigh next to nothing.
 void TimePitchRenderer::putOnWholeFrames() noexcept
 {
     if (place_.fraction == 0)
         return;
     const uint32_t reach = SincInterpolator::reach(1);
-    const int64_t begin = changed_.begin();
-    const int64_t moved = begin + reach;
-    const int64_t end = std::min(changed_.end() - reach, place_.whole + kFade);
-    const auto count = static_cast<uint32_t>(end - moved);
-    old_.restart(begin);
-    append(old_, constPlanesOf(changed_, begin), reach);
-    interpolator_.read(constPlanesOf(changed_, moved).data(), kChannels, place_.fraction, FixedFrames::stepOf(1),
-                       planesOf(old_, moved).data(), count);
+    const int64_t from = std::max(place_.whole - kHistory, changed_.begin() + reach);
+    const auto count = static_cast<uint32_t>(
+        std::clamp<int64_t>(changed_.end() - reach - from, place_.whole - from, place_.whole - from + kFade));
+    old_.restart(from);
+    interpolator_.read(constPlanesOf(changed_, from).data(), kChannels, place_.fraction, FixedFrames::stepOf(1),
+                       planesOf(old_, from).data(), count);
     old_.append(count);
-    changed_.restart(begin);
-    append(changed_, constPlanesOf(old_, begin), reach + count);
+    changed_.dropFrom(from);
+    append(changed_, constPlanesOf(old_, from), count);
     place_.fraction = 0;
 }
 

@@ -22,7 +22,7 @@ protected:
     Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
     [[nodiscard]] double latencySeconds() const override;
     std::span<Parameter> parameters() noexcept override { return parameters_; }
-    [[nodiscard]] uint32_t ownHeldFrames() const noexcept override { return held_; }
+    [[nodiscard]] uint32_t ownHeldFrames() const noexcept override { return isInitialized() ? held_.load() : 0; }
     [[nodiscard]] double ownDrawRate() const noexcept override { return setting().rate; }
 
 private:

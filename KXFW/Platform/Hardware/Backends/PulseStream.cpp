@@ -155,22 +155,33 @@ OSStatus kx::PulseStream::write(const void *interleaved, uint32_t frames)
     if (pa_stream_write(stream_.get(), interleaved, bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0)
         return kAudioHardwareUnspecifiedError;
     hasWritten_ = true;
+    written_ += frames;
     return noErr;
 }
 
-std::chrono::microseconds kx::PulseStream::heldTime() const noexcept
+std::optional<std::chrono::microseconds> kx::PulseStream::heldTime() const noexcept
 {
     pa_usec_t latency = 0;
     int isNegative = 0;
-    if (!stream_ || pa_stream_get_latency(stream_.get(), &latency, &isNegative) < 0 || isNegative != 0)
-        return 0us;
-    return std::min(std::chrono::microseconds(latency), kLongestHeldTime);
+    if (!stream_ || pa_stream_get_latency(stream_.get(), &latency, &isNegative) < 0)
+        return std::nullopt;
+    return isNegative != 0 ? 0us : std::min(std::chrono::microseconds(latency), kLongestHeldTime);
 }
 
 uint32_t kx::PulseStream::latencyFrames() const noexcept
 {
     const PulseLoop::Lock lock(*loop_);
-    return static_cast<uint32_t>(std::chrono::duration<double>(heldTime()).count() * format_.spec.rate);
+    return static_cast<uint32_t>(std::chrono::duration<double>(heldTime().value_or(0us)).count() * format_.spec.rate);
+}
+
+uint64_t kx::PulseStream::heardFrames() const noexcept
+{
+    const PulseLoop::Lock lock(*loop_);
+    if (const auto held = heldTime()) {
+        const auto frames = static_cast<uint64_t>(std::chrono::duration<double>(*held).count() * format_.spec.rate);
+        knownHeard_ = std::max(knownHeard_, written_ - std::min(frames, written_));
+    }
+    return knownHeard_;
 }
 
 void kx::PulseStream::drain()
@@ -183,7 +194,7 @@ void kx::PulseStream::drain()
             return;
         isDraining_ = true;
         isDrained_ = false;
-        deadline = Clock::now() + heldTime() + kLongestWait;
+        deadline = Clock::now() + heldTime().value_or(0us) + kLongestWait;
         drain = pa_stream_drain(
             stream_.get(),
             [](pa_stream *, int, void *self) noexcept {

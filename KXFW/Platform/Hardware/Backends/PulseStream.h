@@ -6,6 +6,7 @@
 #include "KXFW/Platform/Hardware/HardwareBackend.h"
 
 #include <atomic>
+#include <optional>
 
 namespace kx
 {
@@ -32,6 +33,7 @@ public:
     void interrupt() noexcept override;
     [[nodiscard]] uint64_t underruns() const noexcept override { return underruns_; }
     [[nodiscard]] uint32_t latencyFrames() const noexcept override;
+    [[nodiscard]] uint64_t heardFrames() const noexcept override;
 
 private:
     using Stream = std::unique_ptr<pa_stream, FreeWith<pa_stream_unref>>;
@@ -41,7 +43,8 @@ private:
     void clearCallbacks() noexcept;
     // With the loop's lock held:
     [[nodiscard]] uint32_t roomFrames() const noexcept;
-    [[nodiscard]] std::chrono::microseconds heldTime() const noexcept;
+    /// Null while the server has not told its timing, or is gone.
+    [[nodiscard]] std::optional<std::chrono::microseconds> heldTime() const noexcept;
     void heardState() noexcept;
     void heardUnderflow() noexcept;
 
@@ -49,9 +52,11 @@ private:
     const PulseFormat format_;
     const uint32_t sliceFrames_;
     mutable WakeSignal changed_;
-    Stream stream_;            ///< used under the loop's lock, as are the next; null where it was never made
-    OSStatus loss_ = noErr;    ///< why the stream is lost
-    uint32_t leastRoomFrames_; ///< worth waking the writer for
+    Stream stream_;                   ///< used under the loop's lock, as are the next; null where it was never made
+    OSStatus loss_ = noErr;           ///< why the stream is lost
+    uint32_t leastRoomFrames_;        ///< worth waking the writer for
+    uint64_t written_ = 0;            ///< frames
+    mutable uint64_t knownHeard_ = 0; ///< frames known to have been heard
     bool hasWritten_ = false;
     bool isDraining_ = false;
     bool isDrained_ = false;

@@ -23,6 +23,7 @@ public:
     void interrupt() noexcept override { port_->interrupt(); }
     [[nodiscard]] uint64_t underruns() const noexcept override { return port_->underruns(); }
     [[nodiscard]] uint32_t latencyFrames() const noexcept override { return port_->latencyFrames(); }
+    [[nodiscard]] uint64_t heardFrames() const noexcept override { return port_->heardFrames(); }
 
 private:
     const std::shared_ptr<VirtualPort> port_;

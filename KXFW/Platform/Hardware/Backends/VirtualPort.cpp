@@ -68,6 +68,7 @@ void kx::VirtualPort::take(uint32_t frames)
             buffer_.write(frames, Clock::now());
         credit_ -= std::min<uint64_t>(credit_, frames);
         taken_ += frames;
+        given_ += frames;
     }
     changed_.notify_all();
 }
@@ -100,6 +101,12 @@ uint32_t kx::VirtualPort::latencyFrames() noexcept
 {
     const std::lock_guard guard(lock_);
     return static_cast<uint32_t>(buffer_.heldFramesAt(Clock::now()));
+}
+
+uint64_t kx::VirtualPort::heardFrames() noexcept
+{
+    const std::lock_guard guard(lock_);
+    return given_ - buffer_.heldFramesAt(Clock::now());
 }
 
 void kx::VirtualPort::lose()

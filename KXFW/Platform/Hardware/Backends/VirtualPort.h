@@ -45,6 +45,7 @@ public:
     void interrupt() noexcept;
     [[nodiscard]] uint64_t underruns() noexcept;
     [[nodiscard]] uint32_t latencyFrames() noexcept;
+    [[nodiscard]] uint64_t heardFrames() noexcept;
 
     /// The device has gone.
     void lose();
@@ -64,6 +65,7 @@ private:
     PacedBuffer buffer_;  ///< real-time clock
     uint64_t credit_ = 0; ///< manual clock: frames granted and not yet taken
     uint64_t taken_ = 0;  ///< manual clock: frames since the last grant
+    uint64_t given_ = 0;  ///< frames since the stream was opened
     bool isLost_ = false;
     bool isInterrupted_ = false;
 };
