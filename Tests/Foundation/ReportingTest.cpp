@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -19,11 +20,6 @@ using kx::StringTable;
 namespace
 {
 
-struct LanguageCase {
-    std::vector<std::string> preferred;
-    std::string text;
-};
-
 TEST(StringTable, TheFirstPreferredLanguageWithTheTextGivesIt)
 {
     StringTable table;
@@ -31,7 +27,7 @@ TEST(StringTable, TheFirstPreferredLanguageWithTheTextGivesIt)
     table.setTexts("de-AT", {{"Play", "Spielen"}});
     table.setTexts("fr", {{"Play", "Lire"}, {"Empty", ""}});
     table.setTexts("fr", {{"Play", "Avance"}}, "Other");
-    const std::vector<LanguageCase> cases{
+    const std::map<std::vector<std::string>, std::string> expected{
         {{"de_DE.UTF-8"}, "Abspielen"},
         {{"de_AT@euro"}, "Spielen"},
         {{"de-AT"}, "Spielen"},
@@ -40,9 +36,9 @@ TEST(StringTable, TheFirstPreferredLanguageWithTheTextGivesIt)
         {{}, "Play"},
         {{"d", "deu", ""}, "Play"},
     };
-    for (const LanguageCase &c : cases) {
-        StringTable::setPreferredLanguages(c.preferred);
-        EXPECT_EQ(table.localizedStringForKey("Play"), c.text) << testing::PrintToString(c.preferred);
+    for (const auto &[preferred, text] : expected) {
+        StringTable::setPreferredLanguages(preferred);
+        EXPECT_EQ(table.localizedStringForKey("Play"), text) << testing::PrintToString(preferred);
     }
     StringTable::setPreferredLanguages({"de_AT", "fr"});
     EXPECT_EQ(table.localizedStringForKey("Stop"), "Stopp") << "the language helps out its country";
