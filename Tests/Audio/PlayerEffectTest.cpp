@@ -1,6 +1,7 @@
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
+#include "Tests/Support/RenderGuard.h"
 
 #include <cmath>
 
@@ -281,8 +282,11 @@ TEST_F(PlayerEffectTest, SettingsChangeWhilePlayingAndNoFrameIsLost)
 {
     ASSERT_TRUE(player->loadFileAtURL(make({.frames = 2'000'000})));
     player->setLoop(false);
+    while (player->audioData()->prereadFrames(262144) > 0) {
+    }
     player->play();
     advance(512);
+    const RenderGuard guard;
     double due = 512 + kLookAhead;
     for (int i = 0; i < 1000; ++i) {
         const float rate = 0.25F + static_cast<float>(i * 37 % 400) / 100;
@@ -291,6 +295,7 @@ TEST_F(PlayerEffectTest, SettingsChangeWhilePlayingAndNoFrameIsLost)
         due += 512 * static_cast<double>(std::min(rate, 4.0F));
         ASSERT_NEAR(static_cast<double>(player->frameOffset()), std::min(due, 2e6), 2) << "change " << i;
     }
+    EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
     player->stop();
 }
 

@@ -1,6 +1,7 @@
 // The player on a real sound server: what its null sinks play is recorded and compared with the file.
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "KXFW/Audio/KXAHardwareManager.h"
+#include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/AudioDataFixtures.h"
 #include "Tests/Support/Handshake.h"
 #include "Tests/Support/MonitorRecorder.h"
@@ -155,6 +156,42 @@ TEST_F(SoundServerTest, PlaysToADeviceOfAnotherRate)
     ASSERT_TRUE(recorder.waitUntil([](const auto &all) { return withoutSilence(all).size() >= 2 * 47990; }));
     EXPECT_NEAR(static_cast<double>(withoutSilence(recorder.samples()).size()) / 2, 48000, 200)
         << "one second stays one second";
+}
+
+TEST_F(SoundServerTest, PlaysThroughAnEffectWhatAnExportHoldsAndTellsWhereItIs)
+{
+    AVAudioUnitTimePitch effect;
+    ASSERT_EQ(effect.setRate(0.8F), noErr);
+    ASSERT_EQ(effect.setPitch(300), noErr);
+    player->setEffect(effect.audioUnit());
+    ASSERT_TRUE(player->loadFileAtURL(make({.frames = 44100})));
+    const auto exported = temporaryPath("effect.aiff");
+    Handshake ended;
+    player->prepareForExport();
+    player->exportAsyncWithURL(
+        exported, {}, [&] { ended.announce(); }, [&](const NSException &) { ADD_FAILURE() << "failed"; });
+    ASSERT_TRUE(ended.await());
+    std::vector<int16_t> written;
+    for (const Frame frame : readAll(*KXAFiledAudioData2::audioDataWithContentsOfURL(exported))) {
+        const int64_t packed = indexIn(frame);
+        written.push_back(static_cast<int16_t>(packed & 0xffff));
+        written.push_back(static_cast<int16_t>(packed >> 16));
+    }
+
+    player->setLoop(false);
+    player->setPositionInFrame(0);
+    const MonitorRecorder recorder("kx1");
+    player->play();
+    int64_t last = 0;
+    ASSERT_TRUE(eventually([&] {
+        const int64_t frame = player->heardFrame().frame;
+        EXPECT_GE(frame, last);
+        last = frame;
+        return !player->isPlaying() && frame == 44100;
+    }));
+    const auto wanted = withoutSilence(written);
+    ASSERT_TRUE(recorder.waitUntil([&](const auto &all) { return withoutSilence(all).size() >= wanted.size(); }));
+    EXPECT_TRUE(withoutSilence(recorder.samples()) == wanted);
 }
 
 TEST_F(SoundServerTest, StopCutsAndIsQuiet)
