@@ -124,8 +124,10 @@ void playOn(KXAFilePlayer &player, const PlayOptions &options, const Range &rang
             return player.stop();
         const int64_t frame = player.heardFrame().frame;
         progress.show(progressOf(player, frame, frames));
-        if (!player.isPlaying())
-            return letDeviceFinish(player, waiter);
+        if (!player.isPlaying()) {
+            letDeviceFinish(player, waiter);
+            return progress.show(progressOf(player, player.frameOffset(), frames));
+        }
         if (!options.loop && frame >= range.end && range.end < frames)
             break;
     }

@@ -48,10 +48,11 @@ float weightedSum(const float *samples, const float *weights, uint32_t count) no
 
 } // namespace
 
-SincInterpolator::SincInterpolator() : kernel_(kCrossings * kSteps + 2)
+SincInterpolator::SincInterpolator() : kernel_(kCrossings * kSteps + 2), rows_(std::size_t{kRows + 1} * 2 * kReach)
 {
     for (uint32_t i = 0; i < kCrossings * kSteps; ++i)
         kernel_[i] = static_cast<float>(kernelAt(static_cast<double>(i) / kSteps));
+    prepare(1, reach(1));
 }
 
 uint32_t SincInterpolator::reach(double speed) noexcept
@@ -76,18 +77,34 @@ void SincInterpolator::weigh(double fraction, double scale, uint32_t reach, floa
     }
 }
 
+void SincInterpolator::prepare(double scale, uint32_t reach) noexcept
+{
+    if (scale == scale_)
+        return;
+    scale_ = scale;
+    for (uint32_t row = 0; row <= kRows; ++row)
+        weigh(static_cast<double>(row) / kRows, scale, reach, rows_.data() + std::size_t{row} * 2 * reach);
+}
+
 void SincInterpolator::read(const float *const *planes, uint32_t channels, uint32_t fraction, uint64_t step,
-                            float *const *out, uint32_t frames) const noexcept
+                            float *const *out, uint32_t frames) noexcept
 {
     const double speed = static_cast<double>(step) / kOne;
     const uint32_t reached = reach(speed);
+    const uint32_t count = 2 * reached;
+    prepare(std::min(1.0, 1 / speed), reached);
     std::array<float, 2 * kReach> weights; // NOLINT: filled below as far as it is read
     uint64_t place = fraction;
     for (uint32_t i = 0; i < frames; ++i, place += step) {
-        weigh(static_cast<double>(place & 0xffffffffu) / kOne, std::min(1.0, 1 / speed), reached, weights.data());
+        const auto part = static_cast<uint32_t>(place);
+        const float *const low = rows_.data() + std::size_t{part / (1U << 24)} * count;
+        const float *const high = low + count;
+        const float between = static_cast<float>(part % (1U << 24)) * 0x1p-24F;
+        for (uint32_t tap = 0; tap < count; ++tap)
+            weights[tap] = low[tap] + between * (high[tap] - low[tap]);
         const auto sample = static_cast<int64_t>(place >> 32) + 1 - static_cast<int64_t>(reached);
         for (uint32_t channel = 0; channel < channels; ++channel)
-            out[channel][i] = weightedSum(planes[channel] + sample, weights.data(), 2 * reached);
+            out[channel][i] = weightedSum(planes[channel] + sample, weights.data(), count);
     }
 }
 

@@ -10,8 +10,9 @@ namespace kx
 ///
 /// Band-limited interpolation with a Kaiser-windowed sinc of 32 zero crossings a side (J. O. Smith, "Digital Audio
 /// Resampling", CCRMA; J. F. Kaiser, 1974), about 90 dB of stop band, flat up to 0.8 of the half rate. Reading faster
-/// than 1 widens the kernel, so that nothing folds back. It keeps no state: each value depends on its place and the
-/// speed alone, so speed may change at any frame, and any cut into calls gives the same values.
+/// than 1 widens the kernel, so that nothing folds back. Each value depends on its place and the speed alone, so speed
+/// may change at any frame, and any cut into calls gives the same values. What is kept from call to call are the
+/// weights for one speed. One thread at a time.
 class SincInterpolator
 {
 public:
@@ -29,12 +30,17 @@ public:
     /// sample, from the sample that `planes` points at; step up to kFastest. The planes have `reach` samples before
     /// that and behind the last place. [render]
     void read(const float *const *planes, uint32_t channels, uint32_t fraction, uint64_t step, float *const *out,
-              uint32_t frames) const noexcept;
+              uint32_t frames) noexcept;
 
 private:
+    static constexpr uint32_t kRows = 256; ///< fractions of a sample that weights are kept for; between them, in line
+
+    void prepare(double scale, uint32_t reach) noexcept;
     void weigh(double fraction, double scale, uint32_t reach, float *weights) const noexcept;
 
-    std::vector<float> kernel_; ///< one side, kSteps values a sample
+    std::vector<float> kernel_; ///< one side, in fine steps
+    std::vector<float> rows_;   ///< the weights for each fraction, 0 and 1 included
+    double scale_ = 0;          ///< that they were made for
 };
 
 } // namespace kx
