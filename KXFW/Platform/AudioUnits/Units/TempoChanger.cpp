@@ -115,7 +115,7 @@ double TempoChanger::tempoTo(const TempoLine &line, int64_t from) const noexcept
     constexpr double kTiny = 1e-7; // so that the library, which cuts, does not fall a frame short
     // So far that what was fed for longer sequences does not make several of these at once.
     const double inHand = touch_->numUnprocessedSamples();
-    const double least = inHand + kChunk + 1 - (sequenceOut_ + kOverlapFrames + seekFrames_);
+    const double least = inHand + kChunk + 1 - sequenceOut_ - kOverlapFrames - seekFrames_;
     return (std::clamp(step, std::clamp(least, double{kChunk}, kWidestStep), kWidestStep) + kTiny) / sequenceOut_;
 }
 
