@@ -9,16 +9,22 @@ namespace kx
 void HeardTimeline::clear(int64_t position)
 {
     const std::lock_guard guard(lock_);
-    waiting_ = position;
-    first_ = next_;
+    forget(position);
 }
 
 void HeardTimeline::restart(int64_t position)
 {
     const std::lock_guard guard(lock_);
+    forget(position);
+    held_ = 0;
+}
+
+/// A jump is forgotten too: it was in what went in before, of another file perhaps.
+void HeardTimeline::forget(int64_t position) noexcept
+{
     waiting_ = position;
     first_ = next_;
-    held_ = 0;
+    jumped_ = 0;
 }
 
 void HeardTimeline::jump(int64_t position)
@@ -34,10 +40,8 @@ void HeardTimeline::stop(double output)
     if (first_ == next_)
         return;
     told_ = std::max(told_, heardAt(output));
-    if (told_ >= static_cast<double>(jumped_))
-        return;
-    waiting_ = jumpedTo_;
-    first_ = next_;
+    if (told_ < static_cast<double>(jumped_))
+        forget(jumpedTo_);
 }
 
 void HeardTimeline::note(const RenderedSlice &slice) noexcept

@@ -55,6 +55,7 @@ private:
     static constexpr uint32_t kRecords = 512;
 
     [[nodiscard]] const Record &record(uint64_t index) const noexcept { return records_[index % kRecords]; }
+    void forget(int64_t position) noexcept;
     void append(const RenderedSlice &slice) noexcept;
     [[nodiscard]] bool continues(const RenderedSlice &slice) const noexcept;
     [[nodiscard]] double heardAt(double output) const noexcept;

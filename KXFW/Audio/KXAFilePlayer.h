@@ -38,9 +38,10 @@ struct KXAHeardFrame {
 /// export are refused (logged, without effect), and device rebuilds wait for the end.
 ///
 /// Threads: operations may come from any thread; those that touch units are serialised by one control lock. The render
-/// thread takes only byteOffsetChangeQueue and the audio data's queues. The timer pre-reads every 100 ms. Device
-/// changes are handled on the platform's notification thread, exports on a background thread. All of them hold the
-/// player only while they work, so the last reference may drop on any thread.
+/// thread takes only byteOffsetChangeQueue, the audio data's queues, and for a moment the priority-inheriting locks of
+/// the units and of the heard frame. The timer pre-reads every 100 ms. Device changes are handled on the platform's
+/// notification thread, exports on a background thread. All of them hold the player only while they work, so the last
+/// reference may drop on any thread.
 class KX_EXPORT KXAFilePlayer : public KXAFilePlayerFields, public std::enable_shared_from_this<KXAFilePlayer>
 {
     struct Key {

@@ -99,9 +99,9 @@ void KXAFilePlayer::setupNoEffectMode()
         return;
     dispose(preConverterUnit_);
     dispose(postConverterUnit_);
+    // What an effect holds is of now, and would be heard when it is back.
     if (const AudioUnit effect = effectUnit_; isLive(effect))
-        AudioUnitReset(effect, kAudioUnitScope_Global,
-                       0); // what it holds is of now, and would be heard when it is back
+        AudioUnitReset(effect, kAudioUnitScope_Global, 0);
     const AudioUnit converter = makeConverter(preConverterUnit_, kSite);
     _ASSERT_NOERR(setInputFormat(converter, inputDescription()), kSite);
     _ASSERT_NOERR(AudioUnitInitialize(converter), kSite);

@@ -206,6 +206,13 @@ TEST_F(PlayerEffectTest, KnowsTheFrameHeardLastWhateverComesBetween)
     EXPECT_LT(player->heardFrame().frame, 60'000) << "the jump is not heard yet";
     player->stop();
     EXPECT_EQ(player->heardFrame().frame, 200'000) << "and is not undone by a stop";
+    player->play();
+    advance(1000);
+    player->setPositionInFrame(300'000);
+    ASSERT_TRUE(player->loadFileAtURL(make(music)));
+    advance(100);
+    player->stop();
+    EXPECT_LT(player->heardFrame().frame, 1000) << "a jump in the file before is none in this one";
     player->setOffsetFramesPlay(0, 0, 4000);
     exported();
     EXPECT_EQ(player->heardFrame().frame, player->frameOffset()) << "an export is not heard";

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KXFW/Platform/Conversion/SincInterpolator.h"
+
 #include <cmath>
 #include <cstdint>
 
@@ -20,7 +22,7 @@ struct FixedFrames {
     int64_t whole = 0;
     uint32_t fraction = 0;
 
-    static constexpr double kOne = 4294967296.0;
+    static constexpr double kOne = SincInterpolator::kOne;
 
     /// 2^-32 frames; at most 64. [any] [render]
     [[nodiscard]] static uint64_t stepOf(double frames) noexcept
