@@ -9,6 +9,7 @@
 #include "KXFW/Platform/Foundation/Export.h"
 #include "KXFW/Platform/Foundation/Geometry.h"
 #include "KXFW/Platform/Foundation/NSAlert.h"
+#include "KXFW/Platform/Foundation/NSColor.h"
 #include "KXFW/Platform/Foundation/PropertyList.h"
 
 #include <cstdint>

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "KXFW/Platform/Foundation/Export.h"
+#include "KXFW/Platform/Foundation/Geometry.h"
+#include "KXFW/Platform/Foundation/NSObject.h"
+
+#include <memory>
+#include <vector>
+
+namespace kx
+{
+
+/// What shows a layer tree. It is told of changes, once for each transaction.
+class KX_EXPORT LayerHost
+{
+public:
+    /// These areas, in the coordinates of the tree's root, look different now. [main]
+    virtual void layersDidChange(const std::vector<NSRect> &areas) = 0;
+
+protected:
+    ~LayerHost() = default;
+};
+
+} // namespace kx
+
+/// A rectangle in a tree of rectangles: plain geometry. A parent owns its sublayers, the last one topmost; it shows
+/// them above itself. Coordinates are points, y grows upward. The bounds are the layer's rectangle in its own
+/// coordinates; its position says where, in the parent's, the anchor point lies, which is given as a part of the
+/// bounds: (0, 0) is the bottom left, (0.5, 0.5) the middle. A change shows up at once, or with the end of a
+/// transaction (CATransaction); there is no animation. Main thread only.
+class KX_EXPORT CALayer : public NSObject, public std::enable_shared_from_this<CALayer>
+{
+public:
+    CALayer() = default;
+    ~CALayer() override;
+
+    /// A new layer of class `Layer`. [main]
+    template <class Layer = CALayer> [[nodiscard]] static std::shared_ptr<Layer> layer()
+    {
+        return std::make_shared<Layer>();
+    }
+
+    // Geometry, in points. All [main].
+
+    [[nodiscard]] const NSRect &bounds() const noexcept { return bounds_; }
+    void setBounds(const NSRect &bounds);
+    [[nodiscard]] NSPoint position() const noexcept { return position_; }
+    void setPosition(NSPoint position);
+    /// At first the middle, (0.5, 0.5).
+    [[nodiscard]] NSPoint anchorPoint() const noexcept { return anchorPoint_; }
+    void setAnchorPoint(NSPoint anchorPoint);
+    /// The rectangle in the parent's coordinates, from bounds, position and anchor point.
+    [[nodiscard]] NSRect frame() const noexcept;
+    /// Sets position and the size of the bounds, whose origin stays.
+    void setFrame(const NSRect &frame);
+    /// Whether the layer's own drawing and its sublayers are cut off at its bounds. At first not.
+    [[nodiscard]] bool masksToBounds() const noexcept { return masksToBounds_; }
+    void setMasksToBounds(bool masksToBounds);
+
+    // The tree. All [main].
+
+    [[nodiscard]] const std::vector<std::shared_ptr<CALayer>> &sublayers() const noexcept { return sublayers_; }
+    [[nodiscard]] CALayer *superlayer() const noexcept { return superlayer_; } ///< Null for a root.
+    /// Puts `sublayer` on top of the others; it leaves the parent that it had. What is null, is this layer or holds it
+    /// is refused: nothing changes.
+    void addSublayer(const std::shared_ptr<CALayer> &sublayer);
+    void removeFromSuperlayer();
+
+    /// The topmost layer of this tree whose rectangle has the point, in the coordinates of this layer's parent. Layers
+    /// are found inside their parents' rectangles only. Null when the point lies outside this layer. [main]
+    [[nodiscard]] std::shared_ptr<CALayer> hitTest(NSPoint point);
+
+    /// The area that the layer and its sublayers may paint, in its own coordinates. [main]
+    [[nodiscard]] NSRect paintedArea() const;
+    /// What the layer itself paints, without sublayers and before it is cut off; the base paints nothing. [main]
+    [[nodiscard]] virtual NSRect ownPaintedArea() const;
+
+    /// Who shows the tree under this root, borrowed: set it to null before it goes. [main]
+    void setHost(kx::LayerHost *host);
+
+protected:
+    /// Runs `apply`, which changes how the layer looks, and reports the area before and after. [main]
+    template <class Change> void change(Change apply)
+    {
+        reportArea();
+        apply();
+        reportArea();
+    }
+
+private:
+    void reportArea() const;
+    [[nodiscard]] NSPoint originInSuperlayer() const noexcept;
+
+    NSRect bounds_;
+    NSPoint position_;
+    NSPoint anchorPoint_{0.5, 0.5};
+    bool masksToBounds_ = false;
+    std::vector<std::shared_ptr<CALayer>> sublayers_;
+    CALayer *superlayer_ = nullptr;
+    kx::LayerHost *host_ = nullptr;
+};
