@@ -5,9 +5,11 @@ set -euo pipefail
 
 build_packages=(build-essential cmake ninja-build pkg-config python3
     libsndfile1-dev libmpg123-dev libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev libsoundtouch-dev
-    libpulse-dev libpugixml-dev libcli11-dev)
+    libpulse-dev libpugixml-dev libcli11-dev
+    qt6-base-dev qt6-tools-dev libqt6opengl6-dev fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy clang
-    pulseaudio pulseaudio-utils ffmpeg lame sox flac vorbis-tools strace)
+    pulseaudio pulseaudio-utils ffmpeg lame sox flac vorbis-tools strace
+    xvfb xdotool imagemagick)
 
 packages=("${build_packages[@]}")
 [ "${1:-}" = "--run" ] || packages+=("${test_packages[@]}")
