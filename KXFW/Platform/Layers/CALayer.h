@@ -32,7 +32,7 @@ class KX_EXPORT CALayer : public NSObject, public std::enable_shared_from_this<C
 {
 public:
     CALayer() = default;
-    ~CALayer() override;
+    ~CALayer() override; ///< Its sublayers are roots afterwards, where others hold them. [main]
 
     /// A new layer of class `Layer`. [main]
     template <class Layer = CALayer> [[nodiscard]] static std::shared_ptr<Layer> layer()

@@ -29,8 +29,8 @@ namespace kx
 class KX_EXPORT LayerTransaction
 {
 public:
-    LayerTransaction(); ///< [main]
-    ~LayerTransaction() { CATransaction::commit(); }
+    LayerTransaction();                              ///< [main]
+    ~LayerTransaction() { CATransaction::commit(); } ///< [main]
     LayerTransaction(const LayerTransaction &) = delete;
     LayerTransaction &operator=(const LayerTransaction &) = delete;
 };
