@@ -1,6 +1,6 @@
-# The public headers of libKXFW, as paths from the root: the umbrella header and all that it reaches.
+# The public headers, as paths from the root: the given umbrella headers and all that they reach.
 function(kx_public_headers result)
-    set(waiting KXFW/KXFW.h)
+    set(waiting ${ARGN})
     set(found)
     while(waiting)
         list(POP_FRONT waiting header)

@@ -1,14 +1,19 @@
 #!/usr/bin/env bash
-# Shows that libKXFW exports marked names only, and depends on no toolkit and on none of the MPEG-4 libraries.
-# Usage: scripts/checks/exports.sh [LIBRARY]
+# Shows that the libraries export marked names only, and that libKXFW depends on no toolkit and on none of the MPEG-4
+# libraries.   Usage: scripts/checks/exports.sh [FOLDER OF THE LIBRARIES]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
-library=${1:-$root/build/release/lib/libKXFW.so}
+folder=${1:-$root/build/release/lib}
 
 fail() { echo "exports: $*" >&2; exit 1; }
 
-[ -e "$library" ] || fail "$library does not exist; build it first"
-nm -DC --defined-only "$library" | python3 "$root/scripts/checks/exports.py" "$root"
+for library in "$folder/libKXFW.so" "$folder/libKXFWUI.so"; do
+    [ -e "$library" ] || fail "$library does not exist; build it first"
+    nm -DC --defined-only "$library" | python3 "$root/scripts/checks/exports.py" "$root"
+    readelf -d "$library" | grep -q 'SONAME.*libKXFW\(UI\)\?\.so\.[0-9]' || fail "$library has no versioned soname"
+done
+
+library=$folder/libKXFW.so
 needed=$(readelf -d "$library" | grep -F '(NEEDED)' || true)
 if grep -Ei 'lib(av(format|codec|util|filter)|swresample|swscale|Qt)' <<<"$needed"; then
     fail "$library must not depend on these"
@@ -16,4 +21,3 @@ fi
 if nm -DC "$library" | grep -E ' (Q[A-Z][A-Za-z]*::|q[A-Z][A-Za-z]*\()'; then
     fail "$library must not use the toolkit"
 fi
-readelf -d "$library" | grep -q 'SONAME.*libKXFW\.so\.[0-9]' || fail "$library has no versioned soname"

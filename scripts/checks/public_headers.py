@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Lists the public headers of libKXFW: the umbrella header and all that it reaches, one path a line.
+"""Lists the public headers: the umbrella headers of the libraries and all that they reach, one path a line.
 Usage: public_headers.py [ROOT]"""
 import re
 import sys
@@ -9,9 +9,9 @@ _INCLUDE = re.compile(r'^\s*#\s*include\s*"(KXFW/[^"]+)"', re.M)
 
 
 def public_headers(root):
-    """The umbrella KXFW/KXFW.h and the headers it reaches, sorted."""
+    """The umbrella headers of both libraries and the headers they reach, sorted."""
     found = set()
-    waiting = [root / 'KXFW/KXFW.h']
+    waiting = [h for h in (root / 'KXFW/KXFW.h', root / 'KXFW/KXFWUI.h') if h.exists()]
     while waiting:
         header = waiting.pop()
         if header not in found:

@@ -18,7 +18,7 @@ class DrawingScope
 {
 public:
     explicit DrawingScope(QPainter &painter); ///< [main]
-    ~DrawingScope();
+    ~DrawingScope();                          ///< [main]
     DrawingScope(const DrawingScope &) = delete;
     DrawingScope &operator=(const DrawingScope &) = delete;
 

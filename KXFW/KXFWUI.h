@@ -1,0 +1,17 @@
+/// @file
+/// The public interface of libKXFWUI: views and screens over Qt, with the services that they stand on, and all of
+/// libKXFW's.
+#pragma once
+
+#include "KXFW/KXFW.h"
+
+#include "KXFW/Platform/Foundation/NSColor.h"
+#include "KXFW/Platform/Foundation/NSObject.h"
+#include "KXFW/Platform/Layers/CAShapeLayer.h"
+#include "KXFW/Platform/Layers/CATransaction.h"
+#include "KXFW/Platform/Toolkit/NSGraphics.h"
+#include "KXFW/Platform/Toolkit/NSView.h"
+#include "KXFW/Platform/Toolkit/SliderElement.h"
+#include "KXFW/Platform/Toolkit/ToolkitEdge.h"
+#include "KXFW/Platform/Toolkit/ViewClasses.h"
+#include "KXFW/Platform/Toolkit/ViewWidget.h"
