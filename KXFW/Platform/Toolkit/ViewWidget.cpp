@@ -118,6 +118,7 @@ void kx::ViewWidget::mousePressEvent(QMouseEvent *event)
     if (event->button() != Qt::LeftButton || pressed_)
         return event->ignore();
     pressed_ = true;
+    setMouseTracking(true); // a move without the button shows a release that went elsewhere
     send(&NSView::mouseDown, event->globalPosition());
 }
 
@@ -128,7 +129,7 @@ void kx::ViewWidget::mouseMoveEvent(QMouseEvent *event)
     if (event->buttons() & Qt::LeftButton)
         send(&NSView::mouseDragged, event->globalPosition());
     else
-        release(event->globalPosition()); // the release went to somebody else
+        release(event->globalPosition());
 }
 
 void kx::ViewWidget::mouseReleaseEvent(QMouseEvent *event)
@@ -140,8 +141,10 @@ void kx::ViewWidget::mouseReleaseEvent(QMouseEvent *event)
 
 void kx::ViewWidget::release(QPointF globalPosition)
 {
-    if (std::exchange(pressed_, false))
-        send(&NSView::mouseUp, globalPosition);
+    if (!std::exchange(pressed_, false))
+        return;
+    setMouseTracking(false);
+    send(&NSView::mouseUp, globalPosition);
 }
 
 void kx::ViewWidget::send(void (NSView::*handler)(const NSEvent &), QPointF globalPosition)
