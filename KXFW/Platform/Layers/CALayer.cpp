@@ -4,7 +4,7 @@
 #include "KXFW/Platform/Layers/RectMath.h"
 
 #include <algorithm>
-#include <ranges>
+#include <utility>
 
 CALayer::~CALayer()
 {
@@ -53,18 +53,17 @@ void CALayer::setFrame(const NSRect &newFrame)
     });
 }
 
-void CALayer::addSublayer(const std::shared_ptr<CALayer> &sublayer)
+void CALayer::addSublayer(std::shared_ptr<CALayer> sublayer)
 {
     for (const CALayer *holder = this; holder; holder = holder->superlayer_)
         if (holder == sublayer.get())
             return;
     if (!sublayer)
         return;
-    const std::shared_ptr<CALayer> kept = sublayer; // the reference may be to the old parent's own
-    kept->removeFromSuperlayer();
-    sublayers_.push_back(kept);
-    kept->superlayer_ = this;
-    kept->reportArea();
+    sublayer->removeFromSuperlayer();
+    sublayer->superlayer_ = this;
+    sublayers_.push_back(std::move(sublayer));
+    sublayers_.back()->reportArea();
 }
 
 void CALayer::removeFromSuperlayer()
@@ -91,8 +90,8 @@ std::shared_ptr<CALayer> CALayer::hitTest(NSPoint point)
         return nullptr;
     const NSPoint origin = originInSuperlayer();
     const NSPoint own{point.x - origin.x, point.y - origin.y};
-    for (const auto &sublayer : std::views::reverse(sublayers_))
-        if (auto hit = sublayer->hitTest(own))
+    for (auto sublayer = sublayers_.rbegin(); sublayer != sublayers_.rend(); ++sublayer)
+        if (auto hit = (*sublayer)->hitTest(own))
             return hit;
     return shared_from_this();
 }

@@ -63,7 +63,7 @@ public:
     [[nodiscard]] CALayer *superlayer() const noexcept { return superlayer_; } ///< Null for a root.
     /// Puts `sublayer` on top of the others; it leaves the parent that it had. What is null, is this layer or holds it
     /// is refused: nothing changes.
-    void addSublayer(const std::shared_ptr<CALayer> &sublayer);
+    void addSublayer(std::shared_ptr<CALayer> sublayer);
     void removeFromSuperlayer();
 
     /// The topmost layer of this tree whose rectangle has the point, in the coordinates of this layer's parent. Layers
