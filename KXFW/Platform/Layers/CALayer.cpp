@@ -90,8 +90,8 @@ std::shared_ptr<CALayer> CALayer::hitTest(NSPoint point)
         return nullptr;
     const NSPoint origin = originInSuperlayer();
     const NSPoint own{point.x - origin.x, point.y - origin.y};
-    for (auto sublayer = sublayers_.rbegin(); sublayer != sublayers_.rend(); ++sublayer)
-        if (auto hit = (*sublayer)->hitTest(own))
+    for (std::size_t i = sublayers_.size(); i-- > 0;)
+        if (auto hit = sublayers_[i]->hitTest(own))
             return hit;
     return shared_from_this();
 }
