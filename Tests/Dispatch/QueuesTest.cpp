@@ -137,6 +137,49 @@ TEST_F(MainQueueTest, EachThreadsTasksKeepTheirOrder)
     EXPECT_EQ(ran, kThreads * kTasks);
 }
 
+TEST_F(MainQueueTest, SyncWaitsForItsTaskOrLearnsThatNobodyRunsIt)
+{
+    const auto outcome = [](const std::function<void()> &task) {
+        std::string text;
+        std::thread([&] {
+            try {
+                text = MainQueue::sync(task) ? "ran" : "not run";
+            } catch (const std::runtime_error &error) {
+                text = error.what();
+            }
+        }).join();
+        return text;
+    };
+    EXPECT_EQ(outcome([] {}), "not run") << "nobody takes tasks";
+
+    int runs = 0;
+    MainQueue::install([](const std::function<void()> &run) { run(); });
+    EXPECT_EQ(outcome([&] { ++runs; }), "ran");
+    EXPECT_EQ(outcome([] { throw std::runtime_error("broken"); }), "broken");
+    EXPECT_TRUE(MainQueue::sync([&] { ++runs; })) << "the main thread does not wait for itself";
+    EXPECT_EQ(runs, 2);
+
+    MainQueue::install([](const std::function<void()> &) {}); // throws tasks away
+    EXPECT_EQ(outcome([&] { ++runs; }), "not run");
+
+    Handshake taken;
+    MainQueue::install([&](const std::function<void()> &) { // holds up the queue until the executor goes
+        taken.announce();
+        EXPECT_TRUE(taken.await(2));
+    });
+    std::thread first([] { MainQueue::async([] {}); });
+    EXPECT_TRUE(taken.await(1));
+    std::string second;
+    std::thread waiting([&] { second = MainQueue::sync([&] { ++runs; }) ? "ran" : "not run"; });
+    std::thread removing([] { MainQueue::install({}); });
+    taken.announce();
+    first.join();
+    removing.join();
+    waiting.join();
+    EXPECT_EQ(second, "not run");
+    EXPECT_EQ(runs, 2);
+}
+
 TEST_F(MainQueueTest, RemovingAnExecutorWaitsForItsCall)
 {
     for (int round = 0; round < 50; ++round) {

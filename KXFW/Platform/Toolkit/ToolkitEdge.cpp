@@ -66,11 +66,8 @@ void kx::installToolkit()
         return;
     installedFor = qApp;
     NSAlert::setPresenter(present);
-    MainQueue::install([](std::function<void()> task) {
-        QMetaObject::invokeMethod(
-            qApp, [task = std::move(task)] { atToolkitEdge("The application met an error.", task); },
-            Qt::QueuedConnection);
-    });
+    MainQueue::install(
+        [](std::function<void()> task) { QMetaObject::invokeMethod(qApp, std::move(task), Qt::QueuedConnection); });
     qAddPostRoutine([] {
         uninstall();
         installedFor = nullptr;
