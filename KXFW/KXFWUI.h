@@ -15,3 +15,7 @@
 #include "KXFW/Platform/Toolkit/ToolkitEdge.h"
 #include "KXFW/Platform/Toolkit/ViewClasses.h"
 #include "KXFW/Platform/Toolkit/ViewWidget.h"
+#include "KXFW/UI/KXAEndRangeKnobLayer.h"
+#include "KXFW/UI/KXARangeKnobLayer.h"
+#include "KXFW/UI/KXPlayPositionView.h"
+#include "KXFW/UI/KXPlayPositionViewDelegate.h"

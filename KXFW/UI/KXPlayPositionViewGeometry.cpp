@@ -1,0 +1,82 @@
+#include "KXFW/UI/KXPlayPositionView.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+
+/// Toward zero; what lies beyond the integers is the nearest one, what is not a number is 0.
+int64_t truncated(double value)
+{
+    constexpr double kLargest = 0x1.fffffffffffffp62; // the last double below 2^63
+    return std::isnan(value) ? 0 : static_cast<int64_t>(std::clamp(value, -0x1p63, kLargest));
+}
+
+} // namespace
+
+float KXPlayPositionView::_barWidth() const noexcept
+{
+    return static_cast<float>(std::max(0.0, CGRectGetWidth(bounds()) - 2 * kMarkerWidth));
+}
+
+float KXPlayPositionView::_frame2X(int64_t frame) const noexcept
+{
+    const auto inset = static_cast<float>(kMarkerWidth);
+    if (numFrames_ <= 0)
+        return inset;
+    return _barWidth() * static_cast<float>(frame) / static_cast<float>(numFrames_) + inset;
+}
+
+int64_t KXPlayPositionView::_x2Frame(float x) const noexcept
+{
+    const float width = _barWidth();
+    if (numFrames_ <= 0 || width <= 0)
+        return 0;
+    const double fromStart = static_cast<double>(x) - kMarkerWidth;
+    const auto frames = static_cast<double>(static_cast<float>(numFrames_));
+    return std::min(truncated(frames * fromStart / static_cast<double>(width)), numFrames_);
+}
+
+int64_t KXPlayPositionView::frameUnder(NSPoint pointInWindow) const noexcept
+{
+    const auto x = static_cast<float>(convertPoint(pointInWindow).x);
+    return std::min(std::max<int64_t>(_x2Frame(x), 0), endFrame_);
+}
+
+int64_t KXPlayPositionView::_frameFromEvent(const NSEvent &event) const noexcept
+{
+    return frameUnder(event.locationInWindow());
+}
+
+void KXPlayPositionView::_updateEndFrameLayer()
+{
+    if (endFrameLayer_)
+        endFrameLayer_->setMax(CGRectGetWidth(rootBounds()) - kMarkerWidth);
+}
+
+void KXPlayPositionView::_updateKnobRanges()
+{
+    const float shortest = _frame2X(kMinimumLoopRange);
+    if (startFrameLayer_)
+        startFrameLayer_->setMax(_frame2X(endFrame_) - shortest + kMarkerWidth);
+    if (endFrameLayer_)
+        endFrameLayer_->setMin(_frame2X(startFrame_) + shortest - kMarkerWidth);
+}
+
+void KXPlayPositionView::knobLayerDidMove(KXARangeKnobLayer &knob)
+{
+    const double tip = knob.hotSpot().x;
+    const int64_t frame = _x2Frame(static_cast<float>(tip));
+    const auto shortest = static_cast<double>(_frame2X(kMinimumLoopRange));
+    // In a file too short for the shortest range the limits lie outside of it, but no frame may.
+    if (&knob == startFrameLayer_.get()) {
+        setStartFrame(std::max<int64_t>(std::min(frame, endFrame_), 0));
+        if (endFrameLayer_)
+            endFrameLayer_->setMin(shortest + tip - kMarkerWidth);
+    } else if (&knob == endFrameLayer_.get()) {
+        setEndFrame(std::min(std::max(frame, startFrame_), std::max<int64_t>(numFrames_, 0)));
+        if (startFrameLayer_)
+            startFrameLayer_->setMax(tip - shortest + kMarkerWidth);
+    }
+}

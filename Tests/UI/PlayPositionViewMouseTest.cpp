@@ -1,0 +1,175 @@
+// What the mouse does to the transport bar.
+#include "Tests/UI/BarTesting.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+
+namespace
+{
+
+using bar::Heard;
+
+constexpr double kOnBar = 20;   // y
+constexpr double kOnKnobs = 10; // y
+
+class PlayPositionViewMouse : public testing::Test
+{
+protected:
+    PlayPositionViewMouse() { use(bar::view(420, 441000)); }
+
+    void use(std::shared_ptr<KXPlayPositionView> used)
+    {
+        view = std::move(used);
+        view->setDelegate(listener);
+    }
+    /// Presses, drags to each of `xs`, releases there. Gives what the delegate heard.
+    Heard drag(NSPoint from, const std::vector<double> &xs)
+    {
+        view->mouseDown(NSEvent(from));
+        for (const double x : xs)
+            view->mouseDragged(NSEvent({x, from.y}));
+        view->mouseUp(NSEvent({xs.empty() ? from.x : xs.back(), from.y}));
+        return listener->take();
+    }
+
+    std::shared_ptr<bar::Listener> listener = std::make_shared<bar::Listener>();
+    std::shared_ptr<KXPlayPositionView> view;
+};
+
+TEST_F(PlayPositionViewMouse, MovesThePlayLineByPressAndDrag)
+{
+    bar::setRange(*view, 44100, 220500);
+    EXPECT_EQ(drag({110, kOnBar}, {60, 30, -500, 200, 900}), (Heard{{"play", 110250},
+                                                                    {"play", 55125},
+                                                                    {"play", 22050}, // before the range
+                                                                    {"play", 0},
+                                                                    {"play", 209475},
+                                                                    {"play", 220500}})); // never beyond it
+    EXPECT_EQ(view->playFrame(), 220500);
+}
+
+TEST_F(PlayPositionViewMouse, TellsOfAKnobWhenItIsReleased)
+{
+    bar::setRange(*view, 44100, 220500);
+    EXPECT_EQ(drag({45, kOnKnobs}, {55, 65}), (Heard{{"start", 66150}}));
+    EXPECT_EQ(drag({65, kOnKnobs}, {}), (Heard{{"start", 66150}})) << "also without a move";
+    EXPECT_EQ(drag({215, kOnKnobs}, {235}), (Heard{{"end", 242550}}));
+}
+
+TEST_F(PlayPositionViewMouse, KeepsTheShortestRange)
+{
+    EXPECT_EQ(view->startFrameLayer()->max(), 370);
+    EXPECT_EQ(view->endFrameLayer()->min(), 50);
+    EXPECT_EQ(drag({5, kOnKnobs}, {300, 390, 400, 375}), (Heard{{"start", 380362}}))
+        << "from its stop at 370 the tip follows once the pointer is back at 390";
+    const Heard heard = drag({415, kOnKnobs}, {0});
+    EXPECT_NEAR(double(heard.at(0).second), 380362 + 44100, 1);
+    EXPECT_NEAR(view->startFrameLayer()->max(), 355, 1e-3);
+}
+
+TEST_F(PlayPositionViewMouse, MovesNothingElsewhereAndDropsThePlayersPosition)
+{
+    bar::setRange(*view, 44100, 220500);
+    const std::pair<NSPoint, CALayer *> presses[] = {
+        {{300, kOnBar}, view->barBackLayer().get()}, {{300, 35}, nullptr}, {{900, kOnBar}, nullptr}};
+    for (const auto &[from, dragging] : presses) {
+        SCOPED_TRACE(testing::Message() << from.x << ", " << from.y);
+        view->mouseDown(NSEvent(from));
+        EXPECT_TRUE(view->isDragging());
+        EXPECT_EQ(view->draggingLayer().get(), dragging);
+        view->setPlayFrame(99);
+        EXPECT_EQ(drag(from, {100}), Heard{});
+        EXPECT_FALSE(view->isDragging());
+        EXPECT_EQ(view->draggingLayer(), nullptr);
+        EXPECT_EQ(view->playFrame(), 0);
+    }
+    view->setPlayFrame(99);
+    EXPECT_EQ(view->playFrame(), 99);
+}
+
+TEST_F(PlayPositionViewMouse, PressesNothingWhileDisabled)
+{
+    view->setEnabled(false);
+    EXPECT_EQ(drag({110, kOnBar}, {200}), Heard{});
+    EXPECT_EQ(drag({5, kOnKnobs}, {100}), Heard{});
+    view->setEnabled(true);
+    view->mouseDown(NSEvent({5, kOnKnobs}));
+    view->setFrame({{0, 0}, {620, 40}});
+    EXPECT_EQ(view->startFrameLayer()->fillColor(), std::nullopt) << "a layout leaves a pressed knob as it looks";
+}
+
+TEST_F(PlayPositionViewMouse, FollowsThePointerWhereverTheViewStands)
+{
+    use(bar::view(420, 441000, {300, 200}));
+    EXPECT_EQ(drag({410, 200 + kOnBar}, {}), (Heard{{"play", 110250}}));
+    EXPECT_EQ(drag({305, 200 + kOnKnobs}, {345}), (Heard{{"start", 44100}}));
+    EXPECT_EQ(drag({110, kOnBar}, {120}), Heard{});
+}
+
+TEST_F(PlayPositionViewMouse, StaysInAFileShorterThanTheShortestRange)
+{
+    for (const int64_t frames : {1, 22050, 44099}) {
+        use(bar::view(420, frames));
+        EXPECT_EQ(drag({5, kOnKnobs}, {200, 415}), (Heard{{"start", 0}}));
+        EXPECT_EQ(view->startFrameLayer()->hotSpot().x, 10) << frames;
+        EXPECT_EQ(drag({415, kOnKnobs}, {200, 5}), (Heard{{"end", frames}}));
+        EXPECT_EQ(view->endFrameLayer()->hotSpot().x, 410) << frames;
+    }
+}
+
+TEST_F(PlayPositionViewMouse, KeepsTheRangeInTheFile)
+{
+    const unsigned seed = 20240608;
+    std::mt19937_64 random(seed);
+    const auto between = [&](int64_t low, int64_t high) { return std::uniform_int_distribution(low, high)(random); };
+    size_t told = 0;
+    for (int round = 0; round < 300; ++round) {
+        const int64_t frames = between(0, int64_t(1) << between(1, 41));
+        const double width = double(between(0, 4000)) / 2;
+        use(bar::view(width, frames));
+        const int64_t start = between(0, frames);
+        bar::setRange(*view, start, between(start, frames));
+        for (int press = 0; press < 20; ++press) {
+            SCOPED_TRACE(testing::Message() << "seed " << seed << ", round " << round << ", press " << press
+                                            << ": width " << width << ", frames " << frames);
+            const NSPoint from{double(between(-20, int64_t(width) + 20)), double(between(5, 30))};
+            told += drag(from, {double(between(-700, 700)), double(between(-100, 2500))}).size();
+            ASSERT_LE(0, view->startFrame());
+            ASSERT_LE(view->startFrame(), view->endFrame());
+            ASSERT_LE(view->endFrame(), frames);
+            ASSERT_NEAR(view->startFrameLayer()->hotSpot().x, view->_frame2X(view->startFrame()), 1e-9);
+            ASSERT_EQ(view->endFrameLayer()->hotSpot().x, view->_frame2X(view->endFrame()));
+        }
+    }
+    EXPECT_GT(told, 1000U) << "too few presses met anything";
+
+    use(bar::view(2020, int64_t(1) << 40)); // single precision is coarser here than the shortest range
+    view->setEndFrame(557533591595);
+    EXPECT_EQ(drag({5, kOnKnobs}, {2500}), (Heard{{"start", 557533591595}}));
+}
+
+TEST_F(PlayPositionViewMouse, MayBeLetGoByItsDelegate)
+{
+    listener->answer = [this] { view.reset(); };
+    for (const NSPoint from : {NSPoint{110, kOnBar}, {5, kOnKnobs}, {415, kOnKnobs}}) {
+        use(bar::view(420, 441000));
+        const std::weak_ptr gone = view;
+        for (const auto handler : {&NSView::mouseDown, &NSView::mouseDragged, &NSView::mouseUp})
+            if (NSView *const remaining = view.get()) // a host that does not keep the view itself
+                (remaining->*handler)(NSEvent(from));
+        EXPECT_TRUE(gone.expired());
+    }
+    EXPECT_EQ(listener->take(), (Heard{{"play", 110250}, {"start", 0}, {"end", 441000}}));
+}
+
+TEST_F(PlayPositionViewMouse, IsIdleAfterADelegateThrew)
+{
+    listener->answer = [] { throw std::runtime_error("refused"); };
+    EXPECT_THROW(drag({5, kOnKnobs}, {}), std::runtime_error);
+    EXPECT_FALSE(view->isDragging());
+    EXPECT_EQ(view->draggingLayer(), nullptr);
+}
+
+} // namespace
