@@ -100,7 +100,8 @@ def self_test(root):
             ('KXFW/Platform/Hardware/Hardware.cpp', '"KXFW/Platform/Hardware/Backends/BackendTable.h"'),
             ('KXFW/KXFW.h', '"KXFW/Audio/KXAFilePlayer.h"'),
             ('Apps/kxtool/main.cpp', '"KXFW/KXFW.h"'), ('Apps/kxtool/main.cpp', '"Apps/kxtool/Commands.h"'),
-            ('Apps/kxtool/main.cpp', '<CLI/CLI.hpp>'), ('Examples/loop.cpp', '"KXFW/KXFW.h"')]
+            ('Apps/kxtool/main.cpp', '<CLI/CLI.hpp>'), ('Examples/loop.cpp', '"KXFW/KXFW.h"'),
+            ('Examples/UI/bar.cpp', '"KXFW/KXFWUI.h"'), ('Examples/UI/bar.cpp', '<QApplication>')]
     bad = [('KXFW/Audio/KXAFilePlayer.cpp', '<sndfile.h>'), ('KXFW/Audio/KXAFilePlayer.cpp', '"KXAData.h"'),
            ('KXFW/Audio/KXAFilePlayer.cpp', '"KXFW/Platform/AudioFiles/Codecs/Decoder.h"'),
            ('KXFW/Audio/KXAFilePlayer.cpp', '"KXFW/Platform/Hardware/HardwareBackend.h"'),
@@ -110,6 +111,7 @@ def self_test(root):
            ('KXFW/Platform/Foundation/NSLog.cpp', '"KXFW/Audio/KXAData.h"'),
            ('KXFW/Platform/Dispatch/MainQueue.cpp', '<QWidget>'),
            ('Apps/kxtool/main.cpp', '"KXFW/Platform/Foundation/NSLog.h"'), ('Examples/loop.cpp', '<CLI/CLI.hpp>'),
+           ('Examples/loop.cpp', '<QApplication>'),
            ('Examples/loop.cpp', '"Apps/kxtool/Commands.h"'), ('KXFW/Elsewhere/a.cpp', '<vector>')]
     for path, name in good:
         assert not list(faults_of(path, f'#include {name}\n', rows)), f'{path} may include {name}'
