@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs a build to a folder of its own, builds the example against the package, and runs both programs from there.
+# Installs a build to a folder of its own, builds the examples against the package, and runs the programs from there.
 # Usage: install.sh BUILD
 set -euo pipefail
 build=$1
@@ -10,7 +10,7 @@ prefix="$work/a prefix"
 
 cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 cmake -G Ninja -S "$root/Tests/package" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
-    -DEXAMPLE="$root/Examples/loop.cpp" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
+    -DEXAMPLE="$root/Examples/loop.cpp" -DUI_EXAMPLE="$root/Examples/UI/bar.cpp" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
 cmake --build "$work/build"
 
 python3 "$root/scripts/make_music.py" "$work/music.wav" 2
@@ -27,3 +27,4 @@ if command -v ffmpeg >/dev/null; then
     grep -F "$moved/" "$work/trace" | grep -q 'kxfw-mpeg4.*= [0-9]'
 fi
 readelf -d "$work/build/loop" | grep -q 'NEEDED.*libKXFW\.so\.1\]'
+readelf -d "$work/build/bar" | grep -q 'NEEDED.*libKXFWUI\.so\.1\]'
