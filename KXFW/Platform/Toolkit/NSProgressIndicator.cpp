@@ -1,0 +1,5 @@
+#include "KXFW/Platform/Toolkit/NSProgressIndicator.h"
+
+#include <QProgressBar>
+
+NSProgressIndicator::NSProgressIndicator(QWidget *widget) : RangedControl(qobject_cast<QProgressBar *>(widget)) {}
