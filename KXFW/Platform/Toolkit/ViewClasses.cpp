@@ -19,6 +19,11 @@ void kx::ViewClasses::add(const std::string &name, Make make)
     classes()[name] = std::move(make);
 }
 
+bool kx::ViewClasses::contains(const std::string &name)
+{
+    return classes().contains(name);
+}
+
 std::shared_ptr<NSView> kx::ViewClasses::make(const std::string &name)
 {
     const auto found = classes().find(name);

@@ -16,7 +16,8 @@ class KX_EXPORT ViewClasses
 public:
     using Make = std::function<std::shared_ptr<NSView>()>;
 
-    static void add(const std::string &name, Make make); ///< A class of the same name is replaced. [main]
+    static void add(const std::string &name, Make make);         ///< A class of the same name is replaced. [main]
+    [[nodiscard]] static bool contains(const std::string &name); ///< [main]
     /// A new view of the class; null when there is no such class. [main]
     [[nodiscard]] static std::shared_ptr<NSView> make(const std::string &name);
 };

@@ -1,0 +1,70 @@
+#include "KXFW/Platform/Toolkit/InterfaceFile.h"
+
+#include "KXFW/Platform/Toolkit/InterfaceBuilder.h"
+
+#include <QFile>
+#include <QXmlStreamReader>
+
+namespace
+{
+
+using kx::InterfaceFile;
+
+[[noreturn]] void fail(const InterfaceFile &file, const QXmlStreamReader &xml, const QString &reason)
+{
+    const QString text = QStringLiteral("line %1: %2").arg(xml.lineNumber()).arg(reason);
+    throw kx::nibLoadingException(file.path, text.toStdString());
+}
+
+void checkElement(const InterfaceFile &file, const QXmlStreamReader &xml, int depth)
+{
+    if (depth == 1 && xml.name() != QStringLiteral("ui"))
+        fail(file, xml, QStringLiteral("no interface file, but <%1>").arg(xml.name()));
+    if (depth > InterfaceFile::kDeepestElement)
+        fail(file, xml, QStringLiteral("more than %1 elements inside each other").arg(InterfaceFile::kDeepestElement));
+    if (xml.name() != QStringLiteral("widget"))
+        return;
+    const QString name = xml.attributes().value(QStringLiteral("class")).toString();
+    if (!kx::isWidgetClass(name))
+        fail(file, xml, QStringLiteral("unknown class '%1'").arg(name));
+}
+
+} // namespace
+
+NSException kx::nibLoadingException(const std::string &path, const std::string &reason)
+{
+    return {nibLoadingExceptionName, path + ": " + reason};
+}
+
+kx::InterfaceFile kx::readInterfaceFile(const std::string &path)
+{
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly))
+        throw nibLoadingException(path, file.errorString().toStdString());
+    return {path, file.read(InterfaceFile::kMostBytes + 1)};
+}
+
+void kx::checkInterfaceFile(const InterfaceFile &file)
+{
+    if (file.contents.size() > InterfaceFile::kMostBytes)
+        throw nibLoadingException(file.path,
+                                  "larger than " + std::to_string(InterfaceFile::kMostBytes / 1024) + " KiB");
+    QXmlStreamReader xml(file.contents);
+    int depth = 0;
+    bool hasWidget = false;
+    while (!xml.atEnd()) {
+        const auto token = xml.readNext();
+        if (token == QXmlStreamReader::StartElement) {
+            checkElement(file, xml, ++depth);
+            hasWidget |= depth == 2 && xml.name() == QStringLiteral("widget");
+        } else if (token == QXmlStreamReader::EndElement) {
+            --depth;
+        } else if (token == QXmlStreamReader::DTD) {
+            fail(file, xml, QStringLiteral("a document type, which interface files have none of"));
+        }
+    }
+    if (xml.hasError())
+        fail(file, xml, xml.errorString());
+    if (!hasWidget)
+        throw nibLoadingException(file.path, "no widget in it");
+}

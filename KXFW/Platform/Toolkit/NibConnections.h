@@ -1,0 +1,76 @@
+#pragma once
+
+#include "KXFW/Platform/Foundation/Export.h"
+#include "KXFW/Platform/Toolkit/NSControl.h"
+#include "KXFW/Platform/Toolkit/NSView.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
+namespace kx
+{
+
+/// The view that lives in a widget; null for any other widget. [main]
+[[nodiscard]] KX_EXPORT std::shared_ptr<NSView> viewOf(QWidget *widget);
+
+/// What an interface file can be connected to: places for the objects of the screen, and what its controls do, under
+/// the names that the file uses. Made by a view controller for one loading. Main thread only.
+class KX_EXPORT NibConnections
+{
+public:
+    /// What a control does, given itself.
+    using Action = std::function<void(const NSControl &sender)>;
+
+    struct Outlet {
+        std::string name;                    ///< the name of the object in the file
+        const std::type_info *wanted;        ///< a handle or a view class
+        std::function<bool(QWidget *)> take; ///< whether the object is of that class; it is put in its place if so
+    };
+
+    /// The control or window of that name, as a handle: NSButton, NSTextField, NSWindow, ... [main]
+    template <class Handle> void outlet(std::string name, Handle &place)
+    {
+        add({std::move(name), &typeid(Handle), [&place](QWidget *widget) {
+                 const Handle handle(widget);
+                 if (handle)
+                     place = handle;
+                 return static_cast<bool>(handle);
+             }});
+    }
+
+    /// The view of that name. [main]
+    template <class View> void outlet(std::string name, std::weak_ptr<View> &place)
+    {
+        add({std::move(name), &typeid(View), [&place](QWidget *widget) {
+                 const auto view = std::dynamic_pointer_cast<View>(viewOf(widget));
+                 if (view)
+                     place = view;
+                 return view != nullptr;
+             }});
+    }
+
+    /// What controls do that name the action, such as "clickPlayButton:". The owner of the connections is alive while
+    /// `run` runs; once it is gone, controls do nothing. A name that is there already means this from now on. [main]
+    void action(const std::string &name, Action run);
+    /// The same with an operation of the owner. [main]
+    template <class Owner> void action(const std::string &name, Owner *owner, void (Owner::*run)(const NSControl &))
+    {
+        action(name, [owner, run](const NSControl &sender) { (owner->*run)(sender); });
+    }
+
+    [[nodiscard]] const std::vector<Outlet> &outlets() const noexcept { return outlets_; } ///< [main]
+    [[nodiscard]] const Action *actionNamed(const std::string &name) const;                ///< Null for none. [main]
+
+private:
+    void add(Outlet outlet);
+
+    std::vector<Outlet> outlets_;
+    std::map<std::string, Action> actions_;
+};
+
+} // namespace kx

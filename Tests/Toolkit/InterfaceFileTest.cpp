@@ -1,0 +1,100 @@
+// Interface files that lie: each ends in one error with the file's name, and leaves nothing behind.
+#include "KXFW/Platform/Toolkit/InterfaceBuilder.h"
+#include "KXFW/Platform/Toolkit/NSBundle.h"
+#include "KXFW/Platform/Toolkit/NSViewController.h"
+
+#include "Tests/Support/CapturedLog.h"
+#include "Tests/Toolkit/InterfaceTesting.h"
+
+#include <QApplication>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace kx::test;
+
+namespace
+{
+
+std::string repeated(int times, const std::string &text)
+{
+    std::string all;
+    for (int i = 0; i < times; ++i)
+        all += text;
+    return all;
+}
+
+struct BadFile {
+    const char *what;
+    std::string text;
+    std::string reason;
+};
+
+const BadFile kBadFiles[] = {
+    {"empty", "", "line 1: Premature end of document."},
+    {"no XML", "RIFF\x01\x02 not a screen", "line 1: "},
+    {"cut off", screen("").substr(0, 60), "line 1: Premature end of document."},
+    {"broken on a later line", "<ui version=\"4.0\">\n<widget class=\"QWidget\" name=\"A\">\n</wodget></ui>",
+     "line 3: "},
+    {"another kind of file", "<html><body/></html>", "line 1: no interface file, but <html>"},
+    {"no widget", "<ui version=\"4.0\"><class>A</class></ui>", "no widget in it"},
+    {"unknown class", screen("\n\n" + widget("KXNoSuchView", "bar")), "line 3: unknown class 'KXNoSuchView'"},
+    {"promoted to an unknown class",
+     screen(widget("Custom", "a"))
+         .insert(18, "<customwidgets><customwidget><class>Custom</class><extends>QWidget"
+                     "</extends></customwidget></customwidgets>"),
+     "line 1: unknown class 'Custom'"},
+    {"no class", screen("<widget name=\"a\"/>"), "line 1: unknown class ''"},
+    {"deep", screen(repeated(70, "<widget class=\"QWidget\">") + repeated(70, "</widget>")),
+     "more than 64 elements inside each other"},
+    {"entities", "<!DOCTYPE ui [<!ENTITY a \"b\">]>" + screen("&a;"), "a document type"},
+    {"large", screen("") + std::string(kx::InterfaceFile::kMostBytes, ' '), "larger than 256 KiB"},
+    {"version of long ago", "<ui version=\"3.1\"><widget class=\"QWidget\" name=\"a\"/></ui>",
+     "created using Designer from Qt-3.1"},
+};
+
+} // namespace
+
+TEST(InterfaceFile, FailsWithOneErrorThatNamesFileAndReason)
+{
+    const auto widgets = QApplication::allWidgets();
+    CapturedLog log;
+    for (const BadFile &bad : kBadFiles) {
+        const std::string fault = faultOf([&] { (void)kx::makeInterface(interfaceFile("Bad", bad.text)); });
+        EXPECT_EQ(fault.find(":/Bad.ui: "), 0U) << bad.what << ": " << fault;
+        EXPECT_NE(fault.find(bad.reason), std::string::npos) << bad.what << ": " << fault;
+    }
+    EXPECT_EQ(log.text(), "") << "beside the error nothing is reported";
+    EXPECT_EQ(QApplication::allWidgets(), widgets);
+}
+
+TEST(InterfaceFile, WhatDoesNotStopTheToolkitIsLoggedWithTheFile)
+{
+    CapturedLog log;
+    const auto made = kx::makeInterface(interfaceFile("Odd", screen(property("bogus", "Foo::Bar", "enum"))));
+    EXPECT_TRUE(made.root);
+    const auto lines = log.messages();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].find(":/Odd.ui: "), 0U) << lines[0];
+    EXPECT_NE(lines[0].find("bogus"), std::string::npos) << lines[0];
+}
+
+TEST(NSBundle, IsTheBinaryThatHoldsAClass)
+{
+    struct Local {
+    };
+    EXPECT_EQ(NSBundle::bundleForClass(typeid(Local)).name(), "test_Toolkit");
+    EXPECT_EQ(NSBundle::bundleForClass(typeid(QWidget)).name(), "Qt6Widgets");
+    EXPECT_EQ(NSBundle::bundleForClass(typeid(NSViewController)).name(), "test_Toolkit") << "linked into the program";
+}
+
+TEST(NSBundle, FindsItsFilesAndLeadsNowhereElse)
+{
+    const NSBundle bundle("test_Toolkit");
+    EXPECT_EQ(bundle.pathForInterfaceFile("TestScreen"), ":/test_Toolkit/TestScreen.ui");
+    for (const char *name : {"", "NoSuchScreen", "../test_Toolkit/TestScreen", "x/../TestScreen", "/etc/passwd", ".."})
+        EXPECT_EQ(bundle.pathForInterfaceFile(name), std::nullopt) << name;
+    for (const char *name : {"", "..", "test_Toolkit/.", "other"})
+        EXPECT_EQ(NSBundle(name).pathForInterfaceFile("TestScreen"), std::nullopt) << name;
+}
