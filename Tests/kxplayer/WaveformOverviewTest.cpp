@@ -1,0 +1,184 @@
+#include "Apps/kxplayer/WaveformOverview.h"
+#include "Tests/Support/Media.h"
+
+#include <gtest/gtest.h>
+
+#include <QTest>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <iostream>
+#include <random>
+
+using namespace kx::test;
+using kxplayer::Peak;
+using kxplayer::WaveformLevels;
+using kxplayer::WaveformOverview;
+
+namespace
+{
+
+Peak naivePeak(const std::vector<int16_t> &samples, int64_t first, int64_t end)
+{
+    const auto begin = samples.begin() + first * 2;
+    const auto [least, greatest] = std::minmax_element(begin, samples.begin() + end * 2);
+    return {*least, *greatest};
+}
+
+void expectNaivePeaks(const WaveformLevels &levels, const std::vector<int16_t> &samples, const std::string &what)
+{
+    const auto frames = static_cast<int64_t>(samples.size() / 2);
+    for (std::size_t level = 0; level < levels.levelCount(); ++level) {
+        const int64_t size = levels.blockFrames(level);
+        const auto blocks = levels.blocks(level);
+        ASSERT_EQ(static_cast<int64_t>(blocks.size()), (frames + size - 1) / size) << what << " level " << level;
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+            const int64_t first = static_cast<int64_t>(i) * size;
+            ASSERT_EQ(blocks[i], naivePeak(samples, first, std::min(first + size, frames)))
+                << what << " level " << level << " block " << i;
+        }
+    }
+}
+
+std::vector<int16_t> randomSamples(int64_t frames, std::mt19937 &random)
+{
+    std::vector<int16_t> samples(static_cast<std::size_t>(frames * 2));
+    for (int16_t &sample : samples)
+        sample = static_cast<int16_t>(std::uniform_int_distribution<int>(-20000, 20000)(random));
+    return samples;
+}
+
+TEST(WaveformLevels, EqualNaivePeaksAtEveryLevelAndForAnySpan)
+{
+    std::mt19937 random(7);
+    for (const int64_t frames : {1L, 3L, 4L, 5L, 1021L, 65536L, 65537L, 300001L}) {
+        const auto samples = randomSamples(frames, random);
+        WaveformLevels levels(frames);
+        for (std::size_t i = 0; i < samples.size();) { // in pieces that divide nothing
+            const std::size_t piece = std::min<std::size_t>(2 * (1 + random() % 5000), samples.size() - i);
+            levels.add(std::span(samples).subspan(i, piece));
+            i += piece;
+            ASSERT_LE(levels.framesDone(), static_cast<int64_t>(i / 2));
+        }
+        levels.add(samples); // beyond the length
+        levels.end();
+        EXPECT_EQ(levels.framesDone(), frames);
+        EXPECT_LE(static_cast<int64_t>(levels.blocks(0).size()), WaveformLevels::kMostBlocks);
+        EXPECT_EQ(levels.blocks(levels.levelCount() - 1).size(), 1U);
+        expectNaivePeaks(levels, samples, std::to_string(frames) + " frames");
+        for (int i = 0; i < 200; ++i) {
+            const int64_t first = static_cast<int64_t>(random() % static_cast<uint64_t>(frames));
+            const int64_t end = first + 1 + static_cast<int64_t>(random() % static_cast<uint64_t>(frames - first));
+            const auto peak = levels.peakOf(first, end);
+            // Whole blocks: at least the span, and at most its half beyond it at either side.
+            const int64_t beyond = std::max((end - first) / 2, levels.blockFrames(0));
+            Peak around = naivePeak(samples, std::max<int64_t>(first - beyond, 0), std::min(end + beyond, frames));
+            ASSERT_TRUE(peak) << first << " to " << end << " of " << frames;
+            around.include(*peak);
+            EXPECT_EQ(around, naivePeak(samples, std::max<int64_t>(first - beyond, 0), std::min(end + beyond, frames)));
+            Peak grown = *peak;
+            grown.include(naivePeak(samples, first, end));
+            EXPECT_EQ(grown, *peak) << first << " to " << end << " of " << frames;
+        }
+    }
+}
+
+TEST(WaveformLevels, TakeLittleMemoryForAnyLengthAndKnowNothingOfNothing)
+{
+    for (const int64_t frames : {INT64_MIN, int64_t{-1}, int64_t{0}}) {
+        WaveformLevels levels(frames);
+        levels.add(std::vector<int16_t>(10));
+        levels.end();
+        EXPECT_EQ(levels.framesDone(), 0);
+        EXPECT_FALSE(levels.peakOf(0, 1));
+    }
+    WaveformLevels longest(INT64_MAX);
+    EXPECT_EQ(longest.numFrames(), WaveformLevels::kMostFrames);
+    EXPECT_EQ(longest.blockFrames(0), WaveformLevels::kMostFrames / WaveformLevels::kMostBlocks);
+    longest.add(std::vector<int16_t>(2000, 5));
+    EXPECT_FALSE(longest.peakOf(0, 1000)) << "no block of it is complete";
+    longest.end();
+    EXPECT_EQ(longest.peakOf(0, 1000), (Peak{5, 5}));
+    EXPECT_FALSE(longest.peakOf(1000, 2000));
+}
+
+TEST(WaveformOverview, ReadsAFileWhateverItsRateAndChannels)
+{
+    const MediaSpec stereo{.frames = 100003};
+    WaveformOverview overview;
+    const auto levels = overview.open(make(stereo), stereo.frames);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return levels->hasEnded(); }, 30000));
+    const auto source = samples(stereo);
+    expectNaivePeaks(*levels, std::vector<int16_t>(source.begin(), source.end()), "stereo");
+
+    const MediaSpec mono{.rate = 22050, .channels = 1, .frames = 50000};
+    const auto doubled = overview.open(make(mono), 2 * mono.frames);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return doubled->hasEnded(); }, 30000));
+    EXPECT_EQ(doubled->framesDone(), 2 * mono.frames);
+}
+
+TEST(WaveformOverview, EndsWithWhatCouldBeRead)
+{
+    WaveformOverview overview;
+    const auto path = make({.frames = 40000});
+    auto bytes = readBytes(path);
+    bytes.resize(bytes.size() / 2);
+    struct {
+        std::filesystem::path file;
+        int64_t least, most;
+    } const table[] = {{path, 40000, 40000}, // said to have 1,000,000
+                       {fileOf("cut.wav", bytes), 1, 20000},
+                       {fileOf("text.wav", {'a', 'b'}), 0, 0},
+                       {temporaryPath("missing.wav"), 0, 0},
+                       {temporaryFolder(), 0, 0}};
+    for (const auto &[file, least, most] : table) {
+        const auto levels = overview.open(file, 1000000);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return levels->hasEnded(); }, 30000)) << file;
+        EXPECT_GE(levels->framesDone(), least) << file;
+        EXPECT_LE(levels->framesDone(), most) << file;
+    }
+}
+
+/// A WAVE file of an hour of silence that takes no room on the disk.
+std::filesystem::path hourOfSilence(int64_t frames)
+{
+    auto bytes = waveBytes(44100, 2, 16, std::vector<int32_t>(2));
+    const auto dataBytes = static_cast<uint32_t>(frames * 4);
+    for (int i = 0; i < 4; ++i) {
+        bytes[4 + i] = static_cast<uint8_t>((dataBytes + 36) >> 8 * i);
+        bytes[40 + i] = static_cast<uint8_t>(dataBytes >> 8 * i);
+    }
+    const auto path = fileOf("hour.wav", bytes);
+    std::filesystem::resize_file(path, 44 + dataBytes);
+    return path;
+}
+
+TEST(WaveformOverview, ReadsAnHourAndLeavesItAtOnceForAnotherFile)
+{
+    constexpr int64_t frames = int64_t{3600} * 44100;
+    const auto path = hourOfSilence(frames);
+    std::vector<std::shared_ptr<const WaveformLevels>> left;
+    const auto begin = std::chrono::steady_clock::now();
+    const auto milliseconds = [&] {
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
+    };
+    {
+        WaveformOverview overview;
+        for (int i = 0; i < 5; ++i)
+            left.push_back(overview.open(path, frames));
+#ifndef KX_SANITIZED
+        ASSERT_TRUE(QTest::qWaitFor([&] { return left.back()->hasEnded(); }, 60000));
+        EXPECT_EQ(left.back()->framesDone(), frames);
+        std::cout << "the waveform of an hour: " << milliseconds() << " ms\n";
+#endif
+        left.push_back(overview.open(path, frames));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return left.back()->framesDone() > 0; }, 30000));
+    }
+    for (const auto &levels : left)
+        EXPECT_TRUE(levels->hasEnded()) << "no thread outlives the overview";
+    EXPECT_LT(left.front()->framesDone(), frames);
+    EXPECT_LT(left.back()->framesDone(), frames);
+}
+
+} // namespace
