@@ -9,7 +9,7 @@ build_packages=(build-essential cmake ninja-build pkg-config python3
     qt6-base-dev qt6-tools-dev libqt6opengl6-dev fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy clang
     pulseaudio pulseaudio-utils ffmpeg lame sox flac vorbis-tools strace
-    xvfb xdotool imagemagick)
+    xvfb xdotool imagemagick dbus-daemon desktop-file-utils appstream)
 
 packages=("${build_packages[@]}")
 [ "${1:-}" = "--run" ] || packages+=("${test_packages[@]}")

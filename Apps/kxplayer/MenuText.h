@@ -5,7 +5,9 @@
 namespace kxplayer
 {
 
-/// A text from outside as a menu shows it: on one line, not endlessly long, its ampersands as they stand.
+/// A text from outside on one line, its middle left out where it is longer than 60 characters.
+QString shortText(const QString &text);
+/// The same for a menu: ampersands as they stand.
 QString menuText(const QString &text);
 
 } // namespace kxplayer

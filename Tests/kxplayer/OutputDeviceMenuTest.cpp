@@ -78,9 +78,6 @@ TEST(OutputDeviceMenu, GoesWhileDevicesChange)
     }
     changes.request_stop();
     changes.join();
-    OutputDeviceMenu menu;
-    system->setDevices({{"Last"}});
-    EXPECT_TRUE(QTest::qWaitFor([&] { return menu.actions().last()->text().startsWith("Last"); }, 30000));
 }
 
 } // namespace

@@ -55,11 +55,6 @@ TEST(VolumeSlider, ShowsDecibelsAndGoesBackWithADoubleClick)
     EXPECT_NEAR(told[0], 0.501187, 1e-6);
     EXPECT_EQ(told[1], 0);
     EXPECT_EQ(told[3], 1);
-    for (int position : {1, 600})
-        EXPECT_LE(
-            label->fontMetrics().horizontalAdvance(QString::fromStdString(decibelText(decibelsOfPosition(position)))),
-            label->width())
-            << "no value moves the slider's end";
 }
 
 } // namespace

@@ -1,0 +1,197 @@
+#include "Apps/kxplayer/MediaPlayerService.h"
+#include "Tests/Support/CapturedLog.h"
+#include "Tests/kxplayer/PrivateBus.h"
+
+#include <gtest/gtest.h>
+
+#include <QDBusPendingReply>
+#include <QDBusVariant>
+
+#include <cmath>
+#include <limits>
+
+using namespace kx::test;
+using kxplayer::MediaPlayerService;
+using kxplayer::PlayerState;
+
+namespace
+{
+
+constexpr auto kRoot = "org.mpris.MediaPlayer2";
+constexpr auto kPlayer = "org.mpris.MediaPlayer2.Player";
+constexpr auto kProperties = "org.freedesktop.DBus.Properties";
+constexpr auto kPath = "/org/mpris/MediaPlayer2";
+constexpr auto kName = "org.mpris.MediaPlayer2.kxplayer";
+
+/// Writes down what it is asked.
+struct FakePlayer : kxplayer::PlayerCommands {
+    void play() override { asked << "play"; }
+    void pause() override { asked << "pause"; }
+    void stop() override { throw std::runtime_error("no stopping"); }
+    void setPositionInFrame(int64_t frame) override { asked << "position " + QString::number(position = frame); }
+    void setRate(double rate) override { asked << "rate " + QString::number(rate); }
+    void setLoop(bool loop) override { asked << (loop ? "loop" : "no loop"); }
+    void setGain(double gain) override { asked << "gain " + QString::number(gain); }
+    void openFile(const std::filesystem::path &file) override { asked << QByteArray::fromStdString(file.string()); }
+    void raise() override { asked << "raise"; }
+    void quit() override { asked << "quit"; }
+    [[nodiscard]] int64_t positionInFrame() const override { return position; }
+
+    QStringList take() { return std::exchange(asked, {}); }
+
+    QStringList asked;
+    int64_t position = 0;
+};
+
+class MediaPlayerServiceTest : public testing::Test, public QObject
+{
+protected:
+    /// Calls through the bus while this thread serves; the answer or the error.
+    QDBusMessage call(const QString &interface, const QString &method, const QVariantList &arguments = {})
+    {
+        QDBusMessage message = QDBusMessage::createMethodCall(kName, kPath, interface, method);
+        message.setArguments(arguments);
+        const QDBusPendingCall pending = client.asyncCall(message, 30000);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return pending.isFinished(); }, 30000)) << method.toStdString();
+        QCoreApplication::processEvents(); // what was put off until after the answer
+        return pending.reply();
+    }
+    QVariant get(const QString &name, const QString &interface = kPlayer)
+    {
+        return call(kProperties, "Get", {interface, name}).arguments().value(0).value<QDBusVariant>().variant();
+    }
+    void set(const QString &name, const QVariant &value)
+    {
+        call(kProperties, "Set", {kPlayer, name, QVariant::fromValue(QDBusVariant(value))});
+    }
+    static PlayerState openState(uint64_t number = 1)
+    {
+        return {.file = "/tmp/\xc3\xa4 b.wav", .fileNumber = number, .numFrames = 441000};
+    }
+
+    PrivateBus bus;
+    QDBusConnection client = bus.connection();
+    FakePlayer player;
+    MediaPlayerService service{player, bus.connection()};
+};
+
+TEST_F(MediaPlayerServiceTest, ShowsWhatPlays)
+{
+    EXPECT_EQ(service.name(), kName);
+    EXPECT_EQ(get("DesktopEntry", kRoot), "io.github.kxfw.kxplayer");
+    EXPECT_EQ(get("SupportedUriSchemes", kRoot).toStringList(), QStringList{"file"});
+    EXPECT_EQ(get("CanPlay"), false);
+    EXPECT_EQ(get("Position").toLongLong(), 0);
+    PlayerState state = openState();
+    state.playback = kxplayer::Playback::Playing;
+    state.rate = 0.5;
+    service.setState(state);
+    player.position = 44100;
+    EXPECT_EQ(get("PlaybackStatus"), "Playing");
+    EXPECT_EQ(get("Position").toLongLong(), 1000000);
+    EXPECT_EQ(get("Rate").toDouble(), 0.5);
+    EXPECT_EQ(get("CanSeek"), true);
+    const auto metadata = qdbus_cast<QVariantMap>(get("Metadata"));
+    EXPECT_EQ(metadata["xesam:title"], QStringLiteral("ä b.wav"));
+    EXPECT_EQ(metadata["xesam:url"], "file:///tmp/%C3%A4%20b.wav");
+    EXPECT_EQ(metadata["mpris:length"].toLongLong(), 10000000);
+}
+
+TEST_F(MediaPlayerServiceTest, PassesOnWhatMakesSense)
+{
+    call(kPlayer, "Play");
+    call(kPlayer, "SetPosition", {QVariant::fromValue(QDBusObjectPath("/kxplayer/track/0")), 0LL});
+    call(kPlayer, "Seek", {5LL});
+    EXPECT_EQ(player.take(), QStringList()) << "nothing is open";
+    PlayerState state = openState(7);
+    service.setState(state);
+    const QVariant track = QVariant::fromValue(QDBusObjectPath("/kxplayer/track/7"));
+
+    call(kPlayer, "PlayPause");
+    state.playback = kxplayer::Playback::Playing;
+    service.setState(state);
+    call(kPlayer, "PlayPause");
+    EXPECT_EQ(player.take(), (QStringList{"play", "pause"}));
+
+    call(kPlayer, "SetPosition", {track, 2500000LL});
+    call(kPlayer, "Seek", {-500000LL});
+    for (const qlonglong move : {LLONG_MIN, LLONG_MAX})
+        call(kPlayer, "Seek", {move});
+    EXPECT_EQ(player.take(), (QStringList{"position 110250", "position 88200", "position 0", "position 441000"}));
+    for (const qlonglong position : {-1LL, LLONG_MIN, LLONG_MAX, 10000001LL})
+        call(kPlayer, "SetPosition", {track, position});
+    call(kPlayer, "SetPosition", {QVariant::fromValue(QDBusObjectPath("/kxplayer/track/6")), 0LL});
+    EXPECT_EQ(player.take(), QStringList()) << "outside, and another track";
+
+    for (const double rate : {2.0, 0.01, 1e300, 0.0, -1.0, std::nan(""), std::numeric_limits<double>::infinity()})
+        set("Rate", rate);
+    EXPECT_EQ(player.take(), (QStringList{"rate 2", "rate 0.25", "rate 4", "pause"}));
+    for (const double volume : {0.5, -3.0, 7.0, std::nan("")})
+        set("Volume", volume);
+    EXPECT_EQ(player.take(), (QStringList{"gain 0.5", "gain 0", "gain 1"}));
+    for (const char *loop : {"Track", "None", "Playlist", "", "track"})
+        set("LoopStatus", loop);
+    set("LoopStatus", 5);
+    EXPECT_EQ(player.take(), (QStringList{"loop", "no loop"}));
+    set("PlaybackStatus", "Playing");
+    call(kRoot, "Raise");
+    call(kRoot, "Quit");
+    EXPECT_EQ(player.take(), (QStringList{"raise", "quit"}));
+    CapturedLog log;
+    EXPECT_EQ(call(kPlayer, "Stop").type(), QDBusMessage::ReplyMessage);
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"media controls: no stopping"});
+}
+
+TEST_F(MediaPlayerServiceTest, OpensFilesAndRefusesOtherThingsWithAReason)
+{
+    EXPECT_EQ(call(kPlayer, "OpenUri", {"file:///tmp/%C3%A4%20b.wav"}).type(), QDBusMessage::ReplyMessage);
+    EXPECT_EQ(player.take(), QStringList{QStringLiteral("/tmp/ä b.wav")});
+    for (const char *uri :
+         {"http://example.org/a.mp3", "", "/tmp/a.wav", "file://other/a.wav", "file:a", "file:///a%00"}) {
+        const QDBusMessage answer = call(kPlayer, "OpenUri", {uri});
+        EXPECT_EQ(answer.errorName(), "org.freedesktop.DBus.Error.InvalidArgs") << uri;
+        EXPECT_TRUE(answer.errorMessage().contains(QString("“%1” cannot be opened: ").arg(uri))) << uri;
+    }
+    EXPECT_EQ(player.take(), QStringList());
+}
+
+TEST_F(MediaPlayerServiceTest, TellsWhatChangesAndJumps)
+{
+    BusSignals changes;
+    BusSignals jumps;
+    ASSERT_TRUE(client.connect(kName, kPath, kProperties, "PropertiesChanged", &changes, SLOT(take(QDBusMessage))));
+    ASSERT_TRUE(client.connect(kName, kPath, kPlayer, "Seeked", &jumps, SLOT(take(QDBusMessage))));
+    get("Rate"); // the bus knows of both by now
+    PlayerState state = openState();
+    service.setState(state);
+    service.setState(state);
+    state.loops = true;
+    service.setState(state);
+    ASSERT_TRUE(changes.await(2));
+    const auto changed = [&](int i) { return qdbus_cast<QVariantMap>(changes.messages[i].arguments().value(1)); };
+    EXPECT_EQ(changed(0).keys(), (QStringList{"CanPause", "CanPlay", "CanSeek", "Metadata"}));
+    EXPECT_EQ(changed(1), (QVariantMap{{"LoopStatus", "Track"}})) << "an unchanged state is not told";
+    EXPECT_EQ(changes.messages[0].arguments().value(0), kPlayer);
+    service.announceJump(22050);
+    call(kPlayer, "Seek", {1000000LL});
+    ASSERT_TRUE(jumps.await(2));
+    EXPECT_EQ(jumps.messages[0].arguments(), QVariantList{500000LL});
+    EXPECT_EQ(jumps.messages[1].arguments(), QVariantList{1000000LL});
+}
+
+TEST_F(MediaPlayerServiceTest, ASecondOneHasANameOfItsOwnAndWithoutABusThereIsNone)
+{
+    const MediaPlayerService second(player, bus.connection());
+    EXPECT_EQ(second.name(), QString(kName) + ".instance" + QString::number(QCoreApplication::applicationPid()));
+    const MediaPlayerService third(player, bus.connection());
+    EXPECT_EQ(third.name(), "") << "both names are taken";
+    MediaPlayerService absent(player, QDBusConnection("none"));
+    EXPECT_EQ(absent.name(), "");
+    absent.setState(openState());
+    absent.announceJump(5);
+    bus.kill();
+    service.setState(openState());
+    service.announceJump(5);
+}
+
+} // namespace
