@@ -31,16 +31,22 @@ public:
     virtual ~PlayerCommands() = default;
 
     virtual void play() = 0;
-    virtual void pause() = 0;                                  ///< the position stays
-    virtual void stop() = 0;                                   ///< the position goes to the start
-    virtual void setPositionInFrame(int64_t frame) = 0;        ///< 0 to the file's length
-    virtual void setRate(double rate) = 0;                     ///< kLeastRate to kGreatestRate
-    virtual void setLoop(bool loop) = 0;                       //
-    virtual void setGain(double gain) = 0;                     ///< 0 to 1
-    virtual void openFile(const std::filesystem::path &) = 0;  ///< may show a message
-    virtual void raise() = 0;                                  ///< brings the window to the front
-    virtual void quit() = 0;                                   //
-    [[nodiscard]] virtual int64_t positionInFrame() const = 0; ///< the frame that is heard
+    virtual void pause() = 0; ///< the position stays
+    virtual void stop() = 0;  ///< the position goes to the start
+    /// `frame` is of 0 to the file's length.
+    virtual void setPositionInFrame(int64_t frame) = 0;
+    /// `rate` is of kLeastRate to kGreatestRate.
+    virtual void setRate(double rate) = 0;
+    virtual void setLoop(bool loop) = 0;
+    /// `gain` is linear, of 0 to 1.
+    virtual void setGain(double gain) = 0;
+    /// May show a message and wait for the user.
+    virtual void openFile(const std::filesystem::path &file) = 0;
+    /// Brings the window to the front.
+    virtual void raise() = 0;
+    virtual void quit() = 0;
+    /// The frame that is heard.
+    [[nodiscard]] virtual int64_t positionInFrame() const = 0;
 };
 
 inline constexpr double kLeastRate = 0.25;
