@@ -70,21 +70,4 @@ TEST(DataSource, PrerendersNothingWithoutARangeOrAFormat)
     EXPECT_EQ(empty->param()->byteOffset(), 0);
 }
 
-struct OwnParam : KXAPlayerParam {
-    int extra = 7;
-};
-
-TEST(PlayerParam, StartsWithLoopOnAndEverythingElseZero)
-{
-    const auto param = KXAPlayerParam::playerParam<OwnParam>();
-    EXPECT_EQ(param->extra, 7) << "made of the class that was asked";
-    EXPECT_TRUE(param->loop());
-    EXPECT_EQ(param->volume(), 0.0F);
-    EXPECT_EQ(param->byteOffset() | param->startOffset() | param->endOffset(), 0);
-    EXPECT_EQ(param->mode(), 0U);
-    EXPECT_EQ(param->postUnit(), nullptr);
-    EXPECT_EQ(param->outputUnit(), nullptr);
-    EXPECT_EQ(param->inputDesc().mSampleRate, 0.0);
-}
-
 } // namespace

@@ -99,15 +99,6 @@ TEST_F(PlayerEffectTest, AnExportHoldsTheWholeSelectionAndIsWhatIsPlayed)
     }
 }
 
-TEST_F(PlayerEffectTest, AtRestAnExportIsTheFileInTheSlicesOfAChainWithoutEffect)
-{
-    ASSERT_TRUE(player->loadFileAtURL(make(indexed(60000))));
-    player->setOffsetFramesPlay(0, 1000, 45100);
-    const auto frames = exported();
-    ASSERT_EQ(frames.size(), 87U * 512U);
-    expectPasses(frames, frames.size(), 1000, 0, 60000);
-}
-
 TEST_F(PlayerEffectTest, AnExportToAnEndBeyondTheDataEndsWithThem)
 {
     turnTo(0.5F, 0);

@@ -6,17 +6,17 @@ using namespace kx::test;
 namespace
 {
 
-struct Format {
+struct LoopFormat {
     const char *name;
     MediaSpec spec;
 };
 
-void PrintTo(const Format &format, std::ostream *out)
+void PrintTo(const LoopFormat &format, std::ostream *out)
 {
     *out << format.name;
 }
 
-class PlayerLoopFormats : public PlayerTest, public testing::WithParamInterface<Format>
+class PlayerLoopFormats : public PlayerTest, public testing::WithParamInterface<LoopFormat>
 {
 };
 
@@ -50,11 +50,11 @@ TEST_P(PlayerLoopFormats, PassesAreCopies)
 
 INSTANTIATE_TEST_SUITE_P(
     Media, PlayerLoopFormats,
-    testing::Values(Format{"wav", {.frames = 90000}}, Format{"mp3", {.codec = Codec::MP3, .frames = 90000}},
-                    Format{"aac", {.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "0"}}},
-                    Format{"aacpns", {.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "1"}}},
-                    Format{"flac48", {.codec = Codec::FLAC, .rate = 48000, .frames = 90000}},
-                    Format{"wav22", {.rate = 22050, .frames = 45000}}),
+    testing::Values(LoopFormat{"wav", {.frames = 90000}}, LoopFormat{"mp3", {.codec = Codec::MP3, .frames = 90000}},
+                    LoopFormat{"aac", {.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "0"}}},
+                    LoopFormat{"aacpns", {.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "1"}}},
+                    LoopFormat{"flac48", {.codec = Codec::FLAC, .rate = 48000, .frames = 90000}},
+                    LoopFormat{"wav22", {.rate = 22050, .frames = 45000}}),
     [](const auto &test) { return std::string(test.param.name); });
 
 } // namespace

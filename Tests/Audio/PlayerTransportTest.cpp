@@ -125,26 +125,6 @@ TEST_F(PlayerTest, JumpsWithinTheRangeAndTheFile)
     EXPECT_FALSE(player->isPlaying()) << "an empty range";
 }
 
-TEST_F(PlayerTest, LoopedPassesAreCopiesOfTheRange)
-{
-    load(200000);
-    for (const auto &[start, length] : {std::pair<int64_t, int64_t>{0, 1},
-                                        {7, 7},
-                                        {100, 511},
-                                        {3, 512},
-                                        {1000, 513},
-                                        {500, 44101},
-                                        {199000, 1000},
-                                        {199900, 37}}) {
-        player->setOffsetFramesPlay(start, start, start + length);
-        player->play();
-        const auto count = static_cast<uint32_t>(std::max<int64_t>(3 * length + 100, 3000));
-        advance(count);
-        player->stop();
-        expectPasses(heard(), count, start, start, start + length);
-    }
-}
-
 TEST_F(PlayerTest, RangeLoopAndPositionChangeWhilePlaying)
 {
     load(400000);
