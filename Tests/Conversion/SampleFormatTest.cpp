@@ -46,37 +46,6 @@ struct Planar {
     std::vector<float *> pointers;
 };
 
-/// Each value of an integer format, cut to `frames` frames at a time, comes back from floats as it went.
-void expectEachValueSurvives(const AudioStreamBasicDescription &format, uint32_t frames)
-{
-    const uint32_t width = format.mBitsPerChannel / 8;
-    const auto in = bufferFor(format, frames);
-    const auto out = bufferFor(format, frames);
-    Planar floats(format.mChannelsPerFrame, frames);
-    const uint32_t samples = frames * kx::channelsPerBuffer(format);
-    for (uint64_t value = 0; value < 1ULL << format.mBitsPerChannel;) {
-        for (uint32_t i = 0; i < samples; ++i, ++value)
-            for (uint32_t b = 0; b < kx::bufferCount(format); ++b)
-                std::memcpy(in.data(b) + std::size_t{width} * i, &value, width);
-        kx::toPlanarFloat(format, *in.get(), 0, frames, floats.pointers.data());
-        kx::fromPlanarFloat(format, floats.pointers.data(), frames, *out.get(), 0);
-        for (uint32_t b = 0; b < kx::bufferCount(format); ++b)
-            ASSERT_EQ(std::memcmp(in.data(b), out.data(b), std::size_t{width} * samples), 0)
-                << format.mBitsPerChannel << " bits, flags " << format.mFormatFlags << ", below " << value;
-    }
-}
-
-TEST(SampleFormat, EachIntegerSurvivesTheWayThroughFloat)
-{
-    for (uint32_t channels : {1U, 2U, 3U})
-        for (uint32_t flags : {kSigned, kSigned | kBig, kSigned | kPlanar, kSigned | kBig | kPlanar})
-            expectEachValueSurvives(pcm(channels, 16, flags), 4096);
-    for (uint32_t flags : {kSigned, kSigned | kBig})
-        expectEachValueSurvives(pcm(1, 24, flags), 1 << 16);
-    for (uint32_t flags : {0U, kSigned})
-        expectEachValueSurvives(pcm(2, 8, flags), 128);
-}
-
 /// The naive model: a sample is its bytes, most significant first.
 using Digits = std::vector<uint8_t>;
 
@@ -160,17 +129,8 @@ public:
     float anyLevel()
     {
         constexpr float infinity = std::numeric_limits<float>::infinity();
-        constexpr float special[] = {0.0F,
-                                     -0.0F,
-                                     1.0F,
-                                     -1.0F,
-                                     0.99999F,
-                                     -1.00001F,
-                                     1e30F,
-                                     infinity,
-                                     -infinity,
-                                     1e-40F,
-                                     std::numeric_limits<float>::quiet_NaN()};
+        constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+        constexpr float special[] = {0, -0.0F, 1, -1, 0.99999F, -1.00001F, 1e30F, infinity, -infinity, 1e-40F, nan};
         switch (upTo(3)) {
         case 0:
             return special[upTo(std::size(special) - 1)];
@@ -191,7 +151,7 @@ void expectBothWaysEqualTheModel(Chance &chance)
     const auto format = chance.anyFormat();
     ASSERT_TRUE(kx::isConvertible(format));
     const uint32_t first = chance.upTo(5);
-    const uint32_t frames = chance.upTo(50);
+    const uint32_t frames = chance.upTo(chance.upTo(3) == 0 ? 700 : 50);
     SCOPED_TRACE(testing::Message() << format.mBitsPerChannel << " bits, flags " << format.mFormatFlags << ", "
                                     << format.mChannelsPerFrame << " channels, frames " << first << " + " << frames);
     const auto list = bufferFor(format, first + frames + 3);

@@ -46,30 +46,5 @@ TEST(SincInterpolator, GivesTheSignalBetweenItsSamplesAndLetsNothingFoldBack)
             }
 }
 
-TEST(SincInterpolator, AnyCutIntoCallsAndSpeedsGivesTheSameValues)
-{
-    std::vector<float> source(2000);
-    for (std::size_t i = 0; i < source.size(); ++i)
-        source[i] = static_cast<float>(i * 7919 % 1000) / 1000;
-    const float *in = source.data() + 500;
-    const uint64_t step = 0x1'2345'6789;
-    std::vector<float> whole(300);
-    std::vector<float> cut(300);
-    float *out = whole.data();
-    SincInterpolator first;
-    first.read(&in, 1, 99, step, &out, 300);
-    SincInterpolator second;
-    uint64_t place = 99;
-    for (uint32_t i = 0; i < 300; ++i, place += step) {
-        float other = 0;
-        float *target = &other;
-        second.read(&in, 1, 0, 4 * 0x1'0000'0000, &target, 1);
-        in = source.data() + 500 + (place >> 32);
-        target = &cut[i];
-        second.read(&in, 1, static_cast<uint32_t>(place), step, &target, 1);
-    }
-    EXPECT_EQ(cut, whole);
-}
-
 } // namespace
 } // namespace kx::test
