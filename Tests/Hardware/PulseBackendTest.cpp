@@ -175,28 +175,6 @@ TEST(PulseBackend, WhatIsWrittenIsHeardBitForBit)
     }
 }
 
-TEST(PulseBackend, AStreamEndsWithItsSinkOnly)
-{
-    PulseServer server({{"kx1"}, {"kx2"}});
-    HardwareService service(pulseBackend());
-    const auto staying = openOn(service, "kx1");
-    const auto going = openOn(service, "kx2");
-    const AudioObjectID kx2 = deviceOf(service, "kx2");
-    CountingWriter stayer(*staying);
-    CountingWriter goer(*going);
-    server.setDefaultSink("kx2"); // moves nobody
-    server.removeSink("kx2");
-    EXPECT_EQ(goer.status(), kAudioHardwareBadDeviceError);
-    EXPECT_EQ(going->waitForRoom().status(), kAudioHardwareBadDeviceError);
-    const uint32_t frame = 1;
-    EXPECT_EQ(going->write(&frame, 1), kAudioHardwareBadDeviceError);
-    going->drain();
-    MonitorRecorder recorder("kx1");
-    EXPECT_TRUE(recorder.waitUntil([](const auto &samples) { return !withoutSilence(samples).empty(); }));
-    EXPECT_FALSE(stayer.hasEnded());
-    EXPECT_EQ(service.openOutputStream(kx2).status(), kAudioHardwareBadDeviceError);
-}
-
 TEST(PulseBackend, DevicesGoAndComeBackWithTheServer)
 {
     PulseServer server;

@@ -15,14 +15,15 @@ using namespace kx::test;
 using kx::OutputStream;
 using kx::VirtualClock;
 
-constexpr uint32_t kSlice = 512;
+constexpr uint32_t kStreamSlice = 512;
 
 std::unique_ptr<kx::HardwareBackend> virtualBackend()
 {
     return kx::makeVirtualBackend();
 }
 
-std::unique_ptr<OutputStream> openOn(kx::HardwareBackend &backend, std::size_t device = 0, uint32_t slice = kSlice)
+std::unique_ptr<OutputStream> openOn(kx::HardwareBackend &backend, std::size_t device = 0,
+                                     uint32_t slice = kStreamSlice)
 {
     auto stream = backend.openOutput(backend.state().devices.at(device).uid, slice);
     return stream ? std::move(*stream) : nullptr;
@@ -42,7 +43,7 @@ TEST(VirtualStream, TheManualClockGivesWhatItSaysAndNoMore)
     hardware->setCapture([&](const std::string &device, std::span<const std::byte> bytes) {
         EXPECT_EQ(device, "Virtual Output");
         const auto frames = framesOf(bytes);
-        EXPECT_LE(frames.size(), kSlice);
+        EXPECT_LE(frames.size(), kStreamSlice);
         heard.insert(heard.end(), frames.begin(), frames.end());
     });
     const auto backend = virtualBackend();
@@ -113,7 +114,7 @@ TEST(VirtualStream, GoesWithItsDeviceOnly)
         hardware->setDevices({{"New"}, {"Stays"}});
         EXPECT_EQ(writer.status(), kAudioHardwareBadDeviceError);
         EXPECT_EQ(going->waitForRoom().status(), kAudioHardwareBadDeviceError);
-        EXPECT_EQ(backend->openOutput(gone, kSlice).status(), kAudioHardwareBadDeviceError);
+        EXPECT_EQ(backend->openOutput(gone, kStreamSlice).status(), kAudioHardwareBadDeviceError);
         const uint32_t frame = 0;
         EXPECT_EQ(going->write(&frame, 1), kAudioHardwareBadDeviceError);
         EXPECT_EQ(staying->write(&frame, 1), noErr);
@@ -125,19 +126,19 @@ TEST(VirtualStream, TheRealTimeClockNeverGivesMoreThanTimeHasPassed)
     ScopedVirtualHardware hardware(VirtualClock::RealTime);
     const auto backend = virtualBackend();
     const auto stream = openOn(*backend);
-    const std::vector<uint32_t> slice(kSlice);
+    const std::vector<uint32_t> slice(kStreamSlice);
     const auto start = std::chrono::steady_clock::now();
     uint64_t written = 0;
     while (written < 13230) {
         const auto room = stream->waitForRoom();
         ASSERT_TRUE(room);
         ASSERT_GT(*room, 0u);
-        ASSERT_LE(*room, kSlice);
+        ASSERT_LE(*room, kStreamSlice);
         stream->write(slice.data(), *room);
         written += *room;
         const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
         ASSERT_LE(static_cast<double>(written), passed.count() * 44100 + kx::kMaximumSliceFrames);
-        ASSERT_LE(stream->latencyFrames(), 4 * kSlice);
+        ASSERT_LE(stream->latencyFrames(), 4 * kStreamSlice);
     }
     const uint64_t underruns = stream->underruns();
     stream->drain();
@@ -154,12 +155,12 @@ TEST(VirtualStream, FlatOutDoesNotWait)
     hardware->setCapture([&](const std::string &, std::span<const std::byte> block) { bytes += block.size(); });
     const auto backend = virtualBackend();
     const auto stream = openOn(*backend);
-    const std::vector<uint32_t> slice(kSlice);
+    const std::vector<uint32_t> slice(kStreamSlice);
     constexpr uint64_t kHour = 3600 * 44100;
     uint64_t written = 0;
-    for (; written < kHour; written += kSlice) {
-        ASSERT_EQ(*stream->waitForRoom(), kSlice);
-        ASSERT_EQ(stream->write(slice.data(), kSlice), noErr);
+    for (; written < kHour; written += kStreamSlice) {
+        ASSERT_EQ(*stream->waitForRoom(), kStreamSlice);
+        ASSERT_EQ(stream->write(slice.data(), kStreamSlice), noErr);
     }
     EXPECT_EQ(bytes, written * 4);
 }
@@ -186,26 +187,6 @@ TEST(VirtualStream, NoCaptureRunsAfterItWasReplaced)
         replaced.count_down();
     });
     replaced.wait();
-}
-
-TEST(VirtualStream, SliceIsTheDevicesBufferSize)
-{
-    ScopedVirtualHardware hardware(VirtualClock::FlatOut, {{.name = "Wide", .channels = 8, .bits = 32}});
-    kx::HardwareService service(virtualBackend());
-    const AudioObjectID device = devicesOf(service)[0];
-    const auto address = anywhere(kAudioDevicePropertyBufferSize);
-    const uint32_t bytes = 32 * 300;
-    ASSERT_EQ(service.setData(device, &address, sizeof bytes, &bytes), noErr);
-    auto stream = service.openOutputStream(device);
-    ASSERT_TRUE(stream);
-    EXPECT_EQ(*(*stream)->waitForRoom(), 300u);
-    EXPECT_EQ((*stream)->format().mBytesPerFrame, 32u);
-    EXPECT_TRUE(hardware->waitForStreams(1));
-    (*stream).reset();
-    EXPECT_TRUE(hardware->waitForStreams(0));
-    EXPECT_EQ(service.openOutputStream(device + 1).status(), kAudioHardwareBadDeviceError);
-    hardware->setDevices({{.name = "Microphone", .hasInput = true, .hasOutput = false}});
-    EXPECT_EQ(service.openOutputStream(devicesOf(service)[0]).status(), kAudioHardwareBadDeviceError);
 }
 
 } // namespace
