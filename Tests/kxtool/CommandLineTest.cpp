@@ -92,6 +92,8 @@ TEST(CommandLine, FailuresGiveStatusOneAndOneLineWithFileAndReason)
         {{"decode", file, outside}, outside},
         {{"decode", file, temporaryPath("out.raw"), "--from", "1001"}, file},
         {{"decode", file, "/dev/full"}, "/dev/full"},
+        {{"tone", "/nowhere"}, "/nowhere"},
+        {{"format", "/nowhere"}, "/nowhere"},
     };
     for (const Case &c : cases) {
         const ToolResult result = kxtool(c.line);

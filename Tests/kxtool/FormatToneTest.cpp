@@ -28,17 +28,12 @@ TEST(Tone, MakesTheTestFileThatFormatDescribes)
     EXPECT_TRUE(EqualASBDs(saved, {44100, kAudioFormatLinearPCM, 12, 4, 1, 4, 2, 16, 0}));
 }
 
-TEST(Tone, FailuresAreOneLine)
+TEST(Tone, ADescriptionThatCannotBeSavedIsOneLine)
 {
     const std::string file = make({.frames = 10});
-    for (const std::vector<std::string> &line :
-         std::vector<std::vector<std::string>>{{"tone", "/no\nwhere"},
-                                               {"format", "/nowhere"},
-                                               {"format", file, "--save", "/nowhere/x"},
-                                               {"format", file, "--save", "/dev/full"},
-                                               {"format", "/dev/null"}}) {
-        const ToolResult result = kxtool(line);
-        EXPECT_EQ(result.status, 1) << testing::PrintToString(line);
+    for (const std::string path : {"/nowhere/x", "/dev/full"}) {
+        const ToolResult result = kxtool({"format", file, "--save", path});
+        EXPECT_EQ(result.status, 1) << path;
         EXPECT_TRUE(isOneLine(result.errors)) << result.errors;
     }
 }
