@@ -80,7 +80,7 @@ AudioStreamBasicDescription fileFormat(const SF_INFO &info, const SampleEncoding
 std::optional<PlainPCMLayout> plainLayout(const VirtualFile &file, SNDFILE *handle, const SF_INFO &info,
                                           const AudioStreamBasicDescription &format)
 {
-    if (format.mFormatID != kAudioFormatLinearPCM || info.frames < 1)
+    if (format.mFormatID != kAudioFormatLinearPCM || format.mBytesPerFrame == 0 || info.frames < 1)
         return std::nullopt;
     if (sf_seek(handle, 0, SEEK_SET) != 0)
         return std::nullopt;
