@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over the compile database, on the framework, the applications and the examples.
+# Runs clang-tidy over the compile database, on the framework, the applications and the examples: all of them a folder
+# at a time (tidy_folders.py), or single sources each by itself.
 # Usage: scripts/checks/tidy.sh [--changed [COMMIT] | FILE...]
 #   --changed: only the sources that differ from COMMIT (default: main's last but one commit), and those that include
 #   a header that differs.   KX_BUILD: the build folder with compile_commands.json (default build/release)
@@ -23,7 +24,7 @@ changed_sources() {
 
 case "${1:-}" in
 --changed) files=$(changed_sources "${2:-HEAD~1}") ;;
-"") files=$(all_sources) ;;
+"") exec scripts/checks/tidy_folders.py "$build" $(all_sources) ;;
 *) files=$(printf '%s\n' "$@") ;;
 esac
 [ -n "$files" ] || exit 0
