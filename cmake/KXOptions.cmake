@@ -9,9 +9,28 @@ if(KXFW_WERROR)
     target_compile_options(kx_options INTERFACE -Werror)
 endif()
 if(KXFW_SANITIZE)
-    target_compile_options(kx_options INTERFACE -fsanitize=${KXFW_SANITIZE} -fno-omit-frame-pointer -g
+    target_compile_options(kx_options INTERFACE -fsanitize=${KXFW_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)
     target_link_options(kx_options INTERFACE -fsanitize=${KXFW_SANITIZE})
     target_compile_definitions(kx_options INTERFACE KX_SANITIZED=1)
 endif()
 target_include_directories(kx_options INTERFACE ${CMAKE_SOURCE_DIR})
+
+# With KXFW_UNITY each folder of a target is compiled as one source: a build from scratch parses every header once a
+# folder. Names in the unnamed namespaces of a folder therefore differ from one another.
+function(kx_unity target)
+    if(NOT KXFW_UNITY)
+        return()
+    endif()
+    get_target_property(sources ${target} SOURCES)
+    foreach(source ${sources})
+        cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE path)
+        cmake_path(GET path PARENT_PATH folder)
+        string(MAKE_C_IDENTIFIER "${folder}" group)
+        set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${group})
+    endforeach()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        target_compile_options(${target} PRIVATE -Wno-subobject-linkage) # each source is included once, by its folder
+    endif()
+endfunction()

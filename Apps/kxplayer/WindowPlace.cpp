@@ -9,18 +9,18 @@ namespace kxplayer
 namespace
 {
 
-constexpr auto kKey = "windowPlace";
+constexpr auto kWindowKey = "windowPlace";
 
 } // namespace
 
 void saveWindowPlace(const QWidget &window, QSettings &settings)
 {
-    settings.setValue(kKey, window.saveGeometry());
+    settings.setValue(kWindowKey, window.saveGeometry());
 }
 
 bool restoreWindowPlace(QWidget &window, const QSettings &settings)
 {
-    return window.restoreGeometry(settings.value(kKey).toByteArray());
+    return window.restoreGeometry(settings.value(kWindowKey).toByteArray());
 }
 
 } // namespace kxplayer

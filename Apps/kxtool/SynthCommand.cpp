@@ -15,7 +15,7 @@ namespace kxtool
 namespace
 {
 
-constexpr uint32_t kBlockFrames = 65536;
+constexpr uint32_t kSynthBlockFrames = 65536;
 constexpr double kRate = 44100.0;
 
 constexpr AudioStreamBasicDescription kMonoFloats{
@@ -75,11 +75,11 @@ void synthesise(const SynthOptions &options)
     if (options.isModulated)
         oscillator->setPitchLFO(oscillatorOf(options.modulation));
     WaveFile file(options.output);
-    std::vector<float> block(kBlockFrames);
-    for (int64_t left = std::llround(options.seconds * kRate); left > 0; left -= kBlockFrames) {
+    std::vector<float> block(kSynthBlockFrames);
+    for (int64_t left = std::llround(options.seconds * kRate); left > 0; left -= kSynthBlockFrames) {
         if (waiter.wait(std::chrono::milliseconds(0)) == Waiter::Event::Signal)
             throw Failure(options.output, "cancelled");
-        const auto frames = static_cast<uint32_t>(std::min<int64_t>(left, kBlockFrames));
+        const auto frames = static_cast<uint32_t>(std::min<int64_t>(left, kSynthBlockFrames));
         oscillator->pull(block.data(), &frames);
         file.write(block, frames);
     }

@@ -7,7 +7,7 @@
 namespace
 {
 
-const kx::ViewClassRegistration<KXMonochromeView> registration("KXMonochromeView");
+const kx::ViewClassRegistration<KXMonochromeView> registeredKXMonochromeView("KXMonochromeView");
 
 } // namespace
 

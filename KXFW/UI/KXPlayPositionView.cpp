@@ -13,7 +13,7 @@ const int64_t kMinimumLoopRange = 44100;
 namespace
 {
 
-const kx::ViewClassRegistration<KXPlayPositionView> registration("KXPlayPositionView");
+const kx::ViewClassRegistration<KXPlayPositionView> registeredKXPlayPositionView("KXPlayPositionView");
 
 } // namespace
 

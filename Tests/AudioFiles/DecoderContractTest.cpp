@@ -28,22 +28,27 @@ std::ostream &operator<<(std::ostream &out, const ContractCase &value)
     return out << value.name;
 }
 
-constexpr int64_t kLength = 100003; // a number that divides nothing
+constexpr int64_t kContractLength = 100003; // a number that divides nothing
 
-MediaSpec mp3(std::vector<std::string> options, uint32_t rate = 44100, uint32_t channels = 2)
+MediaSpec mp3Spec(std::vector<std::string> options, uint32_t rate = 44100, uint32_t channels = 2)
 {
-    return {.codec = Codec::MP3, .rate = rate, .channels = channels, .frames = kLength, .options = std::move(options)};
+    return {.codec = Codec::MP3,
+            .rate = rate,
+            .channels = channels,
+            .frames = kContractLength,
+            .options = std::move(options)};
 }
 
-MediaSpec m4a(Codec codec, std::vector<std::string> options, uint32_t bits = 16, uint32_t channels = 2)
+MediaSpec m4aSpec(Codec codec, std::vector<std::string> options, uint32_t bits = 16, uint32_t channels = 2)
 {
     options.insert(options.end(), {"-movflags", "+faststart"});
-    return {.codec = codec, .channels = channels, .frames = kLength, .bits = bits, .options = std::move(options)};
+    return {
+        .codec = codec, .channels = channels, .frames = kContractLength, .bits = bits, .options = std::move(options)};
 }
 
 MediaSpec container(Codec codec, uint32_t bits = 16, uint32_t channels = 2)
 {
-    return {.codec = codec, .channels = channels, .frames = kLength, .bits = bits};
+    return {.codec = codec, .channels = channels, .frames = kContractLength, .bits = bits};
 }
 
 bool isPlain(Codec codec)
@@ -67,7 +72,7 @@ double difference(const std::vector<float> &sound, const std::vector<float> &sou
     return sum / static_cast<double>(count);
 }
 
-const ContractCase kCases[] = {
+const ContractCase kContractCases[] = {
     {"Wav8", openPCMContainer, container(Codec::WAV, 8), true},
     {"Wav16Mono", openPCMContainer, container(Codec::WAV, 16, 1), true},
     {"Wav32SixChannels", openPCMContainer, container(Codec::WAV, 32, 6), true},
@@ -76,22 +81,22 @@ const ContractCase kCases[] = {
     {"Flac24", openPCMContainer, container(Codec::FLAC, 24), true},
     {"Vorbis", openPCMContainer, container(Codec::Vorbis), true},
     {"VorbisMono", openPCMContainer, container(Codec::Vorbis, 16, 1), true},
-    {"Mp3Constant128", openMPEGAudio, mp3({"-b", "128"}), true},
-    {"Mp3Constant32Mono", openMPEGAudio, mp3({"-b", "32", "--resample", "44.1"}, 44100, 1), false},
-    {"Mp3Variable", openMPEGAudio, mp3({"-V", "2"}), true},
-    {"Mp3Checksums", openMPEGAudio, mp3({"-V", "5", "-p", "--resample", "44.1"}), true},
-    {"Mp3ConstantUntagged", openMPEGAudio, mp3({"-b", "128", "-t"}), false},
-    {"Mp3VariableUntagged", openMPEGAudio, mp3({"-V", "2", "-t"}), false},
-    {"Mp3Rate8000Mono", openMPEGAudio, mp3({"-b", "8", "--resample", "8"}, 8000, 1), false},
-    {"Mp3Rate22050Tagged", openMPEGAudio, mp3({"-b", "64", "--resample", "22.05"}, 22050), true},
-    {"Mp2", openMPEGAudio, {.codec = Codec::MP2, .frames = kLength}, false},
-    {"AacWithNoiseSubstitution", openMPEG4, m4a(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
-    {"AacWithoutNoiseSubstitution", openMPEG4, m4a(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
-    {"AacFragmented", openMPEG4, m4a(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}),
-     false},
-    {"AacSixChannels", openMPEG4, m4a(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
-    {"Alac16", openMPEG4, m4a(Codec::ALAC, {}), true},
-    {"Alac24", openMPEG4, m4a(Codec::ALAC, {}, 24), true},
+    {"Mp3Constant128", openMPEGAudio, mp3Spec({"-b", "128"}), true},
+    {"Mp3Constant32Mono", openMPEGAudio, mp3Spec({"-b", "32", "--resample", "44.1"}, 44100, 1), false},
+    {"Mp3Variable", openMPEGAudio, mp3Spec({"-V", "2"}), true},
+    {"Mp3Checksums", openMPEGAudio, mp3Spec({"-V", "5", "-p", "--resample", "44.1"}), true},
+    {"Mp3ConstantUntagged", openMPEGAudio, mp3Spec({"-b", "128", "-t"}), false},
+    {"Mp3VariableUntagged", openMPEGAudio, mp3Spec({"-V", "2", "-t"}), false},
+    {"Mp3Rate8000Mono", openMPEGAudio, mp3Spec({"-b", "8", "--resample", "8"}, 8000, 1), false},
+    {"Mp3Rate22050Tagged", openMPEGAudio, mp3Spec({"-b", "64", "--resample", "22.05"}, 22050), true},
+    {"Mp2", openMPEGAudio, {.codec = Codec::MP2, .frames = kContractLength}, false},
+    {"AacWithNoiseSubstitution", openMPEG4, m4aSpec(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
+    {"AacWithoutNoiseSubstitution", openMPEG4, m4aSpec(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
+    {"AacFragmented", openMPEG4,
+     m4aSpec(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}), false},
+    {"AacSixChannels", openMPEG4, m4aSpec(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
+    {"Alac16", openMPEG4, m4aSpec(Codec::ALAC, {}), true},
+    {"Alac24", openMPEG4, m4aSpec(Codec::ALAC, {}, 24), true},
 };
 
 class DecoderContract : public testing::TestWithParam<ContractCase>
@@ -122,8 +127,6 @@ protected:
     std::size_t channels_ = 0;
     int64_t length_ = 0;
 };
-
-} // namespace
 
 TEST_P(DecoderContract, DescribesTheFile)
 {
@@ -240,7 +243,8 @@ TEST_P(DecoderContract, EndsEarlyWithoutAnErrorWhenTheFileIsCutUnderIt)
     EXPECT_TRUE(readToEnd(*decoder_).empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, DecoderContract, testing::ValuesIn(kCases),
+INSTANTIATE_TEST_SUITE_P(Codecs, DecoderContract, testing::ValuesIn(kContractCases),
                          [](const testing::TestParamInfo<ContractCase> &row) { return row.param.name; });
 
+} // namespace
 } // namespace kx::test

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <thread>
 
 namespace kx::test
 {
@@ -115,36 +114,6 @@ TEST(FileService, FrameNumbersAreExactAtAnyLength)
             ASSERT_EQ(math.outCeil(math.inFloor(floor)), floor) << "a client frame is found again";
         }
     }
-}
-
-TEST(FileService, FilesOnDifferentThreadsAreIndependent)
-{
-    const MediaSpec specs[] = {{.codec = Codec::FLAC, .rate = 48000, .frames = 60'000},
-                               {.codec = Codec::Vorbis, .frames = 60'000},
-                               {.codec = Codec::MP3, .frames = 60'000},
-                               {.codec = Codec::WAV, .frames = 60'000, .bits = 24}};
-    for (const MediaSpec &spec : specs)
-        make(spec);
-    std::vector<std::thread> threads;
-    for (const MediaSpec &spec : specs)
-        threads.emplace_back([&spec] {
-            for (int round = 0; round < 5; ++round) {
-                OpenFile file(make(spec), standardFormat());
-                const auto straight = readAll<int16_t>(file, 1000);
-                ASSERT_EQ(ExtAudioFileSeek(file.get(), spec.frames / 2), noErr);
-                const auto half = readAll<int16_t>(file, 777);
-                ASSERT_TRUE(std::equal(half.rbegin(), half.rend(), straight.rbegin()));
-                ASSERT_EQ(OpenFile("/dev/null").status(), kAudioFileUnsupportedFileTypeError);
-                const auto path = temporaryPath("parallel.aiff");
-                NewFile copy(path);
-                ASSERT_EQ(copy.write(straight), noErr);
-                ASSERT_EQ(copy.close(), noErr);
-                OpenFile again(path, standardFormat());
-                ASSERT_EQ(readAll<int16_t>(again), straight);
-            }
-        });
-    for (std::thread &thread : threads)
-        thread.join();
 }
 
 } // namespace kx::test

@@ -82,8 +82,6 @@ int64_t announcedFrames(const Bytes &bytes)
     return (*opened)->format().frames * 44100 / static_cast<int64_t>((*opened)->format().rate);
 }
 
-} // namespace
-
 TEST(HostileFiles, WhatIsNoRegularFileWithSoundIsRefusedAtOnce)
 {
     const fs::path folder = temporaryPath("kinds");
@@ -278,4 +276,5 @@ TEST(FaultsWhileReading, AFileCutOrUnlinkedUnderItsReaderEndsEarlyOrPlaysOn)
     EXPECT_EQ(readAll<int16_t>(unlinked).size(), 2000U);
 }
 
+} // namespace
 } // namespace kx::test

@@ -12,15 +12,15 @@ namespace kx::test
 namespace
 {
 
-constexpr int64_t kLength = 50021;
+constexpr int64_t kSourceFrames = 50021;
 constexpr int64_t kPriming = 1024; ///< frames that the encoder puts in front
 
 Bytes m4a(Codec codec = Codec::AAC, std::vector<std::string> options = {})
 {
-    return readBytes(make({.codec = codec, .frames = kLength, .options = std::move(options)}));
+    return readBytes(make({.codec = codec, .frames = kSourceFrames, .options = std::move(options)}));
 }
 
-std::vector<float> decode(const Bytes &bytes)
+std::vector<float> decodedMPEG4(const Bytes &bytes)
 {
     auto opened = openBytes(openMPEG4, bytes);
     EXPECT_TRUE(opened) << opened.status();
@@ -79,8 +79,6 @@ Bytes withGaplessTag(const Bytes &bytes, std::string_view value)
     return withNumber(bytes + tag, moov, static_cast<uint32_t>(bytes.size() - moov + tag.size()));
 }
 
-} // namespace
-
 TEST(MPEG4Codec, LetsNobodyHearTheSegments)
 {
     const auto path = make({.codec = Codec::AAC, .frames = 4 * 64 * 1024, .options = {"-b:a", "96k", "-aac_pns", "0"}});
@@ -88,7 +86,7 @@ TEST(MPEG4Codec, LetsNobodyHearTheSegments)
     ASSERT_EQ(runTool({"ffmpeg", "-nostdin", "-v", "error", "-i", path.string(), "-f", "f32le", plain.string()}).status,
               0);
     auto expected = samplesOf<float>(readBytes(plain));
-    const auto sound = decode(readBytes(path));
+    const auto sound = decodedMPEG4(readBytes(path));
     ASSERT_GE(expected.size(), sound.size());
     expected.resize(sound.size());
     EXPECT_TRUE(sound == expected) << "not what one decoder makes of the whole file";
@@ -98,28 +96,28 @@ TEST(MPEG4Codec, TakesAnEditThatCutsTheFileAtItsWordAndARoundedOneForTheWhole)
 {
     for (const Codec codec : {Codec::AAC, Codec::ALAC}) {
         const Bytes bytes = m4a(codec);
-        const auto part = decode(withEdit(bytes, 500, 9000)); // half a second
+        const auto part = decodedMPEG4(withEdit(bytes, 500, 9000)); // half a second
         EXPECT_EQ(part.size(), 22050U * 2);
-        EXPECT_TRUE(isPartFrom(9000, part, decode(withoutEdits(bytes))));
+        EXPECT_TRUE(isPartFrom(9000, part, decodedMPEG4(withoutEdits(bytes))));
     }
     const Bytes bytes = m4a();
-    const auto exact = static_cast<uint32_t>(kLength * 1000 / 44100);
+    const auto exact = static_cast<uint32_t>(kSourceFrames * 1000 / 44100);
     for (const uint32_t duration : {0U, exact, exact + 1, exact + 5000, 0xFFFFFFFFU})
-        EXPECT_EQ(decode(withEdit(bytes, duration, kPriming)).size(), kLength * 2U) << duration << " ms";
-    EXPECT_EQ(decode(withEdit(bytes, exact, 0x7FFFFFFF)).size(), 0U);
+        EXPECT_EQ(decodedMPEG4(withEdit(bytes, duration, kPriming)).size(), kSourceFrames * 2U) << duration << " ms";
+    EXPECT_EQ(decodedMPEG4(withEdit(bytes, exact, 0x7FFFFFFF)).size(), 0U);
 }
 
 TEST(MPEG4Codec, TrimsByTheGaplessTagWhereThereIsNoEdit)
 {
     const Bytes plain = withoutEdits(m4a());
-    const auto whole = decode(plain);
-    EXPECT_EQ(whole.size(), static_cast<std::size_t>(kLength + kPriming) * 2);
-    const auto part = decode(withGaplessTag(plain, " 00000000 00000840 0000001C 0000000000007531 00000000"));
+    const auto whole = decodedMPEG4(plain);
+    EXPECT_EQ(whole.size(), static_cast<std::size_t>(kSourceFrames + kPriming) * 2);
+    const auto part = decodedMPEG4(withGaplessTag(plain, " 00000000 00000840 0000001C 0000000000007531 00000000"));
     EXPECT_EQ(part.size(), 0x7531U * 2);
     EXPECT_TRUE(isPartFrom(0x840, part, whole));
-    EXPECT_EQ(decode(withGaplessTag(plain, " 00000000 00000840")), whole) << "an unfinished tag";
-    EXPECT_EQ(decode(withGaplessTag(plain, " 0 FFFFFFFF 0 00000000FFFFFFFF")).size(), 0U);
-    EXPECT_EQ(decode(withGaplessTag(m4a(), " 00000000 00000840 0 0000000000000010")).size(), kLength * 2U)
+    EXPECT_EQ(decodedMPEG4(withGaplessTag(plain, " 00000000 00000840")), whole) << "an unfinished tag";
+    EXPECT_EQ(decodedMPEG4(withGaplessTag(plain, " 0 FFFFFFFF 0 00000000FFFFFFFF")).size(), 0U);
+    EXPECT_EQ(decodedMPEG4(withGaplessTag(m4a(), " 00000000 00000840 0 0000000000000010")).size(), kSourceFrames * 2U)
         << "the edit list comes first";
 }
 
@@ -141,4 +139,5 @@ TEST(MPEG4Codec, RefusesOtherCodecsAndCountsThatTheFileCannotHold)
     EXPECT_EQ(status(m4a(Codec::AAC, {"-c:a", "libmp3lame", "-f", "mp4"})), kAudioFileUnsupportedDataFormatError);
 }
 
+} // namespace
 } // namespace kx::test

@@ -58,7 +58,7 @@ Bytes ape(std::size_t body)
     return head + Bytes(body, 0xFF) + foot;
 }
 
-std::vector<float> decode(const Bytes &bytes)
+std::vector<float> decodedMPEGAudio(const Bytes &bytes)
 {
     auto opened = openBytes(openMPEGAudio, bytes);
     EXPECT_TRUE(opened) << opened.status();
@@ -80,8 +80,6 @@ std::size_t tagOffset(const Bytes &bytes)
     return static_cast<std::size_t>(found - bytes.begin());
 }
 
-} // namespace
-
 TEST(MPEGAudioCodec, TakesNoOtherFileForItsOwn)
 {
     for (const Bytes &bytes : {Bytes(), Bytes(100000, 0), Bytes(100000, 0xFF), bytesOf("ffconcat version 1.0\n"),
@@ -102,7 +100,7 @@ TEST(MPEGAudioCodec, TakesShortFilesThatEndWithAFrame)
         ASSERT_TRUE(walk.next(frame));
         const Bytes some(whole.begin(), whole.begin() + frame.position + frame.header.bytes);
         EXPECT_TRUE(isRecognised(some)) << frames;
-        EXPECT_EQ(decode(some).size(), static_cast<std::size_t>(frames) * 1152 * 2);
+        EXPECT_EQ(decodedMPEGAudio(some).size(), static_cast<std::size_t>(frames) * 1152 * 2);
         const Bytes spoilt(some.begin(), some.end() - 1); // the last frame lacks a byte
         EXPECT_EQ(isRecognised(spoilt), frames > 1) << frames;
     }
@@ -111,29 +109,29 @@ TEST(MPEGAudioCodec, TakesShortFilesThatEndWithAFrame)
 TEST(MPEGAudioCodec, IsNotMovedByTagsAndJunkAroundTheSound)
 {
     for (const Bytes &sound : {mp3({"-V", "4"}), mp3({"-b", "128", "-t"})}) {
-        const auto expected = decode(sound);
+        const auto expected = decodedMPEGAudio(sound);
         for (const Bytes &before : {id3v2(300), id3v2(200000) + id3v2(1) + junk(3000), junk(100000)})
-            EXPECT_TRUE(decode(before + sound) == expected) << before.size() << " bytes before";
+            EXPECT_TRUE(decodedMPEGAudio(before + sound) == expected) << before.size() << " bytes before";
         const Bytes lyrics = bytesOf("LYRICSBEGIN000016LYRICS200");
         for (const Bytes &behind : {id3v1(), ape(100), ape(10) + lyrics + id3v1(), junk(1000)})
-            EXPECT_TRUE(decode(sound + behind) == expected) << behind.size() << " bytes behind";
+            EXPECT_TRUE(decodedMPEGAudio(sound + behind) == expected) << behind.size() << " bytes behind";
     }
 }
 
 TEST(MPEGAudioCodec, BelievesTheFramesRatherThanTheTag)
 {
     const Bytes sound = mp3({"-V", "4"});
-    const auto honest = decode(sound);
+    const auto honest = decodedMPEGAudio(sound);
     for (const uint32_t stated : {0U, 1U, 30U, 44U, 1000U, 0xFFFFFFFFU}) {
         Bytes lying = sound;
         putBig(lying, tagOffset(sound) + 8, stated, 4);
-        const auto decoded = decode(lying);
+        const auto decoded = decodedMPEGAudio(lying);
         ASSERT_NEAR(static_cast<double>(decoded.size()) / 2, kLength, 2304) << "stated " << stated;
         EXPECT_TRUE(std::equal(decoded.begin(), decoded.begin() + kLength, honest.begin())) << stated;
     }
     Bytes trimmedAway = mp3({"-V", "4"}, 1000);
     putBig(trimmedAway, tagOffset(trimmedAway) + 120 + 21, 0xFFFFFF, 3);
-    EXPECT_TRUE(decode(trimmedAway).empty());
+    EXPECT_TRUE(decodedMPEGAudio(trimmedAway).empty());
 }
 
 TEST(MPEGAudioCodec, SeeksExactlyInAStreamThatBeginsInTheMiddle)
@@ -153,7 +151,7 @@ TEST(MPEGAudioCodec, LeavesOutFramesOfAnotherFormat)
 {
     const Bytes first = mp3({"-b", "128", "-t"}, 30000);
     const Bytes other = mp3({"-b", "64", "-t"}, 30000, 22050);
-    const auto frames = [](const Bytes &bytes) { return decode(bytes).size() / 2; };
+    const auto frames = [](const Bytes &bytes) { return decodedMPEGAudio(bytes).size() / 2; };
     EXPECT_EQ(frames(first + first), 2 * frames(first));
     EXPECT_EQ(frames(first + other + first), 2 * frames(first));
     EXPECT_EQ(frames(first + junk(20000) + first), 2 * frames(first));
@@ -178,4 +176,5 @@ TEST(MPEGAudioCodec, ReadsAFileOnceToOpenIt)
     EXPECT_LT(source->bytesRead(), static_cast<int64_t>(sound.size()) - 400000);
 }
 
+} // namespace
 } // namespace kx::test

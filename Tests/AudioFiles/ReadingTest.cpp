@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <sndfile.h>
 #include <string>
 
@@ -69,8 +68,6 @@ constexpr PlainKind kPlainKinds[] = {
     {"AU double", SF_FORMAT_AU | SF_FORMAT_DOUBLE, 64, kFloat | kBig},
 };
 
-} // namespace
-
 TEST(Reading, EveryPlainKindGivesItsSamplesAndItsLayout)
 {
     const auto source = samples({.frames = 10007});
@@ -120,7 +117,7 @@ TEST(Reading, EveryClientLayoutGetsTheSamplesKeptOrRoundedToNearest)
         }
 }
 
-TEST(Reading, MonoGoesToBothChannelsAndManyAreFoldedWithoutClipping)
+TEST(Reading, MonoGoesToBothChannels)
 {
     const MediaSpec mono{.channels = 1, .frames = 5000};
     const auto expected = rounded16(samples(mono), 16);
@@ -129,29 +126,6 @@ TEST(Reading, MonoGoesToBothChannelsAndManyAreFoldedWithoutClipping)
     ASSERT_EQ(stereo.size(), 2 * expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i)
         ASSERT_TRUE(stereo[2 * i] == expected[i] && stereo[2 * i + 1] == expected[i]) << "frame " << i;
-
-    for (const uint32_t channels : {3U, 6U, 64U}) {
-        const auto path =
-            fileOf("full", waveBytes(44100, channels, 16, std::vector<int32_t>(std::size_t{channels} * 1000, 32767)));
-        OpenFile many(path, native16());
-        const auto folded = readAll<int16_t>(many);
-        ASSERT_EQ(folded.size(), 2000U) << channels;
-        EXPECT_GT(*std::ranges::min_element(folded), 32700) << channels;
-    }
-}
-
-TEST(Reading, WildFloatsComeOutFiniteAndTheirNeighboursExact)
-{
-    constexpr float inf = std::numeric_limits<float>::infinity();
-    constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-    const std::vector<float> wild{0.5F, nan, 0.25F, inf, -inf, 1e30F, -1e30F, 3e38F, 1e-40F, -0.125F};
-    const auto path = fileOf("wild.wav", floatWaveBytes(44100, 1, wild));
-    OpenFile file(path, native16(44100, 1));
-    EXPECT_EQ(readAll<int16_t>(file),
-              (std::vector<int16_t>{16384, 0, 8192, 32767, -32768, 32767, -32768, 32767, 0, -4096}));
-    OpenFile floats(path, interleaved(22050, 1, 32, kAudioFormatFlagIsFloat));
-    for (const float s : readAll<float>(floats))
-        EXPECT_TRUE(std::isfinite(s));
 }
 
 TEST(Reading, ClientLengthIsTruncatedAndExactlyDelivered)
@@ -169,4 +143,5 @@ TEST(Reading, ClientLengthIsTruncatedAndExactlyDelivered)
         }
 }
 
+} // namespace
 } // namespace kx::test

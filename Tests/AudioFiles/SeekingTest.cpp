@@ -60,7 +60,7 @@ struct SeekCase {
 
 constexpr int64_t kFrames = 400'009;
 
-const SeekCase kCases[] = {
+const SeekCase kSeekCases[] = {
     {"Wav16", {.codec = Codec::WAV, .frames = kFrames}, 44100},
     {"Wav24", {.codec = Codec::WAV, .frames = kFrames, .bits = 24}, 44100},
     {"Aiff16", {.codec = Codec::AIFF, .frames = kFrames}, 44100},
@@ -78,8 +78,6 @@ const SeekCase kCases[] = {
 class Seeking : public testing::TestWithParam<SeekCase>
 {
 };
-
-} // namespace
 
 TEST_P(Seeking, EveryMixOfSeeksAndReadsGivesTheFramesOfTheStraightRead)
 {
@@ -126,7 +124,7 @@ TEST_P(Seeking, EveryMixOfSeeksAndReadsGivesTheFramesOfTheStraightRead)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, Seeking, testing::ValuesIn(kCases),
+INSTANTIATE_TEST_SUITE_P(Files, Seeking, testing::ValuesIn(kSeekCases),
                          [](const testing::TestParamInfo<SeekCase> &row) { return row.param.name; });
 
 TEST(SeekCache, AWrapCostsACopyAndNoDecode)
@@ -209,4 +207,5 @@ TEST(SeekTarget, FilesBeyondFourGigabytesAreSoughtExactly)
     std::filesystem::remove(path);
 }
 
+} // namespace
 } // namespace kx::test

@@ -54,8 +54,6 @@ protected:
     fs::path old_ = folder_ / "old.aiff";
 };
 
-} // namespace
-
 TEST_F(WritingFaults, AFileSizeLimitFailsTheWriteAndLeavesTheOldFile)
 {
     const int result = inChild([&] {
@@ -149,4 +147,5 @@ TEST_F(WritingFaults, SizesBeyondThirtyTwoBitsAreRefusedBeforeTheWrite)
     EXPECT_EQ(OpenFile(old_).length(), 10);
 }
 
+} // namespace
 } // namespace kx::test

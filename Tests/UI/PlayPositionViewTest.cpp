@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr int64_t kLargest = std::numeric_limits<int64_t>::max();
+constexpr int64_t kLargestFrame = std::numeric_limits<int64_t>::max();
 constexpr int64_t kSmallest = std::numeric_limits<int64_t>::min();
 
 struct PaintedAreas : kx::LayerHost {
@@ -88,7 +88,7 @@ TEST(PlayPositionView, SurvivesNoWidthAndNoFrames)
          {std::pair(0.0, int64_t(44100)), {20.0, 44100}, {420.0, 0}, {420.0, -7}, {20.0, 0}, {420.0, kSmallest}}) {
         SCOPED_TRACE(testing::Message() << "width " << width << ", frames " << frames);
         const auto view = bar::view(width, frames);
-        for (const int64_t frame : {int64_t(0), int64_t(44100), kLargest, kSmallest})
+        for (const int64_t frame : {int64_t(0), int64_t(44100), kLargestFrame, kSmallest})
             EXPECT_EQ(view->_frame2X(frame), 10);
         for (const float x : {-1e30F, 0.0F, 11.0F, 1e30F, std::nanf("")})
             EXPECT_EQ(view->_x2Frame(x), 0);

@@ -1,8 +1,8 @@
 #include "KXFW/Platform/AudioFiles/AudioFile.h"
 
 #include "KXFW/Platform/AudioFiles/FileReader.h"
+#include "KXFW/Platform/AudioFiles/PropertyValue.h"
 
-#include <cstring>
 #include <memory>
 
 struct OpaqueAudioFileID {
@@ -12,20 +12,11 @@ struct OpaqueAudioFileID {
 namespace
 {
 
-OSStatus give(const void *value, uint32_t bytes, uint32_t *size, void *data)
-{
-    if (*size < bytes)
-        return kExtAudioFileError_InvalidPropertySize;
-    std::memcpy(data, value, bytes);
-    *size = bytes;
-    return noErr;
-}
-
 /// A count of `perFrame` things for each frame; without that the codec's packets vary.
 OSStatus giveCount(int64_t frames, uint32_t perFrame, uint32_t *size, void *data)
 {
     const uint64_t count = static_cast<uint64_t>(frames) * perFrame;
-    return perFrame > 0 ? give(&count, sizeof count, size, data) : kAudioFileUnsupportedPropertyError;
+    return perFrame > 0 ? kx::giveValue(&count, sizeof count, size, data) : kAudioFileUnsupportedPropertyError;
 }
 
 } // namespace
@@ -61,7 +52,7 @@ OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property, ui
     const kx::DecodedFormat &format = file->reader->format();
     switch (property) {
     case kAudioFilePropertyDataFormat:
-        return give(&format.file, sizeof format.file, size, data);
+        return kx::giveValue(&format.file, sizeof format.file, size, data);
     case kAudioFilePropertyAudioDataByteCount:
         return giveCount(format.frames, format.file.mBytesPerFrame, size, data);
     case kAudioFilePropertyAudioDataPacketCount:

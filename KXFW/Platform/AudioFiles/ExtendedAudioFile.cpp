@@ -4,6 +4,7 @@
 #include "KXFW/Platform/AudioFiles/FileReader.h"
 #include "KXFW/Platform/AudioFiles/FileWriter.h"
 #include "KXFW/Platform/AudioFiles/PCMFileHeader.h"
+#include "KXFW/Platform/AudioFiles/PropertyValue.h"
 
 #include <cstring>
 #include <memory>
@@ -38,15 +39,6 @@ template <class Body> OSStatus guarded(Body &&body) noexcept
     } catch (...) {
         return kAudioFileUnspecifiedError;
     }
-}
-
-OSStatus give(const void *value, uint32_t bytes, uint32_t *size, void *data)
-{
-    if (*size < bytes)
-        return kExtAudioFileError_InvalidPropertySize;
-    std::memcpy(data, value, bytes);
-    *size = bytes;
-    return noErr;
 }
 
 OSStatus setClientFormat(OpaqueExtAudioFile &file, uint32_t size, const void *data)
@@ -171,12 +163,12 @@ OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
         return kExtAudioFileError_InvalidPropertySize;
     switch (property) {
     case kExtAudioFileProperty_FileDataFormat:
-        return give(&file->fileFormat(), sizeof(AudioStreamBasicDescription), size, data);
+        return kx::giveValue(&file->fileFormat(), sizeof(AudioStreamBasicDescription), size, data);
     case kExtAudioFileProperty_ClientDataFormat:
-        return give(&file->client(), sizeof(AudioStreamBasicDescription), size, data);
+        return kx::giveValue(&file->client(), sizeof(AudioStreamBasicDescription), size, data);
     case kExtAudioFileProperty_FileLengthFrames: {
         const int64_t frames = file->frames();
-        return give(&frames, sizeof frames, size, data);
+        return kx::giveValue(&frames, sizeof frames, size, data);
     }
     default:
         return kExtAudioFileError_InvalidProperty;

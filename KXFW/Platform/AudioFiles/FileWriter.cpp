@@ -15,7 +15,7 @@ namespace
 {
 
 constexpr uint32_t kBatchBytes = 1 << 20;
-constexpr uint32_t kBlockFrames = 2048;
+constexpr uint32_t kWriterBlockFrames = 2048;
 
 bool isPlanarFloat(const AudioStreamBasicDescription &format)
 {
@@ -69,21 +69,21 @@ OSStatus FileWriter::setClient(const AudioStreamBasicDescription &client)
     const uint32_t channels = std::min(client.mChannelsPerFrame, format_.mChannelsPerFrame);
     Conversion conversion;
     if (!math.isIdentity()) {
-        auto made = RateConverter::make(client.mSampleRate, format_.mSampleRate, channels, kBlockFrames);
+        auto made = RateConverter::make(client.mSampleRate, format_.mSampleRate, channels, kWriterBlockFrames);
         if (!made)
             return made.status();
         conversion.rate = *std::move(made);
-        conversion.rated = Planes(channels, kBlockFrames);
+        conversion.rated = Planes(channels, kWriterBlockFrames);
     }
     if (client.mChannelsPerFrame > channels) {
         conversion.fold.emplace(client.mChannelsPerFrame, channels);
-        conversion.folded = Planes(channels, kBlockFrames);
+        conversion.folded = Planes(channels, kWriterBlockFrames);
     }
     if (format_.mChannelsPerFrame > channels) {
         conversion.spread.emplace(channels, format_.mChannelsPerFrame);
-        conversion.spreadOut = Planes(format_.mChannelsPerFrame, kBlockFrames);
+        conversion.spreadOut = Planes(format_.mChannelsPerFrame, kWriterBlockFrames);
     }
-    conversion.client = Planes(client.mChannelsPerFrame, kBlockFrames);
+    conversion.client = Planes(client.mChannelsPerFrame, kWriterBlockFrames);
     conversion_ = std::move(conversion);
     math_ = math;
     client_ = client;
@@ -147,7 +147,7 @@ OSStatus FileWriter::writePlanar(uint32_t frames, const AudioBufferList &in)
 OSStatus FileWriter::writeConverted(uint32_t frames, const AudioBufferList &in)
 {
     for (uint32_t done = 0; done < frames;) {
-        const uint32_t count = std::min(frames - done, kBlockFrames);
+        const uint32_t count = std::min(frames - done, kWriterBlockFrames);
         toPlanarFloat(client_, in, done, count, conversion_.client.get());
         const float *const *planes = conversion_.client.get();
         if (conversion_.fold) {
@@ -168,7 +168,7 @@ OSStatus FileWriter::convertRate(const float *const *planes, uint32_t frames)
     while (true) {
         const PlanesFrom input(planes, commonChannels(), used);
         const auto progress =
-            conversion_.rate->process(input.get(), frames - used, conversion_.rated.get(), kBlockFrames);
+            conversion_.rate->process(input.get(), frames - used, conversion_.rated.get(), kWriterBlockFrames);
         used += progress.inputUsed;
         if (const OSStatus status = store(conversion_.rated.get(), progress.outputMade); status != noErr)
             return status;
@@ -181,7 +181,7 @@ OSStatus FileWriter::convertRate(const float *const *planes, uint32_t frames)
 OSStatus FileWriter::drainRate()
 {
     while (storedFrames_ < frames()) {
-        const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames() - storedFrames_, kBlockFrames));
+        const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames() - storedFrames_, kWriterBlockFrames));
         const auto progress = conversion_.rate->process(nullptr, 0, conversion_.rated.get(), wanted);
         if (progress.outputMade == 0)
             break;
@@ -199,7 +199,7 @@ OSStatus FileWriter::store(const float *const *planes, uint32_t frames)
         const PlanesFrom rest(planes, commonChannels(), done);
         const float *const *samples = rest.get();
         if (conversion_.spread) {
-            count = std::min(count, kBlockFrames);
+            count = std::min(count, kWriterBlockFrames);
             conversion_.spread->apply(samples, conversion_.spreadOut.get(), count);
             samples = conversion_.spreadOut.get();
         }

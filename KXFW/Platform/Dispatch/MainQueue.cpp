@@ -13,7 +13,7 @@
 namespace
 {
 
-constexpr const char *kLabel = "kx.main";
+constexpr const char *kMainLabel = "kx.main";
 
 /// Where a thread waits for its task, and learns how it ended.
 class Meeting
@@ -113,7 +113,7 @@ public:
             std::function<void()> task = takeFirst();
             const kx::MainQueue::Executor executor = executor_;
             guard.unlock();
-            kx::runLogged(kLabel, [&] { executor(std::move(task)); });
+            kx::runLogged(kMainLabel, [&] { executor(std::move(task)); });
             guard.lock();
         }
         deliverer_.reset();
@@ -171,7 +171,7 @@ void kx::MainQueue::async(std::function<void()> task)
 {
     if (!task)
         return;
-    tasks().add([task = std::move(task)] { runLogged(kLabel, task); });
+    tasks().add([task = std::move(task)] { runLogged(kMainLabel, task); });
     tasks().deliver();
 }
 

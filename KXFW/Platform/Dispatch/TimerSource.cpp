@@ -16,7 +16,7 @@ using std::chrono::nanoseconds;
 namespace
 {
 
-constexpr const char *kLabel = "kx.timer";
+constexpr const char *kTimerLabel = "kx.timer";
 constexpr nanoseconds kLongest = std::chrono::hours(24) * 36525; ///< 100 years, far from the end of the clock
 constexpr nanoseconds kIntervalForNone = std::chrono::milliseconds(1);
 
@@ -106,7 +106,7 @@ private:
 
     void wait()
     {
-        kx::nameThisThread(kLabel);
+        kx::nameThisThread(kTimerLabel);
         std::unique_lock guard(lock_);
         for (;;) {
             if (armed_.empty())
@@ -121,7 +121,7 @@ private:
     void fire(const StatePointer &state) noexcept
     {
         state->isPending = true;
-        kx::runLogged(kLabel, [&] {
+        kx::runLogged(kTimerLabel, [&] {
             try {
                 kx::GlobalQueue::withQuality(kx::QualityOfService::Default).async([this, state] { run(state); });
             } catch (...) {
@@ -141,7 +141,7 @@ private:
         state->isRunning = true;
         state->runner = std::this_thread::get_id();
         guard.unlock();
-        kx::runLogged(kLabel, state->handler);
+        kx::runLogged(kTimerLabel, state->handler);
         guard.lock();
         if (state->isCancelled) { // gone before a waiting cancel returns
             std::function<void()> gone = std::exchange(state->handler, nullptr);

@@ -28,7 +28,7 @@ std::error_code lastError()
     return {errno, std::generic_category()};
 }
 
-std::error_code writeAll(int file, std::string_view bytes)
+std::error_code writeToFile(int file, std::string_view bytes)
 {
     while (!bytes.empty()) {
         const ssize_t written = write(file, bytes.data(), bytes.size());
@@ -68,7 +68,7 @@ std::error_code kx::writePropertyList(const Dictionary &dictionary, const std::f
         open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666); // less the umask
     if (file < 0)
         return lastError();
-    const std::error_code failure = writeAll(file, text);
+    const std::error_code failure = writeToFile(file, text);
     if (close(file) != 0 && !failure)
         return lastError();
     return failure;

@@ -11,7 +11,7 @@ namespace kx
 namespace
 {
 
-constexpr std::size_t kHeaderBytes = 27;
+constexpr std::size_t kPageHeaderBytes = 27;
 constexpr int64_t kLongestPage = 27 + 255 + 255 * 255;
 
 struct Page {
@@ -28,10 +28,10 @@ std::vector<Page> pagesIn(const std::vector<uint8_t> &bytes)
     while (true) {
         at = std::search(at, bytes.end(), std::begin(signature), std::end(signature));
         const auto left = static_cast<std::size_t>(bytes.end() - at);
-        if (left < kHeaderBytes || left < kHeaderBytes + at[26])
+        if (left < kPageHeaderBytes || left < kPageHeaderBytes + at[26])
             return pages;
-        const auto table = at + kHeaderBytes;
-        const std::size_t whole = kHeaderBytes + at[26] + std::accumulate(table, table + at[26], std::size_t{0});
+        const auto table = at + kPageHeaderBytes;
+        const std::size_t whole = kPageHeaderBytes + at[26] + std::accumulate(table, table + at[26], std::size_t{0});
         if (whole > left)
             return pages;
         Page page = {};

@@ -29,14 +29,14 @@ private:
     std::unique_ptr<FormatConversion> conversion_;
 };
 
-constexpr UnitShape kShape{
+constexpr UnitShape kFormatConverterShape{
     .formats = {planarFloat(kCanonicalSampleRate, 2), planarFloat(kCanonicalSampleRate, 2), kDefaultMaximumFrames},
     .inputSettable = true,
     .outputSettable = true};
 
 } // namespace
 
-FormatConverterUnit::FormatConverterUnit() : Unit(kShape) {}
+FormatConverterUnit::FormatConverterUnit() : Unit(kFormatConverterShape) {}
 
 Result<std::unique_ptr<Renderer>> FormatConverterUnit::makeRenderer(const UnitFormats &formats)
 {

@@ -26,7 +26,7 @@ constexpr std::array kProperties{
     PropertyRow{kAudioOutputUnitProperty_HeardTime, kGlobal, sizeof(AudioTimeStamp), true, false},
 };
 
-constexpr UnitShape kShape{
+constexpr UnitShape kOutputShape{
     .formats = {planarFloat(kCanonicalSampleRate, 2), planarFloat(kCanonicalSampleRate, 2), kDefaultMaximumFrames},
     .hasOutputBus = false};
 
@@ -53,7 +53,7 @@ private:
 } // namespace
 
 OutputUnit::OutputUnit()
-    : Unit(kShape), parameters_{Parameter{kHALOutputParam_Volume, 0, 1, 1}}, device_(defaultOutputDevice())
+    : Unit(kOutputShape), parameters_{Parameter{kHALOutputParam_Volume, 0, 1, 1}}, device_(defaultOutputDevice())
 {
 }
 

@@ -10,14 +10,14 @@ namespace kx
 namespace
 {
 
-constexpr UnitShape kShape{
+constexpr UnitShape kTimePitchShape{
     .formats = {planarFloat(kCanonicalSampleRate, 2), planarFloat(kCanonicalSampleRate, 2), kDefaultMaximumFrames}};
 
 } // namespace
 
 TimePitchUnit::TimePitchUnit()
-    : Unit(kShape), parameters_{Parameter{kTimePitchParam_Rate, 0.25F, 4, 1, Parameter::Outside::Refused},
-                                Parameter{kTimePitchParam_Pitch, -2400, 2400, 0, Parameter::Outside::Refused}}
+    : Unit(kTimePitchShape), parameters_{Parameter{kTimePitchParam_Rate, 0.25F, 4, 1, Parameter::Outside::Refused},
+                                         Parameter{kTimePitchParam_Pitch, -2400, 2400, 0, Parameter::Outside::Refused}}
 {
 }
 
