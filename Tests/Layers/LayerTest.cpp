@@ -186,6 +186,31 @@ TEST_F(Layers, TransactionReportsOnceAtTheEndOfTheOutermost)
     root->setHost(nullptr); // gone before the end: hears nothing
 }
 
+TEST(Transaction, TellsNoHostThatWentWhileAnotherWasTold)
+{
+    struct Host : kx::LayerHost {
+        std::shared_ptr<CAShapeLayer> shown = box({{0, 0}, {1, 1}});
+        Host *other = nullptr;
+        int told = 0;
+        void layersDidChange(const std::vector<NSRect> &) override
+        {
+            ++told;
+            other->shown->setHost(nullptr);
+        }
+    };
+    Host hosts[2];
+    for (int i = 0; i < 2; ++i) {
+        hosts[i].other = &hosts[1 - i];
+        hosts[i].shown->setHost(&hosts[i]);
+    }
+    {
+        const kx::LayerTransaction transaction;
+        for (const Host &host : hosts)
+            host.shown->setFillColor(NSColor{1, 0, 0, 1});
+    }
+    EXPECT_EQ(hosts[0].told + hosts[1].told, 1);
+}
+
 TEST(Path, FiguresAndBoundingBox)
 {
     const auto path = CGPathCreateMutable();

@@ -4,7 +4,6 @@
 #include "KXFW/Platform/Layers/LayerChanges.h"
 
 #include <map>
-#include <utility>
 #include <vector>
 
 namespace
@@ -42,11 +41,10 @@ void CATransaction::commit()
     if (state.open.empty())
         return;
     state.open.pop_back();
-    if (!state.open.empty())
-        return;
-    const auto changes = std::exchange(state.changes, {});
-    for (const auto &[host, areas] : changes)
-        host->layersDidChange(areas);
+    while (state.open.empty() && !state.changes.empty()) { // one at a time: a host that hears may take others away
+        const auto change = state.changes.extract(state.changes.begin());
+        change.key()->layersDidChange(change.mapped());
+    }
 }
 
 void CATransaction::setDisableActions(bool disable)
