@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QWidget>
 
+#include <stdexcept>
 #include <vector>
 
 namespace kx::test
@@ -18,13 +19,18 @@ public:
     AlertRecorder()
     {
         installToolkit();
-        NSAlert::setPresenter([this](const NSAlert &alert) { shown.push_back(alert); });
+        NSAlert::setPresenter([this](const NSAlert &alert) {
+            shown.push_back(alert);
+            if (fails)
+                throw std::runtime_error("no display");
+        });
     }
     ~AlertRecorder() { NSAlert::setPresenter({}); }
     AlertRecorder(const AlertRecorder &) = delete;
     AlertRecorder &operator=(const AlertRecorder &) = delete;
 
     std::vector<NSAlert> shown;
+    bool fails = false; ///< whether showing one throws
 };
 
 /// What the widget shows at a scale of the screen.

@@ -146,6 +146,13 @@ TEST_F(Hosted, ExceptionsEndAtTheEdgeAndAreShownOnce)
     QTest::mouseClick(widget, Qt::LeftButton, {}, {1, 1});
     QCoreApplication::sendPostedEvents();
     EXPECT_EQ(alerts.shown.size(), 2U) << "answered, the next one shows";
+
+    alerts.fails = true;
+    for (const size_t shown : {3U, 4U}) {
+        QTest::mouseClick(widget, Qt::LeftButton, {}, {1, 1});
+        QCoreApplication::sendPostedEvents();
+        EXPECT_EQ(alerts.shown.size(), shown) << "one that could not be shown does not keep the next one back";
+    }
 }
 
 std::shared_ptr<CAShapeLayer> addBox(NSView &view, const NSRect &frame, const NSColor &color)

@@ -4,7 +4,11 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QElapsedTimer>
+#include <QPointer>
+#include <QScreen>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -140,7 +144,20 @@ TEST_F(BarEvents, KeysMoveEachPartWithinTheMousesLimits)
         stop = QApplication::focusWidget();
     }
     bar.view->setEnabled(false);
-    EXPECT_TRUE(!QApplication::focusWidget() || QApplication::focusWidget()->parent() != bar.widget);
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return !QApplication::focusWidget() || QApplication::focusWidget()->parent() != bar.widget; }));
+}
+
+TEST(Alerts, MayLoseTheWindowTheyStandOver)
+{
+    kx::installToolkit();
+    QPointer<QWidget> window = new QWidget;
+    window->show();
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    QTimer::singleShot(0, window, [&] { delete window; });
+    NSAlert().runModal();
+    EXPECT_FALSE(window);
 }
 
 } // namespace

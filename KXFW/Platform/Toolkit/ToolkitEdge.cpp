@@ -8,9 +8,10 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QMetaObject>
+#include <QPointer>
 
+#include <memory>
 #include <string>
-#include <utility>
 
 namespace
 {
@@ -18,26 +19,34 @@ namespace
 /// At most one at a time: a fault that repeats with every event must not pile up boxes.
 constinit bool alertIsOpen = false;
 
+/// Goes with its alert: answered, failed, or thrown away with an application that ends.
+struct OpenAlert {
+    OpenAlert() { alertIsOpen = true; }
+    ~OpenAlert() { alertIsOpen = false; }
+    OpenAlert(const OpenAlert &) = delete;
+    OpenAlert &operator=(const OpenAlert &) = delete;
+};
+
 void showLater(const char *where, const std::string &text)
 {
-    if (std::exchange(alertIsOpen, true))
+    if (alertIsOpen)
         return;
-    kx::MainQueue::async([message = std::string(where), text] {
+    kx::MainQueue::async([message = std::string(where), text, open = std::make_shared<OpenAlert>()] {
         NSAlert alert;
         alert.setMessageText(message);
         alert.setInformativeText(text);
         alert.runModal();
-        alertIsOpen = false;
     });
 }
 
 void present(const NSAlert &alert)
 {
-    QMessageBox box(QMessageBox::Warning, {}, QString::fromStdString(alert.messageText()), QMessageBox::Ok,
-                    QApplication::activeWindow());
-    box.setTextFormat(Qt::PlainText);
-    box.setInformativeText(QString::fromStdString(alert.informativeText()));
-    box.exec();
+    const QPointer box = new QMessageBox(QMessageBox::Warning, {}, QString::fromStdString(alert.messageText()),
+                                         QMessageBox::Ok, QApplication::activeWindow());
+    box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(QString::fromStdString(alert.informativeText()));
+    box->exec();
+    delete box; // already gone when its window went first
 }
 
 void uninstall()
