@@ -19,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -305,6 +307,12 @@ TEST(SliderElements, AreFocusStopsThatKeysMove)
     }
     QTest::keyClick(stop, Qt::Key_Left, Qt::ControlModifier);
     EXPECT_EQ(view->first->now, 100) << "with a modifier it is somebody's shortcut";
+    view->first->now = std::numeric_limits<int64_t>::min();
+    QTest::keyClick(stop, Qt::Key_Left);
+    EXPECT_EQ(view->first->now, 0) << "from outside its limits to the nearer one";
+    view->first->now = std::numeric_limits<int64_t>::max();
+    QTest::keyClick(stop, Qt::Key_PageUp);
+    EXPECT_EQ(view->first->now, 100);
 
     QAccessibleInterface *spoken = QAccessible::queryAccessibleInterface(stop);
     ASSERT_NE(spoken, nullptr);
@@ -317,6 +325,12 @@ TEST(SliderElements, AreFocusStopsThatKeysMove)
     EXPECT_EQ(view->first->now, 30);
     QAccessibleInterface *parent = QAccessible::queryAccessibleInterface(widget);
     EXPECT_EQ(parent->childCount(), 2);
+
+    widget->setEnabled(false);
+    spoken->valueInterface()->setCurrentValue(qlonglong(70));
+    EXPECT_EQ(view->first->now, 30) << "nor by a screen reader while it is disabled";
+    widget->setEnabled(true);
+    stop->setFocus();
 
     QTest::keyClick(stop, Qt::Key_Tab);
     EXPECT_NE(QApplication::focusWidget(), stop);

@@ -8,6 +8,7 @@
 #include <QKeyEvent>
 #include <QPainter>
 
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -47,7 +48,7 @@ public:
     [[nodiscard]] QVariant minimumStepSize() const override { return qlonglong(element().step()); }
     void setCurrentValue(const QVariant &value) override
     {
-        if (element().enabled())
+        if (widget()->isEnabled() && element().enabled())
             kx::atToolkitEdge("The action failed.", [&] { element().move(value.toLongLong()); });
     }
 
@@ -61,20 +62,29 @@ QAccessibleInterface *accessibleOf(const QString &, QObject *object)
     return widget ? new AccessibleElement(widget) : nullptr;
 }
 
+/// `value + distance`, or the nearest integer to it.
+int64_t moved(int64_t value, int64_t distance)
+{
+    int64_t sum = 0;
+    if (!__builtin_add_overflow(value, distance, &sum))
+        return sum;
+    return distance < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+}
+
 /// Where a key takes the element; none for another key. The element itself keeps the limits.
 std::optional<int64_t> target(const SliderElement &element, int key)
 {
     switch (key) {
     case Qt::Key_Left:
     case Qt::Key_Down:
-        return element.value() - element.step();
+        return moved(element.value(), -element.step());
     case Qt::Key_Right:
     case Qt::Key_Up:
-        return element.value() + element.step();
+        return moved(element.value(), element.step());
     case Qt::Key_PageDown:
-        return element.value() - element.page();
+        return moved(element.value(), -element.page());
     case Qt::Key_PageUp:
-        return element.value() + element.page();
+        return moved(element.value(), element.page());
     case Qt::Key_Home:
         return element.minimum();
     case Qt::Key_End:
@@ -104,7 +114,8 @@ void kx::ElementWidget::refresh()
     const QRectF place = flipped(toQt(element_->frame()), parentWidget()->height());
     setGeometry(place.toAlignedRect().adjusted(-kFocusMargin, -kFocusMargin, kFocusMargin, kFocusMargin));
     setEnabled(element_->enabled());
-    if (std::exchange(lastValue_, element_->value()) != lastValue_) {
+    const int64_t before = std::exchange(lastValue_, element_->value());
+    if (before != lastValue_) {
         QAccessibleValueChangeEvent change(this, qlonglong(lastValue_));
         QAccessible::updateAccessibility(&change);
     }
