@@ -191,7 +191,7 @@ TEST_F(Hosted, PaintsChangedPartsOnlyAndOnceATransaction)
 /// Moves that come faster than the screen shows them are painted no more often than it does.
 TEST_F(Hosted, PaintsAtMostOnceARefresh)
 {
-    widget->backWithLayer();
+    view->setWantsLayer(true); // by the view itself
     const auto box = addBox(*view, {{0, 5}, {4, 4}}, {1, 0, 0, 1});
     settle();
     QElapsedTimer time;

@@ -27,6 +27,14 @@ void NSView::setWantsLayer(bool wantsLayer)
     layer_ = CALayer::layer();
     layer_->setAnchorPoint({0, 0});
     layer_->setFrame(frame_);
+    layer_->setHost(host_);
+}
+
+void NSView::setHost(kx::ViewHost *host)
+{
+    host_ = host;
+    if (layer_)
+        layer_->setHost(host);
 }
 
 void NSView::setNeedsDisplay(const NSRect &area)

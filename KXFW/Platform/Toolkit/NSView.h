@@ -15,8 +15,8 @@ namespace kx
 
 class SliderElement;
 
-/// What holds a view on the screen: a widget of the toolkit.
-class KX_EXPORT ViewHost
+/// What holds a view and its layers on the screen: a widget of the toolkit.
+class KX_EXPORT ViewHost : public LayerHost
 {
 public:
     /// This part of the view, in its bounds, has to be painted anew. [main]
@@ -84,7 +84,7 @@ public:
     virtual bool setOutlet(const std::string &name, const std::shared_ptr<NSObject> &object);
 
     /// Who shows the view, borrowed: set it to null before it goes. [main]
-    void setHost(kx::ViewHost *host) noexcept { host_ = host; }
+    void setHost(kx::ViewHost *host);
 
 private:
     NSRect frame_;

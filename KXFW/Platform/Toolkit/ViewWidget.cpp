@@ -25,21 +25,16 @@ kx::ViewWidget::ViewWidget(std::shared_ptr<NSView> view, QWidget *parent)
 {
     installToolkit();
     view_->setHost(this);
-    if (view_->layer())
-        view_->layer()->setHost(this);
 }
 
 kx::ViewWidget::~ViewWidget()
 {
     view_->setHost(nullptr);
-    if (view_->layer())
-        view_->layer()->setHost(nullptr);
 }
 
 void kx::ViewWidget::backWithLayer()
 {
     view_->setWantsLayer(true);
-    view_->layer()->setHost(this);
 }
 
 void kx::ViewWidget::awake()

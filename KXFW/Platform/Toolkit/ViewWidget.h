@@ -18,7 +18,7 @@ class PaintPacer;
 /// The widget that a view lives in: it can stand in any layout of the toolkit. It owns the view, places it, paints it
 /// with antialiasing at the screen's scale, and turns events of the left button into the view's. Changes of the view's
 /// layers are painted at most once a refresh of the display, and only where they are. Main thread only.
-class KX_EXPORT ViewWidget : public QWidget, private ViewHost, private LayerHost
+class KX_EXPORT ViewWidget : public QWidget, private ViewHost
 {
 public:
     explicit ViewWidget(std::shared_ptr<NSView> view, QWidget *parent = nullptr); ///< [main]
