@@ -13,6 +13,7 @@
 #include <QElapsedTimer>
 #include <QHBoxLayout>
 #include <QPaintEvent>
+#include <QPointer>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
@@ -34,6 +35,7 @@ struct LoggingView : NSView {
     std::vector<std::string> log;
     std::vector<NSRect> dirty;
     bool fails = false;
+    std::function<void()> released = [] {};
 
     void note(const char *what, const NSEvent &event)
     {
@@ -44,7 +46,11 @@ struct LoggingView : NSView {
     }
     void mouseDown(const NSEvent &event) override { note("down", event); }
     void mouseDragged(const NSEvent &event) override { note("drag", event); }
-    void mouseUp(const NSEvent &event) override { note("up", event); }
+    void mouseUp(const NSEvent &event) override
+    {
+        note("up", event);
+        released();
+    }
     void layout() override { log.push_back("layout"); }
     void drawRect(const NSRect &area) override { dirty.push_back(area); }
 };
@@ -132,6 +138,22 @@ TEST_F(Hosted, EachPressOfTheLeftButtonHasOneRelease)
         EXPECT_EQ(view->log.back(), "up 1,39");
         QTest::mouseRelease(widget, Qt::LeftButton, {}, {1, 1});
         EXPECT_EQ(view->log.size(), 2U) << "released once";
+    }
+}
+
+TEST_F(Hosted, MayGoWhenItsPressIsEnded)
+{
+    for (const auto &end : std::vector<std::function<void()>>{[&] { widget->setEnabled(false); },
+                                                              [&] {
+                                                                  QEvent gone(QEvent::WindowDeactivate);
+                                                                  QCoreApplication::sendEvent(widget, &gone);
+                                                              }}) {
+        const QPointer<QWidget> seen = widget;
+        view->released = [this] { delete widget; };
+        QTest::mousePress(widget, Qt::LeftButton, {}, {1, 1});
+        end();
+        EXPECT_FALSE(seen);
+        widget = new kx::ViewWidget(view, &inner);
     }
 }
 

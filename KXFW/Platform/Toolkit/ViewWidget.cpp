@@ -85,9 +85,11 @@ void kx::ViewWidget::paintEvent(QPaintEvent *event)
 
 bool kx::ViewWidget::event(QEvent *event)
 {
-    if (event->type() == QEvent::WindowDeactivate || event->type() == QEvent::EnabledChange)
-        release(lastGlobalPosition_);
-    return QWidget::event(event);
+    const bool ends = event->type() == QEvent::WindowDeactivate || event->type() == QEvent::EnabledChange;
+    const bool known = QWidget::event(event);
+    if (ends)
+        release(lastGlobalPosition_); // last: what hears of the release may delete this widget
+    return known;
 }
 
 void kx::ViewWidget::resizeEvent(QResizeEvent *event)
