@@ -11,7 +11,7 @@
 
 #include <QAccessible>
 #include <QElapsedTimer>
-#include <QHBoxLayout>
+#include <QLineEdit>
 #include <QPaintEvent>
 #include <QPointer>
 #include <QScreen>
@@ -313,6 +313,7 @@ TEST(SliderElements, AreFocusStopsThatKeysMove)
     QWidget window;
     auto *widget = new kx::ViewWidget(view, &window);
     widget->setGeometry(0, 0, 100, 40);
+    QLineEdit after(&window);
     widget->awake();
     window.show();
     window.activateWindow();
@@ -358,6 +359,8 @@ TEST(SliderElements, AreFocusStopsThatKeysMove)
     EXPECT_NE(QApplication::focusWidget(), stop);
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Home);
     EXPECT_EQ(view->second->now, 0);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), &after) << "the stops come where the view does";
 
     QTest::mouseClick(widget, Qt::LeftButton, {}, {12, 25}); // where the elements lie
     EXPECT_EQ(view->presses, 1) << "the mouse is the view's";

@@ -41,8 +41,15 @@ void kx::ViewWidget::awake()
 {
     placeView();
     view_->awakeFromNib();
-    for (const auto &element : view_->sliderElements())
+    // The elements' place in the Tab order is the view's, whatever was made after it; the toolkit orders stops only.
+    setFocusPolicy(Qt::TabFocus);
+    QWidget *before = this;
+    for (const auto &element : view_->sliderElements()) {
         elements_.push_back(new ElementWidget(element, this));
+        setTabOrder(before, elements_.back());
+        before = elements_.back();
+    }
+    setFocusPolicy(Qt::NoFocus);
 }
 
 void kx::ViewWidget::setNeedsDisplay(const NSRect &area)
