@@ -12,10 +12,25 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <limits>
+
 namespace
 {
 
 using bar::Heard;
+
+/// Counts how often a widget is painted while this lives.
+struct Paints : QObject {
+    explicit Paints(QWidget &widget) { widget.installEventFilter(this); }
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Paint;
+        return false;
+    }
+
+    int count = 0;
+};
 
 /// The bar is two widgets deep and off the corner of its window, so that only true window coordinates hit.
 class BarEvents : public testing::Test
@@ -109,13 +124,31 @@ TEST_F(BarEvents, OtherPlacesButtonsAndStatesMoveNothing)
     EXPECT_FALSE(bar.view->isDragging());
 }
 
-TEST_F(BarEvents, EveryEventOfAFastPointerIsTold)
+TEST_F(BarEvents, EveryEventOfAFastPointerIsToldAndPaintedOnceARefresh)
 {
+    Paints paints(*bar.widget);
     press(100, 20);
-    for (int i = 0; i < 1000; ++i)
+    QElapsedTimer time;
+    time.start();
+    for (int i = 0; i < 300; ++i) {
         drag(60 + i % 140, 20);
+        QTest::qWait(1);
+    }
+    const double refreshes = double(time.elapsed()) / 1000 * bar.widget->screen()->refreshRate();
     release(100, 20);
-    EXPECT_EQ(bar.delegate->take().size(), 1001U);
+    EXPECT_EQ(bar.delegate->take().size(), 301U);
+    EXPECT_GE(paints.count, 2);
+    EXPECT_LE(double(paints.count), refreshes + 2);
+}
+
+TEST_F(BarEvents, FramesFarBeyondTheFileLeaveTheirStopsAtTheEdge)
+{
+    for (const int64_t end : {std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min()}) {
+        bar.view->setEndFrame(end);
+        QTest::qWait(2 * 1000 / 60); // past the refresh that a paint may wait for
+        for (const QWidget *stop : bar.widget->findChildren<QWidget *>())
+            EXPECT_LE(std::abs(stop->x()), bar.widget->width()) << end;
+    }
 }
 
 TEST_F(BarEvents, KeysMoveEachPartWithinTheMousesLimits)

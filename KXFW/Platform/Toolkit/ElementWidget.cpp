@@ -112,7 +112,8 @@ kx::ElementWidget::ElementWidget(std::shared_ptr<SliderElement> element, QWidget
 void kx::ElementWidget::refresh()
 {
     const QRectF place = flipped(toQt(element_->frame()), parentWidget()->height());
-    setGeometry(place.toAlignedRect().adjusted(-kFocusMargin, -kFocusMargin, kFocusMargin, kFocusMargin));
+    const QRect seen = alignedWithin(place, parentWidget()->rect());
+    setGeometry(seen.adjusted(-kFocusMargin, -kFocusMargin, kFocusMargin, kFocusMargin));
     setEnabled(element_->enabled());
     const int64_t before = std::exchange(lastValue_, element_->value());
     if (before != lastValue_) {

@@ -13,7 +13,8 @@ constexpr qint64 kMillisecond = 1'000'000;
 
 } // namespace
 
-kx::PaintPacer::PaintPacer(QWidget &widget) : widget_(widget)
+kx::PaintPacer::PaintPacer(QWidget &widget, std::function<void()> beforePaint)
+    : widget_(widget), beforePaint_(std::move(beforePaint))
 {
     due_.setSingleShot(true);
     due_.setTimerType(Qt::PreciseTimer);
@@ -39,7 +40,9 @@ void kx::PaintPacer::painted()
 
 void kx::PaintPacer::flush()
 {
-    widget_.update(std::exchange(waiting_, {}));
+    const QRegion areas = std::exchange(waiting_, {}); // what changes meanwhile is a change of its own
+    beforePaint_();
+    widget_.update(areas);
 }
 
 qint64 kx::PaintPacer::refreshNanoseconds() const

@@ -39,4 +39,14 @@ inline QRectF flipped(const QRectF &r, double height)
     return {r.x(), height - r.bottom(), r.width(), r.height()};
 }
 
+/// The smallest rectangle of integers around what `bounds` has of `r`; what lies beyond is taken as the nearest edge,
+/// so that no number is too large. [any]
+inline QRect alignedWithin(const QRectF &r, const QRect &bounds)
+{
+    const QRectF limits(bounds);
+    const auto x = [&](double v) { return std::min(std::max(limits.left(), v), limits.right()); };
+    const auto y = [&](double v) { return std::min(std::max(limits.top(), v), limits.bottom()); };
+    return QRectF(QPointF(x(r.left()), y(r.top())), QPointF(x(r.right()), y(r.bottom()))).toAlignedRect();
+}
+
 } // namespace kx

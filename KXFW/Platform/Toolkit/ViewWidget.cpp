@@ -21,7 +21,8 @@ constexpr double kSoftEdge = 1; // points that antialiasing may reach beyond an 
 } // namespace
 
 kx::ViewWidget::ViewWidget(std::shared_ptr<NSView> view, QWidget *parent)
-    : QWidget(parent), view_(std::move(view)), pacer_(std::make_unique<PaintPacer>(*this))
+    : QWidget(parent), view_(std::move(view)),
+      pacer_(std::make_unique<PaintPacer>(*this, [this] { refreshElements(); }))
 {
     installToolkit();
     view_->setHost(this);
@@ -55,15 +56,21 @@ void kx::ViewWidget::awake()
 void kx::ViewWidget::setNeedsDisplay(const NSRect &area)
 {
     const QRectF turned = flipped(toQt(grown(area, kSoftEdge)), height());
-    pacer_->add(turned.toAlignedRect() & rect());
+    pacer_->add(alignedWithin(turned, rect()));
 }
 
 void kx::ViewWidget::layersDidChange(const std::vector<NSRect> &areas)
 {
     for (const NSRect &area : areas)
         setNeedsDisplay(area);
-    for (ElementWidget *element : elements_)
-        element->refresh();
+}
+
+void kx::ViewWidget::refreshElements()
+{
+    atToolkitEdge("The view could not be laid out.", [this] {
+        for (ElementWidget *element : elements_)
+            element->refresh();
+    });
 }
 
 void kx::ViewWidget::placeView()

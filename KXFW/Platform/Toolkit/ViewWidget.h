@@ -44,6 +44,7 @@ private:
     void setNeedsDisplay(const NSRect &area) override;
     void layersDidChange(const std::vector<NSRect> &areas) override;
     void placeView();
+    void refreshElements();
     void send(void (NSView::*handler)(const NSEvent &), QPointF globalPosition);
     void release(QPointF globalPosition);
 
