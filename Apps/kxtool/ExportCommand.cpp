@@ -102,7 +102,7 @@ void exportRange(const ExportOptions &options)
         waitForExport(*job, *waiter);
     }
     if (const auto failure = job->failure())
-        throw Failure(subjectOf(*failure, options), reasonOf(*failure));
+        throw Failure(subjectOf(*failure, options), kx::reasonForUser(*failure));
     if (job->isCancelled())
         throw Failure(options.output, "cancelled");
 }

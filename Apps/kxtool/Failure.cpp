@@ -57,11 +57,4 @@ std::string printable(std::string_view text)
     return line;
 }
 
-std::string reasonOf(const NSException &exception)
-{
-    const auto error = exception.userInfo().find("error");
-    return error != exception.userInfo().end() ? kx::statusText(static_cast<OSStatus>(error->second.code))
-                                               : exception.reason();
-}
-
 } // namespace kxtool

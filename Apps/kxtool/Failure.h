@@ -12,9 +12,6 @@ namespace kxtool
 /// `text` for a terminal line: control characters and bytes that are not UTF-8 appear as \xNN.
 std::string printable(std::string_view text);
 
-/// What went wrong, for people: the text of the status in the exception, or its reason.
-std::string reasonOf(const NSException &exception);
-
 /// The end of a command that could not do its work: one message, exit status 1.
 class Failure : public std::runtime_error
 {

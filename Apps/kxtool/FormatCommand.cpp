@@ -47,7 +47,7 @@ void makeTone(const std::string &directory)
     try {
         std::cout << printable(KXAudioUtil::makeTestFile(where).string()) << '\n';
     } catch (const NSException &exception) {
-        throw Failure(where.string(), reasonOf(exception));
+        throw Failure(where.string(), kx::reasonForUser(exception));
     }
 }
 

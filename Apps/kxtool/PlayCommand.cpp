@@ -27,7 +27,7 @@ public:
     void fail(const NSException &exception)
     {
         const std::lock_guard guard(lock_);
-        reason_ = reasonOf(exception);
+        reason_ = kx::reasonForUser(exception);
         waiter_->finish();
     }
     std::string reason()

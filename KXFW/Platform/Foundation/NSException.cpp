@@ -63,3 +63,10 @@ std::string kx::currentExceptionText()
         return "exception without a text";
     }
 }
+
+std::string kx::reasonForUser(const NSException &exception)
+{
+    const auto error = exception.userInfo().find("error");
+    return error != exception.userInfo().end() ? statusText(static_cast<OSStatus>(error->second.code))
+                                               : exception.reason();
+}

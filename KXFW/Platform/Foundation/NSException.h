@@ -48,6 +48,9 @@ namespace kx
 /// User information as one line of text: `{ error = "NSCocoaErrorDomain 2003334207 (wht? ...)"; }`. [any]
 KX_EXPORT std::string description(const NSException::UserInfo &userInfo);
 
+/// What went wrong, for people: the text of the status under "error", or without one the exception's reason. [any]
+KX_EXPORT std::string reasonForUser(const NSException &exception);
+
 /// What the exception that is being handled says: `what()`, or a bare text that was thrown. Inside a catch block. [any]
 KX_EXPORT std::string currentExceptionText();
 
