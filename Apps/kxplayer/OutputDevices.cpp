@@ -14,13 +14,13 @@ constexpr AudioObjectPropertyAddress addressOf(AudioObjectPropertySelector selec
     return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
 }
 
-bool isVirtual(AudioObjectID device)
+/// The number that a property of a device holds; 0 where the device has gone.
+uint32_t numberOf(AudioObjectID device, AudioObjectPropertySelector selector)
 {
-    const AudioObjectPropertyAddress address = addressOf(kAudioDevicePropertyTransportType);
-    uint32_t type = kAudioDeviceTransportTypeUnknown;
-    uint32_t size = sizeof type;
-    return AudioObjectGetPropertyData(device, &address, 0, nullptr, &size, &type) == noErr &&
-           type == kAudioDeviceTransportTypeVirtual;
+    const AudioObjectPropertyAddress address = addressOf(selector);
+    uint32_t number = 0;
+    uint32_t size = sizeof number;
+    return AudioObjectGetPropertyData(device, &address, 0, nullptr, &size, &number) == noErr ? number : 0;
 }
 
 /// The device list, cut to the length it had when that was asked for.
@@ -44,8 +44,9 @@ std::vector<OutputDevice> presentOutputDevices()
 {
     std::vector<OutputDevice> devices;
     for (const AudioObjectID id : presentDevices())
-        if (const std::string name = KXAHardwareManager::nameOfDeviceID(id); !name.empty()) // else gone meanwhile
-            devices.push_back({id, name, isVirtual(id)});
+        if (numberOf(id, kAudioDevicePropertyDeviceCanBeDefaultDevice) != 0)
+            devices.push_back({id, KXAHardwareManager::nameOfDeviceID(id),
+                               numberOf(id, kAudioDevicePropertyTransportType) == kAudioDeviceTransportTypeVirtual});
     return devices;
 }
 

@@ -18,7 +18,7 @@ struct OutputDevice {
     bool operator==(const OutputDevice &) const = default;
 };
 
-/// The devices that are present now.
+/// The devices that are present now and can play.
 std::vector<OutputDevice> presentOutputDevices();
 
 /// Calls a listener of its owner after the list of devices or the default one has changed, on the platform's

@@ -59,6 +59,16 @@ TEST_F(HardwareServiceTest, DescribesEachDevice)
     EXPECT_TRUE(kx::sameFormat(format, kx::interleaved(48000, 6, 32, kAudioFormatFlagIsFloat)));
     EXPECT_EQ(system(kAudioHardwarePropertyDefaultOutputDevice), ids[0]);
     EXPECT_EQ(system(kAudioHardwarePropertyDefaultInputDevice), ids[1]);
+    const auto can = [&](AudioObjectID device, AudioObjectPropertyScope scope) {
+        uint32_t answer = 2;
+        uint32_t size = sizeof answer;
+        get(device, {kAudioDevicePropertyDeviceCanBeDefaultDevice, scope, 0}, size, &answer);
+        return answer;
+    };
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(can(ids[i], kAudioDevicePropertyScopeOutput), i == 2 ? 0U : 1U) << i;
+        EXPECT_EQ(can(ids[i], kAudioDevicePropertyScopeInput), i == 0 ? 0U : 1U) << i;
+    }
 }
 
 TEST_F(HardwareServiceTest, AnyScopeAndElementFindAProperty)

@@ -38,7 +38,8 @@ void expectTexts(const QMenu &menu, const QStringList &texts)
 
 TEST(OutputDeviceMenu, FollowsTheDevicesThatComeAndGo)
 {
-    const ScopedVirtualHardware system(kx::VirtualClock::Manual, {{"Speaker"}, {"A & B"}});
+    const ScopedVirtualHardware system(kx::VirtualClock::Manual,
+                                       {{"Speaker"}, {"Mic", 48000, 1, 16, true, false}, {"A & B"}});
     OutputDeviceMenu menu;
     std::vector<AudioObjectID> chosen;
     QObject::connect(&menu, &OutputDeviceMenu::deviceChosen, [&](AudioObjectID device) { chosen.push_back(device); });

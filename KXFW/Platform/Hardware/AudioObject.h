@@ -34,6 +34,8 @@ inline constexpr AudioObjectPropertySelector kAudioDevicePropertyDeviceUID = kx:
 inline constexpr AudioObjectPropertySelector kAudioDevicePropertyBufferSize = kx::fourCharCode("bsiz");
 /// AudioStreamBasicDescription: the device's own format.
 inline constexpr AudioObjectPropertySelector kAudioDevicePropertyStreamFormat = kx::fourCharCode("sfmt");
+/// uint32_t: 1 where the device can play (scope output or any other) or record (scope input), else 0.
+inline constexpr AudioObjectPropertySelector kAudioDevicePropertyDeviceCanBeDefaultDevice = kx::fourCharCode("dflt");
 /// uint32_t: kAudioDeviceTransportTypeVirtual for the virtual device, else kAudioDeviceTransportTypeUnknown.
 inline constexpr AudioObjectPropertySelector kAudioDevicePropertyTransportType = kx::fourCharCode("tran");
 

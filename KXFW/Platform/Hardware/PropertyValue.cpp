@@ -50,9 +50,9 @@ Result<PropertyValue> systemValue(const kx::HardwareSnapshot &snapshot, AudioObj
     }
 }
 
-Result<PropertyValue> deviceValue(const kx::Device &device, AudioObjectPropertySelector selector)
+Result<PropertyValue> deviceValue(const kx::Device &device, const AudioObjectPropertyAddress &address)
 {
-    switch (selector) {
+    switch (address.mSelector) {
     case kAudioDevicePropertyDeviceName:
         return text(device.info.name);
     case kAudioDevicePropertyDeviceUID:
@@ -61,6 +61,9 @@ Result<PropertyValue> deviceValue(const kx::Device &device, AudioObjectPropertyS
         return fixed(device.bufferBytes);
     case kAudioDevicePropertyStreamFormat:
         return fixed(device.info.format);
+    case kAudioDevicePropertyDeviceCanBeDefaultDevice:
+        return fixed(
+            uint32_t{address.mScope == kAudioDevicePropertyScopeInput ? device.info.hasInput : device.info.hasOutput});
     case kAudioDevicePropertyTransportType:
         return fixed(device.info.isVirtual ? kAudioDeviceTransportTypeVirtual : kAudioDeviceTransportTypeUnknown);
     default:
@@ -78,7 +81,7 @@ Result<PropertyValue> kx::propertyValue(const HardwareSnapshot &snapshot, AudioO
         return kAudioHardwareBadObjectError;
     if (std::ranges::find(kScopes, address.mScope) == kScopes.end())
         return kAudioHardwareUnknownPropertyError;
-    return device != nullptr ? deviceValue(*device, address.mSelector) : systemValue(snapshot, address.mSelector);
+    return device != nullptr ? deviceValue(*device, address) : systemValue(snapshot, address.mSelector);
 }
 
 OSStatus kx::copyValue(const PropertyValue &value, uint32_t &size, void *data)
