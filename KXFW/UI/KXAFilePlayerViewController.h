@@ -1,0 +1,147 @@
+#pragma once
+
+#include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
+#include "KXFW/Platform/Foundation/Export.h"
+#include "KXFW/Platform/Toolkit/NSButton.h"
+#include "KXFW/Platform/Toolkit/NSControl.h"
+#include "KXFW/Platform/Toolkit/NSProgressIndicator.h"
+#include "KXFW/Platform/Toolkit/NSSavePanel.h"
+#include "KXFW/Platform/Toolkit/NSTextField.h"
+#include "KXFW/Platform/Toolkit/NSTimer.h"
+#include "KXFW/Platform/Toolkit/NSViewController.h"
+#include "KXFW/Platform/Toolkit/NSWindow.h"
+#include "KXFW/UI/KXPlayPositionView.h"
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// The ready-made player screen: open a file, play it, loop over a range, follow and move the position, export the
+/// range with progress and Cancel.
+///
+/// It owns a player, which plays through a time-pitch effect at its defaults, and joins it to the controls of its
+/// interface file: clicks and edits become calls of the player, and ten times a second the transport bar and the
+/// position field follow it. Fields show frames of 44,100 a second. A subclass adds to the screen by overriding and
+/// calling the base; it may bring an interface file of its own with the same outlets.
+///
+/// States: no file; stopped; playing; exporting, from the save panel's answer until the progress sheet ends. Buttons
+/// follow the state after loading the screen, a load and a click on Play.
+///
+/// Everything happens on the main thread, but the two callbacks of an export: they come on the exporter's thread, touch
+/// controls only through the main queue and outlive the screen without harm. When the screen goes, an export that is
+/// under way stops and leaves a valid shorter file.
+class KX_EXPORT KXAFilePlayerViewController : public NSViewController,
+                                              public KXPlayPositionViewDelegate,
+                                              public NSOpenSavePanelDelegate
+{
+public:
+    /// The screen of the framework's own interface file, or of another one. [main]
+    KXAFilePlayerViewController();
+    KXAFilePlayerViewController(std::string nibName, NSBundle bundle); ///< [main]
+    ~KXAFilePlayerViewController() override;                           ///< [main]
+
+    // The fields; those of controls are empty before the screen is loaded and after it has gone. All [main].
+
+    /// Whether an export may go on; cleared, the export stops at its next slice. [any]
+    [[nodiscard]] bool continuesExporting() const noexcept { return *continuesExporting_; }
+    void setContinuesExporting(bool continues) noexcept { *continuesExporting_ = continues; } ///< [any]
+    [[nodiscard]] const NSButton &openButton() const noexcept { return openButton_; }
+    void setOpenButton(const NSButton &button) { openButton_ = button; }
+    [[nodiscard]] const NSButton &playButton() const noexcept { return playButton_; }
+    void setPlayButton(const NSButton &button) { playButton_ = button; }
+    [[nodiscard]] const NSButton &loopButton() const noexcept { return loopButton_; }
+    void setLoopButton(const NSButton &button) { loopButton_ = button; }
+    [[nodiscard]] const NSButton &exportButton() const noexcept { return exportButton_; }
+    void setExportButton(const NSButton &button) { exportButton_ = button; }
+    [[nodiscard]] const NSTextField &fileNameField() const noexcept { return fileNameField_; }
+    void setFileNameField(const NSTextField &field) { fileNameField_ = field; }
+    [[nodiscard]] const NSTextField &startTimeField() const noexcept { return startTimeField_; } ///< Frames.
+    void setStartTimeField(const NSTextField &field) { startTimeField_ = field; }
+    [[nodiscard]] const NSTextField &endTimeField() const noexcept { return endTimeField_; } ///< Frames.
+    void setEndTimeField(const NSTextField &field) { endTimeField_ = field; }
+    [[nodiscard]] const NSTextField &playTimeField() const noexcept { return playTimeField_; } ///< Frames.
+    void setPlayTimeField(const NSTextField &field) { playTimeField_ = field; }
+    [[nodiscard]] const NSControl &rateSlider() const noexcept { return rateSlider_; }
+    void setRateSlider(const NSControl &slider) { rateSlider_ = slider; }
+    [[nodiscard]] const NSControl &pitchSlider() const noexcept { return pitchSlider_; }
+    void setPitchSlider(const NSControl &slider) { pitchSlider_ = slider; }
+    [[nodiscard]] const NSWindow &exportProgressSheet() const noexcept { return exportProgressSheet_; }
+    void setExportProgressSheet(const NSWindow &sheet) { exportProgressSheet_ = sheet; }
+    [[nodiscard]] const NSProgressIndicator &exportProgressIndicator() const noexcept;
+    void setExportProgressIndicator(const NSProgressIndicator &indicator) { exportProgressIndicator_ = indicator; }
+    [[nodiscard]] std::shared_ptr<KXPlayPositionView> playPositionView() const { return playPositionView_.lock(); }
+    void setPlayPositionView(const std::shared_ptr<KXPlayPositionView> &view) { playPositionView_ = view; }
+    [[nodiscard]] const std::shared_ptr<KXAFilePlayer> &player() const noexcept { return player_; }
+    void setPlayer(const std::shared_ptr<KXAFilePlayer> &player) { player_ = player; }
+    [[nodiscard]] const std::shared_ptr<AVAudioUnitTimePitch> &pitch() const noexcept { return pitch_; }
+    void setPitch(const std::shared_ptr<AVAudioUnitTimePitch> &pitch) { pitch_ = pitch; }
+    /// A queue for those who build on the screen; it uses it itself for nothing.
+    [[nodiscard]] const std::shared_ptr<kx::SerialQueue> &stateChangeQueue() const noexcept;
+    void setStateChangeQueue(const std::shared_ptr<kx::SerialQueue> &queue) { stateChangeQueue_ = queue; }
+    [[nodiscard]] const std::shared_ptr<NSTimer> &timer() const noexcept { return timer_; }
+    void setTimer(const std::shared_ptr<NSTimer> &timer) { timer_ = timer; }
+
+    // Actions of the controls, which `sender` is not needed for. All [main].
+
+    virtual void clickPlayButton(const NSControl &sender);
+    virtual void clickLoopButton(const NSControl &sender);
+    virtual void clickOpenButton(const NSControl &sender);
+    virtual void clickExportButton(const NSControl &sender);
+    virtual void clickCancelButton(const NSControl &sender);
+    /// The three positions: the field's text as a frame of 32 bits, for the player and the transport bar.
+    virtual void changePlayPosition(const NSControl &sender);
+    virtual void changeStartPosition(const NSControl &sender);
+    virtual void changeEndPosition(const NSControl &sender);
+    virtual void changeRateSlider(const NSControl &sender);  ///< Nothing here: for a subclass.
+    virtual void changePitchSlider(const NSControl &sender); ///< Nothing here: for a subclass.
+
+    // The transport bar. All [main].
+
+    void PlayPositionViewDidChangePlayFrame(int64_t frame) override;
+    void PlayPositionViewDidChangeStartFrame(int64_t frame) override;
+    void PlayPositionViewDidChangeEndFrame(int64_t frame) override;
+
+    // Inside. All [main].
+
+    /// A panel's question, where the screen is its delegate: files whose extension is exactly one of those allowed, and
+    /// folders. The screen's own open panel goes by the extensions alone.
+    [[nodiscard]] bool panel(NSSavePanel &sender, const std::filesystem::path &shouldEnableURL) override;
+    void viewDidLoad() override;
+    virtual void _timerFired();
+    void _updatePlayFrame();
+    virtual void _updateUI();
+    void _startPlaying();
+    void _stopPlaying();
+    /// Loads the file and shows it, as after the open panel; a file that cannot be read leaves none, with an alert.
+    /// @return whether it was loaded
+    virtual bool _openFileAtURL(const std::filesystem::path &url);
+    /// Exports the range to `url`, as after the save panel: with the progress sheet, later on the main queue.
+    void _exportToURL(const std::filesystem::path &url);
+    void _showFileReadingErrorAlert();
+    [[nodiscard]] const std::vector<std::string> &_allowedExtensions() const;
+
+protected:
+    void declareConnections(kx::NibConnections &connections) override; ///< [main]
+
+private:
+    void beginExport(const std::filesystem::path &url);
+    void endExport();
+    [[nodiscard]] KXAFilePlayer::ProgressAndCancelBlock progressBlock();
+
+    /// Outlives the screen in an export's callbacks.
+    std::shared_ptr<std::atomic<bool>> continuesExporting_ = std::make_shared<std::atomic<bool>>(false);
+    NSButton openButton_, playButton_, loopButton_, exportButton_;
+    NSTextField fileNameField_, startTimeField_, endTimeField_, playTimeField_;
+    NSControl rateSlider_, pitchSlider_;
+    NSWindow exportProgressSheet_;
+    NSProgressIndicator exportProgressIndicator_;
+    std::weak_ptr<KXPlayPositionView> playPositionView_;
+    std::shared_ptr<KXAFilePlayer> player_;
+    std::shared_ptr<AVAudioUnitTimePitch> pitch_;
+    std::shared_ptr<kx::SerialQueue> stateChangeQueue_;
+    std::shared_ptr<NSTimer> timer_;
+};
