@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds kxtool and does with it what KXFW is for: opens an audio file, plays a range of it in a loop, plays it to the
-# end where it is short, and exports the range. Without FILE it makes a short piece of music first.
+# Does what KXFW is for. With a display it builds kxplayer and opens the file in it. In a terminal it builds kxtool and
+# opens the file, plays a range of it in a loop, plays it to the end where it is short, and exports the range. Without
+# FILE it makes a short piece of music first.
 # Usage: scripts/run.sh [FILE]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -15,7 +16,9 @@ heading "Building in $build"
 "$root/scripts/setup.sh" --run
 mkdir -p "$root/build"
 (cd "$root" && cmake --preset run >"$build.log" 2>&1 || { cat "$build.log" >&2; exit 1; })
-cmake --build "$build" --target kxtool
+program=kxtool
+[ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] || program=kxplayer
+cmake --build "$build" --target "$program"
 
 if [ $# -gt 0 ]; then
     file=$1
@@ -23,6 +26,11 @@ else
     file=$build/music.wav
     heading "Making a piece of music: $file"
     python3 "$root/scripts/make_music.py" "$file"
+fi
+
+if [ "$program" = kxplayer ]; then
+    heading "Opening $file in kxplayer"
+    exec "$build/bin/kxplayer" "$file"
 fi
 
 heading "The file"

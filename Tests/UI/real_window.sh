@@ -11,7 +11,7 @@ trap 'kill $program $server 2>/dev/null || true; wait; rm -rf "$work"' EXIT
 fail() { echo "real_window: $*" >&2; cat "$work/heard" >&2; exit 1; }
 
 mkfifo "$work/display"
-Xvfb -displayfd 3 -screen 0 640x200x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
+Xvfb -displayfd 3 -screen 0 640x200x24 -nolisten tcp -noreset 3>"$work/display" 2>"$work/xvfb.log" &
 server=$!
 read -r -t 30 number <"$work/display" || fail "no X server: $(cat "$work/xvfb.log")"
 export DISPLAY=:$number QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR=$work

@@ -1,0 +1,198 @@
+#include "Apps/kxplayer/MainWindow.h"
+
+#include "Apps/kxplayer/MenuText.h"
+#include "Apps/kxplayer/OutputDeviceMenu.h"
+#include "Apps/kxplayer/WindowPlace.h"
+
+#include <QAbstractSlider>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+
+#include <utility>
+
+namespace
+{
+
+constexpr int64_t kSecond = 44100;
+constexpr int64_t kSmallStep = kSecond;
+constexpr int64_t kLargeStep = 10 * kSecond;
+
+/// Keys that a focused control uses are not shortcuts: arrows move a slider, letters go into a field.
+class KeysOfControls : public QObject
+{
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() != QEvent::ShortcutOverride || !qobject_cast<QAbstractSlider *>(watched))
+            return false;
+        const int key = static_cast<QKeyEvent *>(event)->key();
+        const bool moves = key == Qt::Key_Left || key == Qt::Key_Right;
+        if (moves)
+            event->accept();
+        return moves;
+    }
+};
+
+} // namespace
+
+namespace kxplayer
+{
+
+MainWindow::MainWindow()
+{
+    setCentralWidget(screen_->view());
+    setAcceptDrops(true);
+    addMenus();
+    media_ = std::make_unique<MediaControl>(*screen_, *this, [this](const auto &file) { openFile(file); });
+    screen_->changed = [this] { showState(); };
+    screen_->jumped = [this](int64_t frame) { media_->tellJump(frame); };
+    qApp->installEventFilter(new KeysOfControls(this));
+    if (!restoreWindowPlace(*this, settings_))
+        resize(780, 460);
+    showState();
+}
+
+MainWindow::~MainWindow()
+{
+    screen_->changed = {};
+    screen_->jumped = {};
+}
+
+QAction *MainWindow::addAction(QMenu &menu, const QString &text, const QKeySequence &shortcut,
+                               std::function<void()> run)
+{
+    QAction *action = menu.addAction(text);
+    action->setShortcut(shortcut);
+    connect(action, &QAction::triggered, this,
+            [run = std::move(run)] { kx::atToolkitEdge("The action failed.", run); });
+    return action;
+}
+
+void MainWindow::addMenus()
+{
+    QMenu &files = *menuBar()->addMenu(tr("&File"));
+    openAction_ = addAction(files, tr("&Open..."), QKeySequence::Open, [this] { screen_->clickOpenButton({}); });
+    auto *recent = new RecentFilesMenu(recent_, this);
+    connect(recent, &RecentFilesMenu::fileChosen, this, &MainWindow::openFile);
+    files.addMenu(recent);
+    exportAction_ =
+        addAction(files, tr("&Export..."), QKeySequence("Ctrl+E"), [this] { screen_->clickExportButton({}); });
+    files.addSeparator();
+    addAction(files, tr("&Quit"), QKeySequence::Quit, [this] { close(); });
+
+    addPlaybackMenu();
+
+    devices_ = new OutputDeviceMenu(this);
+    menuBar()->addMenu(devices_);
+    connect(devices_, &OutputDeviceMenu::deviceChosen, this, &MainWindow::chooseDevice);
+    const auto notice = [this](bool onlyVirtual) {
+        screen_->setNotice(onlyVirtual ? tr("There is no sound device: nothing can be heard.") : QString());
+    };
+    connect(devices_, &OutputDeviceMenu::onlyVirtualChanged, this, notice);
+    notice(devices_->onlyVirtual());
+}
+
+void MainWindow::addPlaybackMenu()
+{
+    QMenu &playback = *menuBar()->addMenu(tr("&Playback"));
+    playAction_ =
+        addAction(playback, tr("&Play"), Qt::Key_Space, [this] { screen_->setPlaying(!screen_->isPlaying()); });
+    loopAction_ = addAction(playback, tr("&Loop"), Qt::Key_L, [this] { screen_->setLoop(!screen_->player()->loop()); });
+    loopAction_->setCheckable(true);
+    playback.addSeparator();
+    addAction(playback, tr("Loop &from Here"), Qt::Key_I, [this] { screen_->setRangeStart(screen_->shownFrame()); });
+    addAction(playback, tr("Loop &to Here"), Qt::Key_O, [this] { screen_->setRangeEnd(screen_->shownFrame()); });
+    playback.addSeparator();
+    const auto step = [&](const QString &text, const QKeySequence &key, int64_t frames) {
+        addAction(playback, text, key, [this, frames] { screen_->moveBy(frames); });
+    };
+    step(tr("Back a Second"), Qt::Key_Left, -kSmallStep);
+    step(tr("Forward a Second"), Qt::Key_Right, kSmallStep);
+    step(tr("Back Ten Seconds"), QKeySequence("Shift+Left"), -kLargeStep);
+    step(tr("Forward Ten Seconds"), QKeySequence("Shift+Right"), kLargeStep);
+    addAction(playback, tr("To the &Start of the Range"), QKeySequence("Home"),
+              [this] { screen_->moveTo(screen_->player()->startOffsetInFrame()); });
+}
+
+void MainWindow::openFile(const std::filesystem::path &file)
+{
+    if (screen_->continuesExporting())
+        return refuse(tr("A file cannot be opened while an export is running."));
+    if (screen_->_openFileAtURL(file))
+        recent_.add(file);
+}
+
+void MainWindow::openArgument(const QByteArray &argument)
+{
+    open(pathOfArgument(argument));
+}
+
+void MainWindow::open(const PathOrRefusal &given)
+{
+    if (const auto *file = std::get_if<std::filesystem::path>(&given))
+        openFile(*file);
+    else
+        refuse(std::get<Refusal>(given).text);
+}
+
+void MainWindow::refuse(const QString &text)
+{
+    auto *box = new QMessageBox(QMessageBox::Warning, QString(), text, QMessageBox::Ok, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->open();
+}
+
+void MainWindow::chooseDevice(AudioObjectID device)
+{
+    screen_->player()->setFollowsDefaultOutput(device == kAudioObjectUnknown);
+    const bool playing = screen_->isPlaying();
+    screen_->player()->setOutputDeviceID(device);
+    screen_->setPlaying(playing);
+    screen_->_updateUI();
+}
+
+void MainWindow::showState()
+{
+    const bool playing = screen_->isPlaying();
+    const bool loaded = screen_->isLoaded();
+    playAction_->setText(playing ? tr("Sto&p") : tr("&Play"));
+    playAction_->setEnabled(loaded);
+    openAction_->setEnabled(!playing);
+    exportAction_->setEnabled(loaded && !playing);
+    loopAction_->setChecked(screen_->player()->loop());
+    setWindowTitle(loaded ? shortText(nameOfPath(screen_->file())) + " - kxplayer" : QString("kxplayer"));
+    if (media_)
+        media_->tellState();
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    saveWindowPlace(*this, settings_);
+    screen_->setContinuesExporting(false);
+    screen_->setPlaying(false);
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (holdsFiles(*event->mimeData()))
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent *event)
+{
+    event->acceptProposedAction();
+    open(pathOfDrop(*event->mimeData()));
+}
+
+} // namespace kxplayer

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Apps/kxplayer/FilePaths.h"
+#include "Apps/kxplayer/MediaControl.h"
+#include "Apps/kxplayer/PlayerScreen.h"
+#include "Apps/kxplayer/RecentFiles.h"
+
+#include <QMainWindow>
+#include <QSettings>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+class QAction;
+class QMenu;
+
+namespace kxplayer
+{
+
+class OutputDeviceMenu;
+
+/// The player's window: the screen, and around it menus with shortcuts, recent files, files that are dropped, the
+/// output device, the desktop's media controls, and its own place and title. For the main thread.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    MainWindow();
+    ~MainWindow() override;
+
+    [[nodiscard]] const std::shared_ptr<PlayerScreen> &screen() const noexcept { return screen_; }
+    /// Opens the file, with an alert where it cannot be read.
+    void openFile(const std::filesystem::path &file);
+    /// Opens the file of a command line, or says why it is none.
+    void openArgument(const QByteArray &argument);
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+
+private:
+    void open(const PathOrRefusal &given);
+    void refuse(const QString &text);
+    void addMenus();
+    void addPlaybackMenu();
+    QAction *addAction(QMenu &menu, const QString &text, const QKeySequence &shortcut, std::function<void()> run);
+    void chooseDevice(AudioObjectID device);
+    void showState();
+
+    QSettings settings_;
+    RecentFiles recent_{settings_};
+    std::shared_ptr<PlayerScreen> screen_ = std::make_shared<PlayerScreen>();
+    std::unique_ptr<MediaControl> media_;
+    OutputDeviceMenu *devices_ = nullptr;
+    QAction *playAction_ = nullptr;
+    QAction *loopAction_ = nullptr;
+    QAction *exportAction_ = nullptr;
+    QAction *openAction_ = nullptr;
+};
+
+} // namespace kxplayer

@@ -1,0 +1,93 @@
+#include "Apps/kxplayer/MediaControl.h"
+
+#include <utility>
+
+namespace kxplayer
+{
+
+MediaControl::MediaControl(PlayerScreen &screen, QWidget &window, OpenFile open, const QDBusConnection &bus)
+    : screen_(screen), window_(window), open_(std::move(open)), service_(*this, bus)
+{
+    tellState();
+}
+
+void MediaControl::tellState()
+{
+    PlayerState state;
+    if (screen_.isPlaying())
+        state.playback = Playback::Playing;
+    else if (screen_.isLoaded() && screen_.shownFrame() > screen_.player()->startOffsetInFrame())
+        state.playback = Playback::Paused;
+    state.loops = screen_.player()->loop();
+    state.rate = screen_.rate();
+    state.gain = screen_.gain();
+    state.file = screen_.file();
+    state.fileNumber = screen_.fileNumber();
+    state.numFrames = screen_.numFrames();
+    service_.setState(state);
+}
+
+void MediaControl::tellJump(int64_t frame)
+{
+    if (!seeking_)
+        service_.announceJump(frame);
+}
+
+void MediaControl::play()
+{
+    screen_.setPlaying(true);
+}
+void MediaControl::pause()
+{
+    screen_.setPlaying(false);
+}
+
+void MediaControl::stop()
+{
+    screen_.setPlaying(false);
+    screen_.moveTo(screen_.player()->startOffsetInFrame());
+    tellState();
+}
+
+void MediaControl::setPositionInFrame(int64_t frame)
+{
+    seeking_ = true;
+    screen_.moveTo(frame);
+    seeking_ = false;
+}
+
+void MediaControl::setRate(double rate)
+{
+    screen_.setRate(rate);
+}
+void MediaControl::setLoop(bool loop)
+{
+    screen_.setLoop(loop);
+}
+void MediaControl::setGain(double gain)
+{
+    screen_.setGain(gain);
+}
+void MediaControl::openFile(const std::filesystem::path &file)
+{
+    open_(file);
+}
+
+void MediaControl::raise()
+{
+    window_.show();
+    window_.raise();
+    window_.activateWindow();
+}
+
+void MediaControl::quit()
+{
+    window_.close();
+}
+
+int64_t MediaControl::positionInFrame() const
+{
+    return screen_.shownFrame();
+}
+
+} // namespace kxplayer

@@ -1,0 +1,204 @@
+#include "Apps/kxplayer/PlayerScreen.h"
+
+#include "Apps/kxplayer/DoubleClickReset.h"
+#include "Apps/kxplayer/TimeText.h"
+#include "Apps/kxplayer/VolumeSlider.h"
+#include "Apps/kxplayer/WaveformWidget.h"
+
+#include <QLineEdit>
+#include <QScreen>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+
+constexpr int64_t kJumpWindow = 44100 / 2;     // frames: a jump is heard once what is heard is that near to it
+constexpr int kLongestJumpMilliseconds = 1000; // after which the line follows what is heard all the same
+constexpr double kUsualRefreshRate = 60;       // Hz, where the screen does not tell
+
+void fill(QWidget *holder, QWidget *content)
+{
+    auto *layout = new QVBoxLayout(holder);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(content);
+}
+
+} // namespace
+
+kxplayer::PlayerScreen::PlayerScreen() : KXAFilePlayerViewController("PlayerScreen", NSBundle("kxplayer")) {}
+
+kxplayer::PlayerScreen::~PlayerScreen() = default;
+
+void kxplayer::PlayerScreen::declareConnections(kx::NibConnections &connections)
+{
+    KXAFilePlayerViewController::declareConnections(connections);
+    connections.outlet("positionTimeLabel", positionTimeLabel_);
+    connections.outlet("lengthTimeLabel", lengthTimeLabel_);
+    connections.outlet("startTimeText", startTimeText_);
+    connections.outlet("endTimeText", endTimeText_);
+    connections.outlet("rateValueLabel", rateValueLabel_);
+    connections.outlet("pitchValueLabel", pitchValueLabel_);
+    connections.outlet("noticeLabel", noticeLabel_);
+    connections.outlet("rateSlider", rateControl_);
+    connections.outlet("pitchSlider", pitchControl_);
+}
+
+void kxplayer::PlayerScreen::viewDidLoad()
+{
+    waveform_ = new WaveformWidget;
+    volume_ = new VolumeSlider;
+    fill(view()->findChild<QWidget *>("waveformHolder"), waveform_);
+    fill(view()->findChild<QWidget *>("volumeHolder"), volume_);
+    KXAFilePlayerViewController::viewDidLoad();
+
+    refresh_.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
+    QObject::connect(volume_, &VolumeSlider::gainChanged, [this](double gain) {
+        volumeOfPlayer_->store(static_cast<float>(gain));
+        player()->setVolume(static_cast<float>(gain));
+        tellChange();
+    });
+    new DoubleClickReset(rateControl_.widget(), [this] { setRate(1); });
+    new DoubleClickReset(pitchControl_.widget(), [this] {
+        pitchControl_.setDoubleValue(0);
+        changePitchSlider(pitchControl_);
+    });
+    keepVolume();
+    reportFailures();
+    changeRateSlider(rateControl_);
+    changePitchSlider(pitchControl_);
+}
+
+/// A rebuilt output starts at its own volume, on the thread that rebuilds.
+void kxplayer::PlayerScreen::keepVolume() const
+{
+    player()->setOutputRebuiltBlock([weak = std::weak_ptr(player()), volume = volumeOfPlayer_] {
+        if (const auto rebuilt = weak.lock())
+            rebuilt->setVolume(*volume);
+    });
+}
+
+void kxplayer::PlayerScreen::reportFailures() const
+{
+    player()->setPlaybackFailureBlock([](const NSException &failure) {
+        kx::MainQueue::async([reason = failure.reason()] {
+            KXAudioUtil::alertWithMessage("The file could not be read to its end.", reason)->runModal();
+        });
+    });
+}
+
+// What is shown
+
+bool kxplayer::PlayerScreen::isLoaded() const
+{
+    return player()->audioData() != nullptr;
+}
+
+bool kxplayer::PlayerScreen::isPlaying() const
+{
+    return player()->isPlaying();
+}
+
+int64_t kxplayer::PlayerScreen::numFrames() const
+{
+    return isLoaded() ? player()->audioData()->numFrames() : 0;
+}
+
+int64_t kxplayer::PlayerScreen::shownFrame() const
+{
+    const auto bar = playPositionView();
+    return bar ? bar->playFrame() : 0;
+}
+
+void kxplayer::PlayerScreen::setNotice(const QString &text)
+{
+    noticeLabel_.setStringValue(text.toStdString());
+    if (noticeLabel_)
+        noticeLabel_.widget()->setVisible(!text.isEmpty());
+}
+
+void kxplayer::PlayerScreen::_timerFired()
+{
+    followHeardFrame();
+    showPosition(shownFrame());
+    if (isPlaying() != shownPlaying_ || isLoaded() != shownLoaded_)
+        _updateUI(); // the data's end, or a device that went
+}
+
+void kxplayer::PlayerScreen::_updateUI()
+{
+    KXAFilePlayerViewController::_updateUI();
+    shownPlaying_ = isPlaying();
+    shownLoaded_ = isLoaded();
+    for (const NSTextField &field : {playTimeField(), startTimeField(), endTimeField()})
+        field.setEnabled(shownLoaded_);
+    if (const auto bar = playPositionView(); bar && bar->enabled() != shownLoaded_)
+        bar->setEnabled(shownLoaded_);
+    if (!shownPlaying_)
+        refresh_.stop();
+    else if (!refresh_.isActive()) {
+        const double rate = view() && view()->screen() ? view()->screen()->refreshRate() : 0;
+        refresh_.start(static_cast<int>(1000 / (rate > 1 ? rate : kUsualRefreshRate)));
+    }
+    tellChange();
+}
+
+/// The play line goes with what is heard. After a jump it stays at the jump's frame until that is heard.
+void kxplayer::PlayerScreen::followHeardFrame()
+{
+    const auto bar = playPositionView();
+    if (!bar || !isLoaded() || bar->isDragging())
+        return;
+    const int64_t heard = player()->heardFrame().frame;
+    const bool jumping = jumpTarget_ && isPlaying() && sinceJump_.elapsed() < kLongestJumpMilliseconds &&
+                         std::abs(heard - *jumpTarget_) > kJumpWindow;
+    if (jumping)
+        return;
+    jumpTarget_.reset();
+    if (heard != bar->playFrame())
+        bar->setPlayFrame(heard);
+}
+
+/// The numbers go ten times a second: faster nobody reads them, and texts cost more to draw than the line.
+void kxplayer::PlayerScreen::showPosition(int64_t frame)
+{
+    const auto *field = qobject_cast<const QLineEdit *>(playTimeField().widget());
+    if (!field || !(field->hasFocus() && field->isModified())) // the user is typing
+        playTimeField().setIntegerValue(frame);
+    positionTimeLabel_.setStringValue(timeText(frame));
+}
+
+void kxplayer::PlayerScreen::showRange()
+{
+    const int64_t start = player()->startOffsetInFrame();
+    const int64_t end = player()->endOffsetInFrame();
+    if (const auto bar = playPositionView()) {
+        bar->setStartFrame(start);
+        bar->setEndFrame(end);
+    }
+    waveform_->setRange(start, end);
+    startTimeField().setIntegerValue(start);
+    endTimeField().setIntegerValue(end);
+    startTimeText_.setStringValue(timeText(start));
+    endTimeText_.setStringValue(timeText(end));
+}
+
+void kxplayer::PlayerScreen::hasJumpedTo(int64_t frame)
+{
+    jumpTarget_ = frame;
+    sinceJump_.start();
+    if (const auto bar = playPositionView())
+        bar->setPlayFrame(frame);
+    showPosition(frame);
+    if (jumped)
+        jumped(frame);
+}
+
+void kxplayer::PlayerScreen::tellChange() const
+{
+    if (changed)
+        changed();
+}

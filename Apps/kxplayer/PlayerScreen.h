@@ -1,0 +1,98 @@
+#pragma once
+
+#include "Apps/kxplayer/WaveformOverview.h"
+#include "KXFW/KXFWUI.h"
+
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace kxplayer
+{
+
+class VolumeSlider;
+class WaveformWidget;
+
+/// The ready-made screen as a desktop player has it: buttons and fields that are right after every event, times beside
+/// frames, a waveform, working rate, pitch and volume, and a play line that moves with what is heard. For the main
+/// thread.
+class PlayerScreen : public KXAFilePlayerViewController
+{
+public:
+    PlayerScreen();
+    ~PlayerScreen() override;
+
+    /// Something that others show may have changed: the file, playing, loop, rate, volume.
+    std::function<void()> changed;
+    /// The position has jumped to this frame.
+    std::function<void(int64_t frame)> jumped;
+
+    [[nodiscard]] bool isLoaded() const;
+    [[nodiscard]] bool isPlaying() const;
+    [[nodiscard]] const std::filesystem::path &file() const noexcept { return file_; } ///< Empty without one.
+    [[nodiscard]] uint64_t fileNumber() const noexcept { return fileNumber_; }         ///< Another one for each load.
+    [[nodiscard]] int64_t numFrames() const;
+    [[nodiscard]] int64_t shownFrame() const; ///< Where the play line is.
+
+    void setPlaying(bool playing);
+    void setLoop(bool loop);
+    void moveTo(int64_t frame); ///< Limited to the file.
+    void moveBy(int64_t frames) { moveTo(shownFrame() + frames); }
+    void setRangeStart(int64_t frame); ///< Limited, so that the range keeps its least length.
+    void setRangeEnd(int64_t frame);   ///< The same.
+    [[nodiscard]] double rate() const;
+    void setRate(double rate);
+    [[nodiscard]] double gain() const;
+    void setGain(double gain);
+    void setNotice(const QString &text); ///< A line above the screen; empty for none.
+
+    void viewDidLoad() override;
+    void _timerFired() override;
+    void _updateUI() override;
+    bool _openFileAtURL(const std::filesystem::path &url) override;
+    void clickPlayButton(const NSControl &sender) override;
+    void clickLoopButton(const NSControl &sender) override;
+    void changePlayPosition(const NSControl &sender) override;
+    void changeStartPosition(const NSControl &sender) override;
+    void changeEndPosition(const NSControl &sender) override;
+    void changeRateSlider(const NSControl &sender) override;
+    void changePitchSlider(const NSControl &sender) override;
+    void PlayPositionViewDidChangePlayFrame(int64_t frame) override;
+    void PlayPositionViewDidChangeStartFrame(int64_t frame) override;
+    void PlayPositionViewDidChangeEndFrame(int64_t frame) override;
+
+protected:
+    void declareConnections(kx::NibConnections &connections) override;
+
+private:
+    void keepVolume() const;
+    void reportFailures() const;
+    void followHeardFrame();
+    void showRange();
+    void showPosition(int64_t frame);
+    void hasJumpedTo(int64_t frame);
+    void tellChange() const;
+
+    NSTextField positionTimeLabel_, lengthTimeLabel_, startTimeText_, endTimeText_, rateValueLabel_, pitchValueLabel_;
+    NSTextField noticeLabel_;
+    NSSlider rateControl_, pitchControl_;
+    /// Read by the thread that rebuilds the output.
+    std::shared_ptr<std::atomic<float>> volumeOfPlayer_ = std::make_shared<std::atomic<float>>(1.0F);
+    WaveformOverview overview_;
+    WaveformWidget *waveform_ = nullptr; ///< owned by the view
+    VolumeSlider *volume_ = nullptr;     ///< the same
+    QTimer refresh_;                     ///< runs while the play line moves
+    std::optional<int64_t> jumpTarget_;  ///< until it is heard
+    QElapsedTimer sinceJump_;
+    std::filesystem::path file_;
+    uint64_t fileNumber_ = 0;
+    bool shownPlaying_ = false;
+    bool shownLoaded_ = false;
+};
+
+} // namespace kxplayer
