@@ -148,7 +148,7 @@ void kx::FileDialog::acceptForWriting(const QString &file)
 void kx::FileDialog::finish(const QString &file)
 {
     chosen_ = file;
-    QDialog::accept();
+    QDialog::accept(); // NOLINT(bugprone-parent-virtual-call): the file dialog would judge the name once more
 }
 
 void kx::FileDialog::refuse(const char *why, const QString &file)
