@@ -30,7 +30,7 @@ namespace
 
 [[maybe_unused]] const int chosen = setenv("KXFW_AUDIO_BACKEND", "virtual", 1);
 
-constexpr int64_t kFrames = 220500; // five seconds
+constexpr int64_t kFiveSeconds = 220500; // five seconds
 
 class Window : public testing::Test
 {
@@ -47,7 +47,7 @@ protected:
 
     [[nodiscard]] kxplayer::PlayerScreen &screen() const { return *window->screen(); }
     [[nodiscard]] KXAFilePlayer &player() const { return *screen().player(); }
-    void open(int64_t frames = kFrames) const { window->openFile(make({.frames = frames})); }
+    void open(int64_t frames = kFiveSeconds) const { window->openFile(make({.frames = frames})); }
     template <class Widget> Widget *find(const char *name) const { return window->findChild<Widget *>(name); }
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const { QTest::keyClick(window.get(), key, modifiers); }
     void type(const char *name, const QString &text) const
@@ -81,7 +81,7 @@ TEST_F(Window, ShowsWhatIsOpenAndFollowsItsEnd)
     EXPECT_TRUE(find<QLineEdit>("playTimeField")->isEnabled());
 
     screen().setLoop(false);
-    screen().moveTo(kFrames - 4410);
+    screen().moveTo(kFiveSeconds - 4410);
     key(Qt::Key_Space);
     EXPECT_TRUE(screen().isPlaying());
     EXPECT_EQ(find<QPushButton>("playButton")->text(), "Stop");
@@ -91,7 +91,7 @@ TEST_F(Window, ShowsWhatIsOpenAndFollowsItsEnd)
 
     key(Qt::Key_Space);
     EXPECT_TRUE(screen().isPlaying());
-    EXPECT_LT(player().frameOffset(), kFrames / 2) << "from the range's start again";
+    EXPECT_LT(player().frameOffset(), kFiveSeconds / 2) << "from the range's start again";
     key(Qt::Key_Space);
     EXPECT_FALSE(screen().isPlaying());
 
@@ -189,7 +189,7 @@ TEST_F(Window, VolumeSurvivesTheDevicesThatComeAndGo)
 
 TEST_F(Window, OpensWhatIsDroppedAndRefusesTheRest)
 {
-    const auto file = make({.frames = kFrames});
+    const auto file = make({.frames = kFiveSeconds});
     QMimeData files;
     files.setUrls({QUrl::fromLocalFile(QFile::decodeName(file.c_str()))});
     QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &files, Qt::LeftButton, {});
