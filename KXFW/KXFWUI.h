@@ -29,5 +29,7 @@
 #include "KXFW/UI/KXAEndRangeKnobLayer.h"
 #include "KXFW/UI/KXAFilePlayerViewController.h"
 #include "KXFW/UI/KXARangeKnobLayer.h"
+#include "KXFW/UI/KXMonochromeView.h"
+#include "KXFW/UI/KXNibLoadedViewController.h"
 #include "KXFW/UI/KXPlayPositionView.h"
 #include "KXFW/UI/KXPlayPositionViewDelegate.h"
