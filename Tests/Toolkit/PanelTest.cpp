@@ -64,8 +64,12 @@ protected:
     /// Enters a name and presses Return.
     static void enter(const QString &name)
     {
-        auto *field = open<QFileDialog>()->findChild<QLineEdit *>("fileNameEdit");
-        field->setCompleter(nullptr); // its list would take the Return
+        auto *dialog = open<QFileDialog>();
+        auto *field = dialog->findChild<QLineEdit *>("fileNameEdit");
+        dialog->activateWindow();
+        field->setFocus();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return field->hasFocus(); })); // else the selection replaces what is typed
+        field->setCompleter(nullptr);                                    // its list would take the Return
         field->clear();
         QTest::keyClicks(field, name);
         QTest::keyClick(field, Qt::Key_Return);
@@ -99,17 +103,14 @@ protected:
 TEST_F(Panels, OpenGivesAFileOfAnAllowedType)
 {
     const auto panel = NSOpenPanel::openPanel();
-    for (const auto &[name, refusal] :
-         {std::pair("nowhere.wav", "There is no such file."), std::pair("notes.txt", "This file cannot be chosen.")}) {
-        begin(*panel, {"aiff", "wav"});
-        EXPECT_FALSE(result) << "it does not wait";
-        enter(name);
-        EXPECT_EQ(answer("OK"), refusal);
-        static_cast<QDialog *>(open<QFileDialog>())->reject();
-        EXPECT_EQ(wait(), NSModalResponseCancel);
-    }
     begin(*panel, {"aiff", "wav"});
-    enter("sub/../take.wav");
+    EXPECT_FALSE(result) << "it does not wait";
+    enter("nowhere.wav");
+    EXPECT_EQ(answer("OK"), "There is no such file.");
+    enter("notes.txt");
+    EXPECT_EQ(answer("OK"), "This file cannot be chosen.");
+    enter("sub");
+    enter("../take.wav");
     EXPECT_EQ(wait(), NSModalResponseOK);
     EXPECT_TRUE(std::filesystem::equivalent(panel->URL(), path("take.wav"))) << panel->URL();
     begin(*panel, {"aiff", "wav"});

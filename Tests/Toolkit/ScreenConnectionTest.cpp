@@ -93,6 +93,7 @@ const WrongScreen kWrongScreens[] = {
 
 TEST(LoadScreen, SaysAllThatIsWrongInOneErrorAndLeavesNothing)
 {
+    awakened.clear();
     const auto widgets = QApplication::allWidgets();
     for (const WrongScreen &wrong : kWrongScreens) {
         const auto owner = std::make_shared<Owner>();
