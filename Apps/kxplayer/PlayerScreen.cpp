@@ -56,13 +56,13 @@ void kxplayer::PlayerScreen::viewDidLoad()
 
     refresh_.setTimerType(Qt::PreciseTimer);
     QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
-    QObject::connect(volume_, &VolumeSlider::gainChanged, [this](double gain) {
+    QObject::connect(volume_, &VolumeSlider::gainChanged, &refresh_, [this](double gain) {
         volumeOfPlayer_->store(static_cast<float>(gain));
         player()->setVolume(static_cast<float>(gain));
         tellChange();
     });
-    new DoubleClickReset(rateControl_.widget(), [this] { setRate(1); });
-    new DoubleClickReset(pitchControl_.widget(), [this] {
+    new DoubleClickReset(rateControl_.widget(), refresh_, [this] { setRate(1); });
+    new DoubleClickReset(pitchControl_.widget(), refresh_, [this] {
         pitchControl_.setDoubleValue(0);
         changePitchSlider(pitchControl_);
     });
@@ -120,7 +120,7 @@ void kxplayer::PlayerScreen::setNotice(const QString &text)
         noticeLabel_.widget()->setVisible(!text.isEmpty());
 }
 
-void kxplayer::PlayerScreen::_timerFired()
+void kxplayer::PlayerScreen::_timerFired(NSTimer *)
 {
     followHeardFrame();
     showPosition(shownFrame());

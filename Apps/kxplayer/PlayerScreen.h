@@ -52,7 +52,7 @@ public:
     void setNotice(const QString &text); ///< A line above the screen; empty for none.
 
     void viewDidLoad() override;
-    void _timerFired() override;
+    void _timerFired(NSTimer *timer) override;
     void _updateUI() override;
     bool _openFileAtURL(const std::filesystem::path &url) override;
     void clickPlayButton(const NSControl &sender) override;

@@ -35,10 +35,9 @@ bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
     const bool loaded = KXAFilePlayerViewController::_openFileAtURL(url);
     ++fileNumber_;
     file_ = loaded ? url : std::filesystem::path();
-    if (loaded)
-        waveform_->setLevels(overview_.open(url, numFrames()));
-    else
-        overview_.close(), waveform_->setLevels(nullptr);
+    if (!loaded)
+        overview_.close();
+    waveform_->setLevels(loaded ? overview_.open(url, numFrames()) : nullptr);
     if (const auto bar = playPositionView())
         bar->setNumFrames(numFrames());
     lengthTimeLabel_.setStringValue(loaded ? "/ " + timeText(numFrames()) : "");

@@ -76,7 +76,8 @@ void KXAFilePlayerViewController::viewDidLoad()
     NSViewController::viewDidLoad();
     player_ = KXAFilePlayer::player();
     stateChangeQueue_ = std::make_shared<kx::SerialQueue>("KXAFilePlayerViewController.stateChangeQueue");
-    timer_ = NSTimer::scheduledTimerWithTimeInterval(kPollSeconds, [this] { _timerFired(); }); // ends with the screen
+    timer_ = NSTimer::scheduledTimerWithTimeInterval(kPollSeconds,
+                                                     [this] { _timerFired(timer_.get()); }); // ends with the screen
     pitch_ = std::make_shared<AVAudioUnitTimePitch>();
     player_->setEffect(pitch_->audioUnit());
     player_->setEffectMode(KXAEffectModeAU);
@@ -85,7 +86,7 @@ void KXAFilePlayerViewController::viewDidLoad()
 
 // Following the player
 
-void KXAFilePlayerViewController::_timerFired()
+void KXAFilePlayerViewController::_timerFired(NSTimer *)
 {
     _updatePlayFrame();
 }

@@ -111,7 +111,7 @@ public:
     /// folders. The screen's own open panel goes by the extensions alone.
     [[nodiscard]] bool panel(NSSavePanel &sender, const std::filesystem::path &shouldEnableURL) override;
     void viewDidLoad() override;
-    virtual void _timerFired();
+    virtual void _timerFired(NSTimer *timer); ///< One poll; the timer is not needed.
     void _updatePlayFrame();
     virtual void _updateUI();
     void _startPlaying();

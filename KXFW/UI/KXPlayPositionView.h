@@ -119,8 +119,8 @@ public:
 
     // The mouse. All [main].
 
-    /// Moves the play position to `point`, in window coordinates, wherever the press was.
-    void _updatePlayFrameLayerWithPt(NSPoint mouseDownPoint, NSPoint point);
+    /// Moves the play position to `point2`, in window coordinates, wherever the press was.
+    void _updatePlayFrameLayerWithPt(NSPoint mouseDownPoint, NSPoint point2);
     void _handleMouseEvent(const NSEvent &event); ///< Moves the play line when it is dragged.
     void knobLayerDidMove(KXARangeKnobLayer &knob) override;
     void _updateKnobRanges();    ///< Limits that keep the shortest range.

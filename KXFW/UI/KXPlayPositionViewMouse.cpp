@@ -93,7 +93,7 @@ void KXPlayPositionView::_handleMouseEvent(const NSEvent &event)
         told->PlayPositionViewDidChangePlayFrame(_frameFromEvent(event));
 }
 
-void KXPlayPositionView::_updatePlayFrameLayerWithPt(NSPoint, NSPoint point)
+void KXPlayPositionView::_updatePlayFrameLayerWithPt(NSPoint, NSPoint point2)
 {
-    setInternalPlayFrame(frameUnder(point));
+    setInternalPlayFrame(frameUnder(point2));
 }

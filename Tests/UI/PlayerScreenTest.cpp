@@ -295,7 +295,7 @@ TEST_F(ExportFromScreen, GoesAtAnyTimeWithoutHarm)
 
     screen = std::make_shared<KXAFilePlayerViewController>();
     delete screen->view(); // the widgets go first
-    screen->_timerFired();
+    screen->_timerFired(nullptr);
     screen->_updateUI();
     screen->clickPlayButton({});
 }
