@@ -66,8 +66,8 @@ public:
     virtual void strokePath(CGPath &path, const NSRect &frame) const;
     /// The tip, in the parent's coordinates: the top right.
     [[nodiscard]] virtual NSPoint hotSpot() const;
-    [[nodiscard]] NSColor _drawingColor() const noexcept;
-    [[nodiscard]] NSColor _disabledColor() const noexcept;
+    [[nodiscard]] virtual NSColor _drawingColor() const noexcept;
+    [[nodiscard]] virtual NSColor _disabledColor() const noexcept;
 
     // The mouse. All [main].
 

@@ -130,18 +130,22 @@ public:
 
     void _setUpBarBackLayer();
     void _setUpBarForeLayer();
-    void _setUpStartFrameLayer();
-    void _setUpEndFrameLayer();
+    virtual void _setUpStartFrameLayer(); ///< A subclass may bring a knob of its own (`addKnob`).
+    virtual void _setUpEndFrameLayer();   ///< The same.
     void _setUpPlayFrameLayer();
     void _updateBarBackLayer();
     void _updateBarForeLayer();
     void _updateLayers(); ///< All five, without animation.
-    [[nodiscard]] NSColor _drawingColor() const noexcept;
-    [[nodiscard]] NSColor _disabledColor() const noexcept;
-    [[nodiscard]] NSColor _drawingStrokeColor() const noexcept;
-    [[nodiscard]] NSColor _disabledStrokeColor() const noexcept;
+    [[nodiscard]] virtual NSColor _drawingColor() const noexcept;
+    [[nodiscard]] virtual NSColor _disabledColor() const noexcept;
+    [[nodiscard]] virtual NSColor _drawingStrokeColor() const noexcept;
+    [[nodiscard]] virtual NSColor _disabledStrokeColor() const noexcept;
     /// Of device RGB.
     [[nodiscard]] NSColor _colorRed(double red, double green, double blue, double alpha) const noexcept;
+
+protected:
+    /// Limits the knob to the bar, listens to it and shows it. [main]
+    void addKnob(const std::shared_ptr<KXARangeKnobLayer> &knob);
 
 private:
     template <class Value> void store(const char *key, Value &field, Value value);
@@ -149,7 +153,6 @@ private:
     [[nodiscard]] NSRect rootBounds() const;
     [[nodiscard]] NSColor strokeColor() const noexcept;
     void addToRoot(const std::shared_ptr<CALayer> &layer);
-    void addKnob(const std::shared_ptr<KXARangeKnobLayer> &knob);
     void placeKnob(KXARangeKnobLayer *knob, double x);
     void updatePlayFrameLayer();
     void followEnabled(KXARangeKnobLayer *knob);
