@@ -1,6 +1,8 @@
 #include "Apps/kxplayer/PlayerScreen.h"
 
 #include "Apps/kxplayer/DoubleClickReset.h"
+#include "Apps/kxplayer/PaletteWatch.h"
+#include "Apps/kxplayer/PlayerBar.h"
 #include "Apps/kxplayer/TimeText.h"
 #include "Apps/kxplayer/VolumeSlider.h"
 #include "Apps/kxplayer/WaveformWidget.h"
@@ -17,6 +19,7 @@ namespace
 
 constexpr int64_t kJumpWindow = 44100 / 2;     // frames: a jump is heard once what is heard is that near to it
 constexpr int kLongestJumpMilliseconds = 1000; // after which the line follows what is heard all the same
+constexpr float kHintStrength = 0.55F;         // of the text's
 constexpr double kUsualRefreshRate = 60;       // Hz, where the screen does not tell
 
 void fill(QWidget *holder, QWidget *content)
@@ -54,6 +57,8 @@ void kxplayer::PlayerScreen::viewDidLoad()
     fill(view()->findChild<QWidget *>("volumeHolder"), volume_);
     KXAFilePlayerViewController::viewDidLoad();
 
+    new PaletteWatch(&refresh_, *view(), [this](const QPalette &colors) { followPalette(colors); });
+    QObject::connect(waveform_, &WaveformWidget::pointed, &refresh_, [this](int64_t frame) { moveTo(frame); });
     refresh_.setTimerType(Qt::PreciseTimer);
     QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
     QObject::connect(volume_, &VolumeSlider::gainChanged, &refresh_, [this](double gain) {
@@ -70,6 +75,24 @@ void kxplayer::PlayerScreen::viewDidLoad()
     reportFailures();
     changeRateSlider(rateControl_);
     changePitchSlider(pitchControl_);
+}
+
+/// The waveform's range has the colour of the bar's. Hints are as faint as the text allows: not all dark themes tell.
+void kxplayer::PlayerScreen::followPalette(const QPalette &colors)
+{
+    const auto bar = std::dynamic_pointer_cast<PlayerBar>(playPositionView());
+    if (!bar)
+        return;
+    bar->setOnDark(colors.color(QPalette::Base).lightness() < colors.color(QPalette::Text).lightness());
+    const NSColor range = bar->_drawingColor();
+    QColor hint = colors.color(QPalette::Text);
+    hint.setAlphaF(kHintStrength);
+    QPalette own;
+    own.setColor(QPalette::PlaceholderText, hint);
+    if (QWidget *name = fileNameField().widget())
+        name->setPalette(own);
+    own.setColor(QPalette::Highlight, QColor::fromRgbF(float(range.red), float(range.green), float(range.blue)));
+    waveform_->setPalette(own);
 }
 
 /// A rebuilt output starts at its own volume, on the thread that rebuilds.
@@ -159,7 +182,14 @@ void kxplayer::PlayerScreen::followHeardFrame()
         return;
     jumpTarget_.reset();
     if (heard != bar->playFrame())
-        bar->setPlayFrame(heard);
+        showLine(heard);
+}
+
+void kxplayer::PlayerScreen::showLine(int64_t frame)
+{
+    if (const auto bar = playPositionView())
+        bar->setPlayFrame(frame); // during a drag it stays where the pointer is
+    waveform_->setPlayFrame(shownFrame());
 }
 
 /// The numbers go ten times a second: faster nobody reads them, and texts cost more to draw than the line.
@@ -190,8 +220,7 @@ void kxplayer::PlayerScreen::hasJumpedTo(int64_t frame)
 {
     jumpTarget_ = frame;
     sinceJump_.start();
-    if (const auto bar = playPositionView())
-        bar->setPlayFrame(frame);
+    showLine(frame);
     showPosition(frame);
     if (jumped)
         jumped(frame);

@@ -72,7 +72,9 @@ protected:
 private:
     void keepVolume() const;
     void reportFailures() const;
+    void followPalette(const QPalette &colors);
     void followHeardFrame();
+    void showLine(int64_t frame);
     void showRange();
     void showPosition(int64_t frame);
     void hasJumpedTo(int64_t frame);

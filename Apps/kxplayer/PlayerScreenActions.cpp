@@ -40,7 +40,7 @@ bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
     waveform_->setLevels(loaded ? overview_.open(url, numFrames()) : nullptr);
     if (const auto bar = playPositionView())
         bar->setNumFrames(numFrames());
-    lengthTimeLabel_.setStringValue(loaded ? "/ " + timeText(numFrames()) : "");
+    lengthTimeLabel_.setStringValue("/ " + timeText(numFrames()));
     showRange();
     hasJumpedTo(loaded ? player()->frameOffset() : 0);
     _updateUI();

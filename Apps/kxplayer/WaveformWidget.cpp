@@ -1,5 +1,6 @@
 #include "Apps/kxplayer/WaveformWidget.h"
 
+#include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
 
@@ -63,6 +64,16 @@ void WaveformWidget::setRange(int64_t startFrame, int64_t endFrame)
         updateBetween(oldEnd, endFrame);
 }
 
+void WaveformWidget::setPlayFrame(int64_t frame)
+{
+    const QRectF before = playLine();
+    playFrame_ = frame;
+    if (const QRectF now = playLine(); now != before) {
+        update(before.toAlignedRect());
+        update(now.toAlignedRect());
+    }
+}
+
 QRectF WaveformWidget::track() const
 {
     return {kMargin, 0, std::max(width() - 2 * kMargin, 0.0), static_cast<double>(height())};
@@ -74,6 +85,34 @@ double WaveformWidget::xOfFrame(int64_t frame) const
     const double share =
         static_cast<double>(std::clamp<int64_t>(frame, 0, frames)) / static_cast<double>(std::max<int64_t>(frames, 1));
     return kMargin + track().width() * share;
+}
+
+/// One point wide, at whole points, which moves it in steps that are painted sharply.
+QRectF WaveformWidget::playLine() const
+{
+    return playFrame_ ? QRectF(std::round(xOfFrame(*playFrame_)), 0, 1, height()) : QRectF();
+}
+
+void WaveformWidget::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        point(*event);
+    else
+        event->ignore();
+}
+
+void WaveformWidget::mouseMoveEvent(QMouseEvent *event)
+{
+    if (event->buttons() & Qt::LeftButton)
+        point(*event);
+}
+
+void WaveformWidget::point(const QMouseEvent &event)
+{
+    if (!levels_ || track().width() <= 0)
+        return;
+    const double share = std::clamp((event.position().x() - kMargin) / track().width(), 0.0, 1.0);
+    emit pointed(std::llround(share * static_cast<double>(levels_->numFrames())));
 }
 
 /// A pixel more at either side: a column is of as many frames as it touches.
@@ -108,6 +147,16 @@ void WaveformWidget::paintEvent(QPaintEvent *event)
     if (levels_ && levels_->numFrames() > 0)
         for (const QRect &area : event->region())
             paintColumns(painter, area);
+    if (levels_)
+        painter.fillRect(playLine(), palette().color(QPalette::Text));
+    else
+        paintInvitation(painter);
+}
+
+void WaveformWidget::paintInvitation(QPainter &painter) const
+{
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.drawText(rect(), Qt::AlignCenter, tr("Drop an audio file here"));
 }
 
 void WaveformWidget::paintBack(QPainter &painter) const

@@ -157,4 +157,38 @@ TEST(WaveformWidget, PaintsWhatGrowsAsItGrows)
     EXPECT_TRUE(isDrawn(408));
 }
 
+TEST(WaveformWidget, ShowsThePlayLineAndTellsTheFramesThatArePointedAt)
+{
+    WaveformWidget widget;
+    widget.setPalette(paletteOf(Qt::white, Qt::black, Qt::blue));
+    widget.resize(kWidth, kHeight);
+    QList<qint64> frames;
+    QObject::connect(&widget, &WaveformWidget::pointed, [&](qint64 frame) { frames << frame; });
+    QTest::mouseClick(&widget, Qt::LeftButton, {}, {210, 5});
+    EXPECT_TRUE(frames.isEmpty()) << "there is no file";
+
+    widget.setLevels(levelsOf(click(0)));
+    widget.setPlayFrame(200000);
+    PaintedArea painted;
+    widget.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&widget));
+    QCoreApplication::processEvents();
+    widget.installEventFilter(&painted);
+    widget.setPlayFrame(300000);
+    QRegion region;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !(region += painted.take()).isEmpty(); }));
+    EXPECT_LE(region.boundingRect().left(), 210);
+    EXPECT_FALSE(region.contains(QPoint(260, 5))) << "only the line's old and new place";
+    const QImage image = picture(widget, 1);
+    EXPECT_EQ(image.pixel(310, 2), QColor(Qt::black).rgb());
+    EXPECT_NE(image.pixel(210, 2), QColor(Qt::black).rgb());
+
+    QTest::mousePress(&widget, Qt::LeftButton, {}, {110, 5});
+    QTest::mouseMove(&widget, {160, 5});
+    QTest::mouseMove(&widget, {-50, 300});
+    QTest::mouseRelease(&widget, Qt::LeftButton, {}, {-50, 300});
+    QTest::mouseMove(&widget, {210, 5});
+    EXPECT_EQ(frames, (QList<qint64>{100000, 150000, 0}));
+}
+
 } // namespace
