@@ -1,15 +1,14 @@
 #include "Apps/kxplayer/MainWindow.h"
 
+#include "Apps/kxplayer/KeysOfControls.h"
 #include "Apps/kxplayer/MenuText.h"
 #include "Apps/kxplayer/OutputDeviceMenu.h"
 #include "Apps/kxplayer/WindowPlace.h"
 
-#include <QAbstractSlider>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
-#include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
@@ -23,24 +22,11 @@ constexpr int64_t kSecond = 44100;
 constexpr int64_t kSmallStep = kSecond;
 constexpr int64_t kLargeStep = 10 * kSecond;
 
-/// Keys that a focused control uses are not shortcuts: arrows move a slider, letters go into a field.
-class KeysOfControls : public QObject
+/// In a title "[*]" stands for a mark of changes, and twice for itself.
+QString titleOf(const std::filesystem::path &file)
 {
-public:
-    using QObject::QObject;
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() != QEvent::ShortcutOverride || !qobject_cast<QAbstractSlider *>(watched))
-            return false;
-        const int key = static_cast<QKeyEvent *>(event)->key();
-        const bool moves = key == Qt::Key_Left || key == Qt::Key_Right;
-        if (moves)
-            event->accept();
-        return moves;
-    }
-};
+    return kxplayer::shortText(kxplayer::nameOfPath(file)).replace("[*]", "[*][*]") + " - kxplayer";
+}
 
 } // namespace
 
@@ -55,7 +41,7 @@ MainWindow::MainWindow()
     media_ = std::make_unique<MediaControl>(*screen_, *this, [this](const auto &file) { openFile(file); });
     screen_->changed = [this] { showState(); };
     screen_->jumped = [this](int64_t frame) { media_->tellJump(frame); };
-    qApp->installEventFilter(new KeysOfControls(this));
+    new KeysOfControls(*this);
     if (!restoreWindowPlace(*this, settings_))
         resize(780, 460);
     showState();
@@ -106,7 +92,7 @@ void MainWindow::addPlaybackMenu()
     QMenu &playback = *menuBar()->addMenu(tr("&Playback"));
     playAction_ =
         addAction(playback, tr("&Play"), Qt::Key_Space, [this] { screen_->setPlaying(!screen_->isPlaying()); });
-    loopAction_ = addAction(playback, tr("&Loop"), Qt::Key_L, [this] { screen_->setLoop(!screen_->player()->loop()); });
+    loopAction_ = addAction(playback, tr("&Loop"), Qt::Key_L, [this] { screen_->setLoop(!screen_->loops()); });
     loopAction_->setCheckable(true);
     playback.addSeparator();
     addAction(playback, tr("Loop &from Here"), Qt::Key_I, [this] { screen_->setRangeStart(screen_->shownFrame()); });
@@ -125,10 +111,9 @@ void MainWindow::addPlaybackMenu()
 
 void MainWindow::openFile(const std::filesystem::path &file)
 {
-    if (screen_->continuesExporting())
+    if (screen_->isExporting())
         return refuse(tr("A file cannot be opened while an export is running."));
-    if (screen_->_openFileAtURL(file))
-        recent_.add(file);
+    kx::atToolkitEdge("The action failed.", [&] { screen_->_openFileAtURL(file); });
 }
 
 void MainWindow::openArgument(const QByteArray &argument)
@@ -154,10 +139,16 @@ void MainWindow::refuse(const QString &text)
 
 void MainWindow::chooseDevice(AudioObjectID device)
 {
-    screen_->player()->setFollowsDefaultOutput(device == kAudioObjectUnknown);
     const bool playing = screen_->isPlaying();
-    screen_->player()->setOutputDeviceID(device);
-    screen_->setPlaying(playing);
+    bool isUsed = false;
+    kx::atToolkitEdge("The output device cannot be used.", [&] {
+        screen_->player()->setFollowsDefaultOutput(device == kAudioObjectUnknown);
+        screen_->player()->setOutputDeviceID(device);
+        isUsed = true;
+    });
+    if (!isUsed)
+        devices_->chooseDefault(); // comes back here for that one
+    kx::atToolkitEdge("The action failed.", [&] { screen_->setPlaying(playing); });
     screen_->_updateUI();
 }
 
@@ -169,8 +160,10 @@ void MainWindow::showState()
     playAction_->setEnabled(loaded);
     openAction_->setEnabled(!playing);
     exportAction_->setEnabled(loaded && !playing);
-    loopAction_->setChecked(screen_->player()->loop());
-    setWindowTitle(loaded ? shortText(nameOfPath(screen_->file())) + " - kxplayer" : QString("kxplayer"));
+    loopAction_->setChecked(screen_->loops());
+    setWindowTitle(loaded ? titleOf(screen_->file()) : QString("kxplayer"));
+    if (loaded && std::exchange(knownFile_, screen_->fileNumber()) != screen_->fileNumber())
+        recent_.add(screen_->file());
     if (media_)
         media_->tellState();
 }
@@ -179,7 +172,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
 {
     saveWindowPlace(*this, settings_);
     screen_->setContinuesExporting(false);
-    screen_->setPlaying(false);
+    kx::atToolkitEdge("The action failed.", [this] { screen_->setPlaying(false); });
     QMainWindow::closeEvent(event);
 }
 

@@ -54,6 +54,7 @@ private:
     RecentFiles recent_{settings_};
     std::shared_ptr<PlayerScreen> screen_ = std::make_shared<PlayerScreen>();
     std::unique_ptr<MediaControl> media_;
+    uint64_t knownFile_ = 0; ///< the number of the load that is in the recent files
     OutputDeviceMenu *devices_ = nullptr;
     QAction *playAction_ = nullptr;
     QAction *loopAction_ = nullptr;

@@ -18,7 +18,7 @@ void MediaControl::tellState()
         state.playback = Playback::Playing;
     else if (screen_.isLoaded() && screen_.shownFrame() > screen_.player()->startOffsetInFrame())
         state.playback = Playback::Paused;
-    state.loops = screen_.player()->loop();
+    state.loops = screen_.loops();
     state.rate = screen_.rate();
     state.gain = screen_.gain();
     state.file = screen_.file();
@@ -29,8 +29,7 @@ void MediaControl::tellState()
 
 void MediaControl::tellJump(int64_t frame)
 {
-    if (!seeking_)
-        service_.announceJump(frame);
+    service_.announceJump(frame);
 }
 
 void MediaControl::play()
@@ -51,9 +50,7 @@ void MediaControl::stop()
 
 void MediaControl::setPositionInFrame(int64_t frame)
 {
-    seeking_ = true;
     screen_.moveTo(frame);
-    seeking_ = false;
 }
 
 void MediaControl::setRate(double rate)
@@ -75,6 +72,7 @@ void MediaControl::openFile(const std::filesystem::path &file)
 
 void MediaControl::raise()
 {
+    window_.setWindowState(window_.windowState() & ~Qt::WindowMinimized);
     window_.show();
     window_.raise();
     window_.activateWindow();

@@ -40,7 +40,6 @@ private:
     PlayerScreen &screen_;
     QWidget &window_;
     OpenFile open_;
-    bool seeking_ = false; ///< the bus hears of its own jumps from the service
     MediaPlayerService service_;
 };
 

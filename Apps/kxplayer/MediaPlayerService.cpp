@@ -129,10 +129,7 @@ void MediaPlayerService::moveTo(const QDBusObjectPath &track, qlonglong microsec
 void MediaPlayerService::jumpTo(int64_t frame)
 {
     const int64_t inside = std::min(frame, state_.numFrames);
-    run([this, inside] {
-        commands_.setPositionInFrame(inside);
-        announceJump(inside);
-    });
+    run([&] { commands_.setPositionInFrame(inside); });
 }
 
 void MediaPlayerService::open(const QString &uri, const QDBusMessage &call)

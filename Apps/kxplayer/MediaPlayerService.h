@@ -29,7 +29,7 @@ public:
     [[nodiscard]] const QString &name() const noexcept { return name_; }
     /// Tells what has changed; to be called after every change.
     void setState(const PlayerState &state);
-    /// Tells that the position has jumped; to be called after jumps that the media controls have not asked for.
+    /// Tells that the position has jumped; to be called after every jump, those that the bus has asked for, too.
     void announceJump(int64_t frame);
 
     // What the bus asks

@@ -74,6 +74,12 @@ void OutputDeviceMenu::addDevice(const QString &text, AudioObjectID device)
     action->setData(device);
 }
 
+void OutputDeviceMenu::chooseDefault()
+{
+    actions().constFirst()->setChecked(true);
+    choose(kAudioObjectUnknown);
+}
+
 void OutputDeviceMenu::choose(AudioObjectID device)
 {
     if (device == chosen_)

@@ -27,6 +27,9 @@ public:
     /// Whether nothing can be heard: there is no device but virtual ones.
     [[nodiscard]] bool onlyVirtual() const noexcept { return onlyVirtual_; }
 
+    /// As if the user chose the default device.
+    void chooseDefault();
+
 signals:
     /// The choice is another one: by the user, or because the chosen device has gone.
     void deviceChosen(AudioObjectID device);

@@ -9,6 +9,7 @@
 
 #include <QLineEdit>
 #include <QScreen>
+#include <QShortcut>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -63,7 +64,7 @@ void kxplayer::PlayerScreen::viewDidLoad()
     QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
     QObject::connect(volume_, &VolumeSlider::gainChanged, &refresh_, [this](double gain) {
         volumeOfPlayer_->store(static_cast<float>(gain));
-        player()->setVolume(static_cast<float>(gain));
+        kx::atToolkitEdge("The action failed.", [&] { player()->setVolume(static_cast<float>(gain)); });
         tellChange();
     });
     new DoubleClickReset(rateControl_.widget(), refresh_, [this] { setRate(1); });
@@ -71,6 +72,8 @@ void kxplayer::PlayerScreen::viewDidLoad()
         pitchControl_.setDoubleValue(0);
         changePitchSlider(pitchControl_);
     });
+    for (const NSTextField &field : {playTimeField(), startTimeField(), endTimeField()})
+        addKeys(field);
     keepVolume();
     reportFailures();
     changeRateSlider(rateControl_);
@@ -93,6 +96,22 @@ void kxplayer::PlayerScreen::followPalette(const QPalette &colors)
         name->setPalette(own);
     own.setColor(QPalette::Highlight, QColor::fromRgbF(float(range.red), float(range.green), float(range.blue)));
     waveform_->setPalette(own);
+}
+
+/// Return and Escape end typing, and the keys are shortcuts again; after Escape nothing has been typed.
+void kxplayer::PlayerScreen::addKeys(const NSTextField &field)
+{
+    auto *line = qobject_cast<QLineEdit *>(field.widget());
+    if (!line)
+        return;
+    QObject::connect(line, &QLineEdit::returnPressed, line, &QWidget::clearFocus);
+    auto *escape = new QShortcut(Qt::Key_Escape, line, nullptr, nullptr, Qt::WidgetShortcut);
+    QObject::connect(escape, &QShortcut::activated, &refresh_, [this, line] {
+        line->setModified(false);
+        showRange();
+        showPosition(shownFrame());
+        line->clearFocus();
+    });
 }
 
 /// A rebuilt output starts at its own volume, on the thread that rebuilds.
@@ -125,6 +144,17 @@ bool kxplayer::PlayerScreen::isPlaying() const
     return player()->isPlaying();
 }
 
+bool kxplayer::PlayerScreen::isExporting() const
+{
+    const QWidget *sheet = exportProgressSheet().widget();
+    return continuesExporting() || (sheet && sheet->isVisible()); // a cancelled one still ends its slice
+}
+
+bool kxplayer::PlayerScreen::loops() const
+{
+    return loopButton().state() == NSOnState;
+}
+
 int64_t kxplayer::PlayerScreen::numFrames() const
 {
     return isLoaded() ? player()->audioData()->numFrames() : 0;
@@ -149,6 +179,8 @@ void kxplayer::PlayerScreen::_timerFired(NSTimer *)
     showPosition(shownFrame());
     if (isPlaying() != shownPlaying_ || isLoaded() != shownLoaded_)
         _updateUI(); // the data's end, or a device that went
+    else
+        tellChange(); // where it stands, after an export, too
 }
 
 void kxplayer::PlayerScreen::_updateUI()
@@ -181,8 +213,11 @@ void kxplayer::PlayerScreen::followHeardFrame()
     if (jumping)
         return;
     jumpTarget_.reset();
+    const bool wraps = isPlaying() && bar->playFrame() - heard > kJumpWindow;
     if (heard != bar->playFrame())
         showLine(heard);
+    if (wraps && jumped)
+        jumped(heard);
 }
 
 void kxplayer::PlayerScreen::showLine(int64_t frame)

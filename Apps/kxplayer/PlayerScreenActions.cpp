@@ -32,11 +32,13 @@ std::optional<int64_t> frameOf(const NSTextField &field)
 bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
 {
     setPlaying(false);
-    const bool loaded = KXAFilePlayerViewController::_openFileAtURL(url);
+    file_ = url;
     ++fileNumber_;
-    file_ = loaded ? url : std::filesystem::path();
-    if (!loaded)
+    const bool loaded = KXAFilePlayerViewController::_openFileAtURL(url);
+    if (!loaded) {
+        file_.clear();
         overview_.close();
+    }
     waveform_->setLevels(loaded ? overview_.open(url, numFrames()) : nullptr);
     if (const auto bar = playPositionView())
         bar->setNumFrames(numFrames());
@@ -51,7 +53,7 @@ bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
 
 void kxplayer::PlayerScreen::setPlaying(bool playing)
 {
-    if (isLoaded() && playing != isPlaying())
+    if (isLoaded() && !isExporting() && playing != isPlaying())
         clickPlayButton(playButton());
 }
 
@@ -67,6 +69,8 @@ void kxplayer::PlayerScreen::clickPlayButton(const NSControl &sender)
 
 void kxplayer::PlayerScreen::setLoop(bool loop)
 {
+    if (isExporting())
+        return;
     loopButton().setState(loop ? NSOnState : NSOffState);
     clickLoopButton(loopButton());
 }
@@ -81,7 +85,7 @@ void kxplayer::PlayerScreen::clickLoopButton(const NSControl &sender)
 
 void kxplayer::PlayerScreen::moveTo(int64_t frame)
 {
-    if (!isLoaded())
+    if (!isLoaded() || isExporting())
         return;
     player()->setPositionInFrame(std::clamp<int64_t>(frame, 0, numFrames()));
     hasJumpedTo(player()->frameOffset()); // with loop on, a frame outside the range goes to its start
@@ -146,6 +150,8 @@ double kxplayer::PlayerScreen::rate() const
 
 void kxplayer::PlayerScreen::setRate(double rate)
 {
+    if (isExporting())
+        return;
     rateControl_.setDoubleValue(std::round(std::log2(std::clamp(rate, kLeastRate, kGreatestRate)) * kStepsPerOctave));
     changeRateSlider(rateControl_);
 }

@@ -3,6 +3,8 @@
 #include "Apps/kxplayer/FilePaths.h"
 #include "Apps/kxplayer/MenuText.h"
 
+#include <QTextDocument>
+
 #include <algorithm>
 
 namespace kxplayer
@@ -77,7 +79,7 @@ void RecentFilesMenu::fill()
     const auto files = files_.present();
     for (const auto &file : files) {
         QAction *const action = addAction(menuText(nameOfPath(file)), this, [this, file] { emit fileChosen(file); });
-        action->setToolTip(QString::fromStdString(file.string()).toHtmlEscaped());
+        action->setToolTip(Qt::convertFromPlainText(QString::fromStdString(file.string())));
     }
     if (files.empty())
         addAction(tr("No Files"))->setEnabled(false);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QMimeData>
+#include <QTextDocument>
 #include <QUrl>
 
 using namespace kx::test;
@@ -105,6 +106,8 @@ TEST(RecentFiles, KeepTheLastTenThatAreThere)
     emit menu.aboutToShow();
     EXPECT_EQ(namesIn(menu).size(), 10U); // nine files, and "Clear List"
     EXPECT_TRUE(namesIn(menu)[0].ends_with("-R&&B \uFFFD.wav")) << namesIn(menu)[0];
+    const QString tip = menu.actions()[0]->toolTip();
+    EXPECT_TRUE(Qt::mightBeRichText(tip) && tip.contains("R&amp;B")) << "shown as R&B: " << tip.toStdString();
     menu.actions()[1]->trigger();
     EXPECT_EQ(chosen, files[10]);
     menu.actions().last()->trigger();

@@ -1,74 +1,25 @@
-// The player's window with real widgets and the real player, on a device whose clock the test turns.
-#include "Apps/kxplayer/MainWindow.h"
 #include "Apps/kxplayer/OutputDeviceMenu.h"
 #include "Apps/kxplayer/VolumeSlider.h"
-#include "Tests/Support/Media.h"
-#include "Tests/Support/ScopedVirtualHardware.h"
+#include "Tests/kxplayer/PlayerWindow.h"
 #include "Tests/kxplayer/PrivateBus.h"
 
 #include <QApplication>
 #include <QDropEvent>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSlider>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 
 using kx::test::make;
 
 namespace
 {
 
-[[maybe_unused]] const int chosen = setenv("KXFW_AUDIO_BACKEND", "virtual", 1);
-
-constexpr int64_t kFiveSeconds = 220500; // five seconds
-
-class Window : public testing::Test
-{
-protected:
-    Window()
-    {
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
-        window = std::make_unique<kxplayer::MainWindow>();
-        window->show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-        NSAlert::setPresenter([this](const NSAlert &alert) { alerts.push_back(alert.messageText()); });
-    }
-    ~Window() override { NSAlert::setPresenter({}); }
-
-    [[nodiscard]] kxplayer::PlayerScreen &screen() const { return *window->screen(); }
-    [[nodiscard]] KXAFilePlayer &player() const { return *screen().player(); }
-    void open(int64_t frames = kFiveSeconds) const { window->openFile(make({.frames = frames})); }
-    template <class Widget> Widget *find(const char *name) const { return window->findChild<Widget *>(name); }
-    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const { QTest::keyClick(window.get(), key, modifiers); }
-    void type(const char *name, const QString &text) const
-    {
-        find<QLineEdit>(name)->selectAll();
-        QTest::keyClicks(find<QLineEdit>(name), text);
-        QTest::keyClick(find<QLineEdit>(name), Qt::Key_Return);
-    }
-    /// Lets the device take frames until the player has nothing more to give or has given that many.
-    void advance(uint32_t frames) const
-    {
-        for (uint64_t taken = 0; taken < frames && player().isPlaying();)
-            taken += kx::VirtualHardware::instance().advance(512);
-    }
-    static bool eventually(const std::function<bool()> &reached) { return QTest::qWaitFor(reached, 30000); }
-
-    QTemporaryDir settings;
-    kx::test::ScopedVirtualHardware hardware{kx::VirtualClock::Manual};
-    std::vector<std::string> alerts;
-    std::unique_ptr<kxplayer::MainWindow> window;
-};
+using Window = kx::test::PlayerWindow;
+using kx::test::kFiveSeconds;
 
 TEST_F(Window, ShowsWhatIsOpenAndFollowsItsEnd)
 {
@@ -134,12 +85,51 @@ TEST_F(Window, KeysAndFieldsMovePositionAndRange)
     type("playTimeField", "88200");
     EXPECT_EQ(player().frameOffset(), 88200);
 
+    key(Qt::Key_Home);
+    EXPECT_EQ(player().frameOffset(), player().startOffsetInFrame());
+}
+
+TEST_F(Window, KeysGoToTheControlThatUsesThem)
+{
+    open();
+    const auto press = [&](QWidget *control, Qt::Key key) {
+        window->activateWindow();
+        control->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(control, key);
+    };
     auto *slider = find<QSlider>("rateSlider");
-    slider->setFocus();
-    const int before = slider->value();
-    QTest::keyClick(slider, Qt::Key_Right);
-    EXPECT_GT(slider->value(), before) << "a focused slider keeps its arrows";
-    EXPECT_EQ(player().frameOffset(), 88200);
+    press(slider, Qt::Key_Right);
+    EXPECT_GT(slider->value(), 0);
+    press(slider, Qt::Key_Home);
+    EXPECT_EQ(slider->value(), slider->minimum());
+    for (QWidget *part : screen().view()->findChildren<QWidget *>())
+        if (part->accessibleName() == "Loop end") {
+            EXPECT_TRUE(eventually([&] { return part->isEnabled(); })) << "with the bar's next picture";
+            press(part, Qt::Key_Left);
+        }
+    EXPECT_LT(player().endOffsetInFrame(), kFiveSeconds) << "a part of the bar";
+    auto *loop = find<QAbstractButton>("loopButton");
+    press(loop, Qt::Key_Space);
+    EXPECT_FALSE(player().loop() || screen().isPlaying());
+    QTest::mouseClick(loop, Qt::LeftButton, {}, {8, loop->height() / 2});
+    EXPECT_TRUE(player().loop());
+    EXPECT_TRUE(loop->hasFocus());
+    QTest::keyClick(loop, Qt::Key_Space);
+    EXPECT_TRUE(player().loop() && screen().isPlaying()) << "a clicked button leaves Space to the window";
+
+    auto *field = find<QLineEdit>("endTimeField");
+    const QString before = field->text();
+    field->setFocus();
+    field->selectAll();
+    QTest::keyClicks(field, "9 iol");
+    EXPECT_EQ(field->text(), "9 iol") << "letters go into a field";
+    QTest::keyClick(field, Qt::Key_Escape);
+    EXPECT_EQ(field->text(), before);
+    EXPECT_FALSE(field->hasFocus());
+    field->setFocus();
+    type("endTimeField", "100000");
+    EXPECT_EQ(player().endOffsetInFrame(), 100000);
+    EXPECT_FALSE(field->hasFocus());
 }
 
 TEST_F(Window, SlidersWorkTheEffectAndGoBackOnADoubleClick)
@@ -185,6 +175,22 @@ TEST_F(Window, VolumeSurvivesTheDevicesThatComeAndGo)
         [&] { return player().outputDeviceID() != kAudioObjectUnknown && player().followsDefaultOutput(); }));
     EXPECT_NEAR(double(player().volume()), 0.5, 0.01);
     EXPECT_TRUE(find<QLabel>("noticeLabel")->isVisible()) << "nothing but virtual devices";
+}
+
+TEST_F(Window, PlaysOnWhereTheChosenDeviceHasJustGone)
+{
+    hardware->setDevices({{"Virtual Output"}, {"Speaker"}});
+    auto *menu = window->findChild<kxplayer::OutputDeviceMenu *>();
+    ASSERT_TRUE(eventually([&] { return menu->actions().last()->text().startsWith("Speaker"); }));
+    open();
+    key(Qt::Key_Space);
+    hardware->setDevices({{"Virtual Output"}}); // the menu hears of it later
+    menu->actions().last()->trigger();
+    EXPECT_TRUE(screen().isPlaying() && player().followsDefaultOutput());
+    EXPECT_EQ(player().outputDeviceID(), KXAHardwareManager::defaultOutputDeviceID());
+    EXPECT_TRUE(menu->actions().first()->isChecked());
+    EXPECT_TRUE(eventually([&] { return !alerts.empty(); }));
+    EXPECT_EQ(alerts, std::vector<std::string>{"The output device cannot be used."});
 }
 
 TEST_F(Window, OpensWhatIsDroppedAndRefusesTheRest)
@@ -234,19 +240,28 @@ TEST_F(Window, SpeaksOnTheSessionBus)
     media.stop();
     EXPECT_FALSE(screen().isPlaying());
     EXPECT_EQ(player().frameOffset(), 0);
+
+    std::vector<int64_t> jumps;
+    screen().jumped = [&](int64_t frame) { jumps.push_back(frame); };
+    media.setRate(1);
+    screen().setRangeStart(44100);
+    screen().setRangeEnd(2 * 44100);
+    media.setPositionInFrame(4 * 44100);
+    EXPECT_EQ(jumps, std::vector<int64_t>{44100}) << "out of the loop's range it goes to its start";
+    media.play();
+    EXPECT_TRUE(eventually([&] {
+        advance(2048);
+        return jumps.size() > 1;
+    }));
+    EXPECT_LT(jumps.back(), 2 * 44100 - 22050) << "the loop's end is a jump";
 }
 
-TEST_F(Window, ClosesInTheMiddleOfAnything)
+TEST_F(Window, RemembersWhatWasOpenedBesideItsOwnWays)
 {
-    open();
-    key(Qt::Key_Space);
-    window->close();
-    EXPECT_FALSE(screen().isPlaying());
-    window->show();
-    screen().clickOpenButton({});
-    window->close();
-    window.reset();
-    QTest::qWait(20);
+    const auto file = kx::test::fileOf("[*]&.wav", kx::test::readBytes(make({.frames = 3000})));
+    screen()._openFileAtURL(file); // as after the open panel
+    EXPECT_EQ(QSettings().value("recentFiles").toStringList().value(0), QString::fromLatin1(kxplayer::uriOfPath(file)));
+    EXPECT_TRUE(window->windowTitle().endsWith("[*][*]&.wav - kxplayer")) << window->windowTitle().toStdString();
 }
 
 } // namespace

@@ -172,11 +172,10 @@ TEST_F(MediaPlayerServiceTest, TellsWhatChangesAndJumps)
     EXPECT_EQ(changed(0).keys(), (QStringList{"CanPause", "CanPlay", "CanSeek", "Metadata"}));
     EXPECT_EQ(changed(1), (QVariantMap{{"LoopStatus", "Track"}})) << "an unchanged state is not told";
     EXPECT_EQ(changes.messages[0].arguments().value(0), kPlayer);
-    service.announceJump(22050);
     call(kPlayer, "Seek", {1000000LL});
-    ASSERT_TRUE(jumps.await(2));
-    EXPECT_EQ(jumps.messages[0].arguments(), QVariantList{500000LL});
-    EXPECT_EQ(jumps.messages[1].arguments(), QVariantList{1000000LL});
+    service.announceJump(22050);
+    ASSERT_TRUE(jumps.await(1));
+    EXPECT_EQ(jumps.messages[0].arguments(), QVariantList{500000LL}) << "where it went, not where it was sent";
 }
 
 TEST_F(MediaPlayerServiceTest, ASecondOneHasANameOfItsOwnAndWithoutABusThereIsNone)

@@ -1,0 +1,78 @@
+// The player's window while it exports, and closed in whatever state.
+#include "Tests/kxplayer/PlayerWindow.h"
+
+#include <QApplication>
+#include <QMenuBar>
+
+namespace
+{
+
+using kx::test::make;
+using kx::test::temporaryPath;
+
+struct BusyWindow : kx::test::PlayerWindow {
+    BusyWindow() { open(60 * 44100); }
+
+    [[nodiscard]] bool sheetIsUp() const { return screen().exportProgressSheet().widget()->isVisible(); }
+    /// An export that waits for this thread to show its first progress.
+    void beginExport() const
+    {
+        screen()._exportToURL(target);
+        EXPECT_TRUE(eventually([this] { return sheetIsUp(); }));
+    }
+
+    const std::filesystem::path target = temporaryPath("target.aiff");
+    kxplayer::MediaControl media{screen(), *window, [this](const auto &file) { window->openFile(file); },
+                                 QDBusConnection("none")};
+};
+
+TEST_F(BusyWindow, NothingDisturbsAnExport)
+{
+    const auto file = screen().file();
+    beginExport();
+    for (const bool cancelled : {false, true}) { // then it still ends its slice
+        screen().setContinuesExporting(!cancelled);
+        media.play();
+        media.setRate(2);
+        media.setLoop(false);
+        media.setPositionInFrame(100000);
+        media.setGain(0.5);
+        media.openFile(make({.frames = 3000}));
+        EXPECT_TRUE(sheetIsUp());
+        EXPECT_FALSE(screen().isPlaying());
+        EXPECT_EQ(screen().pitch()->rate(), 1.0F);
+        EXPECT_EQ(screen().file(), file);
+        EXPECT_TRUE(screen().loops());
+    }
+    EXPECT_TRUE(eventually([this] { return !sheetIsUp(); }));
+    EXPECT_TRUE(player().loop());
+    EXPECT_EQ(alerts.size(), 0U);
+    media.openFile(make({.frames = 3000}));
+    EXPECT_EQ(screen().numFrames(), 3000);
+}
+
+TEST_F(BusyWindow, ClosesInTheMiddleOfAnything)
+{
+    const std::pair<const char *, std::function<void()>> states[] = {
+        {"playing", [&] { key(Qt::Key_Space); }},
+        {"open panel", [&] { screen().clickOpenButton({}); }},
+        {"save panel", [&] { screen().clickExportButton({}); }},
+        {"about to export", [&] { screen()._exportToURL(target); }},
+        {"exporting", [&] { beginExport(); }},
+        {"message", [&] { window->openArgument("http://example.org"); }},
+        {"menu", [&] { window->menuBar()->actions().first()->menu()->popup({}); }},
+    };
+    for (const auto &[name, enter] : states) {
+        enter();
+        window->close();
+        EXPECT_FALSE(window->isVisible() || screen().isPlaying()) << name;
+        window = std::make_unique<kxplayer::MainWindow>();
+        window->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+        open(60 * 44100);
+    }
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(target); })) << "a valid shorter file";
+    EXPECT_EQ(alerts.size(), 0U);
+}
+
+} // namespace
