@@ -2,14 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
+#include <QPalette>
+#include <QWidget>
 
-#include <cstdlib>
+#include <algorithm>
+#include <cmath>
 
 namespace
 {
-
-[[maybe_unused]] const int chosen = setenv("KXFW_AUDIO_BACKEND", "virtual", 1);
 
 /// Of 1 for white and 0 for black (WCAG 2.1, relative luminance).
 double luminance(const QColor &color)
