@@ -144,4 +144,5 @@ TEST(NSViewController, FaultsOfActionsAreLoggedAndShownOnce)
     EXPECT_EQ(log.messages(), Log{"The action failed.: Fault: the player is out of order"});
     ASSERT_EQ(alerts.shown.size(), 1U);
     EXPECT_EQ(alerts.shown[0].messageText(), "The action failed.");
+    EXPECT_EQ(alerts.shown[0].informativeText(), "the player is out of order");
 }

@@ -39,6 +39,12 @@ void showLater(const char *where, const std::string &text)
     });
 }
 
+void tell(const char *where, const std::string &logText, const std::string &userText)
+{
+    NSLog("%@: %@", std::string(where), logText);
+    showLater(where, userText);
+}
+
 void present(const NSAlert &alert)
 {
     const QPointer box = new QMessageBox(QMessageBox::Warning, {}, QString::fromStdString(alert.messageText()),
@@ -61,10 +67,11 @@ void kx::atToolkitEdge(const char *where, const std::function<void()> &task)
 {
     try {
         task();
+    } catch (const NSException &exception) {
+        tell(where, exception.what(), reasonForUser(exception));
     } catch (...) {
         const std::string text = currentExceptionText();
-        NSLog("%@: %@", std::string(where), text);
-        showLater(where, text);
+        tell(where, text, text);
     }
 }
 
