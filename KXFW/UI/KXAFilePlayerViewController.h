@@ -85,7 +85,8 @@ public:
     [[nodiscard]] const std::shared_ptr<NSTimer> &timer() const noexcept { return timer_; }
     void setTimer(const std::shared_ptr<NSTimer> &timer) { timer_ = timer; }
 
-    // Actions of the controls, which `sender` is not needed for. All [main].
+    // Actions of the controls, which `sender` is not needed for. They and what follows want the screen to be loaded.
+    // All [main].
 
     virtual void clickPlayButton(const NSControl &sender);
     virtual void clickLoopButton(const NSControl &sender);
@@ -119,8 +120,12 @@ public:
     /// Loads the file and shows it, as after the open panel; a file that cannot be read leaves none, with an alert.
     /// @return whether it was loaded
     virtual bool _openFileAtURL(const std::filesystem::path &url);
-    /// Exports the range to `url`, as after the save panel: with the progress sheet, later on the main queue.
+    /// Exports the range to `url`, as after the save panel: with the progress sheet, later on the main queue. The
+    /// window has to be shown: closing it, or the sheet, cancels. What fails ends in an alert that names the file. So
+    /// does another export meanwhile, which changes nothing.
     void _exportToURL(const std::filesystem::path &url);
+    /// From `_exportToURL` until the file is closed; a cancelled export still has to end.
+    [[nodiscard]] bool isExporting() const noexcept { return isExporting_; }
     void _showFileReadingErrorAlert();
     [[nodiscard]] const std::vector<std::string> &_allowedExtensions() const;
 
@@ -134,6 +139,7 @@ private:
 
     /// Outlives the screen in an export's callbacks.
     std::shared_ptr<std::atomic<bool>> continuesExporting_ = std::make_shared<std::atomic<bool>>(false);
+    bool isExporting_ = false;
     NSButton openButton_, playButton_, loopButton_, exportButton_;
     NSTextField fileNameField_, startTimeField_, endTimeField_, playTimeField_;
     NSControl rateSlider_, pitchSlider_;

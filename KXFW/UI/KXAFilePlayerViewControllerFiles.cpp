@@ -1,4 +1,5 @@
 // Opening and exporting.
+#include "KXFW/Audio/CaughtException.h"
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Platform/Dispatch/MainQueue.h"
 #include "KXFW/Platform/Foundation/NSAlert.h"
@@ -30,9 +31,9 @@ template <class Task> void onMainQueue(const Weak &weak, Task task)
     });
 }
 
-void showExportError(const std::filesystem::path &url, const NSException &failure)
+void showExportError(const std::filesystem::path &url, const std::string &reason)
 {
-    kx::MainQueue::async([text = url.string() + ": " + kx::reasonForUser(failure)] {
+    kx::MainQueue::async([text = url.string() + ": " + reason] {
         KXAudioUtil::alertWithMessage("Failed to export to a file.", text)->runModal();
     });
 }
@@ -112,6 +113,9 @@ void KXAFilePlayerViewController::clickCancelButton(const NSControl &)
 
 void KXAFilePlayerViewController::_exportToURL(const std::filesystem::path &url)
 {
+    if (isExporting_)
+        return showExportError(url, "an export is running");
+    isExporting_ = true;
     setContinuesExporting(true);
     kx::MainQueue::async([url, weak = weakReference(*this)] {
         if (const auto screen = weak.lock())
@@ -121,17 +125,19 @@ void KXAFilePlayerViewController::_exportToURL(const std::filesystem::path &url)
 
 void KXAFilePlayerViewController::beginExport(const std::filesystem::path &url)
 {
-    window().beginSheet(exportProgressSheet_, [continues = continuesExporting_](int64_t) { *continues = false; });
-    player_->prepareForExport();
     const Weak weak = weakReference(*this);
+    const auto fail = [weak, url](const NSException &failure) {
+        onMainQueue(weak, [](auto &screen) { screen.endExport(); });
+        showExportError(url, kx::reasonForUser(failure)); // also without the screen
+    };
+    window().beginSheet(exportProgressSheet_, [continues = continuesExporting_](int64_t) { *continues = false; });
+    try {
+        player_->prepareForExport(); // reads the file
+    } catch (...) {
+        return fail(kx::exceptionOf(std::current_exception(), "export failed"));
+    }
     player_->exportAsyncWithURL(
-        url, progressBlock(), [weak] { onMainQueue(weak, [](auto &screen) { screen.endExport(); }); },
-        [weak, url](const NSException &failure) {
-            onMainQueue(weak, [&](auto &screen) {
-                screen.endExport();
-                showExportError(url, failure);
-            });
-        });
+        url, progressBlock(), [weak] { onMainQueue(weak, [](auto &screen) { screen.endExport(); }); }, fail);
 }
 
 KXAFilePlayer::ProgressAndCancelBlock KXAFilePlayerViewController::progressBlock()
@@ -153,5 +159,6 @@ KXAFilePlayer::ProgressAndCancelBlock KXAFilePlayerViewController::progressBlock
 
 void KXAFilePlayerViewController::endExport()
 {
+    isExporting_ = false;
     window().endSheet(exportProgressSheet_, NSModalResponseStop);
 }

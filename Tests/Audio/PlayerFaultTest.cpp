@@ -1,7 +1,7 @@
 // What happens when files fail, and what the render thread never does.
-#include "Tests/Audio/FailingDisk.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
+#include "Tests/Support/FailingDisk.h"
 #include "Tests/Support/RenderGuard.h"
 
 #include <optional>

@@ -1,4 +1,4 @@
-#include "Tests/Audio/FailingDisk.h"
+#include "Tests/Support/FailingDisk.h"
 
 #include <atomic>
 #include <cerrno>
