@@ -17,9 +17,9 @@ endif()
 target_include_directories(kx_options INTERFACE ${CMAKE_SOURCE_DIR})
 
 # With KXFW_UNITY each folder of a target is compiled as one source: a build from scratch parses every header once a
-# folder. Names in the unnamed namespaces of a folder therefore differ from one another.
+# folder; with KXFW_UNITY_TESTS only those of the tests are. Names in the unnamed namespaces of a folder therefore differ from one another.
 function(kx_unity target)
-    if(NOT KXFW_UNITY)
+    if(NOT KXFW_UNITY AND NOT (KXFW_UNITY_TESTS AND target MATCHES "^test_"))
         return()
     endif()
     get_target_property(sources ${target} SOURCES)
@@ -32,5 +32,8 @@ function(kx_unity target)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         target_compile_options(${target} PRIVATE -Wno-subobject-linkage) # each source is included once, by its folder
+    endif()
+    if(NOT KXFW_UNITY)
+        target_compile_options(${target} PRIVATE -O1) # more costs most of the time, and GCC 12 warns of what is not there
     endif()
 endfunction()
