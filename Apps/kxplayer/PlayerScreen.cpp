@@ -3,6 +3,7 @@
 #include "Apps/kxplayer/DoubleClickReset.h"
 #include "Apps/kxplayer/PaletteWatch.h"
 #include "Apps/kxplayer/PlayerBar.h"
+#include "Apps/kxplayer/ShownWatch.h"
 #include "Apps/kxplayer/TimeText.h"
 #include "Apps/kxplayer/VolumeSlider.h"
 #include "Apps/kxplayer/WaveformWidget.h"
@@ -74,6 +75,8 @@ void kxplayer::PlayerScreen::viewDidLoad()
     });
     for (const NSTextField &field : {playTimeField(), startTimeField(), endTimeField()})
         addKeys(field);
+    if (QWidget *sheet = exportProgressSheet().widget())
+        new ShownWatch(&refresh_, *sheet, [this](bool shown) { keepPlace(shown); });
     keepVolume();
     reportFailures();
     changeRateSlider(rateControl_);
@@ -112,6 +115,16 @@ void kxplayer::PlayerScreen::addKeys(const NSTextField &field)
         showPosition(shownFrame());
         line->clearFocus();
     });
+}
+
+/// An export moves the position to the range's start and on; afterwards it is where it was.
+void kxplayer::PlayerScreen::keepPlace(bool exporting)
+{
+    if (exporting)
+        frameBeforeExport_ = shownFrame();
+    else
+        moveTo(frameBeforeExport_);
+    _updateUI();
 }
 
 /// A rebuilt output starts at its own volume, on the thread that rebuilds.

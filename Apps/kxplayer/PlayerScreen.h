@@ -80,6 +80,7 @@ private:
     void followHeardFrame();
     void showLine(int64_t frame);
     void addKeys(const NSTextField &field);
+    void keepPlace(bool exporting);
     void showRange();
     void showPosition(int64_t frame);
     void hasJumpedTo(int64_t frame);
@@ -98,6 +99,7 @@ private:
     QElapsedTimer sinceJump_;
     std::filesystem::path file_;
     uint64_t fileNumber_ = 0;
+    int64_t frameBeforeExport_ = 0;
     bool shownPlaying_ = false;
     bool shownLoaded_ = false;
 };

@@ -60,7 +60,8 @@ void kxplayer::PlayerScreen::setPlaying(bool playing)
 void kxplayer::PlayerScreen::clickPlayButton(const NSControl &sender)
 {
     const bool stops = isPlaying();
-    if (!stops && player()->frameOffset() >= player()->endOffsetInFrame())
+    const int64_t end = loops() ? player()->endOffsetInFrame() : numFrames(); // without loop it plays beyond the range
+    if (!stops && player()->frameOffset() >= end)
         moveTo(player()->startOffsetInFrame());
     KXAFilePlayerViewController::clickPlayButton(sender);
     if (stops)

@@ -1,14 +1,29 @@
 // kxplayer [FILE]: the player screen in a window.
 #include "Apps/kxplayer/FilePaths.h"
 #include "Apps/kxplayer/MainWindow.h"
+#include "Apps/kxplayer/QuitSignals.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QFile>
 #include <QIcon>
 
 #include <cstdio>
 #include <exception>
+#include <span>
+
+namespace
+{
+
+/// The bytes of an argument that the command line shows decoded: names of files need not be UTF-8.
+QByteArray bytesOf(const QString &argument, std::span<char *const> arguments)
+{
+    for (const char *bytes : arguments)
+        if (QString::fromLocal8Bit(bytes) == argument)
+            return bytes;
+    return argument.toLocal8Bit();
+}
+
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -27,9 +42,10 @@ int main(int argc, char **argv)
     line.process(application);
     try {
         kxplayer::MainWindow window;
+        const kxplayer::QuitSignals quitSignals([] { QApplication::quit(); });
         window.show();
         if (!line.positionalArguments().isEmpty())
-            window.openArgument(QFile::encodeName(line.positionalArguments().constFirst()));
+            window.openArgument(bytesOf(line.positionalArguments().constFirst(), {argv, std::size_t(argc)}));
         return QApplication::exec();
     } catch (const std::exception &failure) {
         std::fprintf(stderr, "kxplayer: %s\n", failure.what());

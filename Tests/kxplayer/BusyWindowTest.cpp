@@ -29,6 +29,7 @@ struct BusyWindow : kx::test::PlayerWindow {
 TEST_F(BusyWindow, NothingDisturbsAnExport)
 {
     const auto file = screen().file();
+    screen().moveTo(44100);
     beginExport();
     for (const bool cancelled : {false, true}) { // then it still ends its slice
         screen().setContinuesExporting(!cancelled);
@@ -46,6 +47,8 @@ TEST_F(BusyWindow, NothingDisturbsAnExport)
     }
     EXPECT_TRUE(eventually([this] { return !sheetIsUp(); }));
     EXPECT_TRUE(player().loop());
+    EXPECT_TRUE(eventually([this] { return player().frameOffset() == 44100; })) << "where it was before";
+    EXPECT_EQ(screen().shownFrame(), 44100);
     EXPECT_EQ(alerts.size(), 0U);
     media.openFile(make({.frames = 3000}));
     EXPECT_EQ(screen().numFrames(), 3000);

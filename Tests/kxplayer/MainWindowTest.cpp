@@ -45,6 +45,10 @@ TEST_F(Window, ShowsWhatIsOpenAndFollowsItsEnd)
     EXPECT_LT(player().frameOffset(), kFiveSeconds / 2) << "from the range's start again";
     key(Qt::Key_Space);
     EXPECT_FALSE(screen().isPlaying());
+    screen().moveTo(kFiveSeconds / 2);
+    screen().setRangeEnd(44100);
+    key(Qt::Key_Space);
+    EXPECT_GE(player().frameOffset(), kFiveSeconds / 2) << "without loop it goes on beyond the range";
 
     std::filesystem::path broken = make({.frames = 8}).parent_path() / "broken.mp3";
     QFile(QFile::decodeName(broken.c_str())).open(QIODevice::WriteOnly);

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tells kxplayer's whole story in a window of a virtual X server, with a real pointer and keyboard, against a private
-# sound server whose output is recorded: open, play, drag, loop, export, a broken file.
+# sound server whose output is recorded: an export cancelled, play, drag, loop, type, export, a broken file, a signal.
 # Usage: real_story.sh KXPLAYER KXTOOL [FOLDER FOR PICTURES]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -43,6 +43,14 @@ export DISPLAY=:$number QT_QPA_PLATFORM=xcb KXFW_AUDIO_BACKEND=pulse
 
 python3 "$root/scripts/make_music.py" "$work/music.wav" 20
 printf 'no sound' >"$work/broken.mp3"
+long_seconds=21600 # of silence, with next to nothing on the disk
+python3 - "$work/long.wav" $((long_seconds * 176400)) <<'PY'
+import struct, sys
+size = int(sys.argv[2])
+with open(sys.argv[1], "wb") as file:
+    file.write(struct.pack("<4sI8sIHHIIHH4sI", b"RIFF", 36 + size, b"WAVEfmt ", 16, 1, 2, 44100, 176400, 4, 16, b"data", size))
+    file.truncate(44 + size)
+PY
 parec -d kx1.monitor --format=s16le --rate=44100 --channels=2 >"$work/recording.raw" &
 processes+=($!)
 
@@ -67,10 +75,34 @@ back() {
 choose() {
     xdotool key --clearmodifiers "$1"
     eventually over
-    xdotool windowfocus --sync "$(over)"
+    panel=$(over)
+    xdotool windowfocus --sync "$panel"
     xdotool type --delay 2 "$2"
     xdotool key Return
 }
+# The one window over the player's has the key until it has gone.
+dismiss() {
+    xdotool windowfocus --sync "$(over)" key --window 0 "$1"
+    sleep 0.2
+    alone
+}
+frames() { "$tool" info "$1" | sed -n 's/^frames: //p' | grep .; }
+
+# A long export: meanwhile the window takes no keys, and Cancel leaves a valid shorter file.
+choose ctrl+o "$work/long.wav"
+eventually titled 'long.wav - kxplayer'
+back
+choose ctrl+e "$work/long.aiff"
+sheet() { over | grep -vx "$panel"; }
+eventually sheet
+picture exporting
+xdotool windowfocus --sync "$window" key space key ctrl+q key ctrl+e
+eventually dismiss space
+back
+eventually frames "$work/long.aiff"
+[ "$(frames "$work/long.aiff")" -lt $((long_seconds * 44100)) ] || fail "the export was not cancelled"
+kill -0 "$running" || fail "the player has ended"
+
 choose ctrl+o "$work/music.wav"
 eventually titled 'music.wav - kxplayer'
 back
@@ -90,14 +122,29 @@ eventually titled 'music.wav - kxplayer'
 
 # Export what lies before it; the file's length is where the line was dropped.
 choose ctrl+e "$work/range.aiff"
-exported() { "$tool" info "$work/range.aiff" | sed -n 's/^frames: //p'; }
-plausible() {
-    local frames
-    frames=$(exported)
-    [ "$frames" -gt 441000 ] && [ "$frames" -lt 882000 ]
-}
-eventually plausible
+eventually frames "$work/range.aiff"
+length=$(frames "$work/range.aiff")
+[ "$length" -gt 441000 ] && [ "$length" -lt 882000 ] || fail "exported $length frames"
 back
+
+# A time typed as the range's end: so much is exported, whole slices of 512 frames.
+enter() {
+    xdotool mousemove --window "$window" "$1" $((GEOMETRY_HEIGHT - 55)) click 1 key ctrl+a type --delay 2 "$2"
+    xdotool key Return
+}
+enter 509 0:01.5
+choose ctrl+e "$work/typed.aiff"
+eventually frames "$work/typed.aiff"
+[ "$(frames "$work/typed.aiff")" = 66560 ] || fail "exported $(frames "$work/typed.aiff") frames of 66150"
+back
+plays() { LC_ALL=C pactl list sink-inputs | grep -q 'Corked: no'; }
+rests() { ! plays; }
+# Without the loop it plays on from where a time is typed, to the end.
+xdotool key l
+enter 125 0:19.5
+xdotool key space
+eventually plays
+eventually rests
 
 # A broken file brings the alert; the player stays and opens another one.
 choose ctrl+o "$work/broken.mp3"
@@ -105,7 +152,7 @@ eventually titled '^kxplayer$'
 eventually over
 picture error
 kill -0 "$running" || fail "the player has ended"
-xdotool windowfocus --sync "$(over)" key Return
+eventually dismiss Return
 back
 choose ctrl+o "$work/music.wav"
 eventually titled 'music.wav - kxplayer'
@@ -114,3 +161,13 @@ back
 xdotool key ctrl+q
 ended() { ! kill -0 "$running" 2>/dev/null; }
 eventually ended
+
+# A file of the command line whose name is no text in this locale; a signal ends the player as the menu does.
+cp "$work/music.wav" "$work/"$'caf\xe9.wav'
+"$player" "$work/"$'caf\xe9.wav' 2>>"$work/errors" &
+running=$!
+processes+=("$running")
+eventually titled '^caf.*wav - kxplayer'
+kill "$running"
+wait "$running" || fail "the signal ended it with $?"
+grep -q 'caf%E9.wav' "$work/home/.config/kxplayer/kxplayer.conf" || fail "the file is not remembered"
