@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -13,44 +14,50 @@
 namespace kx::test
 {
 
-/// A frame of the standard description: 4 bytes, compared as a whole.
-using Frame = uint32_t;
-
-inline std::shared_ptr<KXAFiledAudioData2> open(const MediaSpec &spec)
+/// A file whose frames hold their numbers.
+inline MediaSpec indexed(int64_t frames)
 {
-    auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make(spec));
-    if (!data)
-        throw std::runtime_error("cannot open " + make(spec).string());
-    return data;
+    return {.frames = frames, .signal = Signal::Index};
 }
 
-/// Reads `count` frames, or as many as there are, in requests of `slice`.
-inline std::vector<Frame> readFrames(KXAFiledAudioData2 &data, std::size_t count, uint32_t slice = 512)
-{
-    std::vector<Frame> frames(count);
-    std::size_t done = 0;
-    while (done < count) {
-        const auto asked = static_cast<uint32_t>(std::min<std::size_t>(slice, count - done));
-        uint32_t got = asked;
-        data.readToBuffer(frames.data() + done, &got);
-        done += got;
-        if (got < asked)
-            break;
-    }
-    frames.resize(done);
-    return frames;
-}
-
-inline std::vector<Frame> readAll(KXAFiledAudioData2 &data)
-{
-    return readFrames(data, static_cast<std::size_t>(data.numFrames()) + 10000, 4096);
-}
-
-/// The frame number that a delivered frame of Signal::Index holds: big-endian samples.
-inline int64_t indexIn(Frame frame)
+/// The number that a delivered frame holds: 4 bytes, big-endian samples. Any two 16-bit samples are a number.
+inline int64_t indexIn(uint32_t frame)
 {
     const auto swapped = [](uint32_t half) { return static_cast<int16_t>((half & 0xff) << 8 | (half >> 8 & 0xff)); };
     return indexOf(swapped(frame & 0xffff), swapped(frame >> 16));
+}
+
+/// The numbers of the next `count` frames, or of as many as there are.
+inline std::vector<int64_t> readIndices(KXAFiledAudioData2 &data, std::size_t count = SIZE_MAX)
+{
+    std::vector<int64_t> numbers;
+    uint32_t frames[4096];
+    for (uint32_t got = 1; got > 0;) {
+        got = static_cast<uint32_t>(std::min<std::size_t>(std::size(frames), count - numbers.size()));
+        data.readToBuffer(frames, &got);
+        std::transform(frames, frames + got, std::back_inserter(numbers), indexIn);
+    }
+    return numbers;
+}
+
+/// The numbers of all frames of a file; none if it cannot be opened.
+inline std::vector<int64_t> indicesOf(const std::filesystem::path &file)
+{
+    const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(file);
+    return data ? readIndices(*data) : std::vector<int64_t>{};
+}
+
+/// The first `count` numbers are those of passes of [start, end) from `from` on.
+inline void expectPasses(const std::vector<int64_t> &numbers, std::size_t count, int64_t from, int64_t start,
+                         int64_t end)
+{
+    ASSERT_GE(numbers.size(), count);
+    int64_t expected = from;
+    for (std::size_t i = 0; i < count; ++i) {
+        ASSERT_EQ(numbers[i], expected) << "frame " << i << " of range " << start << ".." << end;
+        if (++expected == end)
+            expected = start;
+    }
 }
 
 } // namespace kx::test

@@ -1,3 +1,4 @@
+#include "KXFW/Audio/KXAFilePlayerDataSource.h"
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "Tests/Audio/AudioDataFixtures.h"
 #include "Tests/Support/CapturedLog.h"
@@ -5,37 +6,62 @@
 #include <random>
 #include <thread>
 
-using namespace kx::test;
-
+namespace kx::test
+{
 namespace
 {
-
-MediaSpec indexed(int64_t frames)
-{
-    return {.frames = frames, .signal = Signal::Index};
-}
 
 uint64_t ringCount(KXAFiledAudioData2 &data)
 {
     return data.ringBufferQueue()->sync([&] { return data.ringBuffer()->count(); });
 }
 
-TEST(FiledAudioData, TellsLengthAndFormatInTheStandardDescription)
+TEST(FiledAudioData, TheRingTheFileAndSeeksGiveOneSequence)
 {
-    auto data = open(indexed(48000));
-    EXPECT_EQ(data->numFrames(), 48000);
-    EXPECT_EQ(data->bufferSize(), 192000);
-    EXPECT_FALSE(data->isZeroSize());
-    EXPECT_EQ(data->format().mFormatFlags, 14U);
-    EXPECT_EQ(data->format().mBytesPerFrame, GetStandardDescription().mBytesPerFrame);
-    EXPECT_EQ(data->ringBufferQueue()->label(), "KXAFiledAudioData.ringBufferQueue");
+    constexpr int64_t kFrames = 4400000;
+    const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make(indexed(kFrames)));
+    EXPECT_EQ(data->bufferSize(), 4 * kFrames);
+    EXPECT_EQ(data->prereadFrames(44100), 44100U);
+    EXPECT_EQ(data->prereadFrames(1000000), 262144U) << "one bridge buffer";
+    data->preread();
+    EXPECT_EQ(ringCount(*data), 176400U + 2 * 1048576U);
+    while (data->prereadFrames(1000000) > 0) {
+    }
+    EXPECT_EQ(ringCount(*data), 16777212U) << "full but for one frame";
+    const int64_t place = data->tell();
+    data->preread();
+    EXPECT_EQ(data->tell(), place) << "a full ring leaves the file alone";
+    expectPasses(readIndices(*data, 2), 2, 0, 0, kFrames);
+    EXPECT_EQ(data->prereadFrames(44100), 2U) << "room for 8 bytes";
+    expectPasses(readIndices(*data), kFrames - 2, 2, 0, kFrames);
 
-    auto faster = open({.rate = 48000, .frames = 48000});
-    EXPECT_EQ(faster->numFrames(), 44100);
-    EXPECT_EQ(faster->fileLengthFrames(), 48000);
-    faster->finalizeForRead();
-    faster->finalizeForRead();
-    EXPECT_EQ(faster->fileRef(), nullptr);
+    data->seek(50000);
+    EXPECT_EQ(ringCount(*data), 176400U) << "one second, decoded before a seek returns";
+    const uint64_t underruns = data->underruns();
+    expectPasses(readIndices(*data, 44612), 44612, 50000, 0, kFrames);
+    EXPECT_EQ(data->underruns(), underruns + 1) << "the file gave what the ring had not";
+    for (const int64_t outside : {int64_t{-1}, kFrames + 1})
+        EXPECT_THROW(data->seek(outside), NSException);
+    data->seek(kFrames - 10);
+    EXPECT_EQ(readIndices(*data, 100).size(), 10U);
+    data->seek(kFrames);
+    uint32_t none = 10;
+    uint32_t frames[600] = {0xdeadbeef};
+    data->readToBuffer(frames, &none);
+    EXPECT_EQ(none, 0U);
+    EXPECT_EQ(frames[0], 0xdeadbeef) << "what was not delivered is not touched";
+    EXPECT_EQ(data->copyToBuffer(frames, 4 * kFrames - 2000, 2400), 2000U) << "500 frames are left";
+    EXPECT_EQ(indexIn(frames[499]), kFrames - 1);
+}
+
+TEST(FiledAudioData, OfAnotherRateHasTheLengthInItsOwnFrames)
+{
+    const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make({.rate = 48000, .frames = 48000}));
+    EXPECT_EQ(data->numFrames(), 44100);
+    data->finalizeForRead();
+    data->finalizeForRead();
+    EXPECT_EQ(data->numFrames(), 0) << "the file is closed";
+    EXPECT_THROW(data->prepareForWrite(), const char *) << "nobody implements it";
 }
 
 TEST(FiledAudioData, AFileThatCannotBeOpenedIsNullAndTwoLogLines)
@@ -43,132 +69,60 @@ TEST(FiledAudioData, AFileThatCannotBeOpenedIsNullAndTwoLogLines)
     const auto text = fileOf("not audio %s.wav", {'h', 'e', 'l', 'l', 'o'});
     for (const auto &path : {temporaryFolder() / "missing.wav", text, temporaryFolder()}) {
         CapturedLog log;
-        EXPECT_EQ(KXAFiledAudioData2::audioDataWithContentsOfURL(path), nullptr) << path;
+        EXPECT_EQ(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(path), nullptr) << path;
         const auto lines = log.messages();
         ASSERT_EQ(lines.size(), 2U) << path;
         EXPECT_EQ(lines[0], "exception:-[KXAFiledAudioData2 prepareForRead]:238");
-        EXPECT_EQ(lines[1].rfind("exception.userInfo:", 0), 0U) << lines[1];
+        EXPECT_TRUE(lines[1].starts_with("exception.userInfo:")) << lines[1];
     }
-}
-
-TEST(FiledAudioData, PrereadsAsFarAsTheBridgeAndTheRingGo)
-{
-    auto data = open(indexed(4400000));
-    EXPECT_EQ(data->prereadFrames(0), 0U);
-    EXPECT_EQ(data->prereadFrames(44100), 44100U);
-    EXPECT_EQ(ringCount(*data), 176400U);
-    EXPECT_EQ(data->prereadFrames(1000000), 262144U) << "one bridge buffer";
-    data->preread();
-    EXPECT_EQ(ringCount(*data), 176400U + 2 * 1048576U);
-    uint32_t stored = 0;
-    for (uint32_t now = 1; now > 0; stored += now)
-        now = data->prereadFrames(1000000);
-    EXPECT_EQ(ringCount(*data), 16777212U) << "full but for one frame";
-    const int64_t before = data->tell();
-    EXPECT_EQ(data->prereadFrames(44100), 0U);
-    data->preread();
-    EXPECT_EQ(data->tell(), before) << "a full ring leaves the file alone";
-    uint32_t two = 2;
-    Frame frames[2];
-    data->readToBuffer(frames, &two);
-    EXPECT_EQ(data->prereadFrames(44100), 2U) << "room for 8 bytes";
-    const auto all = readFrames(*data, 5000000, 4096);
-    ASSERT_EQ(all.size(), 4399998U);
-    for (std::size_t i = 0; i < all.size(); ++i)
-        ASSERT_EQ(indexIn(all[i]), static_cast<int64_t>(i) + 2);
-}
-
-TEST(FiledAudioData, AReadTakesTheRingFirstAndTheRestFromTheFile)
-{
-    auto data = open(indexed(1000));
-    data->prereadFrames(250);
-    uint32_t frames = 512;
-    std::vector<Frame> out(1000, 0xdeadbeef);
-    data->readToBuffer(out.data(), &frames);
-    EXPECT_EQ(frames, 512U);
-    EXPECT_EQ(ringCount(*data), 0U);
-    EXPECT_EQ(data->underruns(), 1U);
-    frames = 900;
-    data->readToBuffer(out.data() + 512, &frames);
-    EXPECT_EQ(frames, 488U) << "the end of the file";
-    for (std::size_t i = 0; i < 1000; ++i)
-        ASSERT_EQ(indexIn(out[i]), static_cast<int64_t>(i));
-    frames = 10;
-    data->readToBuffer(out.data(), &frames);
-    EXPECT_EQ(frames, 0U);
-    EXPECT_EQ(indexIn(out[0]), 0) << "what was not delivered is not touched";
-    EXPECT_EQ(data->copyToBuffer(out.data(), 2000, 4000), 2000U) << "500 frames are left";
-    EXPECT_EQ(indexIn(out[499]), 999);
-    EXPECT_EQ(data->copyToBuffer(out.data(), 4000, 4096), 0U);
-}
-
-TEST(FiledAudioData, ASeekEmptiesTheRingAndFillsOneSecond)
-{
-    auto data = open(indexed(100000));
-    data->prereadFrames(1000);
-    data->seek(50000);
-    EXPECT_EQ(ringCount(*data), 176400U);
-    EXPECT_EQ(indexIn(readFrames(*data, 1)[0]), 50000);
-    data->seek(99990);
-    EXPECT_EQ(readFrames(*data, 100).size(), 10U);
-    data->seek(100000);
-    EXPECT_EQ(ringCount(*data), 0U);
-    EXPECT_THROW(data->seek(-1), NSException);
-    EXPECT_THROW(data->seek(100001), NSException);
-    data->seek(7);
-    EXPECT_EQ(indexIn(readFrames(*data, 1)[0]), 7) << "a refused seek does no harm";
-}
-
-TEST(FiledAudioData, OperationsThatNobodyImplementsThrowTheGenericName)
-{
-    auto data = open(indexed(10));
-    uint32_t frames = 1;
-    const auto thrown = [](auto operation) {
-        try {
-            operation();
-        } catch (const char *name) {
-            return name;
-        }
-        return "nothing";
-    };
-    EXPECT_EQ(thrown([&] { data->writeFromBuffer(nullptr, &frames); }), NSGenericException);
-    EXPECT_EQ(thrown([&] { data->prepareForWrite(); }), NSGenericException);
-    EXPECT_EQ(thrown([&] { data->finalizeForWrite(); }), NSGenericException);
-    EXPECT_EQ(thrown([&] { (void)data->fileFormat(); }), NSGenericException);
-    const auto base = KXAData::audioDataWithContentsOfURL("nowhere");
-    EXPECT_EQ(thrown([&] { (void)base->isZeroSize(); }), NSGenericException);
-    EXPECT_EQ(thrown([&] { (void)base->bufferSize(); }), NSGenericException);
 }
 
 TEST(FiledAudioData, PrereadsReadsAndSeeksOnThreeThreadsNeverMixFrames)
 {
     constexpr int64_t kFrames = 300000;
-    auto data = open(indexed(kFrames));
+    const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make(indexed(kFrames)));
     std::atomic<bool> done{false};
     std::thread timer([&] {
         while (!done)
             data->prereadFrames(44100);
     });
-    kx::SerialQueue positions("positions");
+    SerialQueue positions("positions");
     std::thread seeker([&] {
         std::mt19937 random(5);
         for (int i = 0; i < 300; ++i)
             positions.sync([&] { data->seek(static_cast<int64_t>(random() % (kFrames - 600))); });
         done = true;
     });
-    std::vector<Frame> out(512);
     while (!done) {
-        uint32_t frames = 512;
-        positions.sync([&] { data->readToBuffer(out.data(), &frames); });
-        for (uint32_t i = 1; i < frames; ++i)
-            if (indexIn(out[i]) != indexIn(out[i - 1]) + 1) {
-                ADD_FAILURE() << "frame " << indexIn(out[i]) << " after " << indexIn(out[i - 1]);
-                done = true;
-                break;
-            }
+        const auto numbers = positions.sync([&] { return readIndices(*data, 512); });
+        if (!numbers.empty() && !HasFailure())
+            expectPasses(numbers, numbers.size(), numbers[0], 0, kFrames);
     }
     timer.join();
     seeker.join();
 }
 
+TEST(DataSource, PrerendersAroundTheRange)
+{
+    const auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(make(indexed(441000)));
+    const auto param = source->param();
+    const auto walk = [&](int64_t start, int64_t end, int64_t position, bool loop) {
+        param->setStartOffset(start);
+        param->setEndOffset(end);
+        param->setLoop(loop);
+        source->seek(position / 4);
+        source->prerenderToBuffer(nullptr, 512);
+        return param->byteOffset();
+    };
+    EXPECT_EQ(walk(0, 40000, 39000, true), 39000) << "no format, nothing asked for";
+    param->setInputDesc(GetStandardDescription());
+    EXPECT_EQ(walk(0, 0, 0, true), 0) << "an empty range";
+    EXPECT_EQ(walk(0, 40000, 39000, true), 1048);
+    EXPECT_EQ(walk(0, 40000, 39000, false), 41048) << "without loop the range's end is passed";
+    EXPECT_EQ(walk(0, 40000, 50000, true), 2048) << "outside the range: from its start";
+    EXPECT_EQ(walk(4000, 4400, 4000, true), 4048) << "a range of 100 frames: 5 passes and 12 frames";
+    EXPECT_EQ(readIndices(*source->audioData(), 1)[0], 1012);
+}
+
 } // namespace
+} // namespace kx::test

@@ -1,95 +1,53 @@
 // The chain of units, the output device and its changes.
 #include "KXFW/Audio/KXAHardwareManager.h"
+#include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
 
-using namespace kx::test;
-
+namespace kx::test
+{
 namespace
 {
 
-AudioUnit makeConverter()
+/// The effect, not set to anything, is the effect chain in its full length with nothing changed.
+TEST_F(PlayerTest, PlaysBitForBitThroughEitherChainAndAcrossRebuilds)
 {
-    const AudioComponentDescription description{kAudioUnitType_FormatConverter, 0, 0, 0, 0};
-    AudioUnit unit = nullptr;
-    EXPECT_EQ(AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &description), &unit), noErr);
-    return unit;
-}
-
-/// A player whose effect is a plain converter: the effect chain in its full length, with nothing changed.
-class PlayerChainTest : public PlayerTest
-{
-protected:
-    ~PlayerChainTest() override
-    {
-        player->setEffect(nullptr);
-        AudioComponentInstanceDispose(effect);
-    }
-
-    AudioUnit effect = makeConverter();
-};
-
-TEST_F(PlayerChainTest, BuildsTheChainOfTheMode)
-{
-    player->setEffectMode(2);
-    EXPECT_EQ(player->playerParam()->mode(), 2U);
-    EXPECT_EQ(player->playerParam()->postUnit(), player->preConverterUnit()) << "an unknown mode builds nothing";
+    load(indexed(400000));
     player->setEffectMode(KXAEffectModeAU);
-    EXPECT_EQ(player->playerParam()->mode(), KXAEffectModeAU);
     EXPECT_EQ(player->playerParam()->postUnit(), player->preConverterUnit()) << "no effect unit yet";
-    player->setEffectMode(KXAEffectModeNone);
-    player->setEffect(effect);
-    EXPECT_EQ(player->playerParam()->mode(), KXAEffectModeNone);
-    EXPECT_NE(player->postConverterUnit(), nullptr);
+    const AVAudioUnitTimePitch effect;
+    player->setEffect(effect.audioUnit());
     EXPECT_EQ(player->playerParam()->postUnit(), player->postConverterUnit());
-    const AudioUnit replaced = player->preConverterUnit();
-    player->setEffectMode(KXAEffectModeAU);
-    EXPECT_EQ(AudioUnitInitialize(replaced), kAudioComponentErr_InstanceInvalidated) << "replaced units are ended";
-    AudioUnit none = nullptr;
-    player->prv_cleanAudioUnitIfNeeded(&none);
-}
-
-TEST_F(PlayerChainTest, PlaysBitForBitThroughEitherChainAndAcrossRebuilds)
-{
-    load(400000);
-    player->setEffect(effect);
-    player->setEffectMode(KXAEffectModeAU);
     player->play();
-    advance(3000);
     for (const uint64_t mode : {0U, 1U, 7U, 0U}) {
+        advance(3000);
+        const AudioUnit replaced = player->preConverterUnit();
         player->setEffectMode(mode);
+        EXPECT_EQ(AudioUnitInitialize(replaced), mode == 7 ? noErr : kAudioComponentErr_InstanceInvalidated)
+            << "what is replaced is ended, and an unknown mode " << mode << " builds nothing";
         EXPECT_TRUE(player->isPlaying());
         const int64_t from = player->frameOffset();
         heard();
-        advance(2000);
-        expectPasses(heard(), 2000, from, 0, 400000);
+        expectPasses(advance(2000), 2000, from, 0, 400000);
     }
     player->setEffect(nullptr);
     const int64_t from = player->frameOffset();
     heard();
-    advance(1000);
-    expectPasses(heard(), 1000, from, 0, 400000);
+    expectPasses(advance(1000), 1000, from, 0, 400000);
 }
 
-TEST_F(PlayerTest, WritesTheDevicesBufferSizeAtEveryOutputSetup)
-{
-    const AudioObjectPropertyAddress address{kAudioDevicePropertyBufferSize, kAudioDevicePropertyScopeOutput, 0};
-    uint32_t bytes = 8192;
-    AudioObjectSetPropertyData(player->outputDeviceID(), &address, 0, nullptr, sizeof bytes, &bytes);
-    player->setOutputDeviceID(player->outputDeviceID());
-    uint32_t size = sizeof bytes;
-    AudioObjectGetPropertyData(player->outputDeviceID(), &address, 0, nullptr, &size, &bytes);
-    EXPECT_EQ(bytes, 4096U);
-}
-
+/// A looping player on the first of three devices.
 class PlayerDeviceTest : public PlayerTest
 {
 protected:
     PlayerDeviceTest()
     {
-        system.setDevices({{"one"}, {"two"}, {"three", 48000}});
-        system.setDefaultOutput("one");
+        hardware->setDevices({{"one"}, {"two"}, {"three", 48000}});
+        hardware->setDefaultOutput("one");
         EXPECT_TRUE(isOn("one"));
+        load(indexed(400000));
+        player->play();
+        advance(1000);
     }
 
     ::testing::AssertionResult isOn(const std::string &name)
@@ -99,13 +57,15 @@ protected:
             return player->outputDeviceID() == device && (device == 0) == name.empty();
         });
     }
-
-    kx::VirtualHardware &system = kx::VirtualHardware::instance();
+    ::testing::AssertionResult playsOn(const std::string &name)
+    {
+        const auto is = isOn(name);
+        return is ? eventually([&] { return player->isPlaying(); }) : is;
+    }
 };
 
 TEST_F(PlayerDeviceTest, FollowsTheDefaultDeviceFromTheSameByteOffset)
 {
-    load(400000);
     // A block may still run when the test is over: what it uses is shared with it.
     const auto rebuilt = std::make_shared<Handshake>();
     player->setOutputRebuiltBlock([rebuilt, weak = std::weak_ptr(player)] {
@@ -113,42 +73,43 @@ TEST_F(PlayerDeviceTest, FollowsTheDefaultDeviceFromTheSameByteOffset)
             alive->setVolume(0.5F);
         rebuilt->announce();
     });
-    player->play();
-    advance(1000);
-    system.setDefaultOutput("two");
+    const int64_t before = player->frameOffset();
+    hardware->setDefaultOutput("two");
     ASSERT_TRUE(rebuilt->await());
-    ASSERT_TRUE(isOn("two"));
-    ASSERT_TRUE(eventually([&] { return player->isPlaying(); }));
+    ASSERT_TRUE(playsOn("two"));
     EXPECT_EQ(player->volume(), 0.5F);
-    heard();
-    const int64_t position = player->frameOffset();
+    EXPECT_GE(player->frameOffset(), before);
     advance(2000);
-    EXPECT_GT(player->frameOffset(), position);
-    EXPECT_EQ(player->_handleHardwarePropertyChange(kAudioHardwarePropertyDevices), noErr);
-    EXPECT_TRUE(isOn("two")) << "other properties change nothing";
+    EXPECT_GT(player->frameOffset(), before + 1000);
     player->stop();
-    system.setDefaultOutput("one");
+    hardware->setDefaultOutput("one");
     ASSERT_TRUE(isOn("one"));
     EXPECT_FALSE(player->isPlaying()) << "stopped stays stopped";
+
+    const AudioObjectPropertyAddress address{kAudioDevicePropertyBufferSize, kAudioDevicePropertyScopeOutput, 0};
+    uint32_t bytes = 8192;
+    uint32_t size = sizeof bytes;
+    AudioObjectSetPropertyData(player->outputDeviceID(), &address, 0, nullptr, size, &bytes);
+    player->setOutputRebuiltBlock([this] { player.reset(); });
+    EXPECT_TRUE(player->setOutputDeviceID(player->outputDeviceID()));
+    AudioObjectGetPropertyData(KXAHardwareManager::deviceIDNamed("one"), &address, 0, nullptr, &size, &bytes);
+    EXPECT_EQ(bytes, 4096U) << "written at every output set-up";
+    EXPECT_EQ(player, nullptr) << "the block may let go of the player";
 }
 
 TEST_F(PlayerDeviceTest, StaysOnAChosenDeviceAndLeavesItWhenItGoes)
 {
-    load(400000);
     player->setFollowsDefaultOutput(false);
-    player->play();
     EXPECT_TRUE(player->setOutputDeviceID(KXAHardwareManager::deviceIDNamed("three")));
     EXPECT_FALSE(player->isPlaying());
     player->play();
-    system.setDefaultOutput("two");
+    hardware->setDefaultOutput("two");
     advance(3000);
     EXPECT_TRUE(isOn("three"));
-    system.setDevices({{"one"}, {"two"}});
-    ASSERT_TRUE(isOn("two"));
-    ASSERT_TRUE(eventually([&] { return player->isPlaying(); }));
+    hardware->setDevices({{"one"}, {"two"}});
+    ASSERT_TRUE(playsOn("two"));
     heard();
-    advance(1000);
-    EXPECT_GE(heard().size(), 1000U);
+    EXPECT_GE(advance(1000).size(), 1000U);
     EXPECT_THROW(player->setOutputDeviceID(4711), NSException);
     EXPECT_TRUE(player->setOutputDeviceID(0));
     EXPECT_TRUE(isOn("two"));
@@ -156,23 +117,17 @@ TEST_F(PlayerDeviceTest, StaysOnAChosenDeviceAndLeavesItWhenItGoes)
 
 TEST_F(PlayerDeviceTest, WaitsInSilenceWithoutAnyDevice)
 {
-    load(400000);
-    player->play();
-    advance(1000);
-    system.setDevices({});
-    ASSERT_TRUE(isOn(""));
-    ASSERT_TRUE(eventually([&] { return player->isPlaying(); }));
+    hardware->setDevices({});
+    ASSERT_TRUE(playsOn(""));
     const int64_t position = player->byteOffset();
     player->stop();
     player->play();
     EXPECT_TRUE(player->isPlaying());
     EXPECT_EQ(player->byteOffset(), position) << "nothing is pulled";
-    system.setDevices({{"late"}});
-    ASSERT_TRUE(isOn("late"));
-    ASSERT_TRUE(eventually([&] { return player->isPlaying(); }));
+    hardware->setDevices({{"late"}});
+    ASSERT_TRUE(playsOn("late"));
     heard();
-    advance(2000);
-    const auto frames = heard();
+    const auto frames = advance(2000);
     ASSERT_FALSE(frames.empty());
     EXPECT_GE(frames[0], position / 4);
     EXPECT_LE(frames[0], position / 4 + 1024) << "it goes on where it was, but for a slice that a rebuild cuts";
@@ -181,25 +136,23 @@ TEST_F(PlayerDeviceTest, WaitsInSilenceWithoutAnyDevice)
 
 TEST_F(PlayerDeviceTest, EndsOnTheLastOfManyDefaultsAndPlaysOn)
 {
-    load(400000);
-    player->play();
     std::atomic<bool> done{false};
     std::thread clock([&] {
         while (!done)
-            system.advance(256);
+            hardware->advance(256);
     });
     for (int i = 0; i < 100; ++i)
-        system.setDefaultOutput(i % 2 == 0 ? "two" : "one");
-    EXPECT_TRUE(isOn("one"));
-    EXPECT_TRUE(eventually([&] { return player->isPlaying() && system.openStreams() == 1; }))
-        << "playing " << player->isPlaying() << ", streams " << system.openStreams();
+        hardware->setDefaultOutput(i % 2 == 0 ? "two" : "one");
+    EXPECT_TRUE(playsOn("one"));
+    EXPECT_TRUE(eventually([&] { return hardware->openStreams() == 1; }));
     done = true;
     clock.join();
     const auto frames = heard();
     for (std::size_t i = 1; i < frames.size(); ++i)
         ASSERT_TRUE(frames[i] >= frames[i - 1] || frames[i] < 4096) << "frames come in order, pass after pass";
     player.reset();
-    EXPECT_TRUE(eventually([&] { return system.openStreams() == 0; }));
+    EXPECT_TRUE(eventually([&] { return hardware->openStreams() == 0; }));
 }
 
 } // namespace
+} // namespace kx::test

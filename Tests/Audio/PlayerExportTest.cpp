@@ -1,101 +1,61 @@
-#include "KXFW/Audio/KXAudioUtil.h"
-#include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
 
-using namespace kx::test;
-
+namespace kx::test
+{
 namespace
 {
-
-struct Outcome {
-    bool completed = false;
-    std::string failure;
-    std::vector<double> progress;
-};
 
 class PlayerExportTest : public PlayerTest
 {
 protected:
-    PlayerExportTest() { load(60000); }
-
-    /// Exports the range and waits for the end; `stopAt` cancels before that slice.
-    Outcome exportTo(const std::filesystem::path &url, std::size_t stopAt = SIZE_MAX)
-    {
-        Outcome outcome;
-        Handshake ended;
-        player->prepareForExport();
-        player->exportAsyncWithURL(
-            url,
-            [&](double percent) {
-                outcome.progress.push_back(percent);
-                return outcome.progress.size() > stopAt;
-            },
-            [&] {
-                outcome.completed = true;
-                ended.announce();
-            },
-            [&](const NSException &exception) {
-                outcome.failure = exception.what();
-                ended.announce();
-            });
-        EXPECT_TRUE(ended.await());
-        return outcome;
-    }
-
-    static std::vector<int64_t> framesIn(const std::filesystem::path &url)
-    {
-        const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(url);
-        std::vector<int64_t> frames;
-        if (data)
-            for (const Frame frame : readAll(*data))
-                frames.push_back(indexIn(frame));
-        return frames;
-    }
+    PlayerExportTest() { load(indexed(60000)); }
 
     std::filesystem::path destination = temporaryPath("out.aiff");
 };
 
 TEST_F(PlayerExportTest, WritesTheRangeInWholeSlices)
 {
-    player->setOffsetFramesPlay(0, 1000, 45100);
-    const Outcome outcome = exportTo(destination);
-    EXPECT_TRUE(outcome.completed);
-    ASSERT_EQ(outcome.progress.size(), 87U);
-    EXPECT_EQ(outcome.progress[0], 0.0);
-    EXPECT_DOUBLE_EQ(outcome.progress[1], 512 * 100.0 / 44100);
-    EXPECT_LT(outcome.progress.back(), 100.0);
-    EXPECT_TRUE(player->loop()) << "as it was";
-    const auto frames = framesIn(destination);
-    ASSERT_EQ(frames.size(), 87U * 512U);
-    expectPasses(frames, frames.size(), 1000, 0, 60000);
-    player->setLoop(false);
-    EXPECT_TRUE(exportTo(destination).completed) << "replaces the file";
-    EXPECT_FALSE(player->loop());
-}
-
-TEST_F(PlayerExportTest, PadsTheLastSliceAtTheEndOfTheData)
-{
-    player->setOffsetFramesPlay(0, 59000, 60000);
-    EXPECT_TRUE(exportTo(destination).completed);
-    const auto frames = framesIn(destination);
-    ASSERT_EQ(frames.size(), 1024U);
-    expectPasses(frames, 1000, 59000, 0, 60000);
-    for (std::size_t i = 1000; i < 1024; ++i)
-        EXPECT_EQ(frames[i], 0);
-    player->setOffsetFramesPlay(0, 59000, 90000);
-    kx::test::CapturedLog log;
-    EXPECT_TRUE(exportTo(destination).completed) << "an end beyond the data";
-    EXPECT_EQ(log.messages(), std::vector<std::string>{"no frames read"});
-    EXPECT_EQ(framesIn(destination).size(), 1024U);
+    struct Row {
+        int64_t start;
+        int64_t end;
+        std::size_t slices;
+        std::vector<std::string> log;
+    };
+    for (const Row &row : std::vector<Row>{{1000, 45100, 87, {}},
+                                           {59000, 60000, 2, {}},
+                                           {59000, 90000, 2, {"no frames read"}}, // an end beyond the data
+                                           {500, 500, 0, {}}}) {
+        SCOPED_TRACE(testing::Message() << row.start << " to " << row.end);
+        const bool loop = row.slices > 2;
+        player->setLoop(loop);
+        player->setOffsetFramesPlay(0, row.start, row.end);
+        player->prepareForExport();
+        CapturedLog log;
+        const Outcome outcome = exportRange(player, destination);
+        EXPECT_EQ(log.messages(), row.log);
+        EXPECT_TRUE(outcome.completed);
+        EXPECT_EQ(player->loop(), loop) << "as it was";
+        ASSERT_EQ(outcome.progress.size(), row.slices + row.log.size());
+        for (std::size_t i = 0; i < row.slices; ++i)
+            EXPECT_DOUBLE_EQ(outcome.progress[i],
+                             static_cast<double>(i * 512 * 100) / static_cast<double>(row.end - row.start));
+        auto frames = indicesOf(destination);
+        ASSERT_EQ(frames.size(), row.slices * 512);
+        const auto behind = std::min(frames.end(), frames.begin() + (60000 - row.start));
+        EXPECT_EQ(std::count(behind, frames.end(), 0), frames.end() - behind) << "silence behind the data";
+        frames.erase(behind, frames.end());
+        expectPasses(frames, frames.size(), row.start, 0, 60000);
+    }
 }
 
 TEST_F(PlayerExportTest, ACancelledExportIsAValidShorterFile)
 {
-    for (const std::size_t slices : {0U, 1U, 10U, 117U}) {
-        const Outcome outcome = exportTo(destination, slices);
-        EXPECT_TRUE(outcome.completed);
-        const auto frames = framesIn(destination);
+    for (const std::size_t slices : {0U, 1U, 117U}) {
+        player->prepareForExport();
+        std::size_t asked = 0;
+        EXPECT_TRUE(exportRange(player, destination, [&] { return asked++ == slices; }).completed);
+        const auto frames = indicesOf(destination);
         ASSERT_EQ(frames.size(), slices * 512);
         expectPasses(frames, frames.size(), 0, 0, 60000);
         EXPECT_TRUE(player->loop());
@@ -104,128 +64,71 @@ TEST_F(PlayerExportTest, ACancelledExportIsAValidShorterFile)
 
 TEST_F(PlayerExportTest, AFailedExportLeavesThingsAsTheyWere)
 {
-    const auto old = fileOf("old.aiff", {1, 2, 3});
-    kx::test::CapturedLog quiet;
-    EXPECT_NE(exportTo(temporaryFolder() / "no such folder" / "x.aiff").failure, "");
-    EXPECT_NE(exportTo(temporaryFolder()).failure, "") << "a folder";
-    EXPECT_TRUE(player->loop());
-
-    Handshake failed;
+    const auto folder = temporaryPath("folder");
+    std::filesystem::create_directory(folder);
+    const auto old = folder / "old.aiff";
+    writeBytes(old, {1, 2, 3});
+    CapturedLog quiet;
+    EXPECT_NE(exportRange(player, folder / "no such folder" / "x.aiff").failure, "");
+    EXPECT_NE(exportRange(player, folder).failure, "") << "a folder";
     player->prepareForExport();
-    player->exportAsyncWithURL(
-        old, [](double) -> bool { throw std::runtime_error("no more"); }, [] { FAIL() << "completed"; },
-        [&](const NSException &exception) {
-            EXPECT_EQ(exception.reason(), "no more");
-            failed.announce();
-        });
-    ASSERT_TRUE(failed.await());
+    EXPECT_EQ(exportRange(player, old, []() -> bool { throw std::runtime_error("no more"); }).failure, "no more");
     EXPECT_EQ(readBytes(old), (std::vector<uint8_t>{1, 2, 3})) << "byte for byte";
-    for (const auto &entry : std::filesystem::directory_iterator(temporaryFolder()))
-        EXPECT_EQ(entry.path().filename().string().find(".kx-"), std::string::npos) << entry.path();
-    EXPECT_TRUE(exportTo(old).completed) << "usable again";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1) << "and nothing beside it";
+    EXPECT_TRUE(player->loop());
+    EXPECT_TRUE(exportRange(player, old).completed) << "usable again";
+    EXPECT_EQ(exportRange(KXAFilePlayer::player(), destination).failure, "no file is loaded");
 }
 
-TEST_F(PlayerExportTest, RefusesOtherUsesMeanwhile)
+TEST_F(PlayerExportTest, RefusesOtherUsesMeanwhileAndThenMovesToTheDeviceThatWasChosen)
 {
-    std::string refusal;
-    Handshake ended;
-    const auto effect = player->effectUnit();
-    kx::test::CapturedLog quiet;
-    player->setOffsetFramesPlay(0, 0, 60000);
+    const AudioUnit output = player->outputUnit();
+    std::vector<std::string> refusals;
+    CapturedLog quiet;
     player->prepareForExport();
-    player->exportAsyncWithURL(
-        destination,
-        [&](double) {
-            player->play();
-            player->setPositionInFrame(30000);
-            player->setLoop(true);
-            player->setEffect(nullptr);
-            player->setEffectMode(KXAEffectModeAU);
-            player->setOffsetFramesPlay(1, 2, 3);
-            EXPECT_FALSE(player->loadFileAtURL(make(indexed(100))));
-            player->prepareForExport();
-            player->exportAsyncWithURL(
-                "second.aiff", {}, [] { FAIL(); }, [&](const NSException &exception) { refusal = exception.reason(); });
-            return false;
-        },
-        [&] { ended.announce(); });
-    ASSERT_TRUE(ended.await());
-    EXPECT_EQ(refusal, "an export is running");
+    EXPECT_TRUE(exportRange(player, destination, [&] {
+                    if (refusals.empty())
+                        player->setOutputDeviceID(0);
+                    player->play();
+                    player->setPositionInFrame(30000);
+                    player->setLoop(true);
+                    player->setEffect(nullptr);
+                    player->setEffectMode(KXAEffectModeAU);
+                    player->setOffsetFramesPlay(1, 2, 3);
+                    EXPECT_FALSE(player->loadFileAtURL(make(indexed(100))));
+                    player->prepareForExport();
+                    player->exportAsyncWithURL(
+                        "second.aiff", {}, [] { FAIL(); },
+                        [&](const NSException &exception) { refusals.push_back(exception.reason()); });
+                    EXPECT_EQ(player->outputUnit(), output) << "the device waits";
+                    return false;
+                }).completed);
+    EXPECT_EQ(refusals, std::vector<std::string>(118, "an export is running"));
     EXPECT_FALSE(player->isPlaying());
-    EXPECT_EQ(player->effectUnit(), effect);
     EXPECT_EQ(player->playerParam()->mode(), KXAEffectModeNone);
-    const auto frames = framesIn(destination);
+    EXPECT_EQ(player->endOffsetInFrame(), 60000);
+    EXPECT_NE(player->outputUnit(), output);
+    const auto frames = indicesOf(destination);
     ASSERT_EQ(frames.size(), 118U * 512U);
     expectPasses(frames, 60000, 0, 0, 60000);
-    EXPECT_FALSE(std::filesystem::exists("second.aiff"));
 }
 
-TEST_F(PlayerExportTest, WritesOntoTheLoadedFileAndWhatIsPlayed)
+TEST_F(PlayerExportTest, WritesWhatIsPlayedOntoTheLoadedFileAndKeepsItsPlayerToTheEnd)
 {
-    const auto file = temporaryPath("both.wav");
-    std::filesystem::copy_file(make(indexed(5000)), file);
-    ASSERT_TRUE(player->loadFileAtURL(file));
+    std::filesystem::copy_file(make(indexed(5000)), destination);
+    ASSERT_TRUE(player->loadFileAtURL(destination));
     player->play();
-    advance(5000);
-    const auto played = heard();
-    EXPECT_TRUE(exportTo(file).completed) << "playing is stopped by the preparation";
-    const auto exported = framesIn(file);
-    ASSERT_EQ(exported.size(), 5120U);
-    EXPECT_TRUE(std::equal(exported.begin(), exported.begin() + 5000, played.begin()));
-    std::filesystem::remove(file);
-}
-
-TEST_F(PlayerExportTest, WithoutAFileOrARangeThereIsNothingToWrite)
-{
-    player->setOffsetFramesPlay(0, 500, 500);
-    EXPECT_TRUE(exportTo(destination).completed);
-    EXPECT_EQ(framesIn(destination).size(), 0U) << "a valid empty file";
-    const auto empty = KXAFilePlayer::player();
-    std::string reason;
-    empty->exportAsyncWithURL(destination, {}, {}, [&](const NSException &exception) { reason = exception.reason(); });
-    EXPECT_EQ(reason, "no file is loaded");
-}
-
-TEST_F(PlayerExportTest, DeviceChangesWaitForTheEnd)
-{
-    auto &system = kx::VirtualHardware::instance();
-    system.setDevices({{"Virtual Output"}, {"other"}});
-    const AudioUnit before = player->outputUnit();
-    const auto changed = std::make_shared<Handshake>();
-    player->setOutputRebuiltBlock([changed] { changed->announce(); });
-    AudioUnit during = nullptr;
-    Outcome outcome;
-    Handshake ended;
+    advance(3000);
     player->prepareForExport();
-    player->exportAsyncWithURL(
-        destination,
-        [&](double percent) {
-            if (percent == 0.0)
-                player->setOutputDeviceID(0);
-            during = player->outputUnit();
-            return false;
-        },
-        [&] { ended.announce(); });
-    ASSERT_TRUE(ended.await());
-    EXPECT_EQ(during, before);
-    EXPECT_TRUE(changed->await());
-    EXPECT_NE(player->outputUnit(), before);
-}
-
-TEST_F(PlayerExportTest, AnExportKeepsItsPlayerToTheEnd)
-{
-    Handshake ended;
-    player->prepareForExport();
-    player->exportAsyncWithURL(
-        destination,
-        [&](double) {
-            player.reset();
-            return false;
-        },
-        [&] { ended.announce(); });
-    ASSERT_TRUE(ended.await());
-    EXPECT_EQ(framesIn(destination).size(), 118U * 512U);
-    player = KXAFilePlayer::player();
+    EXPECT_FALSE(player->isPlaying());
+    EXPECT_TRUE(exportRange(player, destination, [&] {
+                    player.reset();
+                    return false;
+                }).completed);
+    const auto frames = indicesOf(destination);
+    ASSERT_EQ(frames.size(), 5120U);
+    expectPasses(frames, 5000, 0, 0, 5000);
 }
 
 } // namespace
+} // namespace kx::test

@@ -2,34 +2,44 @@
 
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "Tests/Audio/AudioDataFixtures.h"
-#include "Tests/Support/Handshake.h"
+#include "Tests/Support/Eventually.h"
 #include "Tests/Support/ScopedVirtualHardware.h"
 
 #include <mutex>
-#include <thread>
 
 namespace kx::test
 {
 
-/// Bounds a loop that waits for other threads.
-class Deadline
-{
-public:
-    [[nodiscard]] bool passed() const { return std::chrono::steady_clock::now() > end_; }
-
-private:
-    std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now() + kHangDeadline;
+/// What an export told.
+struct Outcome {
+    bool completed = false;
+    std::string failure; ///< the reason
+    std::vector<double> progress;
 };
 
-/// Waits until `reached` is true, which other threads bring about.
-template <class Condition>::testing::AssertionResult eventually(Condition reached)
+/// Exports the range and waits for the end; `beforeSlice` may cancel.
+inline Outcome exportRange(
+    const std::shared_ptr<KXAFilePlayer> &player, const std::filesystem::path &url,
+    const std::function<bool()> &beforeSlice = [] { return false; })
 {
-    for (const Deadline deadline; !reached();) {
-        if (deadline.passed())
-            return ::testing::AssertionFailure() << "never came";
-        std::this_thread::yield();
-    }
-    return ::testing::AssertionSuccess();
+    Outcome outcome;
+    Handshake ended;
+    player->exportAsyncWithURL(
+        url,
+        [&](double percent) {
+            outcome.progress.push_back(percent);
+            return beforeSlice();
+        },
+        [&] {
+            outcome.completed = true;
+            ended.announce();
+        },
+        [&](const NSException &exception) {
+            outcome.failure = exception.reason();
+            ended.announce();
+        });
+    EXPECT_TRUE(ended.await());
+    return outcome;
 }
 
 /// A player on a virtual 16-bit device whose clock the test turns, and what the device got.
@@ -70,26 +80,27 @@ protected:
         return KXAFilePlayer::player();
     }
 
-    static MediaSpec indexed(int64_t frames) { return {.frames = frames, .signal = Signal::Index}; }
+    void load(const MediaSpec &spec) { ASSERT_TRUE(player->loadFileAtURL(make(spec))); }
 
-    void load(int64_t frames) { ASSERT_TRUE(player->loadFileAtURL(make(indexed(frames)))); }
-
-    /// Turns the device's clock by `frames` frames of a running player.
-    void advance(uint32_t frames)
+    /// Turns the device's clock by `frames` frames of a running player, and gives what the device got.
+    std::vector<int64_t> advance(uint32_t frames)
     {
         uint64_t taken = 0;
         for (const Deadline deadline; taken < frames && player->isPlaying() && !deadline.passed();)
             taken += VirtualHardware::instance().advance(static_cast<uint32_t>(frames - taken));
+        return heard();
     }
 
-    /// Turns the clock until the player has stopped itself and the device has played out.
-    void playOut()
+    /// Plays until the player has stopped itself and the device has played out.
+    std::vector<int64_t> playOut()
     {
+        player->play();
         for (const Deadline deadline; player->isPlaying() && !deadline.passed();)
             VirtualHardware::instance().advance(512);
         for (const Deadline deadline; VirtualHardware::instance().openStreams() > 0 && !deadline.passed();)
             VirtualHardware::instance().advance(512);
         EXPECT_FALSE(player->isPlaying());
+        return heard();
     }
 
     /// The frame numbers that the device got since the last call.
@@ -97,19 +108,6 @@ protected:
     {
         const std::lock_guard guard(lock_);
         return std::exchange(heard_, {});
-    }
-
-    /// The first `count` numbers heard are those of passes of [start, end) from `from` on.
-    static void expectPasses(const std::vector<int64_t> &heard, std::size_t count, int64_t from, int64_t start,
-                             int64_t end)
-    {
-        ASSERT_GE(heard.size(), count);
-        int64_t expected = from;
-        for (std::size_t i = 0; i < count; ++i) {
-            ASSERT_EQ(heard[i], expected) << "frame " << i << " of range " << start << ".." << end;
-            if (++expected == end)
-                expected = start;
-        }
     }
 
     ScopedVirtualHardware hardware{VirtualClock::Manual};
