@@ -1,6 +1,7 @@
 #include "Apps/kxplayer/KeysOfControls.h"
 
 #include <QAbstractButton>
+#include <QAbstractSlider>
 #include <QAccessible>
 #include <QApplication>
 #include <QFocusEvent>
@@ -33,10 +34,19 @@ bool KeysOfControls::uses(QWidget *control, int key) const
     case Qt::Key_Left:
     case Qt::Key_Right:
     case Qt::Key_Home:
-        return isSlider(control);
+        return qobject_cast<QAbstractSlider *>(control) || (control == tabbedTo_ && isSlider(control));
     default:
         return false;
     }
+}
+
+/// The toolkit says that it tabs, too, when it leaves a control that is disabled.
+void KeysOfControls::note(QWidget *focused, Qt::FocusReason reason)
+{
+    const bool isKey = lastKey_ == Qt::Key_Tab || lastKey_ == Qt::Key_Backtab;
+    const bool isTab = isKey && (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason);
+    const bool isBack = reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason;
+    tabbedTo_ = isTab || (isBack && focused == tabbedTo_) ? focused : nullptr;
 }
 
 bool KeysOfControls::eventFilter(QObject *watched, QEvent *event)
@@ -46,13 +56,12 @@ bool KeysOfControls::eventFilter(QObject *watched, QEvent *event)
         return false;
     if (event->type() == QEvent::MouseButtonPress)
         tabbedTo_ = nullptr;
-    if (event->type() == QEvent::FocusIn) {
-        const Qt::FocusReason reason = static_cast<QFocusEvent *>(event)->reason();
-        const bool isTab = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason;
-        const bool isBack = reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason;
-        tabbedTo_ = isTab || (isBack && control == tabbedTo_) ? control : nullptr;
-    }
-    if (event->type() != QEvent::ShortcutOverride || !uses(control, static_cast<QKeyEvent *>(event)->key()))
+    if (event->type() == QEvent::FocusIn)
+        note(control, static_cast<QFocusEvent *>(event)->reason());
+    if (event->type() != QEvent::ShortcutOverride) // comes before every press of a key
+        return false;
+    lastKey_ = static_cast<QKeyEvent *>(event)->key();
+    if (!uses(control, lastKey_))
         return false;
     event->accept();
     return true;

@@ -13,10 +13,11 @@ MediaControl::MediaControl(PlayerScreen &screen, QWidget &window, OpenFile open,
 
 void MediaControl::tellState()
 {
+    const int64_t shown = screen_.shownFrame();
     PlayerState state;
     if (screen_.isPlaying())
         state.playback = Playback::Playing;
-    else if (screen_.isLoaded() && screen_.shownFrame() > screen_.player()->startOffsetInFrame())
+    else if (shown > screen_.player()->startOffsetInFrame() && shown < screen_.numFrames())
         state.playback = Playback::Paused;
     state.loops = screen_.loops();
     state.rate = screen_.rate();

@@ -97,10 +97,15 @@ TEST_F(Window, KeysGoToTheControlThatUsesThem)
 {
     open();
     const auto press = [&](QWidget *control, Qt::Key key) {
-        window->activateWindow();
-        control->setFocus(Qt::TabFocusReason);
+        while (!control->hasFocus())
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
         QTest::keyClick(control, key);
     };
+    window->activateWindow();
+    find<QWidget>("openButton")->setFocus(Qt::ActiveWindowFocusReason);
+    for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Space, Qt::Key_Right})
+        QTest::keyClick(QApplication::focusWidget(), key);
+    EXPECT_EQ(player().frameOffset(), 44100) << "nobody has tabbed to a button or to the bar";
     auto *slider = find<QSlider>("rateSlider");
     press(slider, Qt::Key_Right);
     EXPECT_GT(slider->value(), 0);
