@@ -18,8 +18,9 @@ public:
     /// The interface file of the class; without one the file is named as the class. [any]
     [[nodiscard]] static std::optional<std::string> nibName() { return std::nullopt; }
 
-    /// A new controller of class `Class`, with that class's interface file and the bundle of its code. Nothing is
-    /// loaded yet. [main]
+    /// A new controller of class `Class`, with that class's interface file and the bundle of its code. A class that
+    /// receives the call has to be named (`viewController<Screen>()`); without a name it is the base. Nothing is loaded
+    /// yet. [main]
     template <class Class = KXNibLoadedViewController> [[nodiscard]] static std::shared_ptr<Class> viewController()
     {
         return std::make_shared<Class>(Class::nibName(), NSBundle::bundleForClass(typeid(Class)));
