@@ -26,28 +26,24 @@ constexpr std::pair<QualityOfService, const char *> kQualities[] = {
 
 TEST(GlobalQueue, TasksFromManyThreadsAllRunThoseThatWaitForOneAnotherToo)
 {
-    constexpr int kThreads = 4;
-    constexpr int kWaiting = 8;
+    constexpr int kWaiting = 32;
     constexpr int kShort = 2000;
     for (const auto &[quality, name] : kQualities) {
         GlobalQueue &queue = GlobalQueue::withQuality(quality);
         Handshake arrived;
         Handshake finished;
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t)
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 4; ++t)
             threads.emplace_back([&] {
-                for (int i = 0; i < kWaiting; ++i)
-                    queue.async([&] {
-                        arrived.announce();
-                        EXPECT_TRUE(arrived.await(kThreads * kWaiting));
+                for (int i = 0; i < kWaiting / 4 + kShort; ++i)
+                    queue.async([&, waits = i < kWaiting / 4] {
+                        if (waits)
+                            arrived.announce();
+                        EXPECT_TRUE(!waits || arrived.await(kWaiting));
                         finished.announce();
                     });
-                for (int i = 0; i < kShort; ++i)
-                    queue.async([&] { finished.announce(); });
             });
-        for (std::thread &thread : threads)
-            thread.join();
-        EXPECT_TRUE(finished.await(kThreads * (kWaiting + kShort))) << name;
+        EXPECT_TRUE(finished.await(kWaiting + 4 * kShort)) << name;
     }
 }
 
@@ -91,6 +87,8 @@ TEST_F(MainQueueTest, ATaskQueuedByATaskRunsAfterIt)
         MainQueue::async([&] { order += "inner"; });
         order += ")";
     };
+    CapturedLog log;
+    MainQueue::async([] { throw std::runtime_error("broken"); });
     MainQueue::async(task);
     MainQueue::drain();
     EXPECT_EQ(order, "()"); // the inner one waits for the next turn of the caller's loop
@@ -99,42 +97,27 @@ TEST_F(MainQueueTest, ATaskQueuedByATaskRunsAfterIt)
     MainQueue::install([](std::function<void()> run) { run(); }); // even with an executor that does not wait
     MainQueue::async(task);
     EXPECT_EQ(order, "()inner()inner");
-    MainQueue::install({});
-    CapturedLog log;
-    MainQueue::async([] { throw std::runtime_error("broken"); });
-    MainQueue::async(task);
-    MainQueue::drain();
-    EXPECT_EQ(order, "()inner()inner()");
-    MainQueue::drain();
-    EXPECT_EQ(order, "()inner()inner()inner");
     EXPECT_EQ(log.messages(), std::vector<std::string>{"kx.main: exception:broken"});
 }
 
 TEST_F(MainQueueTest, EachThreadsTasksKeepTheirOrder)
 {
-    constexpr int kThreads = 4;
     constexpr int kTasks = 500;
-    std::vector<int> last(kThreads, -1); // no lock: one task runs at a time
-    int ran = 0;
-    std::vector<std::thread> threads;
+    std::vector<int> last(4, 0); // no lock: one task runs at a time
     Handshake brought;
-    for (std::size_t t = 0; t < kThreads; ++t)
-        threads.emplace_back([&, t] {
+    std::vector<std::jthread> threads;
+    for (int &own : last)
+        threads.emplace_back([&] {
             for (int i = 0; i < kTasks; ++i) {
-                MainQueue::async([&, t, i] {
-                    EXPECT_EQ(last[t], i - 1);
-                    last[t] = i;
-                    ++ran;
-                });
+                MainQueue::async([&own, i] { EXPECT_EQ(own++, i); });
                 brought.announce();
             }
         });
     ASSERT_TRUE(brought.await(kTasks)); // some wait, others come while those are handed over
     MainQueue::install([](std::function<void()> run) { run(); });
-    for (std::thread &thread : threads)
-        thread.join();
+    threads.clear();
     MainQueue::install({});
-    EXPECT_EQ(ran, kThreads * kTasks);
+    EXPECT_EQ(last, std::vector<int>(4, kTasks));
 }
 
 TEST_F(MainQueueTest, SyncWaitsForItsTaskOrLearnsThatNobodyRunsIt)
@@ -167,16 +150,11 @@ TEST_F(MainQueueTest, SyncWaitsForItsTaskOrLearnsThatNobodyRunsIt)
         taken.announce();
         EXPECT_TRUE(taken.await(2));
     });
-    std::thread first([] { MainQueue::async([] {}); });
+    std::jthread first([] { MainQueue::async([] {}); });
     EXPECT_TRUE(taken.await(1));
-    std::string second;
-    std::thread waiting([&] { second = MainQueue::sync([&] { ++runs; }) ? "ran" : "not run"; });
-    std::thread removing([] { MainQueue::install({}); });
-    taken.announce();
-    first.join();
-    removing.join();
-    waiting.join();
-    EXPECT_EQ(second, "not run");
+    std::jthread removing([] { MainQueue::install({}); });
+    std::jthread releasing([&] { taken.announce(); });
+    EXPECT_EQ(outcome([&] { ++runs; }), "not run");
     EXPECT_EQ(runs, 2);
 }
 

@@ -16,29 +16,25 @@ using kx::test::Handshake;
 
 TEST(SerialQueue, OneTaskAtATimeAndEachThreadsTasksInOrder)
 {
-    constexpr int kThreads = 4;
     constexpr int kRounds = 2000;
-    std::vector<int> last(kThreads, 0); // guarded by the queue alone
+    std::vector<int> last(4, 0); // guarded by the queue alone
     int count = 0;
     {
         SerialQueue queue("kx.test");
-        std::vector<std::thread> threads;
-        for (std::size_t t = 0; t < kThreads; ++t)
-            threads.emplace_back([&, t] {
+        std::vector<std::jthread> threads;
+        for (int &own : last)
+            threads.emplace_back([&] {
                 for (int i = 0; i < kRounds; ++i) {
-                    queue.async([&, t, i] { EXPECT_EQ(last[t]++, i); });
-                    EXPECT_EQ(queue.sync([&, id = std::this_thread::get_id()] {
+                    queue.async([&own, i] { EXPECT_EQ(own++, i); });
+                    queue.sync([&, id = std::this_thread::get_id()] {
                         ++count;
-                        return std::this_thread::get_id() == id;
-                    }),
-                              true);
+                        EXPECT_EQ(std::this_thread::get_id(), id);
+                    });
                 }
             });
-        for (std::thread &thread : threads)
-            thread.join();
     } // the destructor waits for what is queued
-    EXPECT_EQ(last, std::vector<int>(kThreads, kRounds));
-    EXPECT_EQ(count, kThreads * kRounds);
+    EXPECT_EQ(last, std::vector<int>(4, kRounds));
+    EXPECT_EQ(count, 4 * kRounds);
 }
 
 TEST(SerialQueue, ExceptionsReachTheCallerOrTheLogAndFreeTheQueue)
@@ -83,43 +79,34 @@ TEST(SerialQueue, EnteringItFromInsideIsReported)
     EXPECT_EQ(queue.sync([] { return 1; }), 1);
 }
 
-TEST(SerialQueue, ItsOwnAsyncTaskMayHoldTheLastReference)
-{
-    for (int round = 0; round < 200; ++round) {
-        auto queue = std::make_shared<SerialQueue>("kx.test");
-        Handshake released;
-        Handshake done;
-        queue->async([&released, &done, own = queue]() mutable {
-            EXPECT_TRUE(released.await());
-            own.reset(); // destroys the queue inside its own task
-            done.announce();
-        });
-        queue->async([&done] { done.announce(); }); // still runs
-        queue.reset();
-        released.announce();
-        ASSERT_TRUE(done.await(2));
-    }
-}
-
-TEST(SerialQueue, ACapturedLastReferenceMayEnterTheQueueOnItsWayOut)
+TEST(SerialQueue, ItsOwnAsyncTaskMayHoldTheLastReferenceAndEnterTheQueueOnItsWayOut)
 {
     struct Owner {
-        explicit Owner(Handshake &handshake) : gone(handshake) {}
+        explicit Owner(Handshake &handshake) : done(handshake) {}
         ~Owner()
         {
             queue.sync([] {});
-            gone.announce();
+            done.announce();
         }
-        Handshake &gone;
+        Handshake &done;
         SerialQueue queue{"kx.test"};
     };
-    Handshake gone;
-    Handshake released;
-    auto owner = std::make_shared<Owner>(gone);
-    owner->queue.async([&released, owner] { EXPECT_TRUE(released.await()); });
-    owner.reset();
-    released.announce();
-    EXPECT_TRUE(gone.await());
+    for (int round = 0; round < 200; ++round) {
+        Handshake released;
+        Handshake done;
+        auto queue = std::make_shared<SerialQueue>("kx.test");
+        queue->async([&, own = queue]() mutable {
+            EXPECT_TRUE(released.await());
+            own.reset(); // destroys the queue inside its own task
+        });
+        queue->async([&] { done.announce(); }); // still runs
+        queue.reset();
+        auto owner = std::make_shared<Owner>(done);
+        owner->queue.async([&released, owner] { EXPECT_TRUE(released.await()); });
+        owner.reset();
+        released.announce();
+        ASSERT_TRUE(done.await(2));
+    }
 }
 
 TEST(SerialQueue, ASyncTaskMayDestroyTheQueue)

@@ -76,23 +76,19 @@ TEST(TimerSource, WaitsForItsScheduleAndForResumeAndOvertakesDistantOnes)
 
 TEST(TimerSource, RunsNeverOverlapAndMissedTicksAreDropped)
 {
-    std::atomic<int> inside = 0;
-    std::atomic<int> runs = 0;
     Handshake entered;
     Handshake release;
     std::vector<Clock::time_point> times;
     TimerSource timer([&] {
-        EXPECT_EQ(inside.fetch_add(1), 0);
         times.push_back(Clock::now());
-        const bool isFirst = ++runs == 1;
+        const bool isFirst = times.size() == 1;
         entered.announce();
         EXPECT_TRUE(!isFirst || release.await());
-        --inside;
     });
     start(timer, 0ns, 20ms);
     ASSERT_TRUE(entered.await(1));
     awaitTicksElsewhere(100); // several ticks come due meanwhile
-    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(entered.count(), 1);
     const auto released = Clock::now();
     release.announce();
     ASSERT_TRUE(entered.await(5));
@@ -105,26 +101,23 @@ TEST(TimerSource, CancelWaitsForTheRunThatIsUnderWay)
 {
     Handshake entered;
     Handshake cancelling;
-    bool ended = false; // ordered by the barrier alone
-    int runs = 0;
+    int runs = 0; // ordered by the barrier alone
     TimerSource timer([&] {
-        ++runs;
         entered.announce();
         EXPECT_TRUE(cancelling.await());
         awaitTicksElsewhere(3);
-        ended = true;
+        ++runs;
     });
     start(timer, 0ns, 1ms);
     ASSERT_TRUE(entered.await());
     std::thread second([&] {
         cancelling.announce();
         timer.cancel();
-        EXPECT_TRUE(ended);
+        EXPECT_EQ(runs, 1);
     });
     timer.cancel();
-    EXPECT_TRUE(ended);
-    second.join();
     EXPECT_EQ(runs, 1);
+    second.join();
 }
 
 TEST(TimerSource, NothingRunsAfterCancelWheneverItComes)
@@ -147,56 +140,37 @@ TEST(TimerSource, NothingRunsAfterCancelWheneverItComes)
     EXPECT_EQ(log.text(), ""); // nor was a run tried without its handler
 }
 
-TEST(TimerSource, TheHandlerMayCancelItsOwnTimer)
-{
-    auto held = std::make_shared<int>(0);
-    Handshake cancelled;
-    std::unique_ptr<TimerSource> timer;
-    timer = std::make_unique<TimerSource>([&, held] {
-        timer->cancel();
-        ++*held; // what the handler holds is still there
-        cancelled.announce();
-    });
-    start(*timer, 0ns, 1ms);
-    ASSERT_TRUE(cancelled.await());
-    timer->cancel(); // waits for the end of that run
-    EXPECT_EQ(*held, 1);
-    TimerSource neverStarted([held] {});
-    neverStarted.cancel();
-    EXPECT_EQ(held.use_count(), 1);
-}
-
-TEST(TimerSource, TheHandlerMayHoldTheLastReferenceToItsOwner)
+TEST(TimerSource, TheHandlerMayEndItsOwnTimerAndHoldTheLastReferenceToItsOwner)
 {
     struct Owner {
-        explicit Owner(Handshake &handshake) : gone(handshake) {}
-        ~Owner()
-        {
-            timer.reset();
-            gone.announce();
-        }
-        Handshake &gone;
         std::unique_ptr<TimerSource> timer;
+        std::shared_ptr<void> gone;
     };
     for (int round = 0; round < 100; ++round) {
         Handshake gone;
         Handshake entered;
         Handshake released;
-        auto owner = std::make_shared<Owner>(gone);
-        owner->timer = std::make_unique<TimerSource>([&, weak = std::weak_ptr(owner)] {
-            const std::shared_ptr<Owner> strong = weak.lock(); // the last one when the test has let go
+        auto held = std::make_shared<int>(0);
+        auto owner = std::make_shared<Owner>();
+        owner->gone = {nullptr, [&](void *) { gone.announce(); }};
+        owner->timer = std::make_unique<TimerSource>([&, held, weak = std::weak_ptr(owner)] {
+            std::shared_ptr<Owner> strong = weak.lock(); // the last one when the test has let go
             entered.announce();
             EXPECT_TRUE(released.await());
+            strong->timer.reset();
+            ++*held; // what the handler holds is still there
+            strong.reset();
         });
         start(*owner->timer, 0ns, 1us);
         ASSERT_TRUE(entered.await());
         owner.reset();
         released.announce();
         ASSERT_TRUE(gone.await());
+        EXPECT_EQ(*held, 1);
     }
 }
 
-TEST(TimerSource, TheHandlerMayScheduleItsNextRun)
+TEST(TimerSource, TheHandlerMayScheduleItsNextRunAtAnyTime)
 {
     Handshake ran;
     TimerSource *self = nullptr;
@@ -205,7 +179,7 @@ TEST(TimerSource, TheHandlerMayScheduleItsNextRun)
         if (++runs == 3)
             self->schedule(nanoseconds::max(), 1ms, 0ns);
         else
-            self->schedule(0ns, nanoseconds::max(), 0ns);
+            self->schedule(nanoseconds::min(), nanoseconds::max(), nanoseconds::max());
         ran.announce();
     });
     self = &timer;
@@ -214,25 +188,12 @@ TEST(TimerSource, TheHandlerMayScheduleItsNextRun)
     awaitTicksElsewhere(10);
     timer.cancel();
     EXPECT_EQ(runs, 3);
-}
-
-TEST(TimerSource, AbsurdTimesDoNotOverflow)
-{
-    std::atomic<int> fired = 0;
-    TimerSource never([&] { ++fired; });
-    start(never, nanoseconds::max(), nanoseconds::max(), nanoseconds::max());
-    Handshake once;
-    TimerSource onceOnly([&] { once.announce(); });
-    start(onceOnly, nanoseconds::min(), nanoseconds::max());
-    EXPECT_TRUE(once.await());
     for (const nanoseconds interval : {0ns, -1ns, nanoseconds::min(), 1ns}) {
         Handshake ticks;
-        TimerSource timer([&] { ticks.announce(); });
-        start(timer, -1ns, interval);
+        TimerSource odd([&] { ticks.announce(); });
+        start(odd, -1ns, interval);
         EXPECT_TRUE(ticks.await(3)) << interval.count();
     }
-    EXPECT_EQ(fired, 0);
-    EXPECT_EQ(once.count(), 1);
 }
 
 } // namespace
