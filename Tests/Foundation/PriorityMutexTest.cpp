@@ -1,5 +1,4 @@
 #include "KXFW/Platform/Foundation/PriorityMutex.h"
-#include "KXFW/Platform/Foundation/NSException.h"
 #include "Tests/Support/Handshake.h"
 
 #include <fstream>
@@ -12,25 +11,6 @@
 
 namespace
 {
-
-TEST(PriorityMutex, ReportsReentryAndStaysUsable)
-{
-    kx::PriorityMutex mutex;
-    const auto elsewhere = [&] {
-        bool taken = false;
-        std::thread([&] {
-            if ((taken = mutex.try_lock()))
-                mutex.unlock();
-        }).join();
-        return taken;
-    };
-    mutex.lock();
-    EXPECT_FALSE(mutex.try_lock());
-    EXPECT_THROW(mutex.lock(), NSException);
-    EXPECT_FALSE(elsewhere());
-    mutex.unlock();
-    EXPECT_TRUE(elsewhere());
-}
 
 /// The kernel's priority of a thread: 20 and thereabouts for ordinary ones, below 0 for real-time ones.
 int kernelPriority(pid_t thread)

@@ -1,7 +1,7 @@
 #include "KXFW/Platform/Foundation/BinarySymbols.h"
 #include "KXFW/Platform/Foundation/NSAlert.h"
-#include "KXFW/Platform/Foundation/NSObject.h"
-#include "KXFW/Platform/Foundation/NSThread.h"
+#include "KXFW/Platform/Foundation/NSException.h"
+#include "KXFW/Platform/Foundation/Status.h"
 #include "KXFW/Platform/Foundation/StringTable.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/Media.h"
@@ -11,9 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <random>
-#include <sstream>
+#include <set>
 
 using kx::StringTable;
 
@@ -27,15 +26,12 @@ TEST(StringTable, TheFirstPreferredLanguageWithTheTextGivesIt)
     table.setTexts("de-AT", {{"Play", "Spielen"}});
     table.setTexts("fr", {{"Play", "Lire"}, {"Empty", ""}});
     table.setTexts("fr", {{"Play", "Avance"}}, "Other");
-    const std::map<std::vector<std::string>, std::string> expected{
-        {{"de_DE.UTF-8"}, "Abspielen"},
-        {{"de_AT@euro"}, "Spielen"},
-        {{"de-AT"}, "Spielen"},
-        {{"it", "fr_CA", "de"}, "Lire"},
-        {{"en"}, "Play"},
-        {{}, "Play"},
-        {{"d", "deu", ""}, "Play"},
-    };
+    const std::map<std::vector<std::string>, std::string> expected{{{"de_DE.UTF-8"}, "Abspielen"},
+                                                                   {{"de_AT@euro"}, "Spielen"},
+                                                                   {{"de-AT"}, "Spielen"},
+                                                                   {{"it", "fr_CA", "de"}, "Lire"},
+                                                                   {{}, "Play"},
+                                                                   {{"d", "deu", ""}, "Play"}};
     for (const auto &[preferred, text] : expected) {
         StringTable::setPreferredLanguages(preferred);
         EXPECT_EQ(table.localizedStringForKey("Play"), text) << testing::PrintToString(preferred);
@@ -44,57 +40,34 @@ TEST(StringTable, TheFirstPreferredLanguageWithTheTextGivesIt)
     EXPECT_EQ(table.localizedStringForKey("Stop"), "Stopp") << "the language helps out its country";
     EXPECT_EQ(table.localizedStringForKey("Empty", "value"), "");
     EXPECT_EQ(table.localizedStringForKey("Play", "", "Other"), "Avance");
-    EXPECT_EQ(table.localizedStringForKey("none", "value"), "value");
     EXPECT_EQ(table.localizedStringForKey("none", "value", "Nowhere"), "value");
 }
 
 TEST(StringTable, TheEnvironmentNamesTheLanguages)
 {
-    struct Case {
-        const char *language, *all, *messages, *lang;
-        std::vector<std::string> expected;
+    using Names = std::vector<std::string>;
+    const std::pair<std::array<const char *, 4>, Names> cases[] = {
+        {{"de", "", "", ""}, {}},
+        {{"de", "C.UTF-8", "fr", "fr"}, {}},
+        {{"", "", "fr_FR.UTF-8", "de"}, {"fr_FR"}},
+        {{"sv:de::", "", "", "fr_FR.UTF-8"}, {"sv", "de", "fr_FR"}},
     };
-    const std::vector<Case> cases{
-        {"", "", "", "", {}},
-        {"de", "", "", "", {}},
-        {"de", "C.UTF-8", "fr", "fr", {}},
-        {"", "", "fr_FR.UTF-8", "de", {"fr_FR"}},
-        {"sv:de::", "", "", "fr_FR.UTF-8", {"sv", "de", "fr_FR"}},
-    };
-    for (const Case &c : cases) {
-        setenv("LANGUAGE", c.language, 1);
-        setenv("LC_ALL", c.all, 1);
-        setenv("LC_MESSAGES", c.messages, 1);
-        setenv("LANG", c.lang, 1);
-        EXPECT_EQ(StringTable::languagesOfEnvironment(), c.expected) << c.language << ' ' << c.all << ' ' << c.lang;
+    constexpr std::array kVariables{"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"};
+    for (const auto &[values, expected] : cases) {
+        for (std::size_t i = 0; i < values.size(); ++i)
+            setenv(kVariables[i], values[i], 1);
+        EXPECT_EQ(StringTable::languagesOfEnvironment(), expected) << testing::PrintToString(values);
     }
 }
 
-TEST(Alert, IsShownByWhatIsInstalledElseLogged)
+TEST(Alert, IsLoggedWhereNothingShowsIt)
 {
     NSAlert alert;
     alert.setMessageText("100 %@ failed");
     alert.setInformativeText("why");
-    std::vector<std::string> shown;
-    NSAlert::setPresenter([&](const NSAlert &a) { shown = {a.messageText(), a.informativeText()}; });
     kx::test::CapturedLog log;
     alert.runModal();
-    NSAlert::setPresenter({});
-    alert.runModal();
-    EXPECT_EQ(shown, (std::vector<std::string>{"100 %@ failed", "why"}));
     EXPECT_EQ(log.messages(), std::vector<std::string>{"100 %@ failed: why"});
-}
-
-class Described : public NSObject
-{
-};
-
-TEST(Object, IsDescribedByItsClassAndAddress)
-{
-    const std::unique_ptr<NSObject> object = std::make_unique<Described>();
-    std::ostringstream expected;
-    expected << "<(anonymous namespace)::Described: " << object.get() << ">";
-    EXPECT_EQ(object->description(), expected.str());
 }
 
 TEST(BinarySymbols, BrokenFilesHaveNone)
@@ -107,7 +80,7 @@ TEST(BinarySymbols, BrokenFilesHaveNone)
     EXPECT_EQ(whole.functionAt(header.e_entry)->name, "_start");
     EXPECT_FALSE(whole.functionAt(UINT64_MAX));
 
-    const auto find = [&](const std::vector<uint8_t> &bytes) {
+    const auto find = [&](std::vector<uint8_t> bytes) {
         return kx::BinarySymbols(kx::test::fileOf("binary", bytes).c_str()).functionAt(header.e_entry).has_value();
     };
     for (const std::size_t length : {std::size_t{0}, std::size_t{3}, sizeof header, program.size() / 2,
@@ -118,9 +91,60 @@ TEST(BinarySymbols, BrokenFilesHaveNone)
         std::vector<uint8_t> bytes = program;
         for (std::size_t at = header.e_shoff; at < bytes.size(); at += 1 + random() % 60)
             bytes[at] = static_cast<uint8_t>(random());
-        find(bytes);
+        find(std::move(bytes));
     }
-    EXPECT_FALSE(kx::BinarySymbols("/dev/null").functionAt(0));
+}
+
+TEST(Status, TheTableHasEachDeclaredStatusOnce)
+{
+    const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+    const auto bytes = kx::test::readBytes(root / "KXFW/Platform/Foundation/Status.h");
+    const std::string text(bytes.begin(), bytes.end());
+    const std::string declaration = "constexpr OSStatus ";
+    std::set<std::string> declared{"noErr"};
+    for (std::size_t at = text.find(declaration); at != std::string::npos; at = text.find(declaration, at + 1)) {
+        const std::size_t start = at + declaration.size();
+        declared.insert(text.substr(start, text.find(' ', start) - start));
+    }
+    ASSERT_GT(declared.size(), 30u);
+    std::set<std::string> names;
+    std::set<OSStatus> numbers;
+    std::set<std::string> texts;
+    for (const kx::StatusEntry &entry : kx::statusTable()) {
+        EXPECT_TRUE(names.insert(entry.name).second) << entry.name << " twice";
+        EXPECT_TRUE(numbers.insert(entry.status).second) << entry.name << " has the number of another";
+        EXPECT_TRUE(texts.insert(entry.text).second) << entry.name << " has the text of another";
+        EXPECT_EQ(kx::statusText(entry.status), entry.text);
+    }
+    EXPECT_EQ(names, declared);
+    EXPECT_EQ(kx::statusText(-1), "unknown error -1");
+    EXPECT_EQ(kx::statusText(static_cast<OSStatus>(kx::fourCharCode("a b~"))), "unknown error 'a b~'");
+    EXPECT_EQ(kx::statusText(0x61620a63), "unknown error 1633815139"); // a line break is not printed
+}
+
+template <class Thrown> std::string textOf(const Thrown &thrown)
+{
+    try {
+        throw thrown;
+    } catch (...) {
+        return kx::currentExceptionText();
+    }
+}
+
+TEST(NSException, WhateverIsThrownHasATextAndItsInformationReadsAsOneLine)
+{
+    EXPECT_EQ(textOf(NSException("name", "reason")), "name: reason");
+    EXPECT_EQ(textOf(std::runtime_error("broken")), "broken");
+    EXPECT_EQ(textOf(NSGenericException), "NSGenericException");
+    EXPECT_EQ(textOf(std::string("bare")), "bare");
+    EXPECT_EQ(textOf(static_cast<const char *>(nullptr)), "exception without a text");
+    EXPECT_EQ(textOf(42), "exception without a text");
+    EXPECT_EQ(kx::description(NSException::UserInfo{}), "{ }");
+    EXPECT_EQ(kx::description({{"a", {NSCocoaErrorDomain, kAudioFileUnspecifiedError}},
+                               {"b", {"other", -43}},
+                               {"c", {NSCocoaErrorDomain, int64_t{1} << 40}}}),
+              "{ a = \"NSCocoaErrorDomain 2003334207 (wht? the audio file failed for an unknown reason)\"; "
+              "b = \"other -43\"; c = \"NSCocoaErrorDomain 1099511627776\"; }");
 }
 
 } // namespace
