@@ -1,4 +1,5 @@
 #include "KXFW/Platform/Foundation/StreamFormat.h"
+#include "KXFW/Platform/Hardware/DeviceText.h"
 #include "Tests/Hardware/HardwareTestKit.h"
 #include "Tests/Support/ScopedVirtualHardware.h"
 
@@ -8,11 +9,14 @@
 #include <array>
 #include <atomic>
 #include <mutex>
+#include <tuple>
 
 namespace
 {
 
 using namespace kx::test;
+using namespace std::string_literals;
+using kx::deviceText;
 using kx::HardwareService;
 using kx::VirtualClock;
 using kx::VirtualDevice;
@@ -36,82 +40,55 @@ protected:
         const auto address = anywhere(selector);
         return service.setData(object, &address, sizeof value, &value);
     }
-    AudioObjectID system(AudioObjectPropertySelector selector)
-    {
-        return propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, selector);
-    }
-
     ScopedVirtualHardware hardware{VirtualClock::Manual, threeDevices()};
     HardwareService service{kx::makeVirtualBackend()};
 };
 
-TEST_F(HardwareServiceTest, DescribesEachDevice)
+TEST_F(HardwareServiceTest, DescribesEachDeviceInAnyScope)
 {
     const auto ids = devicesOf(service);
     ASSERT_EQ(ids.size(), 3u);
-    EXPECT_EQ(textOf(service, ids[0], kAudioDevicePropertyDeviceName), "Speakers");
-    EXPECT_EQ(textOf(service, ids[2], kAudioDevicePropertyDeviceName), "Microphone");
-    EXPECT_NE(textOf(service, ids[0], kAudioDevicePropertyDeviceUID),
-              textOf(service, ids[1], kAudioDevicePropertyDeviceUID));
-    EXPECT_EQ(propertyOf<uint32_t>(service, ids[0], kAudioDevicePropertyTransportType),
-              kAudioDeviceTransportTypeVirtual);
     const auto format = propertyOf<AudioStreamBasicDescription>(service, ids[1], kAudioDevicePropertyStreamFormat);
     EXPECT_TRUE(kx::sameFormat(format, kx::interleaved(48000, 6, 32, kAudioFormatFlagIsFloat)));
-    EXPECT_EQ(system(kAudioHardwarePropertyDefaultOutputDevice), ids[0]);
-    EXPECT_EQ(system(kAudioHardwarePropertyDefaultInputDevice), ids[1]);
-    const auto can = [&](AudioObjectID device, AudioObjectPropertyScope scope) {
-        uint32_t answer = 2;
-        uint32_t size = sizeof answer;
-        get(device, {kAudioDevicePropertyDeviceCanBeDefaultDevice, scope, 0}, size, &answer);
-        return answer;
-    };
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(can(ids[i], kAudioDevicePropertyScopeOutput), i == 2 ? 0U : 1U) << i;
-        EXPECT_EQ(can(ids[i], kAudioDevicePropertyScopeInput), i == 0 ? 0U : 1U) << i;
-    }
-}
-
-TEST_F(HardwareServiceTest, AnyScopeAndElementFindAProperty)
-{
-    const AudioObjectID id = devicesOf(service)[2];
-    for (const auto scope : {kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyScopeWildcard,
-                             kAudioDevicePropertyScopeInput, kAudioDevicePropertyScopeOutput})
-        for (const auto element : {kAudioObjectPropertyElementMaster, kAudioObjectPropertyElementWildcard, 1u}) {
-            const AudioObjectPropertyAddress address{kAudioDevicePropertyDeviceName, scope, element};
-            uint32_t size = 0;
-            EXPECT_EQ(service.getSize(id, &address, &size), noErr) << scope << " " << element;
-            EXPECT_EQ(size, sizeof "Microphone");
+    EXPECT_EQ(defaultOutputName(service), "Speakers");
+    EXPECT_EQ(propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultInputDevice),
+              ids[1]);
+    for (const auto scope : {kAudioDevicePropertyScopeInput, kAudioDevicePropertyScopeOutput})
+        for (std::size_t i = 0; i < 3; ++i) {
+            uint32_t can = 2;
+            uint32_t size = sizeof can;
+            get(ids[i], {kAudioDevicePropertyDeviceCanBeDefaultDevice, scope, 1}, size, &can);
+            EXPECT_EQ(can, i == (scope == kAudioDevicePropertyScopeInput ? 0U : 2U) ? 0U : 1U) << i;
         }
+    hardware->setDevices({{.name = "Twin"}, {.name = "Twin", .sampleRate = 96000}});
+    const auto twins = devicesOf(service);
+    ASSERT_EQ(twins.size(), 2u);
+    EXPECT_NE(textOf(service, twins[0], kAudioDevicePropertyDeviceUID),
+              textOf(service, twins[1], kAudioDevicePropertyDeviceUID));
 }
 
 TEST_F(HardwareServiceTest, RefusesWhatIsNotThere)
 {
     const AudioObjectID device = devicesOf(service)[0];
-    const AudioObjectID stranger = device + 1000;
-    struct Case {
-        AudioObjectID object;
-        AudioObjectPropertyAddress address;
-        OSStatus expected;
+    const AudioObjectPropertyAddress elsewhere{kAudioDevicePropertyDeviceName, kx::fourCharCode("none"), 0};
+    const std::tuple<AudioObjectID, AudioObjectPropertyAddress, OSStatus> cases[] = {
+        {device + 1000, anywhere(kAudioDevicePropertyDeviceName), kAudioHardwareBadObjectError},
+        {device, anywhere(kAudioHardwarePropertyDevices), kAudioHardwareUnknownPropertyError},
+        {kAudioObjectSystemObject, anywhere(kAudioDevicePropertyDeviceName), kAudioHardwareUnknownPropertyError},
+        {device, elsewhere, kAudioHardwareUnknownPropertyError},
     };
-    const std::array cases{
-        Case{kAudioObjectUnknown, anywhere(kAudioDevicePropertyDeviceName), kAudioHardwareBadObjectError},
-        Case{stranger, anywhere(kAudioDevicePropertyDeviceName), kAudioHardwareBadObjectError},
-        Case{device, anywhere(kAudioHardwarePropertyDevices), kAudioHardwareUnknownPropertyError},
-        Case{kAudioObjectSystemObject, anywhere(kAudioDevicePropertyDeviceName), kAudioHardwareUnknownPropertyError},
-        Case{device, {kAudioDevicePropertyDeviceName, kx::fourCharCode("none"), 0}, kAudioHardwareUnknownPropertyError},
-    };
-    for (const Case &each : cases) {
+    for (const auto &[object, address, expected] : cases) {
         uint32_t size = 64;
         std::array<char, 64> room{};
-        SCOPED_TRACE(each.object);
-        EXPECT_EQ(service.getSize(each.object, &each.address, &size), each.expected);
-        EXPECT_EQ(service.getData(each.object, &each.address, &size, room.data()), each.expected);
-        EXPECT_EQ(service.setData(each.object, &each.address, 4, room.data()), each.expected);
-        EXPECT_EQ(TestListener(service, each.object, each.address.mSelector).status() == noErr,
-                  each.address.mScope != kAudioObjectPropertyScopeWildcard);
+        SCOPED_TRACE(object);
+        EXPECT_EQ(service.getSize(object, &address, &size), expected);
+        EXPECT_EQ(service.getData(object, &address, &size, room.data()), expected);
+        EXPECT_EQ(service.setData(object, &address, 4, room.data()), expected);
+        const auto listener = [](AudioObjectID, uint32_t, const AudioObjectPropertyAddress *, void *) { return noErr; };
+        EXPECT_EQ(service.addListener(object, &address, listener, nullptr), expected);
     }
     EXPECT_EQ(set(device, kAudioDevicePropertyDeviceName, 1), kAudioHardwareIllegalOperationError);
-    EXPECT_EQ(set(kAudioObjectSystemObject, kAudioHardwarePropertyDevices, 1), kAudioHardwareIllegalOperationError);
+    EXPECT_EQ(service.getSize(device, nullptr, nullptr), kAudioHardwareIllegalOperationError);
 }
 
 TEST_F(HardwareServiceTest, CutsListsToWholeEntriesAndRefusesCutValues)
@@ -141,26 +118,16 @@ TEST_F(HardwareServiceTest, CutsListsToWholeEntriesAndRefusesCutValues)
 TEST_F(HardwareServiceTest, BufferSizeIsClampedToWholeFramesOfSaneCount)
 {
     const auto ids = devicesOf(service);
-    struct Case {
-        AudioObjectID device;
-        uint32_t frameBytes;
-        uint32_t bytes;
-        uint32_t expected;
-    };
-    const std::array cases{
-        Case{ids[0], 4, 2048, 2048},
-        Case{ids[0], 4, 0, kx::kDefaultDeviceBufferBytes},
-        Case{ids[0], 4, 1, kx::kMinimumSliceFrames * 4},
-        Case{ids[0], 4, 4099, 4096},
-        Case{ids[0], 4, 0xFFFFFFFF, kx::kMaximumSliceFrames * 4},
-        Case{ids[1], 24, 4096, 4080},
-        Case{ids[1], 24, 0xFFFFFFFF, kx::kMaximumSliceFrames * 24},
-    };
-    EXPECT_EQ(propertyOf<uint32_t>(service, ids[0], kAudioDevicePropertyBufferSize), 4096u);
-    for (const Case &each : cases) {
-        EXPECT_EQ(set(each.device, kAudioDevicePropertyBufferSize, each.bytes), noErr);
-        EXPECT_EQ(propertyOf<uint32_t>(service, each.device, kAudioDevicePropertyBufferSize), each.expected)
-            << each.bytes;
+    const std::tuple<std::size_t, uint32_t, uint32_t> cases[] = {// device, bytes wanted and given
+                                                                 {0, 0, kx::kDefaultDeviceBufferBytes},
+                                                                 {0, 1, kx::kMinimumSliceFrames * 4},
+                                                                 {0, 4099, 4096},
+                                                                 {0, UINT32_MAX, kx::kMaximumSliceFrames * 4},
+                                                                 {1, 4096, 4080},
+                                                                 {1, UINT32_MAX, kx::kMaximumSliceFrames * 24}};
+    for (const auto &[device, bytes, expected] : cases) {
+        EXPECT_EQ(set(ids[device], kAudioDevicePropertyBufferSize, bytes), noErr);
+        EXPECT_EQ(propertyOf<uint32_t>(service, ids[device], kAudioDevicePropertyBufferSize), expected) << bytes;
     }
     const auto address = anywhere(kAudioDevicePropertyBufferSize);
     const uint64_t wide = 4096;
@@ -190,17 +157,6 @@ TEST_F(HardwareServiceTest, DevicesKeepTheirNumbersWhilePresentAndNumbersAreNotG
     hardware->setDevices(threeDevices());
     for (const AudioObjectID id : devicesOf(service))
         EXPECT_EQ(std::ranges::count(before, id), 0) << id;
-}
-
-TEST_F(HardwareServiceTest, NamesakesAreTwoDevices)
-{
-    hardware->setDevices({{.name = "Twin"}, {.name = "Twin", .sampleRate = 96000}});
-    const auto ids = devicesOf(service);
-    ASSERT_EQ(ids.size(), 2u);
-    EXPECT_NE(ids[0], ids[1]);
-    EXPECT_NE(textOf(service, ids[0], kAudioDevicePropertyDeviceUID),
-              textOf(service, ids[1], kAudioDevicePropertyDeviceUID));
-    EXPECT_EQ(deviceNamed(service, "Twin"), ids[0]);
 }
 
 TEST_F(HardwareServiceTest, OnlyWhatReallyChangedIsTold)
@@ -262,6 +218,26 @@ TEST_F(HardwareServiceTest, ABurstOfChangesIsToldOnceAndLast)
         hardware->setDefaultOutput("B");
         ASSERT_TRUE(back.waitForCalls(1)); // also where the burst ends as it began: somebody may have met A
     }
+}
+
+TEST(DeviceText, KeepsCharactersAndReplacesWhatIsNone)
+{
+    const std::string bad = "\xEF\xBF\xBD";
+    const std::pair<std::string, std::string> cases[] = {
+        {"Büro %s %n\n", "Büro %s %n\n"},
+        {"日本語 🎧", "日本語 🎧"},
+        {"a\0b"s, "a"},
+        {"\xC0\xAF", bad + bad},                     // an overlong slash
+        {"\xE0\x80\x80", bad + bad + bad},           // an overlong zero
+        {"\xED\xA0\x80", bad + bad + bad},           // a surrogate
+        {"\xF4\x90\x80\x80", bad + bad + bad + bad}, // beyond the last character
+        {"\xF8\x88\x80\x80\x80", bad + bad + bad + bad + bad},
+        {"cut \xE2\x82", "cut " + bad + bad},
+        {"\x80z\xFF", bad + "z" + bad},
+        {"\xC3(", bad + "("},
+    };
+    for (const auto &[bytes, expected] : cases)
+        EXPECT_EQ(deviceText(bytes), expected);
 }
 
 } // namespace

@@ -12,22 +12,6 @@ using kx::PacedBuffer;
 
 constexpr PacedBuffer::Time kStart{1000s};
 
-TEST(PacedBuffer, TakesFramesAtItsRateFromTheFirstWriteOn)
-{
-    PacedBuffer buffer(48000, 4000);
-    buffer.advanceTo(kStart);
-    EXPECT_EQ(buffer.roomFrames(), 4000u);
-    EXPECT_EQ(buffer.underruns(), 0u);
-    buffer.write(4000, kStart);
-    EXPECT_EQ(buffer.roomFrames(), 0u);
-    buffer.advanceTo(kStart + 50ms);
-    EXPECT_EQ(buffer.roomFrames(), 2400u);
-    EXPECT_EQ(buffer.heldFramesAt(kStart + 75ms), 400u);
-    buffer.advanceTo(buffer.timeOfEnd());
-    EXPECT_EQ(buffer.roomFrames(), 4000u);
-    EXPECT_EQ(buffer.underruns(), 0u);
-}
-
 TEST(PacedBuffer, StandsStillAfterRunningDryUntilTheNextWrite)
 {
     PacedBuffer buffer(44100, 4410);

@@ -35,29 +35,19 @@ private:
     std::atomic<uint32_t> changes_ = 0;
 };
 
-TEST_F(PropertyListenersTest, TheSameListenerTwiceCountsOnce)
-{
-    TestListener listener(service, device, kBufferSize);
-    TestListener last(service, device, kBufferSize);
-    listener.add();
-    change();
-    ASSERT_TRUE(last.waitForCalls(1));
-    EXPECT_EQ(listener.calls(), 1);
-    listener.remove();
-    change();
-    ASSERT_TRUE(last.waitForCalls(2));
-    EXPECT_EQ(listener.calls(), 1);
-}
-
-TEST_F(PropertyListenersTest, WhatAListenerThrowsHarmsNobody)
+TEST_F(PropertyListenersTest, TheSameListenerTwiceCountsOnceAndWhatOneThrowsHarmsNobody)
 {
     TestListener bad(service, device, kBufferSize, [] { throw std::runtime_error("bad listener"); });
     TestListener worse(service, device, kBufferSize, [] { throw "not even an exception"; });
-    TestListener good(service, device, kBufferSize);
-    for (int round = 1; round <= 2; ++round) {
-        change();
-        EXPECT_TRUE(good.waitForCalls(round));
-    }
+    TestListener twice(service, device, kBufferSize);
+    TestListener last(service, device, kBufferSize);
+    twice.add();
+    change();
+    ASSERT_TRUE(last.waitForCalls(1));
+    twice.remove();
+    change();
+    ASSERT_TRUE(last.waitForCalls(2));
+    EXPECT_EQ(twice.calls(), 1);
 }
 
 TEST_F(PropertyListenersTest, AListenerMayDoAllFromInside)
@@ -104,30 +94,6 @@ TEST_F(PropertyListenersTest, NoCallRunsAfterRemoveReturned)
         second.join();
         listener.reset();
     }
-}
-
-TEST_F(PropertyListenersTest, ListenersComeAndGoOnManyThreads)
-{
-    TestListener steady(service, device, kBufferSize);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 3; ++i)
-        threads.emplace_back([&] {
-            for (int round = 0; round < 100; ++round) {
-                TestListener passing(service, device, kBufferSize, [&] { devicesOf(service); });
-                if (round % 10 == 0) {
-                    EXPECT_TRUE(passing.waitForCalls(1));
-                }
-            }
-        });
-    std::atomic<bool> isOver = false;
-    std::jthread changer([&] {
-        while (!isOver)
-            change();
-    });
-    threads.clear();
-    isOver = true;
-    changer.join();
-    EXPECT_GT(steady.calls(), 0);
 }
 
 } // namespace

@@ -74,51 +74,10 @@ TEST(VirtualStream, AdvanceCountsAllStreamsAndPassesEndedOnes)
     EXPECT_EQ(hardware->advance(1000), 2000u);
     idle.reset();
 
-    std::jthread later([&] { b->interrupt(); });
-    const uint64_t taken = hardware->advance(1000000); // ends for B whenever the interruption comes
-    EXPECT_GE(taken, 1000000u);
-    EXPECT_LE(taken, 2000000u);
-}
-
-TEST(VirtualStream, InterruptEndsEveryWaitForGood)
-{
-    for (const auto clock : {VirtualClock::Manual, VirtualClock::RealTime, VirtualClock::FlatOut}) {
-        ScopedVirtualHardware hardware(clock);
-        const auto backend = virtualBackend();
-        const auto stream = openOn(*backend);
-        {
-            CountingWriter writer(*stream);
-            stream->interrupt();
-            EXPECT_EQ(writer.status(), noErr);
-        }
-        for (int i = 0; i < 3; ++i) {
-            const auto room = stream->waitForRoom();
-            ASSERT_TRUE(room);
-            EXPECT_EQ(*room, 0u);
-        }
-        const uint32_t frame = 0;
-        EXPECT_EQ(stream->write(&frame, 1), noErr);
-        stream->drain();
-    }
-}
-
-TEST(VirtualStream, GoesWithItsDeviceOnly)
-{
-    for (const auto clock : {VirtualClock::Manual, VirtualClock::RealTime, VirtualClock::FlatOut}) {
-        ScopedVirtualHardware hardware(clock, {{"Stays"}, {"Goes"}});
-        const auto backend = virtualBackend();
-        const std::string gone = backend->state().devices[1].uid;
-        const auto staying = openOn(*backend, 0);
-        const auto going = openOn(*backend, 1);
-        CountingWriter writer(*going);
-        hardware->setDevices({{"New"}, {"Stays"}});
-        EXPECT_EQ(writer.status(), kAudioHardwareBadDeviceError);
-        EXPECT_EQ(going->waitForRoom().status(), kAudioHardwareBadDeviceError);
-        EXPECT_EQ(backend->openOutput(gone, kStreamSlice).status(), kAudioHardwareBadDeviceError);
-        const uint32_t frame = 0;
-        EXPECT_EQ(going->write(&frame, 1), kAudioHardwareBadDeviceError);
-        EXPECT_EQ(staying->write(&frame, 1), noErr);
-    }
+    std::jthread later([&] { hardware->setDevices({{"A"}}); });
+    const uint64_t taken = hardware->advance(1000000); // ends for B whenever its device goes
+    EXPECT_TRUE(taken >= 1000000 && taken <= 2000000) << taken;
+    EXPECT_EQ(writerB.status(), kAudioHardwareBadDeviceError);
 }
 
 TEST(VirtualStream, TheRealTimeClockNeverGivesMoreThanTimeHasPassed)
@@ -131,9 +90,7 @@ TEST(VirtualStream, TheRealTimeClockNeverGivesMoreThanTimeHasPassed)
     uint64_t written = 0;
     while (written < 13230) {
         const auto room = stream->waitForRoom();
-        ASSERT_TRUE(room);
-        ASSERT_GT(*room, 0u);
-        ASSERT_LE(*room, kStreamSlice);
+        ASSERT_TRUE(room && *room > 0);
         stream->write(slice.data(), *room);
         written += *room;
         const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
@@ -146,23 +103,6 @@ TEST(VirtualStream, TheRealTimeClockNeverGivesMoreThanTimeHasPassed)
     EXPECT_GE(passed.count(), static_cast<double>(written) / 44100) << "it was not heard to its end";
     EXPECT_EQ(stream->latencyFrames(), 0u);
     EXPECT_EQ(stream->underruns(), underruns) << "the end of the data is no underrun";
-}
-
-TEST(VirtualStream, FlatOutDoesNotWait)
-{
-    ScopedVirtualHardware hardware(VirtualClock::FlatOut);
-    std::atomic<uint64_t> bytes = 0;
-    hardware->setCapture([&](const std::string &, std::span<const std::byte> block) { bytes += block.size(); });
-    const auto backend = virtualBackend();
-    const auto stream = openOn(*backend);
-    const std::vector<uint32_t> slice(kStreamSlice);
-    constexpr uint64_t kHour = 3600 * 44100;
-    uint64_t written = 0;
-    for (; written < kHour; written += kStreamSlice) {
-        ASSERT_EQ(*stream->waitForRoom(), kStreamSlice);
-        ASSERT_EQ(stream->write(slice.data(), kStreamSlice), noErr);
-    }
-    EXPECT_EQ(bytes, written * 4);
 }
 
 TEST(VirtualStream, NoCaptureRunsAfterItWasReplaced)

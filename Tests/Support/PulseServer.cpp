@@ -207,24 +207,9 @@ void kx::test::PulseServer::removeSink(const std::string &name)
     run("unload-module " + std::to_string(std::stoul(list.substr(module + key.size()))));
 }
 
-void kx::test::PulseServer::addSource(const std::string &name)
-{
-    run("load-module module-null-source source_name=" + name);
-}
-
 void kx::test::PulseServer::setDefaultSink(const std::string &name)
 {
     run("set-default-sink " + name);
-}
-
-void kx::test::PulseServer::setDefaultSource(const std::string &name)
-{
-    run("set-default-source " + name);
-}
-
-void kx::test::PulseServer::suspendSink(const std::string &name, bool suspended)
-{
-    run("suspend-sink " + name + (suspended ? " 1" : " 0"));
 }
 
 void kx::test::PulseServer::run(const std::string &line)

@@ -41,17 +41,14 @@ public:
 
     void addSink(const PulseSink &sink);
     void removeSink(const std::string &name);
-    /// A source of silence.
-    void addSource(const std::string &name);
     void setDefaultSink(const std::string &name);
-    void setDefaultSource(const std::string &name);
-    void suspendSink(const std::string &name, bool suspended);
 
-    /// Runs one line of the server's command language and gives what it answers.
+    /// Runs one line of the server's command language that answers nothing where it succeeds.
+    void run(const std::string &line);
+    /// Runs one line and gives what it answers.
     std::string ask(const std::string &line);
 
 private:
-    void run(const std::string &line); ///< one that answers nothing where it succeeds
     void writeScript() const;
     void awaitExit();
     void setVariable(const std::string &name, const std::string &value);
