@@ -30,36 +30,23 @@ std::ostream &operator<<(std::ostream &out, const ContractCase &value)
 
 constexpr int64_t kContractLength = 100003; // a number that divides nothing
 
-MediaSpec mp3Spec(std::vector<std::string> options, uint32_t rate = 44100, uint32_t channels = 2)
+MediaSpec spec(Codec codec, std::vector<std::string> options = {}, uint32_t bits = 16, uint32_t channels = 2,
+               uint32_t rate = 44100)
 {
-    return {.codec = Codec::MP3,
+    if (codec == Codec::AAC || codec == Codec::ALAC)
+        options.insert(options.end(), {"-movflags", "+faststart"});
+    return {.codec = codec,
             .rate = rate,
             .channels = channels,
             .frames = kContractLength,
+            .bits = bits,
             .options = std::move(options)};
-}
-
-MediaSpec m4aSpec(Codec codec, std::vector<std::string> options, uint32_t bits = 16, uint32_t channels = 2)
-{
-    options.insert(options.end(), {"-movflags", "+faststart"});
-    return {
-        .codec = codec, .channels = channels, .frames = kContractLength, .bits = bits, .options = std::move(options)};
-}
-
-MediaSpec container(Codec codec, uint32_t bits = 16, uint32_t channels = 2)
-{
-    return {.codec = codec, .channels = channels, .frames = kContractLength, .bits = bits};
-}
-
-bool isPlain(Codec codec)
-{
-    return codec == Codec::WAV || codec == Codec::AIFF;
 }
 
 /// Whether a codec keeps samples as they are.
 bool isLossless(Codec codec)
 {
-    return isPlain(codec) || codec == Codec::FLAC || codec == Codec::ALAC;
+    return codec == Codec::WAV || codec == Codec::AIFF || codec == Codec::FLAC || codec == Codec::ALAC;
 }
 
 /// The mean square of what `sound`, moved by `shift` samples, differs from `source` by.
@@ -73,30 +60,28 @@ double difference(const std::vector<float> &sound, const std::vector<float> &sou
 }
 
 const ContractCase kContractCases[] = {
-    {"Wav8", openPCMContainer, container(Codec::WAV, 8), true},
-    {"Wav16Mono", openPCMContainer, container(Codec::WAV, 16, 1), true},
-    {"Wav32SixChannels", openPCMContainer, container(Codec::WAV, 32, 6), true},
-    {"Aiff24", openPCMContainer, container(Codec::AIFF, 24), true},
-    {"Flac16", openPCMContainer, container(Codec::FLAC), true},
-    {"Flac24", openPCMContainer, container(Codec::FLAC, 24), true},
-    {"Vorbis", openPCMContainer, container(Codec::Vorbis), true},
-    {"VorbisMono", openPCMContainer, container(Codec::Vorbis, 16, 1), true},
-    {"Mp3Constant128", openMPEGAudio, mp3Spec({"-b", "128"}), true},
-    {"Mp3Constant32Mono", openMPEGAudio, mp3Spec({"-b", "32", "--resample", "44.1"}, 44100, 1), false},
-    {"Mp3Variable", openMPEGAudio, mp3Spec({"-V", "2"}), true},
-    {"Mp3Checksums", openMPEGAudio, mp3Spec({"-V", "5", "-p", "--resample", "44.1"}), true},
-    {"Mp3ConstantUntagged", openMPEGAudio, mp3Spec({"-b", "128", "-t"}), false},
-    {"Mp3VariableUntagged", openMPEGAudio, mp3Spec({"-V", "2", "-t"}), false},
-    {"Mp3Rate8000Mono", openMPEGAudio, mp3Spec({"-b", "8", "--resample", "8"}, 8000, 1), false},
-    {"Mp3Rate22050Tagged", openMPEGAudio, mp3Spec({"-b", "64", "--resample", "22.05"}, 22050), true},
-    {"Mp2", openMPEGAudio, {.codec = Codec::MP2, .frames = kContractLength}, false},
-    {"AacWithNoiseSubstitution", openMPEG4, m4aSpec(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
-    {"AacWithoutNoiseSubstitution", openMPEG4, m4aSpec(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
+    {"Wav8", openPCMContainer, spec(Codec::WAV, {}, 8), true},
+    {"Wav32SixChannels", openPCMContainer, spec(Codec::WAV, {}, 32, 6), true},
+    {"Aiff24", openPCMContainer, spec(Codec::AIFF, {}, 24), true},
+    {"Flac16", openPCMContainer, spec(Codec::FLAC), true},
+    {"Flac24", openPCMContainer, spec(Codec::FLAC, {}, 24), true},
+    {"Vorbis", openPCMContainer, spec(Codec::Vorbis), true},
+    {"Mp3Constant128", openMPEGAudio, spec(Codec::MP3, {"-b", "128"}), true},
+    {"Mp3Constant32Mono", openMPEGAudio, spec(Codec::MP3, {"-b", "32", "--resample", "44.1"}, 16, 1, 44100), false},
+    {"Mp3Variable", openMPEGAudio, spec(Codec::MP3, {"-V", "2"}), true},
+    {"Mp3Checksums", openMPEGAudio, spec(Codec::MP3, {"-V", "5", "-p", "--resample", "44.1"}), true},
+    {"Mp3ConstantUntagged", openMPEGAudio, spec(Codec::MP3, {"-b", "128", "-t"}), false},
+    {"Mp3VariableUntagged", openMPEGAudio, spec(Codec::MP3, {"-V", "2", "-t"}), false},
+    {"Mp3Rate8000Mono", openMPEGAudio, spec(Codec::MP3, {"-b", "8", "--resample", "8"}, 16, 1, 8000), false},
+    {"Mp3Rate22050Tagged", openMPEGAudio, spec(Codec::MP3, {"-b", "64", "--resample", "22.05"}, 16, 2, 22050), true},
+    {"Mp2", openMPEGAudio, spec(Codec::MP2), false},
+    {"AacWithNoiseSubstitution", openMPEG4, spec(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
+    {"AacWithoutNoiseSubstitution", openMPEG4, spec(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
     {"AacFragmented", openMPEG4,
-     m4aSpec(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}), false},
-    {"AacSixChannels", openMPEG4, m4aSpec(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
-    {"Alac16", openMPEG4, m4aSpec(Codec::ALAC, {}), true},
-    {"Alac24", openMPEG4, m4aSpec(Codec::ALAC, {}, 24), true},
+     spec(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}), false},
+    {"AacSixChannels", openMPEG4, spec(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
+    {"Alac16", openMPEG4, spec(Codec::ALAC, {}), true},
+    {"Alac24", openMPEG4, spec(Codec::ALAC, {}, 24), true},
 };
 
 class DecoderContract : public testing::TestWithParam<ContractCase>
@@ -134,10 +119,6 @@ TEST_P(DecoderContract, DescribesTheFile)
     const MediaSpec &media = GetParam().media;
     EXPECT_EQ(format.channels, media.channels);
     EXPECT_EQ(format.rate, media.rate);
-    EXPECT_EQ(format.file.mSampleRate, media.rate);
-    EXPECT_EQ(format.file.mChannelsPerFrame, media.channels);
-    EXPECT_EQ(format.file.mFormatID == kAudioFormatLinearPCM, isPlain(media.codec));
-    EXPECT_EQ(format.file.mBytesPerFrame, isPlain(media.codec) ? media.channels * media.bits / 8 : 0U);
     EXPECT_EQ(format.kind == SampleKind::Int16, isLossless(media.codec) && media.bits <= 16);
     const double room = GetParam().statesLength ? 0 : 4 * 1152;
     EXPECT_NEAR(static_cast<double>(format.frames), static_cast<double>(media.frames), room);

@@ -14,7 +14,7 @@ TEST(FileThreads, FilesAreIndependent)
                                {.codec = Codec::WAV, .frames = 60'000, .bits = 24}};
     for (const MediaSpec &spec : specs)
         make(spec);
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (const MediaSpec &spec : specs)
         threads.emplace_back([&spec] {
             for (int round = 0; round < 5; ++round) {
@@ -32,8 +32,6 @@ TEST(FileThreads, FilesAreIndependent)
                 ASSERT_EQ(readAll<int16_t>(again), straight);
             }
         });
-    for (std::thread &thread : threads)
-        thread.join();
 }
 
 } // namespace kx::test

@@ -157,24 +157,5 @@ TEST(MPEGAudioCodec, LeavesOutFramesOfAnotherFormat)
     EXPECT_EQ(frames(first + junk(20000) + first), 2 * frames(first));
 }
 
-TEST(MPEGAudioCodec, DecodesLayerOne)
-{
-    Bytes file;
-    for (int i = 0; i < 20; ++i)
-        file = file + Bytes{0xFF, 0xFF, 0xC0, 0x00} + Bytes(412); // silence, 384,000 bits a second
-    auto opened = openBytes(openMPEGAudio, file);
-    ASSERT_TRUE(opened);
-    EXPECT_EQ((*opened)->format().file.mFormatID, kAudioFormatMPEGLayer1);
-    EXPECT_EQ(readToEnd(**opened), std::vector<float>(20 * 384 * 2));
-}
-
-TEST(MPEGAudioCodec, ReadsAFileOnceToOpenIt)
-{
-    const Bytes sound = id3v2(500000) + mp3({"-b", "128"}, 400000);
-    const auto source = std::make_shared<MemorySource>(sound);
-    ASSERT_TRUE(openMPEGAudio(source));
-    EXPECT_LT(source->bytesRead(), static_cast<int64_t>(sound.size()) - 400000);
-}
-
 } // namespace
 } // namespace kx::test

@@ -1,11 +1,12 @@
 #include "FileTestSupport.h"
+#include "KXFW/Platform/AudioFiles/AudioFile.h"
 #include "Tests/Support/Media.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <sndfile.h>
-#include <string>
+#include <tuple>
 
 namespace kx::test
 {
@@ -99,33 +100,13 @@ TEST(Reading, EveryClientLayoutGetsTheSamplesKeptOrRoundedToNearest)
             const MediaSpec spec{.codec = codec, .frames = 20'011, .bits = bits, .signal = Signal::Noise};
             SCOPED_TRACE(testing::Message() << make(spec) << ", " << bits << " bits");
             const auto expected = rounded16(samples(spec), bits);
-            const auto exact = floatSamples(spec);
             OpenFile big(make(spec), standardFormat());
             EXPECT_TRUE(bigEndian(readAll<int16_t>(big, 44100)) == expected);
             OpenFile little(make(spec), native16());
             EXPECT_TRUE(readAll<int16_t>(little, 1) == expected);
             OpenFile floats(make(spec), interleaved(44100, 2, 32, kAudioFormatFlagIsFloat));
-            EXPECT_TRUE(readAll<float>(floats) == exact);
-
-            OpenFile planar(make(spec), planarFloat(44100, 2));
-            BufferList buffers(2, 1, 4000 * 4);
-            uint32_t frames = 4000;
-            ASSERT_EQ(ExtAudioFileRead(planar.get(), &frames, buffers.get()), noErr);
-            ASSERT_EQ(frames, 4000U);
-            for (uint32_t i = 0; i < 2 * frames; ++i)
-                ASSERT_EQ(reinterpret_cast<const float *>(buffers.data(i % 2))[i / 2], exact[i]) << "sample " << i;
+            EXPECT_TRUE(readAll<float>(floats) == floatSamples(spec));
         }
-}
-
-TEST(Reading, MonoGoesToBothChannels)
-{
-    const MediaSpec mono{.channels = 1, .frames = 5000};
-    const auto expected = rounded16(samples(mono), 16);
-    OpenFile file(make(mono), native16());
-    const auto stereo = readAll<int16_t>(file);
-    ASSERT_EQ(stereo.size(), 2 * expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i)
-        ASSERT_TRUE(stereo[2 * i] == expected[i] && stereo[2 * i + 1] == expected[i]) << "frame " << i;
 }
 
 TEST(Reading, ClientLengthIsTruncatedAndExactlyDelivered)
@@ -141,6 +122,107 @@ TEST(Reading, ClientLengthIsTruncatedAndExactlyDelivered)
             EXPECT_TRUE(file.read(100, 4).empty());
             EXPECT_EQ(file.readStatus, noErr);
         }
+}
+
+TEST(FileService, RefusesMisuseAndMovesNothing)
+{
+    OpenFile reader(make({.frames = 100}), standardFormat());
+    NewFile writer(temporaryPath("misuse"));
+    std::vector<int16_t> sound(200);
+    AudioBufferList list{1, {{2, 400, sound.data()}}};
+    uint32_t frames = 10;
+    EXPECT_EQ(ExtAudioFileOpenURL("/dev/null", nullptr), kExtAudioFileError_InvalidPropertySize);
+    EXPECT_EQ(ExtAudioFileRead(nullptr, &frames, &list), kAudioFileNotOpenError);
+    EXPECT_EQ(ExtAudioFileDispose(nullptr), kAudioFileNotOpenError);
+    EXPECT_EQ(ExtAudioFileRead(writer.get(), &frames, &list), kExtAudioFileError_InvalidOperationOrder);
+    EXPECT_EQ(ExtAudioFileSeek(writer.get(), 0), kExtAudioFileError_InvalidOperationOrder);
+    EXPECT_EQ(ExtAudioFileWrite(reader.get(), 1, &list), kExtAudioFileError_InvalidOperationOrder);
+    EXPECT_EQ(ExtAudioFileRead(reader.get(), &frames, nullptr), kExtAudioFileError_InvalidDataFormat);
+    EXPECT_EQ(ExtAudioFileRead(reader.get(), nullptr, &list), kExtAudioFileError_InvalidPropertySize);
+    frames = 101;
+    EXPECT_EQ(ExtAudioFileRead(reader.get(), &frames, &list), kExtAudioFileError_InvalidDataFormat) << "no room";
+    for (const int64_t beyond : {int64_t{-1}, int64_t{101}, INT64_MIN, INT64_MAX})
+        EXPECT_EQ(ExtAudioFileSeek(reader.get(), beyond), kExtAudioFileError_InvalidSeek) << beyond;
+    EXPECT_EQ(reader.tell(), 0);
+    EXPECT_EQ(reader.read(10, 4).size(), 40U);
+    EXPECT_EQ(reader.tell(), 10);
+
+    EXPECT_EQ(writer.write(sound), noErr);
+    EXPECT_EQ(writer.setClient(standardFormat()), kExtAudioFileError_InvalidOperationOrder)
+        << "frames were written in the old format";
+}
+
+TEST(FileService, ChecksPropertiesAndTheirSizes)
+{
+    OpenFile file(make({.rate = 48000, .frames = 100}));
+    uint8_t room[64] = {};
+    uint32_t size = 39;
+    EXPECT_EQ(ExtAudioFileGetProperty(file.get(), kExtAudioFileProperty_FileDataFormat, &size, room),
+              kExtAudioFileError_InvalidPropertySize);
+    EXPECT_EQ(ExtAudioFileSetProperty(file.get(), kExtAudioFileProperty_ClientDataFormat, 39, room),
+              kExtAudioFileError_InvalidPropertySize);
+    EXPECT_EQ(ExtAudioFileSetProperty(file.get(), kExtAudioFileProperty_FileLengthFrames, 8, room),
+              kExtAudioFileError_InvalidProperty);
+    auto client = standardFormat();
+    client.mFormatID = kAudioFormatFLAC;
+    EXPECT_EQ(file.setClient(client), kExtAudioFileError_NonPCMClientFormat);
+    EXPECT_EQ(file.setClient(standardFormat(44100, 0)), kExtAudioFileError_InvalidDataFormat);
+    EXPECT_TRUE(sameFormat(file.format(kExtAudioFileProperty_ClientDataFormat),
+                           interleaved(48000, 2, 32, kAudioFormatFlagIsFloat)))
+        << "refusals change nothing";
+
+    using Row = std::array<uint32_t, 4>; // tag, bits, descriptions, bytes of a layout for two channels
+    const std::pair<Row, OSStatus> layouts[] = {
+        {{0, kAudioChannelBit_Left | kAudioChannelBit_Right, 0, 12}, noErr},
+        {{0, 0, 2, 52}, noErr},
+        {{101U << 16 | 2, 0, 0, 32}, noErr},
+        {{0, 7, 0, 32}, kExtAudioFileError_InvalidChannelMap},
+        {{100U << 16 | 1, 0, 0, 32}, kExtAudioFileError_InvalidChannelMap},
+        {{0, 0, 1, 32}, kExtAudioFileError_InvalidChannelMap},
+        {{0, 3, 0, 11}, kExtAudioFileError_InvalidPropertySize},
+        {{0, 0, 2, 51}, kExtAudioFileError_InvalidPropertySize},
+        {{0, 0, UINT32_MAX, 52}, kExtAudioFileError_InvalidPropertySize},
+    };
+    for (const auto &[row, status] : layouts) {
+        AudioChannelLayout layout[3] = {};
+        std::memcpy(layout, row.data(), 3 * sizeof row[0]);
+        EXPECT_EQ(ExtAudioFileSetProperty(file.get(), kExtAudioFileProperty_ClientChannelLayout, row[3], layout),
+                  status)
+            << testing::PrintToString(row);
+    }
+}
+
+TEST(FileService, AClientFormatSetOnTheWayKeepsThePlace)
+{
+    const MediaSpec spec{.frames = 50'000};
+    OpenFile file(make(spec), native16());
+    file.read(10'001, 4);
+    ASSERT_EQ(file.setClient(interleaved(44100, 2, 32, kAudioFormatFlagIsFloat)), noErr);
+    EXPECT_EQ(file.tell(), 10'001);
+    const auto expected = floatSamples(spec);
+    EXPECT_EQ(samplesOf<float>(file.read(1, 8))[0], expected[2 * 10'001]);
+}
+
+TEST(FileService, TellsTheBytesAndPacketsOfTheData)
+{
+    const std::tuple<MediaSpec, uint64_t, uint64_t> cases[] = {
+        {{.channels = 3, .frames = 7, .bits = 24}, 63, 7},
+        {{.codec = Codec::AIFF, .channels = 1, .frames = 11}, 22, 11},
+        {{.frames = 0}, 0, 0}};
+    for (const auto &[spec, bytes, packets] : cases) {
+        AudioFileID file = nullptr;
+        ASSERT_EQ(AudioFileOpenURL(make(spec), &file), noErr);
+        for (const auto &[property, expected] : {std::pair{kAudioFilePropertyAudioDataByteCount, bytes},
+                                                 std::pair{kAudioFilePropertyAudioDataPacketCount, packets}}) {
+            uint64_t value = 99;
+            uint32_t size = 7;
+            EXPECT_EQ(AudioFileGetProperty(file, property, &size, &value), kExtAudioFileError_InvalidPropertySize);
+            size = 8;
+            EXPECT_EQ(AudioFileGetProperty(file, property, &size, &value), noErr);
+            EXPECT_EQ(value, expected);
+        }
+        EXPECT_EQ(AudioFileClose(file), noErr);
+    }
 }
 
 } // namespace

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 #include <random>
 #include <sndfile.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace kx::test
@@ -83,28 +86,21 @@ TEST(Writing, AnotherReaderFindsEveryKindAsItWasWritten)
             }
 }
 
-TEST(Writing, BlockSizeDoesNotMatterAndPlanarFloatsBecomeSixteenBits)
+TEST(Writing, BlockSizeDoesNotMatterAndFloatsBecomeSixteenBits)
 {
     const MediaSpec spec{.frames = 700'000, .signal = Signal::Noise}; // several batches
     const auto source = floatSamples(spec);
-    const auto path = temporaryPath("planar.aiff");
+    const auto path = temporaryPath("blocks.aiff");
     NewFile file(path);
-    ASSERT_EQ(file.setClient(planarFloat(44100, 2)), noErr);
+    ASSERT_EQ(file.setClient(interleaved(44100, 2, 32, kAudioFormatFlagIsFloat)), noErr);
     std::mt19937 random(7);
-    BufferList slice(2, 1, 40'000 * 4);
-    for (int64_t done = 0; done < spec.frames;) {
-        const auto count = static_cast<uint32_t>(std::min<int64_t>(random() % 40'000, spec.frames - done));
-        for (uint32_t i = 0; i < count; ++i)
-            for (uint32_t c = 0; c < 2; ++c)
-                reinterpret_cast<float *>(slice.data(c))[i] = source[static_cast<std::size_t>(done + i) * 2 + c];
-        slice.rewind(count * 4);
-        ASSERT_EQ(ExtAudioFileWrite(file.get(), count, slice.get()), noErr);
-        done += count;
+    for (int64_t done = 0, count = 0; done < 2 * spec.frames; done += count) {
+        count = std::min<int64_t>(2 * (random() % 40'000), 2 * spec.frames - done);
+        ASSERT_EQ(file.write(std::vector(source.begin() + done, source.begin() + done + count)), noErr);
     }
     ASSERT_EQ(file.close(), noErr);
     OpenFile reader(path, native16());
-    const auto expected = samples(spec);
-    EXPECT_TRUE(std::ranges::equal(readAll<int16_t>(reader), expected));
+    EXPECT_TRUE(std::ranges::equal(readAll<int16_t>(reader), samples(spec)));
     EXPECT_EQ(fs::file_size(path), 54U + 4U * 700'000);
 }
 
@@ -132,56 +128,40 @@ TEST(Writing, TheOldFileStandsUntilTheNewOneIsWholeAndHandsOnItsMode)
 {
     const auto modeOf = [](const fs::path &path) { return static_cast<uint32_t>(fs::status(path).permissions()); };
     const auto folder = newFolder("atomic");
-    const auto path = folder / "song.aiff";
-    const Bytes old = bytesOf("old");
-    writeBytes(path, old);
-    ::chmod(path.c_str(), 0604);
-    {
-        NewFile file(path);
+    const auto target = folder / "song.aiff";
+    writeBytes(target, {1});
+    ::chmod(target.c_str(), 0604);
+    fs::create_symlink("song.aiff", folder / "link.aiff");
+    fs::create_symlink("link.aiff", folder / "chain.aiff");
+    for (const bool isAbandoned : {true, false}) {
+        NewFile file(folder / "chain.aiff");
         ASSERT_EQ(file.write(std::vector<int16_t>(2000)), noErr);
-        EXPECT_EQ(readBytes(path), old);
-        EXPECT_EQ(entries(folder), 2U);
-    } // abandoned
-    EXPECT_EQ(readBytes(path), old);
-    EXPECT_EQ(entries(folder), 1U);
-
-    NewFile file(path);
-    ASSERT_EQ(file.write(std::vector<int16_t>(2000)), noErr);
-    ASSERT_EQ(file.close(), noErr);
-    EXPECT_EQ(fs::file_size(path), 54U + 4000U);
-    EXPECT_EQ(entries(folder), 1U);
-    EXPECT_EQ(modeOf(path), 0604U);
+        EXPECT_EQ(readBytes(target), Bytes{1});
+        EXPECT_EQ(entries(folder), 4U);
+        ASSERT_EQ(isAbandoned ? noErr : file.close(), noErr);
+    }
+    EXPECT_EQ(fs::file_size(target), 54U + 4000U);
+    EXPECT_EQ(entries(folder), 3U);
+    EXPECT_EQ(modeOf(target), 0604U);
+    EXPECT_TRUE(fs::is_symlink(folder / "link.aiff"));
 
     const mode_t before = ::umask(027);
-    NewFile fresh(folder / "mask.aiff");
-    ::umask(before);
-    ASSERT_EQ(fresh.close(), noErr);
-    EXPECT_EQ(modeOf(folder / "mask.aiff"), 0640U) << "the mask of the process";
-}
-
-TEST(Writing, LinksAreFollowedAndNamesGoThroughUnchanged)
-{
-    const auto folder = newFolder("links");
-    fs::create_directory(folder / "real");
-    fs::create_symlink("real/target.aiff", folder / "link.aiff");
-    fs::create_symlink("link.aiff", folder / "chain.aiff");
-    ASSERT_EQ(NewFile(folder / "chain.aiff").close(), noErr);
-    EXPECT_TRUE(fs::is_symlink(folder / "link.aiff"));
-    EXPECT_TRUE(fs::is_regular_file(folder / "real" / "target.aiff"));
-
     for (const std::string &name : {std::string("%s%n \n"), std::string("-rf"), std::string("\xFF\xFE"),
                                     std::string(255, 'n'), std::string("\xC3\xA4.aiff")}) {
         NewFile file(folder / name);
         ASSERT_EQ(file.write(std::vector<int16_t>(20)), noErr) << name;
         ASSERT_EQ(file.close(), noErr) << name;
         EXPECT_EQ(OpenFile(folder / name).length(), 10) << name;
+        EXPECT_EQ(modeOf(folder / name), 0640U) << "the mask of the process";
     }
+    ::umask(before);
 }
 
 TEST(Writing, UnsuitableDestinationsAndFormatsAreRefusedAtOnce)
 {
     const auto folder = newFolder("refused");
-    writeBytes(folder / "here", {1});
+    const auto here = folder / "here";
+    writeBytes(here, {1});
     fs::create_symlink("loop", folder / "loop");
     ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
     const std::pair<fs::path, OSStatus> places[] = {
@@ -194,24 +174,125 @@ TEST(Writing, UnsuitableDestinationsAndFormatsAreRefusedAtOnce)
     };
     for (const auto &[path, status] : places)
         EXPECT_EQ(NewFile(path).status(), status) << path;
-    EXPECT_EQ(NewFile(folder / "here", kAudioFileAIFFType, standardFormat(), 0).status(), kAudioFilePermissionsError)
+    EXPECT_EQ(NewFile(here, kAudioFileAIFFType, standardFormat(), 0).status(), kAudioFilePermissionsError)
         << "not allowed to replace it";
-
-    const struct {
-        AudioFileTypeID type;
-        AudioStreamBasicDescription format;
-        OSStatus status;
-    } formats[] = {
-        {fourCharCode("caff"), standardFormat(), kAudioFileUnsupportedFileTypeError},
-        {kAudioFileAIFFType, native16(), kAudioFileUnsupportedDataFormatError},
-        {kAudioFileWAVEType, standardFormat(), kAudioFileUnsupportedDataFormatError},
-        {kAudioFileAIFFType, planarFloat(44100, 2), kAudioFileUnsupportedDataFormatError},
-        {kAudioFileWAVEType, native16(44100, 65), kAudioFileUnsupportedDataFormatError},
-    };
-    for (const auto &[type, format, status] : formats)
-        EXPECT_EQ(NewFile(folder / "format", type, format).status(), status) << format.mChannelsPerFrame;
-    EXPECT_EQ(readBytes(folder / "here"), Bytes{1});
+    EXPECT_EQ(NewFile(here, fourCharCode("caff")).status(), kAudioFileUnsupportedFileTypeError);
+    const std::pair<AudioFileTypeID, AudioStreamBasicDescription> formats[] = {
+        {kAudioFileAIFFType, native16()},
+        {kAudioFileWAVEType, standardFormat()},
+        {kAudioFileAIFFType, planarFloat(44100, 2)},
+        {kAudioFileWAVEType, native16(44100, 65)}};
+    for (const auto &[type, format] : formats)
+        EXPECT_EQ(NewFile(here, type, format).status(), kAudioFileUnsupportedDataFormatError) << format.mFormatFlags;
+    EXPECT_EQ(readBytes(here), Bytes{1});
     EXPECT_EQ(entries(folder), 3U);
+}
+
+constexpr int64_t kManyFrames = 2'000'000; // 8 MB, several batches
+
+struct Outcome {
+    OSStatus write = noErr;
+    OSStatus close = noErr;
+};
+
+/// Writes `frames` silent frames to `path`, slice by slice, until something fails.
+Outcome writeSilence(const fs::path &path, int64_t frames)
+{
+    Outcome outcome;
+    NewFile file(path);
+    EXPECT_EQ(file.status(), noErr);
+    for (int64_t done = 0; done < frames && outcome.write == noErr; done += 512)
+        outcome.write = file.write(std::vector<int16_t>(1024));
+    outcome.close = file.close();
+    return outcome;
+}
+
+/// A folder with one old file in it, which must outlive every failure.
+class WritingFaults : public testing::Test
+{
+protected:
+    void SetUp() override { writeBytes(old_, {1, 2, 3}); }
+    static void expectOldStateOf(const fs::path &folder)
+    {
+        EXPECT_EQ(readBytes(folder / "old.aiff"), (Bytes{1, 2, 3}));
+        EXPECT_EQ(entries(folder), 1U);
+    }
+
+    fs::path folder_ = newFolder("faults");
+    fs::path old_ = folder_ / "old.aiff";
+};
+
+TEST_F(WritingFaults, AFileSizeLimitFailsTheWriteAndLeavesTheOldFile)
+{
+    const int result = inChild([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{3'000'000, 3'000'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const Outcome outcome = writeSilence(old_, kManyFrames);
+        return outcome.write == kAudioFileWriteError && outcome.close == kAudioFileWriteError ? 0 : 1;
+    });
+    EXPECT_EQ(result, 0);
+    expectOldStateOf(folder_);
+}
+
+TEST_F(WritingFaults, AFullDiskSaysSoAndLeavesTheOldFile)
+{
+    const fs::path disk = folder_ / "disk";
+    fs::create_directory(disk);
+    if (::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=4m") != 0)
+        GTEST_SKIP() << "cannot mount a small disk here";
+    writeBytes(disk / "old.aiff", {1, 2, 3});
+    const Outcome full = writeSilence(disk / "old.aiff", kManyFrames);
+    EXPECT_EQ(full.write, kAudioFileDiskFullError);
+    EXPECT_EQ(full.close, kAudioFileDiskFullError);
+    expectOldStateOf(disk);
+    // Short enough for one batch: the room is missed when the file is closed.
+    writeBytes(disk / "filler", std::vector<uint8_t>(4'000'000));
+    const Outcome late = writeSilence(disk / "old.aiff", 200'000);
+    EXPECT_EQ(late.write, noErr);
+    EXPECT_EQ(late.close, kAudioFileDiskFullError);
+    fs::remove(disk / "filler");
+    expectOldStateOf(disk);
+    EXPECT_EQ(writeSilence(disk / "old.aiff", 200'000).close, noErr);
+    ::umount(disk.c_str());
+}
+
+TEST_F(WritingFaults, WithoutRightsNothingIsBegun)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to become somebody else";
+    ::chmod(folder_.c_str(), 0755);
+    ::chmod(folder_.parent_path().c_str(), 0755);
+    const auto expectRefusedToNobody = [](const char *what, const std::function<OSStatus()> &open) {
+        const auto body = [&] { return ::setuid(65534) == 0 && open() == kAudioFilePermissionsError ? 0 : 1; };
+        EXPECT_EQ(inChild(body), 0) << what;
+    };
+    expectRefusedToNobody("a new file", [&] { return NewFile(folder_ / "new.aiff").status(); });
+    ::chmod(folder_.c_str(), 0777); // the folder may be written, the file may not
+    expectRefusedToNobody("the old file", [&] { return NewFile(old_).status(); });
+    expectOldStateOf(folder_);
+    ::chmod(old_.c_str(), 0600);
+    expectRefusedToNobody("reading", [&] { return OpenFile(old_).status(); });
+}
+
+TEST_F(WritingFaults, SizesBeyondThirtyTwoBitsAreRefusedBeforeTheWrite)
+{
+    EXPECT_EQ(ExtAudioFileMaximumDataBytes(kAudioFileAIFFType), 4'294'967'248);
+    EXPECT_LE(ExtAudioFileMaximumDataBytes(kAudioFileWAVEType), 4'294'967'295 - 44);
+    // Each client frame of one byte makes a file frame of 256.
+    const auto format = interleaved(44100, 64, 32, kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsBigEndian);
+    const auto client = interleaved(44100, 1, 8, kAudioFormatFlagIsSignedInteger);
+    NewFile file(old_, kAudioFileAIFFType, format);
+    ASSERT_EQ(file.setClient(client), noErr);
+    std::vector<int8_t> sound(1 << 24);
+    AudioBufferList list{1, {{1, 1U << 24, sound.data()}}};
+    const auto most = static_cast<uint32_t>(ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / 256);
+    ASSERT_LT(most, 1U << 24);
+    EXPECT_EQ(ExtAudioFileWrite(file.get(), most + 1, &list), kAudioFileTooLargeError);
+    EXPECT_EQ(ExtAudioFileWrite(file.get(), 10, &list), noErr) << "what fits is still taken";
+    EXPECT_EQ(ExtAudioFileWrite(file.get(), most - 9, &list), kAudioFileTooLargeError);
+    ASSERT_EQ(file.close(), noErr);
+    EXPECT_EQ(OpenFile(old_).length(), 10);
 }
 
 } // namespace
