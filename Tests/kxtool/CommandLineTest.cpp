@@ -7,58 +7,61 @@ namespace kx::test
 namespace
 {
 
+using Line = std::vector<std::string>;
+
+/// Expects this status and one line that ends and has `part` in it, and nothing on the standard output.
+void expectRefused(int status, const std::string &part, const Line &line)
+{
+    const ToolResult result = kxtool(line);
+    EXPECT_EQ(result.status, status) << ::testing::PrintToString(line);
+    EXPECT_TRUE(isOneLine(result.errors)) << ::testing::PrintToString(line) << '\n' << result.errors;
+    EXPECT_NE(result.errors.find(part), std::string::npos) << ::testing::PrintToString(line) << '\n' << result.errors;
+    EXPECT_EQ(result.output, "") << ::testing::PrintToString(line);
+}
+
 TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
 {
     const std::string file = make({.frames = 1000});
     const std::string out = temporaryPath("never.aiff");
-    const std::vector<std::vector<std::string>> lines{
+    const Line lines[] = {
         {},
-        {"dance"},
         {"dan\nce"},
         {"info"},
         {"info", file, file},
         {"info", file, "--loop"},
-        {"devices", file},
-        {"play", file, "--start", "-1"},
-        {"play", file, "--start=-1"},
-        {"play", file, "--start", "1.5"},
-        {"play", file, "--start", "0x10"},
-        {"play", file, "--start", "12abc"},
-        {"play", file, "--start", ""},
-        {"play", file, "--start", "9223372036854775808"},
-        {"play", file, "--start", "9223372036854775807"},
-        {"play", file, "--start", "99999999999999999999999999"},
         {"play", file, "--start", "500", "--end", "500"},
-        {"play", file, "--start", "501", "--end", "500"},
         {"play", file, "--end", "0"},
         {"play", file, "--position"},
-        {"play", file, "--volume", "nan"},
-        {"play", file, "--volume", "inf"},
-        {"play", file, "--volume", "1.01"},
-        {"play", file, "--volume", "-0.5"},
-        {"play", file, "--volume", "1e999"},
-        {"play", file, "--seconds", "0"},
-        {"play", file, "--seconds", "nan"},
-        {"play", file, "--seconds", "1e300"},
         {"export", file},
-        {"export", file, out, "--start", "7", "--end", "3"},
-        {"export", file, out, "--start", "%s%n"},
         {"export", file, file},
         {"decode", file, file},
-        {"format"},
         {"format", file, "--save", file},
-        {"format", file, "--save"},
-        {"tone", ".", "."},
-        {"decode", file, out, "--from", "-3"},
         {"decode", file, out, "--frames", "\xff\xfe"},
+        {"synth", out, "--type", "sine"},
     };
-    for (const auto &line : lines) {
-        const ToolResult result = kxtool(line);
-        EXPECT_EQ(result.status, 2) << ::testing::PrintToString(line);
-        EXPECT_TRUE(isOneLine(result.errors)) << ::testing::PrintToString(line) << '\n' << result.errors;
-        EXPECT_EQ(result.output, "") << ::testing::PrintToString(line);
-    }
+    for (const Line &line : lines)
+        expectRefused(2, "", line);
+    for (const char *frame : {"-1", "1.5", "0x10", "12abc", "", "%s%n", "9223372036854775807", "9223372036854775808"})
+        expectRefused(2, "--start", {"play", file, "--start", frame});
+    for (const char *volume : {"nan", "inf", "1.01", "-0.5", "1e999"})
+        expectRefused(2, "--volume", {"play", file, "--volume", volume});
+    for (const char *seconds : {"0", "nan", "1e300"})
+        expectRefused(2, "--seconds", {"play", file, "--seconds", seconds});
+    const auto synth = [&](const std::string &type, const std::string &seconds, const Line &rest = {}) {
+        Line line{"synth", out, "--type", type, "--pitch", "441", "--amplitude", "1", "--seconds", seconds};
+        line.insert(line.end(), rest.begin(), rest.end());
+        return line;
+    };
+    expectRefused(2, "--type", synth("saw", "1"));
+    expectRefused(2, "--seconds", synth("sine", "24001"));
+    expectRefused(2, "--lfo-amplitude", synth("sine", "1", {"--lfo-type", "sine", "--lfo-pitch", "5"}));
+    expectRefused(2, "--lfo-amplitude",
+                  synth("sine", "1", {"--lfo-type", "sine", "--lfo-pitch", "5", "--lfo-amplitude", "1e9"}));
     EXPECT_FALSE(std::filesystem::exists(out));
+
+    const ToolResult help = kxtool({"play", "--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(help.errors.empty() && !help.output.empty());
 }
 
 TEST(CommandLine, FailuresGiveStatusOneAndOneLineWithFileAndReason)
@@ -67,41 +70,36 @@ TEST(CommandLine, FailuresGiveStatusOneAndOneLineWithFileAndReason)
     const std::string text = fileOf("text.wav", std::vector<uint8_t>(100, 'x'));
     const std::string missing = temporaryPath("missing.wav");
     const std::string outside = missing + "/out.aiff";
-    struct Case {
-        std::vector<std::string> line;
-        std::string subject;
+    const std::string out = temporaryPath("out");
+    const std::pair<std::string, Line> cases[] = {
+        {missing, {"info", missing}},
+        {temporaryFolder(), {"info", temporaryFolder()}},
+        {"/dev/null", {"info", "/dev/null"}},
+        {text, {"info", text}},
+        {"", {"info", ""}},
+        {missing, {"play", missing}},
+        {file, {"play", file, "--start", "1001"}},
+        {file, {"play", file, "--start", "1000"}},
+        {file, {"play", file, "--end", "1001"}},
+        {file, {"play", file, "--position", "1000000000000000000"}},
+        {file, {"play", file, "--device", "no such device %s"}},
+        {missing, {"export", missing, out}},
+        {outside, {"export", file, outside}},
+        {temporaryFolder(), {"export", file, temporaryFolder()}},
+        {text, {"decode", text, out}},
+        {outside, {"decode", file, outside}},
+        {file, {"decode", file, out, "--from", "1001"}},
+        {"/dev/full", {"decode", file, "/dev/full"}},
+        {"/nowhere", {"tone", "/nowhere"}},
+        {outside, {"synth", outside, "--type", "sine", "--pitch", "9", "--amplitude", "1", "--seconds", "1"}},
+        {"/dev/full", {"synth", "/dev/full", "--type", "sine", "--pitch", "9", "--amplitude", "1", "--seconds", "1"}},
     };
-    const std::vector<Case> cases{
-        {{"info", missing}, missing},
-        {{"info", temporaryFolder()}, temporaryFolder()},
-        {{"info", "/dev/null"}, "/dev/null"},
-        {{"info", text}, text},
-        {{"info", ""}, ""},
-        {{"info", fileOf("empty.wav", {})}, "empty.wav"},
-        {{"play", missing}, missing},
-        {{"play", file, "--start", "1001"}, file},
-        {{"play", file, "--start", "1000"}, file},
-        {{"play", file, "--end", "1001"}, file},
-        {{"play", file, "--position", "1000000000000000000"}, file},
-        {{"play", file, "--device", "no such device %s"}, file},
-        {{"export", missing, temporaryPath("out.aiff")}, missing},
-        {{"export", file, outside}, outside},
-        {{"export", file, temporaryFolder()}, temporaryFolder()},
-        {{"export", file, temporaryPath("out.aiff"), "--end", "4000"}, file},
-        {{"decode", text, temporaryPath("out.raw")}, text},
-        {{"decode", file, outside}, outside},
-        {{"decode", file, temporaryPath("out.raw"), "--from", "1001"}, file},
-        {{"decode", file, "/dev/full"}, "/dev/full"},
-        {{"tone", "/nowhere"}, "/nowhere"},
-        {{"format", "/nowhere"}, "/nowhere"},
-    };
-    for (const Case &c : cases) {
-        const ToolResult result = kxtool(c.line);
-        EXPECT_EQ(result.status, 1) << ::testing::PrintToString(c.line);
-        EXPECT_TRUE(isOneLine(result.errors)) << ::testing::PrintToString(c.line) << '\n' << result.errors;
-        const auto named = result.errors.find(c.subject + ": ");
-        EXPECT_NE(named, std::string::npos) << ::testing::PrintToString(c.line) << '\n' << result.errors;
-        EXPECT_EQ(result.output, "") << ::testing::PrintToString(c.line);
+    for (const auto &[subject, line] : cases)
+        expectRefused(1, subject + ": ", line);
+    for (const ToolResult &result :
+         {kxtoolIn("/", {"info", file}, "/dev/full"), kxtool({"format", file, "--save", "/dev/full"})}) {
+        EXPECT_EQ(result.status, 1) << "the output cannot be written";
+        EXPECT_TRUE(isOneLine(result.errors)) << result.errors;
     }
 }
 
@@ -109,12 +107,7 @@ TEST(CommandLine, NamesOfAnyBytesAreOpenedAndShownWithoutControls)
 {
     const auto folder = temporaryPath("names");
     std::filesystem::create_directory(folder);
-    struct Case {
-        std::string name;
-        std::string shown;
-    };
-    const std::vector<Case> cases{
-        {"%s%n%d.wav", "%s%n%d.wav"},
+    const std::pair<std::string, std::string> cases[] = {
         {"line\nbreak.wav", "line\\x0abreak.wav"},
         {"\x1b[31mred.wav", "\\x1b[31mred.wav"},
         {"\xff\xc3.wav", "\\xff\\xc3.wav"},
@@ -124,29 +117,18 @@ TEST(CommandLine, NamesOfAnyBytesAreOpenedAndShownWithoutControls)
          "\\xc2\\x9b31m.wav"},
         {"Käse 音 🎵.wav", "Käse 音 🎵.wav"},
         {"-loop.wav", "-loop.wav"},
-        {"--", "--"},
     };
     const auto content = readBytes(make({.frames = 100}));
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.shown);
-        const ToolResult before = kxtoolIn(folder, {"info", "--", c.name});
+    for (const auto &[name, shown] : cases) {
+        SCOPED_TRACE(shown);
+        const ToolResult before = kxtoolIn(folder, {"info", "--", name});
         EXPECT_EQ(before.status, 1);
-        EXPECT_EQ(before.errors.find("kxtool: " + c.shown + ": "), 0U) << before.errors;
+        EXPECT_EQ(before.errors.find("kxtool: " + shown + ": "), 0U) << before.errors;
         EXPECT_TRUE(isOneLine(before.errors)) << before.errors;
-        writeBytes(folder / c.name, content);
-        const ToolResult after = kxtoolIn(folder, {"info", "--", c.name});
+        writeBytes(folder / name, content);
+        const ToolResult after = kxtoolIn(folder, {"info", "--", name});
         EXPECT_EQ(after.status, 0) << after.errors;
         EXPECT_EQ(valueOf("frames", after.output), "100");
-    }
-}
-
-TEST(CommandLine, HelpGoesToTheOutputWithStatusZero)
-{
-    for (const auto &line : {std::vector<std::string>{"--help"}, {"play", "--help"}}) {
-        const ToolResult result = kxtool(line);
-        EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.errors, "");
-        EXPECT_NE(result.output, "");
     }
 }
 

@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <pty.h>
 #include <regex>
-#include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -82,22 +81,14 @@ RunningKxtool::RunningKxtool(std::vector<std::string> arguments)
     for (std::string &argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);
-    int slave = -1;
-    if (openpty(&master_, &slave, nullptr, nullptr, nullptr) != 0)
-        throw std::runtime_error("openpty failed");
-    fcntl(master_, F_SETFD, FD_CLOEXEC);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, slave, STDERR_FILENO);
-    posix_spawn_file_actions_addclose(&actions, slave);
-    const int failure = posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(slave);
-    if (failure != 0) {
-        close(master_);
-        throw std::runtime_error("kxtool does not start");
+    pid_ = forkpty(&master_, nullptr, nullptr, nullptr);
+    if (pid_ == 0) {
+        execv(argv[0], argv.data());
+        _exit(127);
     }
+    if (pid_ < 0)
+        throw std::runtime_error("kxtool does not start");
+    fcntl(master_, F_SETFD, FD_CLOEXEC);
 }
 
 RunningKxtool::~RunningKxtool()

@@ -28,7 +28,7 @@ std::vector<uint8_t> decoded(const std::filesystem::path &file, const std::vecto
 /// 16-bit samples as big-endian bytes.
 std::vector<uint8_t> bigEndian(const std::vector<int32_t> &samples);
 
-/// A kxtool that runs, whose standard error is a terminal that can be read, so that it shows its progress.
+/// A kxtool that runs in a terminal that can be read, so that it shows its progress.
 class RunningKxtool
 {
 public:
