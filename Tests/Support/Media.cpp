@@ -14,6 +14,7 @@
 #include <map>
 #include <mutex>
 #include <numbers>
+#include <sstream>
 #include <stdexcept>
 
 extern char **environ; // NOLINT: POSIX declares it nowhere else
@@ -48,21 +49,6 @@ public:
 private:
     pid_t owner_;
     std::filesystem::path path_;
-};
-
-/// Uniform in -1 to 1, the same on every machine.
-class Random
-{
-public:
-    explicit Random(uint32_t seed) : state_(seed * 2654435761U + 1) {}
-    double next()
-    {
-        state_ = state_ * 1664525U + 1013904223U;
-        return static_cast<double>(static_cast<int32_t>(state_)) / 2147483648.0;
-    }
-
-private:
-    uint32_t state_;
 };
 
 double sines(double seconds, uint32_t channel)
@@ -115,70 +101,52 @@ std::string keyOf(const MediaSpec &spec)
     return key;
 }
 
-const char *extensionOf(Codec codec)
+/// How the file of a codec ends, and how it is made; OPTIONS stands for those of the spec.
+struct Encoder {
+    const char *extension;
+    const char *command;
+};
+
+Encoder encoderOf(Codec codec)
 {
     switch (codec) {
     case Codec::WAV:
-        return "wav";
+        return {"wav", ""};
     case Codec::AIFF:
-        return "aiff";
+        return {"aiff", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a pcm_sBITSbe -f aiff OPTIONS TARGET"};
     case Codec::FLAC:
-        return "flac";
+        return {"flac", "flac --silent --force OPTIONS -o TARGET SOURCE"};
     case Codec::Vorbis:
-        return "ogg";
+        return {"ogg", "oggenc -Q --serial 1 OPTIONS -o TARGET SOURCE"};
     case Codec::MP3:
-        return "mp3";
+        return {"mp3", "lame --quiet --noreplaygain OPTIONS SOURCE TARGET"};
     case Codec::MP2:
-        return "mp2";
+        return {"mp2", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a mp2 -f mp2 OPTIONS TARGET"};
     case Codec::AAC:
+        return {"m4a", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a aac -f ipod OPTIONS TARGET"};
     case Codec::ALAC:
         break;
     }
-    return "m4a";
-}
-
-std::vector<std::string> ffmpegOptions(const MediaSpec &spec)
-{
-    const std::string bits = std::to_string(spec.bits);
-    switch (spec.codec) {
-    case Codec::AIFF:
-        return {"-c:a", "pcm_s" + bits + "be", "-f", "aiff"};
-    case Codec::MP2:
-        return {"-c:a", "mp2", "-f", "mp2"};
-    case Codec::AAC:
-        return {"-c:a", "aac", "-f", "ipod"};
-    default:
-        return {"-c:a", "alac", "-sample_fmt", spec.bits > 16 ? "s32p" : "s16p", "-f", "ipod"};
-    }
+    return {"m4a", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a alac -sample_fmt KIND -f ipod OPTIONS TARGET"};
 }
 
 /// The command that encodes `source` to `target`.
 std::vector<std::string> encoderCommand(const MediaSpec &spec, const std::string &source, const std::string &target)
 {
+    const std::map<std::string, std::vector<std::string>> parts{
+        {"SOURCE", {source}},
+        {"TARGET", {target}},
+        {"OPTIONS", spec.options},
+        {"KIND", {spec.bits > 16 ? "s32p" : "s16p"}},
+        {"pcm_sBITSbe", {"pcm_s" + std::to_string(spec.bits) + "be"}},
+    };
     std::vector<std::string> command;
-    std::vector<std::string> tail;
-    switch (spec.codec) {
-    case Codec::MP3:
-        command = {"lame", "--quiet", "--noreplaygain"};
-        tail = {source, target};
-        break;
-    case Codec::FLAC:
-        command = {"flac", "--silent", "--force"};
-        tail = {"-o", target, source};
-        break;
-    case Codec::Vorbis:
-        command = {"oggenc", "-Q", "--serial", "1"};
-        tail = {"-o", target, source};
-        break;
-    default:
-        command = {"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", source, "-bitexact"};
-        for (const std::string &option : ffmpegOptions(spec))
-            command.push_back(option);
-        tail = {target};
-        break;
+    std::istringstream words(encoderOf(spec.codec).command);
+    for (std::string word; words >> word;) {
+        const auto part = parts.find(word);
+        const auto &added = part == parts.end() ? std::vector{word} : part->second;
+        command.insert(command.end(), added.begin(), added.end());
     }
-    command.insert(command.end(), spec.options.begin(), spec.options.end());
-    command.insert(command.end(), tail.begin(), tail.end());
     return command;
 }
 
@@ -208,7 +176,7 @@ std::filesystem::path make(const MediaSpec &spec)
     const std::lock_guard lock(mutex);
     std::filesystem::path &path = made[keyOf(spec)];
     if (path.empty()) {
-        const std::filesystem::path target = temporaryPath(std::string("media.") + extensionOf(spec.codec));
+        const std::filesystem::path target = temporaryPath(std::string("media.") + encoderOf(spec.codec).extension);
         encode(spec, target);
         path = target;
     }
@@ -218,12 +186,13 @@ std::filesystem::path make(const MediaSpec &spec)
 std::vector<int32_t> samples(const MediaSpec &spec)
 {
     const double scale = std::ldexp(1.0, static_cast<int>(spec.bits) - 1);
-    Random random(spec.seed);
+    uint32_t state = spec.seed * 2654435761U + 1;
     std::vector<int32_t> result;
     result.reserve(static_cast<std::size_t>(spec.frames) * spec.channels);
     for (int64_t frame = 0; frame < spec.frames; ++frame) {
         for (uint32_t channel = 0; channel < spec.channels; ++channel) {
-            const double noise = random.next();
+            state = state * 1664525U + 1013904223U; // the same on every machine
+            const double noise = static_cast<double>(static_cast<int32_t>(state)) / 2147483648.0;
             double value = 0;
             if (spec.signal == Signal::Sines)
                 value = sines(static_cast<double>(frame) / spec.rate, channel) + 0.05 * noise;
