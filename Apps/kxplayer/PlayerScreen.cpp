@@ -157,12 +157,6 @@ bool kxplayer::PlayerScreen::isPlaying() const
     return player()->isPlaying();
 }
 
-bool kxplayer::PlayerScreen::isExporting() const
-{
-    const QWidget *sheet = exportProgressSheet().widget();
-    return continuesExporting() || (sheet && sheet->isVisible()); // a cancelled one still ends its slice
-}
-
 bool kxplayer::PlayerScreen::loops() const
 {
     return loopButton().state() == NSOnState;

@@ -34,15 +34,13 @@ public:
 
     [[nodiscard]] bool isLoaded() const;
     [[nodiscard]] bool isPlaying() const;
-    /// From the save panel's answer until the progress sheet has gone. Nothing else moves or changes the player then.
-    [[nodiscard]] bool isExporting() const;
     [[nodiscard]] bool loops() const; ///< As the user wants it: an export plays the range once.
     [[nodiscard]] const std::filesystem::path &file() const noexcept { return file_; } ///< Empty without one.
     [[nodiscard]] uint64_t fileNumber() const noexcept { return fileNumber_; }         ///< Another one for each load.
     [[nodiscard]] int64_t numFrames() const;
     [[nodiscard]] int64_t shownFrame() const; ///< Where the play line is.
 
-    // All without effect while exporting, but for the range and the volume.
+    // All without effect while it exports, but for the range and the volume.
     void setPlaying(bool playing);
     void setLoop(bool loop);
     void moveTo(int64_t frame); ///< Limited to the file.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Tells kxplayer's whole story in a window of a virtual X server, with a real pointer and keyboard, against a private
 # sound server whose output is recorded: an export cancelled, play, drag, loop, type, export, a broken file, a signal.
-# Usage: real_story.sh KXPLAYER KXTOOL [FOLDER FOR PICTURES]
+# Usage: real_story.sh KXPLAYER KXTOOL [FOLDER FOR PICTURES [dark]]     dark: on a desktop with dark colours
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 player=$1
@@ -25,6 +25,11 @@ picture() { [ -z "$pictures" ] || { sleep 0.5; import -window root "$pictures/$1
 mkdir -m 700 "$work/pulse" "$work/home"
 export XDG_RUNTIME_DIR=$work HOME=$work/home PULSE_RUNTIME_PATH=$work/pulse PULSE_SERVER=unix:$work/native
 unset DBUS_SESSION_BUS_ADDRESS WAYLAND_DISPLAY
+if [ "${4:-}" = dark ]; then
+    mkdir "$work/home/.config"
+    cp "$root/Tests/kxplayer/dark.kdeglobals" "$work/home/.config/kdeglobals"
+    export XDG_CURRENT_DESKTOP=KDE KDE_SESSION_VERSION=5
+fi
 cat >"$work/start.pa" <<PA
 load-module module-native-protocol-unix socket=$work/native auth-anonymous=1
 load-module module-null-sink sink_name=kx1 rate=44100 format=s16le channels=2 channel_map=stereo norewinds=1
