@@ -3,15 +3,14 @@
 #include "KXFW/Audio/KXAHardwareManager.h"
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/AudioDataFixtures.h"
-#include "Tests/Support/Handshake.h"
+#include "Tests/Support/Eventually.h"
 #include "Tests/Support/MonitorRecorder.h"
 #include "Tests/Support/PulseServer.h"
 
 #include <cstdlib>
-#include <thread>
 
-using namespace kx::test;
-
+namespace kx::test
+{
 namespace
 {
 
@@ -22,17 +21,6 @@ PulseServer &server()
 {
     static PulseServer running({{"kx1"}, {"kx2"}, {"kx3", 48000}});
     return running;
-}
-
-template <class Condition> bool eventually(Condition reached)
-{
-    const auto end = std::chrono::steady_clock::now() + kHangDeadline;
-    while (!reached()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 AudioObjectID deviceWithUID(const std::string &uid)
@@ -57,6 +45,19 @@ std::vector<int64_t> numbersIn(const std::vector<int16_t> &samples)
     return numbers;
 }
 
+/// What a sink played once more than `count` numbers, or samples other than 0, have been recorded.
+std::vector<int64_t> numbersOnce(const MonitorRecorder &recorder, std::size_t count)
+{
+    EXPECT_TRUE(recorder.waitUntil([&](const auto &all) { return numbersIn(all).size() > count; }));
+    return numbersIn(recorder.samples());
+}
+
+std::vector<int16_t> samplesOnce(const MonitorRecorder &recorder, std::size_t count)
+{
+    EXPECT_TRUE(recorder.waitUntil([&](const auto &all) { return withoutSilence(all).size() >= count; }));
+    return withoutSilence(recorder.samples());
+}
+
 class SoundServerTest : public testing::Test
 {
 protected:
@@ -66,10 +67,13 @@ protected:
         EXPECT_TRUE(eventually([] { return deviceWithUID("kx1") && deviceWithUID("kx3"); }));
         EXPECT_TRUE(eventually([] { return KXAHardwareManager::defaultOutputDeviceID() == deviceWithUID("kx1"); }));
         player = KXAFilePlayer::player();
-        EXPECT_TRUE(player->loadFileAtURL(make({.frames = kFrames, .signal = Signal::Index})));
+        load(indexed(kFrames));
+        player->setOffsetFramesPlay(1, 1, kFrames);
     }
 
-    bool isPlayingOn(const std::string &uid)
+    void load(const MediaSpec &spec) { ASSERT_TRUE(player->loadFileAtURL(make(spec))); }
+
+    testing::AssertionResult isPlayingOn(const std::string &uid)
     {
         return eventually([&] {
             return deviceWithUID(uid) != 0 && player->outputDeviceID() == deviceWithUID(uid) && player->isPlaying();
@@ -80,91 +84,68 @@ protected:
     std::shared_ptr<KXAFilePlayer> player;
 };
 
-TEST_F(SoundServerTest, PlaysAFileBitForBitAndTheTailIsHeard)
-{
-    const MediaSpec spec{.frames = 30000, .signal = Signal::Noise};
-    ASSERT_TRUE(player->loadFileAtURL(make(spec)));
-    player->setLoop(false);
-    const MonitorRecorder recorder("kx1");
-    player->play();
-    const auto source = samples(spec);
-    ASSERT_TRUE(recorder.waitUntil([&](const auto &all) { return withoutSilence(all).size() >= source.size() - 2; }));
-    auto heard = withoutSilence(recorder.samples());
-    const std::vector<int16_t> wanted(source.begin(), source.end());
-    EXPECT_TRUE(heard == withoutSilence(wanted)) << heard.size() << " of " << wanted.size() << " samples";
-    EXPECT_TRUE(eventually([&] { return !player->isPlaying(); }));
-}
-
-TEST_F(SoundServerTest, LoopsWithoutAGapBitForBit)
+TEST_F(SoundServerTest, LoopsBitForBitWithoutAGapAndAStopIsQuiet)
 {
     player->setOffsetFramesPlay(1000, 1000, 6000);
     const MonitorRecorder recorder("kx1");
     player->play();
-    ASSERT_TRUE(recorder.waitUntil([](const auto &all) { return numbersIn(all).size() >= 20000; }));
+    numbersOnce(recorder, 20000);
     player->stop();
+    const int64_t position = player->frameOffset();
+    // What is recorded next shows that the server goes on: it is silence.
+    const std::size_t count = recorder.samples().size();
+    ASSERT_TRUE(recorder.waitUntil([&](const auto &all) { return all.size() > count + 2 * 22050; }));
     const auto heard = numbersIn(recorder.samples());
-    ASSERT_EQ(heard[0], 1000);
-    for (std::size_t i = 1; i < 20000; ++i)
-        ASSERT_EQ(heard[i], heard[i - 1] == 5999 ? 1000 : heard[i - 1] + 1) << "frame " << i;
+    expectPasses(heard, heard.size(), 1000, 1000, 6000);
+    EXPECT_EQ(player->frameOffset(), position);
 }
 
-TEST_F(SoundServerTest, FollowsTheDefaultSinkWhilePlaying)
+TEST_F(SoundServerTest, FollowsTheDefaultSinkAndLeavesASinkThatIsRemoved)
 {
     const MonitorRecorder first("kx1");
     const MonitorRecorder second("kx2");
-    player->setOffsetFramesPlay(1, 1, kFrames);
     player->play();
-    ASSERT_TRUE(first.waitUntil([](const auto &all) { return numbersIn(all).size() > 8000; }));
+    numbersOnce(first, 8000);
     server().setDefaultSink("kx2");
     ASSERT_TRUE(isPlayingOn("kx2"));
-    ASSERT_TRUE(second.waitUntil([](const auto &all) { return numbersIn(all).size() > 8000; }));
-    player->stop();
+    const auto after = numbersOnce(second, 8000);
     const auto before = numbersIn(first.samples());
-    const auto after = numbersIn(second.samples());
     EXPECT_GT(after[0], before.back()) << "nothing is heard twice";
     EXPECT_LT(after[0] - before.back(), 44100 / 4) << "it goes on where it was, but for what the old device held";
-    for (std::size_t i = 1; i < 8000; ++i)
-        ASSERT_EQ(after[i], after[i - 1] + 1);
-}
+    expectPasses(after, 8000, after[0], 1, kFrames);
 
-TEST_F(SoundServerTest, MovesToTheDefaultWhenItsSinkIsRemoved)
-{
     server().addSink({"kx4"});
     ASSERT_TRUE(eventually([] { return deviceWithUID("kx4") != 0; }));
     player->setFollowsDefaultOutput(false);
     player->setOutputDeviceID(deviceWithUID("kx4"));
-    player->setOffsetFramesPlay(1, 1, kFrames);
     player->play();
     const MonitorRecorder removed("kx4");
-    const MonitorRecorder remaining("kx1");
-    ASSERT_TRUE(removed.waitUntil([](const auto &all) { return numbersIn(all).size() > 8000; }));
+    numbersOnce(removed, 8000);
+    const MonitorRecorder remaining("kx2");
     server().removeSink("kx4");
-    ASSERT_TRUE(isPlayingOn("kx1"));
-    ASSERT_TRUE(remaining.waitUntil([](const auto &all) { return numbersIn(all).size() > 8000; }));
-    const auto after = numbersIn(remaining.samples());
-    for (std::size_t i = 1; i < 8000; ++i)
-        ASSERT_EQ(after[i], after[i - 1] + 1);
+    ASSERT_TRUE(isPlayingOn("kx2"));
+    const auto rest = numbersOnce(remaining, 8000);
+    expectPasses(rest, 8000, rest[0], 1, kFrames);
 }
 
 TEST_F(SoundServerTest, PlaysToADeviceOfAnotherRate)
 {
-    ASSERT_TRUE(player->loadFileAtURL(make({.frames = 44100})));
+    load({.frames = 44100});
     player->setOutputDeviceID(deviceWithUID("kx3"));
     player->setLoop(false);
     const MonitorRecorder recorder("kx3", 48000);
     player->play();
-    ASSERT_TRUE(recorder.waitUntil([](const auto &all) { return withoutSilence(all).size() >= 2 * 47990; }));
-    EXPECT_NEAR(static_cast<double>(withoutSilence(recorder.samples()).size()) / 2, 48000, 200)
+    EXPECT_NEAR(static_cast<double>(samplesOnce(recorder, 2 * 47990).size()) / 2, 48000, 200)
         << "one second stays one second";
 }
 
-TEST_F(SoundServerTest, PlaysThroughAnEffectWhatAnExportHoldsAndTellsWhereItIs)
+TEST_F(SoundServerTest, PlaysToTheEndThroughAnEffectWhatAnExportHoldsAndTellsWhereItIs)
 {
     AVAudioUnitTimePitch effect;
     ASSERT_EQ(effect.setRate(0.8F), noErr);
     ASSERT_EQ(effect.setPitch(300), noErr);
     player->setEffect(effect.audioUnit());
-    ASSERT_TRUE(player->loadFileAtURL(make({.frames = 44100})));
+    load({.frames = 44100});
     const auto exported = temporaryPath("effect.aiff");
     Handshake ended;
     player->prepareForExport();
@@ -172,11 +153,8 @@ TEST_F(SoundServerTest, PlaysThroughAnEffectWhatAnExportHoldsAndTellsWhereItIs)
         exported, {}, [&] { ended.announce(); }, [&](const NSException &) { ADD_FAILURE() << "failed"; });
     ASSERT_TRUE(ended.await());
     std::vector<int16_t> written;
-    for (const Frame frame : readAll(*KXAFiledAudioData2::audioDataWithContentsOfURL(exported))) {
-        const int64_t packed = indexIn(frame);
-        written.push_back(static_cast<int16_t>(packed & 0xffff));
-        written.push_back(static_cast<int16_t>(packed >> 16));
-    }
+    for (const int64_t frame : indicesOf(exported))
+        written.insert(written.end(), {static_cast<int16_t>(frame & 0xffff), static_cast<int16_t>(frame >> 16)});
 
     player->setLoop(false);
     player->setPositionInFrame(0);
@@ -185,28 +163,12 @@ TEST_F(SoundServerTest, PlaysThroughAnEffectWhatAnExportHoldsAndTellsWhereItIs)
     int64_t last = 0;
     ASSERT_TRUE(eventually([&] {
         const int64_t frame = player->heardFrame().frame;
-        EXPECT_GE(frame, last);
-        last = frame;
+        EXPECT_LE(std::exchange(last, frame), frame);
         return !player->isPlaying() && frame == 44100;
     }));
     const auto wanted = withoutSilence(written);
-    ASSERT_TRUE(recorder.waitUntil([&](const auto &all) { return withoutSilence(all).size() >= wanted.size(); }));
-    EXPECT_TRUE(withoutSilence(recorder.samples()) == wanted);
-}
-
-TEST_F(SoundServerTest, StopCutsAndIsQuiet)
-{
-    player->setOffsetFramesPlay(1, 1, kFrames);
-    const MonitorRecorder recorder("kx1");
-    player->play();
-    ASSERT_TRUE(recorder.waitUntil([](const auto &all) { return numbersIn(all).size() > 8000; }));
-    player->stop();
-    const int64_t position = player->frameOffset();
-    // What is recorded next shows that the server goes on: it is silence.
-    const std::size_t count = recorder.samples().size();
-    ASSERT_TRUE(recorder.waitUntil([&](const auto &all) { return all.size() > count + 2 * 22050; }));
-    EXPECT_LE(numbersIn(recorder.samples()).back(), position);
-    EXPECT_EQ(player->frameOffset(), position);
+    EXPECT_TRUE(samplesOnce(recorder, wanted.size()) == wanted);
 }
 
 } // namespace
+} // namespace kx::test
