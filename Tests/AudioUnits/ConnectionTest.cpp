@@ -10,17 +10,12 @@ namespace kx::test
 namespace
 {
 
-std::weak_ptr<Unit> watch(AudioUnit unit)
-{
-    return UnitRegistry::find(unit);
-}
-
 TEST(Connections, FormatsFollowWhoeverIsBound)
 {
     using Format = std::optional<AudioStreamBasicDescription>;
     constexpr auto kMono = planarFloat(48000, 1);
     struct Row {
-        Format source;
+        Format source; ///< set by hand, if at all
         Format destination;
         Format agreed; ///< none where the two do not fit
     };
@@ -42,31 +37,14 @@ TEST(Connections, FormatsFollowWhoeverIsBound)
     }
 }
 
-TEST(Connections, AFormatThatNoLongerFitsIsNeverReadWrongly)
-{
-    const Converter source;
-    const Converter destination;
-    SequenceSource feed;
-    ASSERT_EQ(setFormat(source, kAudioUnitScope_Input, kStandard), noErr);
-    ASSERT_EQ(feed.feed(source), noErr);
-    ASSERT_EQ(connect(source, destination), noErr);
-    ASSERT_EQ(AudioUnitInitialize(source), noErr);
-    ASSERT_EQ(AudioUnitInitialize(destination), noErr);
-    auto integers = planarFloat(44100, 2);
-    integers.mFormatFlags ^= kAudioFormatFlagIsFloat | kAudioFormatFlagIsSignedInteger;
-    ASSERT_EQ(setFormat(source, kAudioUnitScope_Output, integers), noErr);
-    const BufferList list(2, 1, 16);
-    EXPECT_EQ(AudioUnitRender(destination, nullptr, nullptr, 0, 4, list.get()), kAudioUnitErr_FormatNotSupported);
-    ASSERT_EQ(connect(source, destination), noErr) << "the destination follows the new format";
-    EXPECT_EQ(renderLeft(destination, {1})[0], static_cast<float>(sampleAt(0)) / 32768.0f);
-}
-
-TEST(Connections, CirclesAndNonsenseAreRefused)
+TEST(Connections, CirclesAndFormatsThatNoLongerFitAreRefused)
 {
     const Converter a;
     const Converter b;
     const Converter c;
     const Output output;
+    SequenceSource feed;
+    ASSERT_EQ(feed.feed(a), noErr);
     ASSERT_EQ(connect(a, b), noErr);
     ASSERT_EQ(connect(b, c), noErr);
     for (const AudioUnit source : {AudioUnit{c}, AudioUnit{a}, AudioUnit{output}})
@@ -74,29 +52,38 @@ TEST(Connections, CirclesAndNonsenseAreRefused)
     for (const auto &connection : {AudioUnitConnection{b, 1, 0}, AudioUnitConnection{b, 0, 1}})
         EXPECT_EQ(set(a, kAudioUnitProperty_MakeConnection, kAudioUnitScope_Input, connection),
                   kAudioUnitErr_InvalidElement);
+
+    ASSERT_EQ(setFormat(a, kAudioUnitScope_Input, kStandard), noErr);
+    for (const AudioUnit unit : {AudioUnit{a}, AudioUnit{b}})
+        ASSERT_EQ(AudioUnitInitialize(unit), noErr);
+    auto integers = kStereoFloat;
+    integers.mFormatFlags ^= kAudioFormatFlagIsFloat | kAudioFormatFlagIsSignedInteger;
+    ASSERT_EQ(setFormat(a, kAudioUnitScope_Output, integers), noErr);
+    EXPECT_EQ(AudioUnitRender(b, nullptr, nullptr, 0, 4, BufferList(2, 1, 16).get()), kAudioUnitErr_FormatNotSupported);
+    ASSERT_EQ(connect(a, b), noErr) << "it follows the new format";
+    EXPECT_EQ(renderLeft(b, {1})[0], static_cast<float>(sampleAt(0)) / 32768.0f);
 }
 
 TEST(Connections, ADisposedSourceIsHeldUntilTheHolderLetsGo)
 {
     Converter destination;
-    const auto connectAndDispose = [&] {
-        Converter source;
-        EXPECT_EQ(connect(source, destination), noErr);
-        return watch(source);
-    };
-    const auto first = connectAndDispose();
-    EXPECT_FALSE(first.expired());
-    const auto second = connectAndDispose();
-    EXPECT_TRUE(first.expired()) << "replaced by a connection";
-    ASSERT_EQ(connect(nullptr, destination), noErr);
-    EXPECT_TRUE(second.expired()) << "disconnected";
-    const auto third = connectAndDispose();
     SequenceSource feed;
-    ASSERT_EQ(feed.feed(destination), noErr);
-    EXPECT_TRUE(third.expired()) << "replaced by a callback";
-    const auto last = connectAndDispose();
-    destination.dispose();
-    EXPECT_TRUE(last.expired()) << "the holder was disposed of";
+    const std::vector<std::pair<const char *, std::function<void()>>> ways{
+        {"another connection", [&] { connect(Converter(), destination); }},
+        {"no connection", [&] { connect(nullptr, destination); }},
+        {"a callback", [&] { feed.feed(destination); }},
+        {"the end of the holder", [&] { destination.dispose(); }}};
+    for (const auto &[name, letGo] : ways) {
+        std::weak_ptr<Unit> source;
+        {
+            const Converter passing;
+            source = UnitRegistry::find(passing);
+            ASSERT_EQ(connect(passing, destination), noErr);
+        }
+        EXPECT_FALSE(source.expired()) << name;
+        letGo();
+        EXPECT_TRUE(source.expired()) << name;
+    }
 }
 
 TEST(Connections, AUnitEnteredFromItsOwnRenderRefuses)
@@ -122,7 +109,7 @@ TEST(Connections, AUnitEnteredFromItsOwnRenderRefuses)
     ASSERT_EQ(AudioUnitInitialize(inner), noErr);
     ASSERT_EQ(connect(inner, outer), noErr);
     ASSERT_EQ(AudioUnitInitialize(outer), noErr);
-    const auto watched = watch(inner);
+    const std::weak_ptr<Unit> watched = UnitRegistry::find(inner);
     renderBytes(outer, 4);
     EXPECT_EQ(seen, std::vector<OSStatus>(7, kAudioUnitErr_CannotDoInCurrentContext));
     ASSERT_EQ(connect(nullptr, outer), noErr);
@@ -133,17 +120,9 @@ TEST(Connections, AUnitEnteredFromItsOwnRenderRefuses)
 TEST(Connections, ChangesMeetRendersInOrder)
 {
     const Converter destination;
+    ASSERT_EQ(AudioUnitInitialize(destination), noErr);
     SequenceSource feed;
     std::atomic<bool> done{false};
-    auto source = std::make_unique<Converter>();
-    const auto build = [&] {
-        ASSERT_EQ(setFormat(*source, kAudioUnitScope_Input, kStandard), noErr);
-        ASSERT_EQ(feed.feed(*source), noErr);
-        ASSERT_EQ(AudioUnitInitialize(*source), noErr);
-        ASSERT_EQ(connect(*source, destination), noErr);
-    };
-    build();
-    ASSERT_EQ(AudioUnitInitialize(destination), noErr);
     std::thread renderer([&] {
         BufferList list(2, 1, 4096 * 4);
         for (uint32_t i = 0; !done; i = (i + 331) % 4096) {
@@ -164,11 +143,14 @@ TEST(Connections, ChangesMeetRendersInOrder)
         }
     });
     for (int i = 0; i < 100; ++i) {
-        EXPECT_EQ(AudioUnitUninitialize(*source), noErr);
-        EXPECT_EQ(setFormat(*source, kAudioUnitScope_Input, i % 2 ? kStandard : kNative16), noErr);
-        EXPECT_EQ(AudioUnitInitialize(*source), noErr);
-        source = std::make_unique<Converter>();
-        build();
+        const Converter source;
+        EXPECT_EQ(setFormat(source, kAudioUnitScope_Input, kStandard), noErr);
+        EXPECT_EQ(feed.feed(source), noErr);
+        EXPECT_EQ(AudioUnitInitialize(source), noErr);
+        EXPECT_EQ(connect(source, destination), noErr);
+        EXPECT_EQ(AudioUnitUninitialize(source), noErr);
+        EXPECT_EQ(setFormat(source, kAudioUnitScope_Input, i % 2 ? kStandard : kNative16), noErr);
+        EXPECT_EQ(AudioUnitInitialize(source), noErr);
     }
     changer.join();
     done = true;

@@ -1,8 +1,9 @@
+// Devices that go, inputs that block, units that end while they play, and control from everywhere.
 #include "KXFW/Platform/AudioUnits/UnitRegistry.h"
 #include "Tests/AudioUnits/OutputTesting.h"
+#include "Tests/Support/Eventually.h"
 
 #include <array>
-#include <thread>
 
 namespace kx::test
 {
@@ -12,29 +13,32 @@ namespace
 TEST_F(OutputUnitTest, ALostDeviceIsWaitedForAndPlaysOn)
 {
     Chain chain;
-    const auto device =
-        get<AudioObjectID>(chain.output, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global);
-    EXPECT_EQ(device, defaultDevice());
+    const auto heardTime = [&] {
+        return get<AudioTimeStamp>(chain.output, kAudioOutputUnitProperty_HeardTime, kAudioUnitScope_Global)
+            .mSampleTime;
+    };
     for (const AudioObjectID none : {AudioObjectID{0xFFFFFFFF}, AudioObjectID{kAudioObjectSystemObject}})
         EXPECT_EQ(setDevice(chain.output, none), kAudioUnitErr_InvalidPropertyValue);
-    hardware.setDevices({{.name = "another"}}); // gone at the start
+    hardware->setDevices({{.name = "another"}}); // gone at the start
     ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
     for (int round = 1; round <= 3; ++round) {
-        ASSERT_TRUE(hardware.waitForStreams(0));
+        ASSERT_TRUE(hardware->waitForStreams(0));
         EXPECT_TRUE(isRunning(chain.output));
-        EXPECT_EQ(hardware.advance(1000), 0u);
-        hardware.setDevices({{.name = "speaker"}, {.name = "another"}});
-        ASSERT_TRUE(hardware.waitForStreams(1));
-        hardware.advance(1000);
+        EXPECT_EQ(hardware->advance(1000), 0u);
+        EXPECT_EQ(heardTime(), 1000.0 * (round - 1)) << "kept while there is no device";
+        hardware->setDevices({{.name = "speaker"}, {.name = "another"}});
+        ASSERT_TRUE(hardware->waitForStreams(1));
+        hardware->advance(1000);
         EXPECT_EQ(chain.source.position, static_cast<uint64_t>(1000 * round));
-        hardware.setDevices({{.name = "another"}});
+        EXPECT_EQ(heardTime(), 1000.0 * round);
+        hardware->setDevices({{.name = "another"}});
     }
     ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr) << "a stop does not wait for the device";
-    EXPECT_EQ(recording.samples<int16_t>(), sequence(3000));
+    EXPECT_EQ(heard<int16_t>(), sequence(3000));
     ASSERT_EQ(setDevice(chain.output, 0), noErr);
     ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
     EXPECT_TRUE(isRunning(chain.output)) << "without a device it waits in silence";
-    EXPECT_EQ(hardware.openStreams(), 0u);
+    EXPECT_EQ(hardware->openStreams(), 0u);
 }
 
 TEST_F(OutputUnitTest, AnInputThatBlocksIsCountedAsUnderrun)
@@ -48,29 +52,21 @@ TEST_F(OutputUnitTest, AnInputThatBlocksIsCountedAsUnderrun)
         return get<uint64_t>(output, kAudioOutputUnitProperty_Underruns, kAudioUnitScope_Global);
     };
     Chain other; // plays on by the same clock
-    Handshake slices;
-    Callback counting([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
-        silence(data);
-        slices.announce();
-        return noErr;
-    });
     int call = 0;
     Callback blocking([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
         if (++call % 20 == 0) { // until the device holds nothing, and for slices more of the other unit
-            while (latency() > 0)
-                std::this_thread::yield();
-            EXPECT_TRUE(slices.await(slices.count() + 3));
+            EXPECT_TRUE(eventually([&] { return latency() == 0; }));
+            const uint64_t slices = other.source.calls;
+            EXPECT_TRUE(eventually([&] { return other.source.calls >= slices + 3; }));
         }
         silence(data);
         return noErr;
     });
-    ASSERT_EQ(counting.feed(other.converter), noErr);
     ASSERT_EQ(blocking.feed(output), noErr);
     ASSERT_EQ(AudioUnitInitialize(output), noErr);
     ASSERT_EQ(AudioOutputUnitStart(other.output), noErr);
     ASSERT_EQ(AudioOutputUnitStart(output), noErr);
-    while (underruns() == 0)
-        std::this_thread::yield();
+    EXPECT_TRUE(eventually([&] { return underruns() > 0; }));
     ASSERT_EQ(AudioOutputUnitStop(output), noErr);
     ASSERT_EQ(AudioOutputUnitStop(other.output), noErr);
     EXPECT_GE(underruns(), 1u) << "kept after the run";
@@ -84,11 +80,11 @@ TEST_F(OutputUnitTest, DisposedWhileRunningItIsGoneAtOnce)
         const std::weak_ptr<Unit> watched = UnitRegistry::find(chain.output);
         ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
         if (round % 2)
-            hardware.advance(10);
+            hardware->advance(10);
         if (round % 3 == 0)
             chain.converter.dispose(); // the source first
         ASSERT_EQ(chain.output.dispose(), noErr);
-        EXPECT_EQ(hardware.advance(10), 0u);
+        EXPECT_EQ(hardware->advance(10), 0u);
         EXPECT_EQ(chain.source.position, round % 2 ? 10u : 0u);
         EXPECT_TRUE(watched.expired());
     }
@@ -105,19 +101,16 @@ TEST_F(OutputUnitTest, DisposedInsideItsCallbackItEndsByItself)
             EXPECT_EQ(AudioOutputUnitStart(handle), noErr) << "it runs";
             EXPECT_EQ(chain.output.dispose(), noErr);
             EXPECT_EQ(AudioOutputUnitStop(handle), kAudioComponentErr_InstanceInvalidated);
-            if (round % 2) {
-                EXPECT_EQ(chain.converter.dispose(), noErr);
-            }
+            EXPECT_EQ(round % 2 ? chain.converter.dispose() : noErr, noErr);
             return noErr;
         });
         ASSERT_EQ(callback.feed(chain.converter), noErr);
         ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-        hardware.advance(100);
-        ASSERT_TRUE(hardware.waitForStreams(0));
-        while (!watched.expired())
-            std::this_thread::yield();
+        hardware->advance(100);
+        ASSERT_TRUE(eventually([&] { return watched.expired(); }));
+        EXPECT_EQ(hardware->openStreams(), 0u);
     }
-    EXPECT_EQ(recording.samples<int16_t>().size(), 50u * 100 * 2);
+    EXPECT_EQ(heard<int16_t>().size(), 50u * 100 * 2);
 }
 
 /// Starts, stops, settles, questions and volume changes from four threads, stops from inside in between.
@@ -127,9 +120,7 @@ TEST_F(OutputUnitTest, ControlFromManyThreadsIsOrdered)
     Chain chain;
     std::atomic<uint64_t> calls{0};
     Callback callback([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
-        if (++calls % 7 == 0) {
-            EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
-        }
+        EXPECT_EQ(++calls % 7 == 0 ? AudioOutputUnitStop(chain.output) : noErr, noErr);
         silence(data);
         return noErr;
     });
@@ -143,18 +134,14 @@ TEST_F(OutputUnitTest, ControlFromManyThreadsIsOrdered)
                 isRunning(chain.output);
                 get<uint64_t>(chain.output, kAudioOutputUnitProperty_Underruns, kAudioUnitScope_Global);
                 get<uint32_t>(chain.output, kAudioOutputUnitProperty_DeviceLatency, kAudioUnitScope_Global);
-                if (i % 3 == t % 3) {
-                    EXPECT_EQ(AudioOutputUnitSettle(chain.output), noErr);
-                } else {
-                    EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
-                }
+                EXPECT_EQ((i % 3 == t % 3 ? AudioOutputUnitSettle : AudioOutputUnitStop)(chain.output), noErr);
             }
         });
     for (auto &thread : threads)
         thread.join();
     EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
     const auto after = calls.load();
-    EXPECT_EQ(hardware.openStreams(), 0u);
+    EXPECT_EQ(hardware->openStreams(), 0u);
     EXPECT_EQ(calls, after);
 }
 

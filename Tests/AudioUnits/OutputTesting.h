@@ -1,8 +1,8 @@
 #pragma once
 
 #include "KXFW/Platform/Hardware/AudioObject.h"
-#include "KXFW/Platform/Hardware/VirtualHardware.h"
 #include "Tests/Support/Handshake.h"
+#include "Tests/Support/ScopedVirtualHardware.h"
 #include "Tests/Support/UnitTesting.h"
 
 #include <mutex>
@@ -12,41 +12,6 @@
 namespace kx::test
 {
 
-/// What the devices of the virtual system took, byte for byte.
-class Recording
-{
-public:
-    Recording()
-    {
-        VirtualHardware::instance().setCapture([this](const std::string &, std::span<const std::byte> block) {
-            const std::lock_guard guard(lock_);
-            bytes_.insert(bytes_.end(), block.begin(), block.end());
-        });
-    }
-    ~Recording() { VirtualHardware::instance().setCapture({}); }
-    Recording(const Recording &) = delete;
-    Recording &operator=(const Recording &) = delete;
-
-    template <class Sample> [[nodiscard]] std::vector<Sample> samples() const
-    {
-        const std::lock_guard guard(lock_);
-        std::vector<Sample> all(bytes_.size() / sizeof(Sample));
-        if (!all.empty())
-            std::memcpy(all.data(), bytes_.data(), all.size() * sizeof(Sample));
-        return all;
-    }
-
-    void clear()
-    {
-        const std::lock_guard guard(lock_);
-        bytes_.clear();
-    }
-
-private:
-    mutable std::mutex lock_;
-    std::vector<std::byte> bytes_;
-};
-
 /// The first frames of the sequence of SequenceSource as native 16-bit stereo.
 inline std::vector<int16_t> sequence(uint64_t frames)
 {
@@ -54,16 +19,6 @@ inline std::vector<int16_t> sequence(uint64_t frames)
     for (uint64_t i = 0; i < samples.size(); ++i)
         samples[i] = sampleAt(i);
     return samples;
-}
-
-inline AudioObjectID defaultDevice()
-{
-    constexpr AudioObjectPropertyAddress kAddress{kAudioHardwarePropertyDefaultOutputDevice,
-                                                  kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
-    AudioObjectID device = 0;
-    uint32_t size = sizeof device;
-    EXPECT_EQ(AudioObjectGetPropertyData(kAudioObjectSystemObject, &kAddress, 0, nullptr, &size, &device), noErr);
-    return device;
 }
 
 inline bool isRunning(AudioUnit unit)
@@ -97,20 +52,42 @@ struct Chain {
     Output output;
 };
 
-/// One device, a clock by hand, and a recording of what the device takes.
+/// One device, a clock by hand, and what the device took.
 class OutputUnitTest : public testing::Test
 {
 protected:
-    OutputUnitTest() { plug({.name = "speaker"}); }
+    OutputUnitTest()
+    {
+        plug({.name = "speaker"});
+        hardware->setCapture([this](const std::string &, std::span<const std::byte> block) {
+            const std::lock_guard guard(lock_);
+            taken_.insert(taken_.end(), block.begin(), block.end());
+        });
+    }
+    ~OutputUnitTest() override { hardware->setCapture({}); }
 
     void plug(const VirtualDevice &device, VirtualClock clock = VirtualClock::Manual)
     {
-        hardware.setClock(clock);
-        hardware.setDevices({device});
+        hardware->setClock(clock);
+        hardware->setDevices({device});
     }
 
-    VirtualHardware &hardware = VirtualHardware::instance();
-    Recording recording;
+    /// What the device took since the last call.
+    template <class Sample> std::vector<Sample> heard()
+    {
+        const std::lock_guard guard(lock_);
+        std::vector<Sample> all(taken_.size() / sizeof(Sample));
+        if (!all.empty())
+            std::memcpy(all.data(), taken_.data(), all.size() * sizeof(Sample));
+        taken_.clear();
+        return all;
+    }
+
+    ScopedVirtualHardware hardware{VirtualClock::Manual};
+
+private:
+    std::mutex lock_;
+    std::vector<std::byte> taken_;
 };
 
 } // namespace kx::test

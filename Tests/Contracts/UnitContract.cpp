@@ -18,13 +18,13 @@ constexpr uint32_t kMaximum = 4096;
 class Subject
 {
 public:
-    explicit Subject(const UnitContract &contract)
+    Subject(const AudioComponentDescription &component, const std::function<void(AudioUnit)> &configure)
         : feed_([this](const AudioTimeStamp &, uint32_t frames, AudioBufferList &data) { return fill(frames, data); })
     {
-        const auto component = AudioComponentFindNext(nullptr, &contract.component);
-        EXPECT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
-        contract.configure(unit);
+        EXPECT_EQ(AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &component), &unit), noErr);
+        configure(unit);
         input_ = format(unit, kAudioUnitScope_Input);
+        output = format(unit, kAudioUnitScope_Output);
         EXPECT_EQ(feed_.feed(unit), noErr);
         EXPECT_EQ(AudioUnitInitialize(unit), noErr);
     }
@@ -32,28 +32,25 @@ public:
     Subject(const Subject &) = delete;
     Subject &operator=(const Subject &) = delete;
 
-    void rewind()
+    /// The output of slices of these sizes from the start on, buffer behind buffer.
+    std::vector<std::byte> renderAnew(const std::vector<uint32_t> &slices)
     {
         position_ = 0;
         EXPECT_EQ(AudioUnitReset(unit, kAudioUnitScope_Global, 0), noErr);
-    }
-
-    /// The output, buffer by buffer, of slices of these sizes.
-    std::vector<std::vector<std::byte>> render(const std::vector<uint32_t> &slices) const
-    {
-        std::vector<std::vector<std::byte>> all(bufferCount(format(unit, kAudioUnitScope_Output)));
+        std::vector<std::vector<std::byte>> all(bufferCount(output));
         for (const uint32_t frames : slices) {
             const auto bytes = renderBytes(unit, frames);
-            const auto each = static_cast<std::ptrdiff_t>(bytes.size() / all.size());
-            for (std::size_t i = 0; i < all.size(); ++i) {
-                const auto from = bytes.begin() + static_cast<std::ptrdiff_t>(i) * each;
-                all[i].insert(all[i].end(), from, from + each);
-            }
+            const std::size_t each = bytes.size() / all.size();
+            for (std::size_t i = 0; i < all.size(); ++i)
+                all[i].insert(all[i].end(), bytes.data() + i * each, bytes.data() + (i + 1) * each);
         }
-        return all;
+        for (std::size_t i = 1; i < all.size(); ++i)
+            all[0].insert(all[0].end(), all[i].begin(), all[i].end());
+        return all[0];
     }
 
     AudioUnit unit = nullptr;
+    AudioStreamBasicDescription output{};
 
 private:
     OSStatus fill(uint32_t frames, AudioBufferList &data)
@@ -78,7 +75,7 @@ private:
             if (input_.mFormatFlags & kAudioFormatFlagIsFloat)
                 std::memcpy(bytes, &asFloat, sizeof asFloat);
             else
-                std::memcpy(bytes, &sample, std::min<std::size_t>(width, sizeof sample));
+                std::memcpy(bytes, &sample, sizeof sample);
         }
     }
 
@@ -87,72 +84,41 @@ private:
     Callback feed_;
 };
 
-std::vector<uint32_t> randomSlices(uint32_t total)
+/// Of ten times the longest.
+std::vector<uint32_t> randomSlices()
 {
     std::mt19937 random(20240601);
     std::vector<uint32_t> slices;
-    for (uint32_t left = total; left > 0; left -= slices.back()) {
+    for (uint32_t left = 10 * kMaximum; left > 0; left -= slices.back()) {
         const uint32_t largest = random() % 4 == 0 ? kMaximum : 700;
         slices.push_back(std::min(left, static_cast<uint32_t>(random() % largest)));
     }
     return slices;
 }
 
-void checkSlicesAndReset(Subject &subject)
-{
-    constexpr uint32_t kTotal = 10 * kMaximum;
-    const auto whole = subject.render(std::vector<uint32_t>(10, kMaximum));
-    subject.rewind();
-    EXPECT_EQ(subject.render(randomSlices(kTotal)), whole) << "the cut into slices changes the output";
-    subject.rewind();
-    subject.rewind();
-    auto start = whole;
-    for (auto &buffer : start)
-        buffer.resize(buffer.size() / 10);
-    EXPECT_EQ(subject.render({1, 1, 510, kMaximum - 512}), start) << "a reset is no new start";
-}
-
-void checkRenderIsClean(Subject &subject)
-{
-    if (!RenderGuard::works())
-        return;
-    const auto layout = format(subject.unit, kAudioUnitScope_Output);
-    BufferList list(bufferCount(layout), channelsPerBuffer(layout), kMaximum * layout.mBytesPerFrame);
-    const AudioTimeStamp time{};
-    const auto slices = randomSlices(20 * kMaximum);
-    subject.rewind();
-    const RenderGuard guard;
-    for (const uint32_t frames : slices) {
-        list.rewind(frames * layout.mBytesPerFrame);
-        ASSERT_EQ(AudioUnitRender(subject.unit, nullptr, &time, 0, frames, list.get()), noErr);
-    }
-    EXPECT_TRUE(guard.isClean()) << guard;
-}
-
 void checkStatuses(const Subject &subject)
 {
-    const auto layout = format(subject.unit, kAudioUnitScope_Output);
-    const uint32_t buffers = bufferCount(layout);
+    const uint32_t buffers = bufferCount(subject.output);
     const AudioTimeStamp time{};
     const auto status = [&](uint32_t count, uint32_t frames, uint32_t bytes) {
-        const BufferList list(count, channelsPerBuffer(layout), bytes);
+        const BufferList list(count, channelsPerBuffer(subject.output), bytes);
         return AudioUnitRender(subject.unit, nullptr, &time, 0, frames, list.get());
     };
-    const uint32_t enough = 64 * layout.mBytesPerFrame;
+    const uint32_t enough = 64 * subject.output.mBytesPerFrame;
     EXPECT_EQ(status(buffers, 64, enough), noErr);
     EXPECT_EQ(status(buffers, 0, 0), noErr);
     EXPECT_EQ(status(buffers, 64, enough - 1), kAudioUnitErr_InvalidPropertyValue);
     EXPECT_EQ(status(buffers + 1, 64, enough), kAudioUnitErr_FormatNotSupported);
     EXPECT_EQ(status(0, 64, enough), kAudioUnitErr_FormatNotSupported);
-    EXPECT_EQ(status(buffers, kMaximum + 1, enough), kAudioUnitErr_TooManyFramesToProcess);
+    EXPECT_EQ(status(buffers, kMaximum + 1, 2 * kMaximum * subject.output.mBytesPerFrame),
+              kAudioUnitErr_TooManyFramesToProcess);
     EXPECT_EQ(AudioUnitRender(subject.unit, nullptr, &time, 0, 64, nullptr), kAudioUnitErr_InvalidParameter);
 }
 
 /// Without memory from the caller the unit gives its own; control calls may be repeated.
 void checkOwnMemoryAndRepeatedControl(const Subject &subject)
 {
-    const auto layout = format(subject.unit, kAudioUnitScope_Output);
-    const BufferList list(bufferCount(layout), channelsPerBuffer(layout), 0);
+    const BufferList list(bufferCount(subject.output), channelsPerBuffer(subject.output), 0);
     const auto render = [&] {
         for (uint32_t i = 0; i < list.get()->mNumberBuffers; ++i)
             list.get()->mBuffers[i].mData = nullptr;
@@ -166,18 +132,22 @@ void checkOwnMemoryAndRepeatedControl(const Subject &subject)
     ASSERT_EQ(render(), noErr);
     for (uint32_t i = 0; i < list.get()->mNumberBuffers; ++i) {
         EXPECT_NE(list.get()->mBuffers[i].mData, nullptr);
-        EXPECT_EQ(list.get()->mBuffers[i].mDataByteSize, kMaximum * layout.mBytesPerFrame);
+        EXPECT_EQ(list.get()->mBuffers[i].mDataByteSize, kMaximum * subject.output.mBytesPerFrame);
     }
 }
 
 } // namespace
 
-void UnitContract::check() const
+void checkContract(const AudioComponentDescription &component, const std::function<void(AudioUnit)> &configure)
 {
-    SCOPED_TRACE(name);
-    Subject subject(*this);
-    checkSlicesAndReset(subject);
-    checkRenderIsClean(subject);
+    Subject subject(component, configure);
+    SCOPED_TRACE(testing::Message() << "to " << subject.output.mSampleRate << " Hz, "
+                                    << subject.output.mChannelsPerFrame << " channels");
+    const auto whole = subject.renderAnew(std::vector<uint32_t>(10, kMaximum));
+    const auto slices = randomSlices();
+    const RenderGuard guard;
+    EXPECT_EQ(subject.renderAnew(slices), whole) << "the cut into slices, or a reset, changes the output";
+    EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
     checkStatuses(subject);
     checkOwnMemoryAndRepeatedControl(subject);
 }
