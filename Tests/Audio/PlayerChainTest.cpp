@@ -36,7 +36,6 @@ TEST_F(PlayerTest, PlaysBitForBitThroughEitherChainAndAcrossRebuilds)
     expectPasses(advance(1000), 1000, from, 0, 400000);
 }
 
-/// A looping player on the first of three devices.
 class PlayerDeviceTest : public PlayerTest
 {
 protected:
@@ -50,88 +49,85 @@ protected:
         advance(1000);
     }
 
-    ::testing::AssertionResult isOn(const std::string &name)
+    testing::AssertionResult isOn(const std::string &name)
     {
         return eventually([&] {
             const AudioObjectID device = KXAHardwareManager::deviceIDNamed(name);
             return player->outputDeviceID() == device && (device == 0) == name.empty();
         });
     }
-    ::testing::AssertionResult playsOn(const std::string &name)
+
+    /// It has moved there, and goes on where it was, but for a slice that a rebuild cuts.
+    void expectPlaysOn(const std::string &name)
     {
-        const auto is = isOn(name);
-        return is ? eventually([&] { return player->isPlaying(); }) : is;
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(isOn(name));
+        ASSERT_TRUE(eventually([&] { return player->isPlaying(); }));
+        heard();
+        const int64_t position = player->frameOffset();
+        const auto frames = advance(2000);
+        ASSERT_FALSE(frames.empty());
+        EXPECT_GE(frames[0], position);
+        EXPECT_LE(frames[0], position + 1024);
+        expectPasses(frames, frames.size(), frames[0], 0, 400000);
     }
 };
 
-TEST_F(PlayerDeviceTest, FollowsTheDefaultDeviceFromTheSameByteOffset)
+TEST_F(PlayerDeviceTest, FollowsTheDefaultDeviceOrStaysOnAChosenOneUntilItGoes)
 {
     // A block may still run when the test is over: what it uses is shared with it.
     const auto rebuilt = std::make_shared<Handshake>();
     player->setOutputRebuiltBlock([rebuilt, weak = std::weak_ptr(player)] {
         if (const auto alive = weak.lock())
-            alive->setVolume(0.5F);
+            alive->setVolume(1);
         rebuilt->announce();
     });
-    const int64_t before = player->frameOffset();
     hardware->setDefaultOutput("two");
     ASSERT_TRUE(rebuilt->await());
-    ASSERT_TRUE(playsOn("two"));
-    EXPECT_EQ(player->volume(), 0.5F);
-    EXPECT_GE(player->frameOffset(), before);
-    advance(2000);
-    EXPECT_GT(player->frameOffset(), before + 1000);
+    expectPlaysOn("two");
+    EXPECT_GT(player->frameOffset(), 2000) << "from the same byte offset";
     player->stop();
     hardware->setDefaultOutput("one");
     ASSERT_TRUE(isOn("one"));
     EXPECT_FALSE(player->isPlaying()) << "stopped stays stopped";
 
-    const AudioObjectPropertyAddress address{kAudioDevicePropertyBufferSize, kAudioDevicePropertyScopeOutput, 0};
-    uint32_t bytes = 8192;
-    uint32_t size = sizeof bytes;
-    AudioObjectSetPropertyData(player->outputDeviceID(), &address, 0, nullptr, size, &bytes);
-    player->setOutputRebuiltBlock([this] { player.reset(); });
-    EXPECT_TRUE(player->setOutputDeviceID(player->outputDeviceID()));
-    AudioObjectGetPropertyData(KXAHardwareManager::deviceIDNamed("one"), &address, 0, nullptr, &size, &bytes);
-    EXPECT_EQ(bytes, 4096U) << "written at every output set-up";
-    EXPECT_EQ(player, nullptr) << "the block may let go of the player";
-}
-
-TEST_F(PlayerDeviceTest, StaysOnAChosenDeviceAndLeavesItWhenItGoes)
-{
     player->setFollowsDefaultOutput(false);
-    EXPECT_TRUE(player->setOutputDeviceID(KXAHardwareManager::deviceIDNamed("three")));
-    EXPECT_FALSE(player->isPlaying());
+    EXPECT_TRUE(player->setOutputDeviceID(KXAHardwareManager::deviceIDNamed("two")));
     player->play();
-    hardware->setDefaultOutput("two");
+    hardware->setDefaultOutput("three");
     advance(3000);
-    EXPECT_TRUE(isOn("three"));
-    hardware->setDevices({{"one"}, {"two"}});
-    ASSERT_TRUE(playsOn("two"));
-    heard();
-    EXPECT_GE(advance(1000).size(), 1000U);
+    expectPlaysOn("two");
+    hardware->setDevices({{"one"}});
+    expectPlaysOn("one");
     EXPECT_THROW(player->setOutputDeviceID(4711), NSException);
     EXPECT_TRUE(player->setOutputDeviceID(0));
-    EXPECT_TRUE(isOn("two"));
-}
+    EXPECT_TRUE(isOn("one"));
 
-TEST_F(PlayerDeviceTest, WaitsInSilenceWithoutAnyDevice)
-{
+    player->play();
     hardware->setDevices({});
-    ASSERT_TRUE(playsOn(""));
+    ASSERT_TRUE(isOn(""));
+    ASSERT_TRUE(eventually([&] { return player->isPlaying(); }));
     const int64_t position = player->byteOffset();
     player->stop();
     player->play();
-    EXPECT_TRUE(player->isPlaying());
+    EXPECT_TRUE(player->isPlaying()) << "in silence";
     EXPECT_EQ(player->byteOffset(), position) << "nothing is pulled";
     hardware->setDevices({{"late"}});
-    ASSERT_TRUE(playsOn("late"));
-    heard();
-    const auto frames = advance(2000);
-    ASSERT_FALSE(frames.empty());
-    EXPECT_GE(frames[0], position / 4);
-    EXPECT_LE(frames[0], position / 4 + 1024) << "it goes on where it was, but for a slice that a rebuild cuts";
-    expectPasses(frames, frames.size(), frames[0], 0, 400000);
+    expectPlaysOn("late");
+}
+
+TEST_F(PlayerDeviceTest, WritesTheBufferSizeAtEverySetUpAndItsBlockMayEndThePlayer)
+{
+    const AudioObjectID device = player->outputDeviceID();
+    const AudioObjectPropertyAddress address{kAudioDevicePropertyBufferSize, kAudioDevicePropertyScopeOutput, 0};
+    uint32_t bytes = 8192;
+    uint32_t size = sizeof bytes;
+    AudioObjectSetPropertyData(device, &address, 0, nullptr, size, &bytes);
+    player->setOutputRebuiltBlock([this] { player.reset(); });
+    EXPECT_TRUE(player->setOutputDeviceID(device));
+    AudioObjectGetPropertyData(device, &address, 0, nullptr, &size, &bytes);
+    EXPECT_EQ(bytes, 4096U);
+    EXPECT_EQ(player, nullptr);
 }
 
 TEST_F(PlayerDeviceTest, EndsOnTheLastOfManyDefaultsAndPlaysOn)
@@ -143,8 +139,8 @@ TEST_F(PlayerDeviceTest, EndsOnTheLastOfManyDefaultsAndPlaysOn)
     });
     for (int i = 0; i < 100; ++i)
         hardware->setDefaultOutput(i % 2 == 0 ? "two" : "one");
-    EXPECT_TRUE(playsOn("one"));
-    EXPECT_TRUE(eventually([&] { return hardware->openStreams() == 1; }));
+    EXPECT_TRUE(isOn("one"));
+    EXPECT_TRUE(eventually([&] { return player->isPlaying() && hardware->openStreams() == 1; }));
     done = true;
     clock.join();
     const auto frames = heard();

@@ -70,7 +70,7 @@ TEST_F(PlayerTest, LoadsAnotherFileWhilePlaying)
     EXPECT_TRUE(player->isPlaying());
 }
 
-TEST_F(PlayerTest, JumpsWithinTheRangeAndTheFile)
+TEST_F(PlayerTest, JumpsWithinTheRangeAndTheFileAlsoWhilePlaying)
 {
     load(indexed(441000));
     const auto jump = [&](int64_t byte) {
@@ -95,11 +95,9 @@ TEST_F(PlayerTest, JumpsWithinTheRangeAndTheFile)
     player->setStartOffsetInFrame(60);
     player->play();
     EXPECT_FALSE(player->isPlaying()) << "an empty range";
-}
 
-TEST_F(PlayerTest, RangeLoopAndPositionChangeWhilePlaying)
-{
-    load(indexed(400000));
+    player->setLoop(true);
+    player->setOffsetFramesPlay(0, 0, 441000);
     player->play();
     advance(2000);
     player->setOffsetFramesPlay(100000, 100000, 150000);

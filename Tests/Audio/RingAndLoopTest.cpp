@@ -1,3 +1,5 @@
+// What moves frames, against models that move one after the other.
+#include "KXFW/Audio/KXRingBuffer.h"
 #include "KXFW/Audio/LoopWalk.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace
@@ -26,7 +29,7 @@ public:
     {
         EXPECT_EQ(bytes % kFrame, 0);
         EXPECT_LE(at + bytes, static_cast<int64_t>(heard.size()) * kFrame) << "read beyond the destination";
-        const int64_t count = std::clamp<int64_t>(std::min(frames_, failAt) - next, 0, bytes / kFrame);
+        const int64_t count = std::clamp<int64_t>(frames_ - next, 0, bytes / kFrame);
         for (int64_t i = 0; i < count; ++i)
             heard[static_cast<std::size_t>(at / kFrame + i)] = static_cast<int32_t>(next++);
         return count * kFrame;
@@ -45,7 +48,6 @@ public:
 
     int64_t next;
     std::vector<int32_t> heard;
-    int64_t failAt = INT64_MAX; ///< the frame from which nothing can be read
     int seeks = 0;
 
 private:
@@ -116,20 +118,35 @@ TEST(LoopWalk, BoundsWhateverTheSettersStored)
     EXPECT_EQ(kx::walkLoop({0, size, size, 4, true}, 256, size - 256, data).position, 0) << "it ends with the data";
 }
 
-TEST(LoopWalk, AShortReadEndsTheWalkAndWhatExistsIsLooped)
+TEST(RingBuffer, EqualsAQueueOfBytesOverRandomTransfers)
 {
-    NumberedData data(2000, 100, 512);
-    data.failAt = 300;
-    const kx::LoopRange loop{40, 4000, 8000, 4, true};
-    auto result = kx::walkLoop(loop, 400, 2048, data);
-    EXPECT_EQ(result.count, 800) << "frames 100 to 299";
-    result = kx::walkLoop(loop, result.position, 2048, data);
-    EXPECT_EQ(data.heard[0], 10) << "from the start of the range";
-    EXPECT_EQ(result.count, 290 * kFrame);
-    data.seek(100);
-    const auto straight = kx::walkLoop({40, 4000, 8000, 4, false}, 400, 2048, data);
-    EXPECT_EQ(straight.count, 800);
-    EXPECT_TRUE(straight.ended) << "data that cannot be read on has ended";
+    std::mt19937 random(20240611);
+    for (const uint64_t size : {5U, 8U, 17U, 64U, 1000U}) {
+        KXRingBuffer ring(size);
+        std::string model;
+        for (int step = 0; step < 3000; ++step) {
+            SCOPED_TRACE(testing::Message() << "size " << size << " step " << step);
+            const uint64_t length = random() % (size + 3);
+            std::string bytes(length, '\0');
+            std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+            if (random() % 2 == 0) {
+                const uint64_t room = ring.space();
+                ASSERT_EQ(ring.write(bytes.data(), length), room > 0 ? length : 0) << "what was asked, unless full";
+                model += bytes.substr(0, room);
+            } else {
+                const bool proceeds = random() % 3 != 0;
+                const uint64_t got = ring.read(bytes.data(), length, proceeds);
+                ASSERT_EQ(bytes.substr(0, got), model.substr(0, length));
+                model.erase(0, proceeds ? got : 0);
+            }
+            ASSERT_EQ(ring.count(), model.size());
+            ASSERT_EQ(ring.count() + ring.space(), size - 4);
+            ASSERT_LT(ring.writePos(), size);
+        }
+        ring.clear();
+        const std::string text = std::to_string(size);
+        EXPECT_EQ(ring.description(), "sz: " + text + ", sp: " + std::to_string(size - 4) + ", c: 0, r: 0, w: 0");
+    }
 }
 
 } // namespace
