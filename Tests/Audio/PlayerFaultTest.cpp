@@ -1,8 +1,7 @@
-// What happens when files fail, and what the render thread never does.
+// What happens when files fail.
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/FailingDisk.h"
-#include "Tests/Support/RenderGuard.h"
 
 #include <cstring>
 #include <optional>
@@ -90,22 +89,6 @@ TEST_F(PlayerTest, WhatAnAIFFFileCannotHoldIsRefusedBeforeTheFirstByte)
     EXPECT_NE(outcome.failure, "");
     EXPECT_EQ(outcome.progress.size(), 0U) << "a slice was rendered";
     EXPECT_FALSE(std::filesystem::exists(destination));
-}
-
-TEST_F(PlayerTest, TheRenderThreadTakesNoMemoryAndNoLockInSteadyState)
-{
-    if (!RenderGuard::works())
-        GTEST_SKIP() << "sanitizers own the allocator";
-    load(indexed(400000));
-    player->play();
-    advance(20000);
-    while (player->audioData()->prereadFrames(44100) > 0) {
-    }
-    const RenderGuard guard;
-    advance(200000);
-    player->setPositionInFrame(1000); // a jump is made on this thread; the render thread only waits for it
-    advance(20000);
-    EXPECT_TRUE(guard.isClean()) << guard;
 }
 
 } // namespace

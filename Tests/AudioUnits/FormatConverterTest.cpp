@@ -2,7 +2,6 @@
 #include "Tests/Support/UnitTesting.h"
 
 #include <algorithm>
-#include <random>
 #include <stdexcept>
 
 namespace kx::test
@@ -20,29 +19,6 @@ TEST(FormatConverter, KeepsTheContractInEveryFormat)
             ASSERT_EQ(setFormat(unit, kAudioUnitScope_Input, in), noErr);
             ASSERT_EQ(setFormat(unit, kAudioUnitScope_Output, out), noErr);
         });
-}
-
-TEST(FormatConverter, SixteenBitsPassAPairOfConvertersUnchangedFrameForFrame)
-{
-    const Converter pre;
-    const Converter post;
-    SequenceSource source;
-    ASSERT_EQ(setFormat(pre, kAudioUnitScope_Input, kStandard), noErr);
-    ASSERT_EQ(AudioUnitInitialize(pre), noErr);
-    ASSERT_EQ(AudioUnitInitialize(post), noErr);
-    ASSERT_EQ(setFormat(post, kAudioUnitScope_Output, kStandard), noErr) << "after initialising";
-    ASSERT_EQ(source.feed(pre), noErr);
-    ASSERT_EQ(connect(pre, post), noErr);
-    std::mt19937 random(7);
-    for (uint64_t i = 1; i <= 200; ++i) {
-        const auto first = source.position.load();
-        const auto frames = static_cast<uint32_t>(random() % 4096 + 1);
-        std::vector<std::byte> expected(frames * 4u);
-        writeFrames(first, frames, true, expected.data());
-        ASSERT_EQ(renderBytes(post, frames), expected) << frames << " frames at " << first;
-        ASSERT_EQ(source.position, first + frames);
-        ASSERT_EQ(source.calls, i) << "asked once, for all of it";
-    }
 }
 
 TEST(FormatConverter, UnrulyCallbacksDoNoHarm)

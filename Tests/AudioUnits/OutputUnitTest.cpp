@@ -118,35 +118,6 @@ TEST_F(OutputUnitTest, StopIsABarrierAndAThousandRoundsLoseNothing)
     EXPECT_EQ(heard<int16_t>(), sequence(position));
 }
 
-TEST_F(OutputUnitTest, AStartWhileTheOldRunDrainsBeginsANewOne)
-{
-    plug({.name = "speaker"}, VirtualClock::RealTime);
-    Chain chain;
-    for (int round = 0; round < 20; ++round) {
-        int runs = 0; // of the render threads, one after the other
-        Handshake second;
-        Callback callback([&](const AudioTimeStamp &time, uint32_t, AudioBufferList &data) {
-            silence(data);
-            runs += time.mSampleTime == 0 ? 1 : 0;
-            if (runs == 1) {
-                EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
-            } else if (time.mSampleTime > 0) {
-                second.announce();
-            }
-            return noErr;
-        });
-        ASSERT_EQ(callback.feed(chain.converter), noErr);
-        ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-        while (isRunning(chain.output))
-            std::this_thread::yield();
-        ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
-        ASSERT_TRUE(second.await());
-        EXPECT_TRUE(isRunning(chain.output)) << "the old run's stop is none of the new one's";
-        ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr);
-        EXPECT_EQ(runs, 2);
-    }
-}
-
 TEST_F(OutputUnitTest, SettleWaitsForTheCallbackThatStopped)
 {
     Chain chain;

@@ -8,7 +8,6 @@
 #include <complex>
 #include <numbers>
 #include <numeric>
-#include <optional>
 #include <random>
 
 namespace kx::test
@@ -129,25 +128,6 @@ TEST(TimePitchUnit, KeepsTheUnitContract)
             AudioUnitSetParameter(unit, kTimePitchParam_Rate, kAudioUnitScope_Global, 0, setting.rate, 0);
             AudioUnitSetParameter(unit, kTimePitchParam_Pitch, kAudioUnitScope_Global, 0, setting.cents, 0);
         });
-    }
-}
-
-TEST(TimePitchUnit, DrawsTheLookAheadOnceAndThenWhatItPlays)
-{
-    for (const Setting &setting : kSettings) {
-        SCOPED_TRACE(setting);
-        Rig rig(noiseAt, setting.rate, setting.cents);
-        std::mt19937 random(4);
-        double due = kLookAhead;
-        for (int i = 0; i < 100; ++i) {
-            const auto frames = static_cast<uint32_t>(i % 2 == 0 ? kSlice : random() % 4096 + 1);
-            rig.render(frames);
-            due += static_cast<double>(frames) * setting.rate;
-            ASSERT_NEAR(static_cast<double>(rig.drawn), due, 1) << "slice " << i;
-        }
-        const AudioUnit unit = rig.effect.audioUnit();
-        EXPECT_EQ(get<uint32_t>(unit, kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global), kLookAhead);
-        EXPECT_EQ(get<double>(unit, kAudioUnitProperty_DrawRate, kAudioUnitScope_Global), setting.rate);
     }
 }
 
@@ -303,20 +283,6 @@ TEST(TimePitchUnit, RefusesWhatItCannotDo)
         EXPECT_NE(rig.effect.setPitch(bad), noErr) << bad;
     EXPECT_EQ(rig.effect.rate(), 4);
     EXPECT_EQ(rig.effect.pitch(), 2400);
-}
-
-TEST(TimePitchUnit, OutlivesItsObjectWhileItIsHeld)
-{
-    std::optional<AVAudioUnitTimePitch> effect(std::in_place);
-    const AudioUnit unit = effect->audioUnit();
-    auto first = AudioUnitHold(unit);
-    auto second = AudioUnitHold(unit);
-    effect.reset();
-    first.reset();
-    EXPECT_EQ(AudioUnitInitialize(unit), noErr);
-    second.reset();
-    EXPECT_EQ(AudioUnitInitialize(unit), kAudioComponentErr_InstanceInvalidated);
-    EXPECT_EQ(AudioUnitHold(unit), nullptr);
 }
 
 } // namespace
