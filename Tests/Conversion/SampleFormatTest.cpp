@@ -109,7 +109,8 @@ public:
     {
         constexpr float infinity = std::numeric_limits<float>::infinity();
         constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-        constexpr float special[] = {0, -0.0F, 1, -1, 0.99999F, -1.00001F, 1e30F, infinity, -infinity, 1e-40F, nan};
+        constexpr float special[] = {0,     -0.0F,    1,         -1,     0.99999F, -1.00001F,
+                                     1e30F, infinity, -infinity, 1e-40F, 3e-10F,   nan};
         switch (upTo(3)) {
         case 0:
             return special[upTo(std::size(special) - 1)];
