@@ -132,6 +132,8 @@ TEST_F(OutputUnitTest, SettleWaitsForTheCallbackThatStopped)
         EXPECT_EQ(AudioOutputUnitStop(chain.output), noErr);
         stopped.announce();
         EXPECT_TRUE(settling.await());
+        for (int i = 0; i < 1000; ++i)
+            std::this_thread::yield(); // so that a settling that does not wait is seen
         silence(data);
         finished = true;
         return noErr;
