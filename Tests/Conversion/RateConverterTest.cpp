@@ -1,8 +1,5 @@
 #include "KXFW/Platform/Conversion/RateConverter.h"
 
-#include "KXFW/Platform/AudioUnits/RenderScope.h"
-#include "Tests/Support/RenderGuard.h"
-
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -94,32 +91,6 @@ TEST(RateConverter, LengthsAreExactBlockSizesDoNotMatterAndResetForgets)
             EXPECT_EQ(whole, source);
         }
     }
-}
-
-TEST(RateConverter, ProcessDoesNotAllocate)
-{
-    if (!kx::test::RenderGuard::works())
-        GTEST_SKIP();
-    constexpr uint32_t kMost = 4096;
-    constexpr uint32_t kRoom = 1 << 15;
-    const Samples source = noise(2 * kMost);
-    const float *sources[] = {source.data(), source.data() + kMost};
-    Samples made(2 * kRoom);
-    float *targets[] = {made.data(), made.data() + kRoom};
-    std::mt19937 random(4);
-    const auto upTo = [&](uint32_t limit) { return static_cast<uint32_t>(random() % (limit + 1)); };
-    for (const auto &[in, out] : kPairs)
-        for (const uint32_t most : {kMost, 600U, 7U}) {
-            const auto object = converter(in, out);
-            const kx::test::RenderGuard guard;
-            {
-                const kx::RenderScope rendering;
-                for (int i = 0; i < 2000 && out / in <= 48; ++i) // no more is promised
-                    object->process(i == 1999 ? nullptr : sources, upTo(most), targets,
-                                    upTo(upTo(3) == 0 ? kRoom : 600));
-            }
-            EXPECT_TRUE(guard.isClean()) << in << " to " << out << ": " << guard << ", blocks of up to " << most;
-        }
 }
 
 double sineLevel(double frame, double rate, double frequency)
