@@ -61,7 +61,9 @@ TEST(Connections, CirclesAndFormatsThatNoLongerFitAreRefused)
     ASSERT_EQ(setFormat(a, kAudioUnitScope_Output, integers), noErr);
     EXPECT_EQ(AudioUnitRender(b, nullptr, nullptr, 0, 4, BufferList(2, 1, 16).get()), kAudioUnitErr_FormatNotSupported);
     ASSERT_EQ(connect(a, b), noErr) << "it follows the new format";
-    EXPECT_EQ(renderLeft(b, {1})[0], static_cast<float>(sampleAt(0)) / 32768.0f);
+    float left = 0;
+    std::memcpy(&left, renderBytes(b, 1).data(), sizeof left);
+    EXPECT_EQ(left, static_cast<float>(sampleAt(0)) / 32768.0f);
 }
 
 TEST(Connections, ADisposedSourceIsHeldUntilTheHolderLetsGo)

@@ -19,7 +19,7 @@ namespace
 /// One server for the process, as the hardware service is one for the process.
 PulseServer &server()
 {
-    static PulseServer running({{"kx1"}, {"kx2"}});
+    static PulseServer running({{"kx1"}, {"kx2"}, {"kx3", 48000}});
     return running;
 }
 
@@ -64,7 +64,7 @@ protected:
     SoundServerTest()
     {
         server().setDefaultSink("kx1");
-        EXPECT_TRUE(eventually([] { return deviceWithUID("kx1") && deviceWithUID("kx2"); }));
+        EXPECT_TRUE(eventually([] { return deviceWithUID("kx1") && deviceWithUID("kx3"); }));
         EXPECT_TRUE(eventually([] { return KXAHardwareManager::defaultOutputDeviceID() == deviceWithUID("kx1"); }));
         player = KXAFilePlayer::player();
         load(indexed(kFrames));
@@ -126,6 +126,17 @@ TEST_F(SoundServerTest, FollowsTheDefaultSinkAndLeavesASinkThatIsRemoved)
     ASSERT_TRUE(isPlayingOn("kx2"));
     const auto rest = numbersOnce(remaining, 8000);
     expectPasses(rest, 8000, rest[0], 1, kFrames);
+}
+
+TEST_F(SoundServerTest, PlaysToADeviceOfAnotherRate)
+{
+    load({.frames = 44100});
+    player->setOutputDeviceID(deviceWithUID("kx3"));
+    player->setLoop(false);
+    const MonitorRecorder recorder("kx3", 48000);
+    player->play();
+    EXPECT_NEAR(static_cast<double>(samplesOnce(recorder, 2 * 47990).size()) / 2, 48000, 200)
+        << "one second stays one second";
 }
 
 TEST_F(SoundServerTest, PlaysToTheEndThroughAnEffectWhatAnExportHoldsAndTellsWhereItIs)

@@ -157,18 +157,4 @@ inline std::vector<std::byte> renderBytes(AudioUnit unit, uint32_t frames)
     return bytes;
 }
 
-/// The left channel of a planar float unit, in slices of the given sizes.
-inline std::vector<float> renderLeft(AudioUnit unit, const std::vector<uint32_t> &slices)
-{
-    std::vector<float> all;
-    for (const uint32_t frames : slices) {
-        const auto bytes = renderBytes(unit, frames);
-        std::vector<float> left(frames);
-        if (frames > 0)
-            std::memcpy(left.data(), bytes.data(), frames * sizeof(float));
-        all.insert(all.end(), left.begin(), left.end());
-    }
-    return all;
-}
-
 } // namespace kx::test
