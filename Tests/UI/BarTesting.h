@@ -1,9 +1,11 @@
-// A transport bar without a window, and a delegate that keeps what it hears.
+// A transport bar without a window or in a widget, and a delegate that keeps what it hears.
 #pragma once
 
+#include "KXFW/Platform/Toolkit/ViewWidget.h"
 #include "KXFW/UI/KXPlayPositionView.h"
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,6 +13,9 @@
 
 namespace bar
 {
+
+constexpr int64_t kLargest = std::numeric_limits<int64_t>::max();
+constexpr int64_t kSmallest = std::numeric_limits<int64_t>::min();
 
 using Heard = std::vector<std::pair<std::string, int64_t>>;
 
@@ -30,6 +35,12 @@ struct Listener : NSObject, KXPlayPositionViewDelegate {
     std::function<void()> answer = [] {};
 };
 
+inline void setRange(KXPlayPositionView &view, int64_t start, int64_t end)
+{
+    view.setStartFrame(start);
+    view.setEndFrame(end);
+}
+
 /// An enabled view, 40 points high, of a file of `frames` frames with its whole as the range.
 inline std::shared_ptr<KXPlayPositionView> view(double width, int64_t frames, NSPoint origin = {})
 {
@@ -43,10 +54,23 @@ inline std::shared_ptr<KXPlayPositionView> view(double width, int64_t frames, NS
     return made;
 }
 
-inline void setRange(KXPlayPositionView &view, int64_t start, int64_t end)
-{
-    view.setStartFrame(start);
-    view.setEndFrame(end);
-}
+/// A bar in its widget, 420 by 40, that stands for 441,000 frames: 1,102.5 frames a point from x = 10.
+struct Hosted {
+    explicit Hosted(QWidget *parent = nullptr) : widget(new kx::ViewWidget(view, parent))
+    {
+        widget->resize(420, 40);
+        widget->backWithLayer();
+        widget->awake();
+        view->setDelegate(delegate);
+        view->setNumFrames(441000);
+        setRange(*view, 44100, 220500);
+        view->setInternalPlayFrame(110250);
+        view->setEnabled(true);
+    }
+
+    std::shared_ptr<Listener> delegate = std::make_shared<Listener>();
+    std::shared_ptr<KXPlayPositionView> view = std::make_shared<KXPlayPositionView>();
+    kx::ViewWidget *widget; ///< owned by its parent
+};
 
 } // namespace bar

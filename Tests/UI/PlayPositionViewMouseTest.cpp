@@ -1,5 +1,7 @@
-// What the mouse does to the transport bar.
+// What the mouse does to the transport bar, which stands at (300, 200) of its window.
 #include "Tests/UI/BarTesting.h"
+
+#include "KXFW/Platform/Toolkit/SliderElement.h"
 
 #include <gtest/gtest.h>
 
@@ -13,24 +15,30 @@ using bar::Heard;
 
 constexpr double kOnBar = 20;   // y
 constexpr double kOnKnobs = 10; // y
+constexpr NSPoint kOrigin{300, 200};
+
+NSEvent at(double x, double y)
+{
+    return NSEvent({kOrigin.x + x, kOrigin.y + y});
+}
 
 class PlayPositionViewMouse : public testing::Test
 {
 protected:
-    PlayPositionViewMouse() { use(bar::view(420, 441000)); }
+    PlayPositionViewMouse() { use(420, 441000); }
 
-    void use(std::shared_ptr<KXPlayPositionView> used)
+    void use(double width, int64_t frames)
     {
-        view = std::move(used);
+        view = bar::view(width, frames, kOrigin);
         view->setDelegate(listener);
     }
     /// Presses, drags to each of `xs`, releases there. Gives what the delegate heard.
     Heard drag(NSPoint from, const std::vector<double> &xs)
     {
-        view->mouseDown(NSEvent(from));
+        view->mouseDown(at(from.x, from.y));
         for (const double x : xs)
-            view->mouseDragged(NSEvent({x, from.y}));
-        view->mouseUp(NSEvent({xs.empty() ? from.x : xs.back(), from.y}));
+            view->mouseDragged(at(x, from.y));
+        view->mouseUp(at(xs.empty() ? from.x : xs.back(), from.y));
         return listener->take();
     }
 
@@ -38,7 +46,7 @@ protected:
     std::shared_ptr<KXPlayPositionView> view;
 };
 
-TEST_F(PlayPositionViewMouse, MovesThePlayLineByPressAndDrag)
+TEST_F(PlayPositionViewMouse, MovesThePlayLineByPressAndDragAndAKnobByRelease)
 {
     bar::setRange(*view, 44100, 220500);
     EXPECT_EQ(drag({110, kOnBar}, {60, 30, -500, 200, 900}), (Heard{{"play", 110250},
@@ -48,20 +56,12 @@ TEST_F(PlayPositionViewMouse, MovesThePlayLineByPressAndDrag)
                                                                     {"play", 209475},
                                                                     {"play", 220500}})); // never beyond it
     EXPECT_EQ(view->playFrame(), 220500);
-}
-
-TEST_F(PlayPositionViewMouse, TellsOfAKnobWhenItIsReleased)
-{
-    bar::setRange(*view, 44100, 220500);
     EXPECT_EQ(drag({45, kOnKnobs}, {55, 65}), (Heard{{"start", 66150}}));
-    EXPECT_EQ(drag({65, kOnKnobs}, {}), (Heard{{"start", 66150}})) << "also without a move";
     EXPECT_EQ(drag({215, kOnKnobs}, {235}), (Heard{{"end", 242550}}));
 }
 
 TEST_F(PlayPositionViewMouse, KeepsTheShortestRange)
 {
-    EXPECT_EQ(view->startFrameLayer()->max(), 370);
-    EXPECT_EQ(view->endFrameLayer()->min(), 50);
     EXPECT_EQ(drag({5, kOnKnobs}, {300, 390, 400, 375}), (Heard{{"start", 380362}}))
         << "from its stop at 370 the tip follows once the pointer is back at 390";
     const Heard heard = drag({415, kOnKnobs}, {0});
@@ -69,53 +69,41 @@ TEST_F(PlayPositionViewMouse, KeepsTheShortestRange)
     EXPECT_NEAR(view->startFrameLayer()->max(), 355, 1e-3);
 }
 
-TEST_F(PlayPositionViewMouse, MovesNothingElsewhereAndDropsThePlayersPosition)
+TEST_F(PlayPositionViewMouse, MovesNothingElsewhereOrDisabledAndDropsThePlayersPosition)
 {
     bar::setRange(*view, 44100, 220500);
-    const std::pair<NSPoint, CALayer *> presses[] = {
-        {{300, kOnBar}, view->barBackLayer().get()}, {{300, 35}, nullptr}, {{900, kOnBar}, nullptr}};
-    for (const auto &[from, dragging] : presses) {
+    for (const NSPoint from : {NSPoint{300, kOnBar}, {300, 35}, {900, kOnBar}}) {
         SCOPED_TRACE(testing::Message() << from.x << ", " << from.y);
-        view->mouseDown(NSEvent(from));
+        view->mouseDown(at(from.x, from.y));
         EXPECT_TRUE(view->isDragging());
-        EXPECT_EQ(view->draggingLayer().get(), dragging);
         view->setPlayFrame(99);
         EXPECT_EQ(drag(from, {100}), Heard{});
         EXPECT_FALSE(view->isDragging());
-        EXPECT_EQ(view->draggingLayer(), nullptr);
         EXPECT_EQ(view->playFrame(), 0);
     }
     view->setPlayFrame(99);
     EXPECT_EQ(view->playFrame(), 99);
-}
-
-TEST_F(PlayPositionViewMouse, PressesNothingWhileDisabled)
-{
     view->setEnabled(false);
     EXPECT_EQ(drag({110, kOnBar}, {200}), Heard{});
-    EXPECT_EQ(drag({5, kOnKnobs}, {100}), Heard{});
+    EXPECT_EQ(drag({45, kOnKnobs}, {100}), Heard{});
     view->setEnabled(true);
-    view->mouseDown(NSEvent({5, kOnKnobs}));
-    view->setFrame({{0, 0}, {620, 40}});
+    view->mouseDown(at(45, kOnKnobs));
+    view->setFrame({kOrigin, {620, 40}});
     EXPECT_EQ(view->startFrameLayer()->fillColor(), std::nullopt) << "a layout leaves a pressed knob as it looks";
 }
 
-TEST_F(PlayPositionViewMouse, FollowsThePointerWhereverTheViewStands)
-{
-    use(bar::view(420, 441000, {300, 200}));
-    EXPECT_EQ(drag({410, 200 + kOnBar}, {}), (Heard{{"play", 110250}}));
-    EXPECT_EQ(drag({305, 200 + kOnKnobs}, {345}), (Heard{{"start", 44100}}));
-    EXPECT_EQ(drag({110, kOnBar}, {120}), Heard{});
-}
-
-TEST_F(PlayPositionViewMouse, StaysInAFileShorterThanTheShortestRange)
+TEST_F(PlayPositionViewMouse, StaysInAFileShorterThanTheShortestRangeAsTheKeysDo)
 {
     for (const int64_t frames : {1, 22050, 44099}) {
-        use(bar::view(420, frames));
+        use(420, frames);
         EXPECT_EQ(drag({5, kOnKnobs}, {200, 415}), (Heard{{"start", 0}}));
         EXPECT_EQ(view->startFrameLayer()->hotSpot().x, 10) << frames;
         EXPECT_EQ(drag({415, kOnKnobs}, {200, 5}), (Heard{{"end", frames}}));
         EXPECT_EQ(view->endFrameLayer()->hotSpot().x, 410) << frames;
+        for (const auto &element : view->sliderElements())
+            for (const int64_t target : {-bar::kLargest, bar::kLargest})
+                element->move(target);
+        EXPECT_EQ(listener->take(), (Heard{{"play", frames}})) << "the knobs have no room";
     }
 }
 
@@ -128,7 +116,7 @@ TEST_F(PlayPositionViewMouse, KeepsTheRangeInTheFile)
     for (int round = 0; round < 300; ++round) {
         const int64_t frames = between(0, int64_t(1) << between(1, 41));
         const double width = double(between(0, 4000)) / 2;
-        use(bar::view(width, frames));
+        use(width, frames);
         const int64_t start = between(0, frames);
         bar::setRange(*view, start, between(start, frames));
         for (int press = 0; press < 20; ++press) {
@@ -145,7 +133,7 @@ TEST_F(PlayPositionViewMouse, KeepsTheRangeInTheFile)
     }
     EXPECT_GT(told, 1000U) << "too few presses met anything";
 
-    use(bar::view(2020, int64_t(1) << 40)); // single precision is coarser here than the shortest range
+    use(2020, int64_t(1) << 40); // single precision is coarser here than the shortest range
     view->setEndFrame(557533591595);
     EXPECT_EQ(drag({5, kOnKnobs}, {2500}), (Heard{{"start", 557533591595}}));
 }
@@ -153,12 +141,12 @@ TEST_F(PlayPositionViewMouse, KeepsTheRangeInTheFile)
 TEST_F(PlayPositionViewMouse, MayBeLetGoByItsDelegate)
 {
     listener->answer = [this] { view.reset(); };
-    for (const NSPoint from : {NSPoint{110, kOnBar}, {5, kOnKnobs}, {415, kOnKnobs}}) {
-        use(bar::view(420, 441000));
+    for (const double x : {110, 5, 415}) {
+        use(420, 441000);
         const std::weak_ptr gone = view;
         for (const auto handler : {&NSView::mouseDown, &NSView::mouseDragged, &NSView::mouseUp})
             if (NSView *const remaining = view.get()) // a host that does not keep the view itself
-                (remaining->*handler)(NSEvent(from));
+                (remaining->*handler)(at(x, x == 110 ? kOnBar : kOnKnobs));
         EXPECT_TRUE(gone.expired());
     }
     EXPECT_EQ(listener->take(), (Heard{{"play", 110250}, {"start", 0}, {"end", 441000}}));

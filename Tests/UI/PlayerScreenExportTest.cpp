@@ -81,11 +81,9 @@ TEST_F(ExportFromScreen, ShowsProgressThatIsMoreThanOnePercent)
         EXPECT_TRUE(waitForEnd());
         if (again)
             expected.insert(expected.begin(), 0);
-        EXPECT_EQ(shown, expected);
+        EXPECT_EQ(std::exchange(shown, {}), expected);
         EXPECT_EQ(std::filesystem::file_size(target), 54U + range * 4);
-        shown.clear();
     }
-    EXPECT_TRUE(alerts.shown.empty());
 }
 
 TEST_F(ExportFromScreen, CancelLeavesAShorterFileAndExportsAgain)
@@ -93,23 +91,22 @@ TEST_F(ExportFromScreen, CancelLeavesAShorterFileAndExportsAgain)
     const std::function<void()> cancels[] = {
         [&] { QTest::mouseClick(sheet()->findChild<QPushButton *>("cancelExportButton"), Qt::LeftButton); },
         [&] { QTest::keyClick(sheet(), Qt::Key_Escape); },
+        [&] { screen->view()->close(); },
     };
-    std::uintmax_t shorter = 0;
     for (const auto &cancel : cancels) {
+        screen->view()->show();
         beginExport();
         cancel();
-        EXPECT_TRUE(screen->isExporting() && sheet()->isVisible()) << "until the file is closed";
+        EXPECT_TRUE(screen->isExporting()) << "until the file is closed";
         EXPECT_TRUE(QTest::qWaitFor([this] { return !screen->continuesExporting(); }));
         EXPECT_TRUE(waitForEnd());
-        shorter = std::filesystem::file_size(target);
-        EXPECT_LT(shorter, kLong * 4U);
+        EXPECT_LT(std::filesystem::file_size(target), kLong * 4U);
     }
 
+    screen->view()->show();
     click("exportButton");
     static_cast<QDialog *>(panel())->reject(); // the save panel
     EXPECT_FALSE(screen->continuesExporting());
-    EXPECT_EQ(std::filesystem::file_size(target), shorter);
-
     exportTo(target);
     EXPECT_TRUE(waitForEnd());
     EXPECT_GT(std::filesystem::file_size(target), kLong * 4U - 4096);
@@ -136,39 +133,25 @@ TEST_F(ExportFromScreen, FailureClosesTheSheetAndSaysWhy)
     exportTo(target);
     expectAlertNaming(target);
     EXPECT_TRUE(waitForEnd());
-
-    openSamples();
-    exportTo(target);
-    EXPECT_TRUE(waitForEnd());
-    EXPECT_GT(std::filesystem::file_size(target), kFrames * 4U);
-    EXPECT_TRUE(alerts.shown.empty());
 }
 
 TEST_F(ExportFromScreen, RefusesASecondOneMeanwhile)
 {
     const auto other = kx::test::temporaryPath("other.aiff");
-    beginExport();
-    screen->_exportToURL(other);
-    expectAlertNaming(other);
-    EXPECT_TRUE(screen->continuesExporting() && sheet()->isVisible());
-    EXPECT_TRUE(waitForEnd());
-    EXPECT_GE(std::filesystem::file_size(target), kLong * 4U);
-
-    beginExport();
-    sheet()->close(); // and with that cancels
-    screen->_exportToURL(other);
-    expectAlertNaming(other);
-    EXPECT_TRUE(waitForEnd());
-    EXPECT_LT(std::filesystem::file_size(target), kLong * 4U) << "a shorter file";
-    EXPECT_FALSE(std::filesystem::exists(other));
+    for (const bool cancelled : {false, true}) {
+        beginExport();
+        if (cancelled)
+            sheet()->close();
+        screen->_exportToURL(other);
+        expectAlertNaming(other);
+        EXPECT_TRUE(waitForEnd());
+        EXPECT_EQ(std::filesystem::file_size(target) < kLong * 4U, cancelled);
+        EXPECT_FALSE(std::filesystem::exists(other));
+    }
 }
 
-TEST_F(ExportFromScreen, EndsWithTheWindow)
+TEST_F(ExportFromScreen, EndsWithTheScreen)
 {
-    beginExport();
-    screen->view()->close();
-    EXPECT_TRUE(waitForEnd());
-    screen->view()->show();
     beginExport();
     const std::weak_ptr<KXAFilePlayer> player = screen->player();
     screen.reset();

@@ -54,13 +54,12 @@ protected:
     static QFileDialog *panel()
     {
         QFileDialog *open = nullptr;
-        const bool came = QTest::qWaitFor([&] {
+        EXPECT_TRUE(QTest::qWaitFor([&] {
             for (QWidget *window : QApplication::topLevelWidgets())
                 if (auto *dialog = qobject_cast<QFileDialog *>(window); dialog && dialog->isVisible())
                     open = dialog;
             return open != nullptr;
-        });
-        EXPECT_TRUE(came) << "no panel";
+        })) << "no panel";
         return open;
     }
     /// Chooses the file, and says yes where the panel asks whether to replace it.
