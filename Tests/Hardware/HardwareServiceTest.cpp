@@ -198,18 +198,20 @@ TEST_F(HardwareServiceTest, ABurstOfChangesIsToldOnceAndLast)
         const std::lock_guard guard(gate);
     });
     TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+    TestListener sleeping(service, kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed);
     {
         const std::lock_guard guard(gate); // keeps the notification thread busy while the burst comes
         hardware->setDevices({{.name = "A"}, {.name = "B"}});
         isInside.wait(false);
+        set(kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed, 0);
         for (int i = 0; i < 500; ++i)
             hardware->setDefaultOutput(i % 2 == 0 ? "A" : "B");
     }
     ASSERT_TRUE(output.waitForCalls(2)); // from Speakers to A at first, and then to B
     EXPECT_EQ(defaultOutputName(service), "B");
-    TestListener later(service, kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed);
-    set(kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed, 0);
-    ASSERT_TRUE(later.waitForCalls(1)); // all that was due before has been told
+    ASSERT_TRUE(sleeping.waitForCalls(1));
+    set(kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed, 1);
+    ASSERT_TRUE(sleeping.waitForCalls(2)); // all that was due before has been told
     EXPECT_EQ(output.calls(), 2);
     EXPECT_EQ(devices.calls(), 1);
     {

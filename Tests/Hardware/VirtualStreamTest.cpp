@@ -77,6 +77,7 @@ TEST(VirtualStream, TheRealTimeClockNeverGivesMoreThanTimeHasPassed)
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
     EXPECT_GE(passed.count(), static_cast<double>(written) / 44100) << "it was not heard to its end";
     EXPECT_EQ(stream->latencyFrames(), 0u);
+    EXPECT_GT(*stream->waitForRoom(), 0u);
     EXPECT_EQ(stream->underruns(), underruns) << "the end of the data is no underrun";
 }
 
