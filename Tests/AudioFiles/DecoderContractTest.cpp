@@ -61,11 +61,13 @@ double difference(const std::vector<float> &sound, const std::vector<float> &sou
 
 const ContractCase kContractCases[] = {
     {"Wav8", openPCMContainer, spec(Codec::WAV, {}, 8), true},
+    {"Wav16Mono", openPCMContainer, spec(Codec::WAV, {}, 16, 1), true},
     {"Wav32SixChannels", openPCMContainer, spec(Codec::WAV, {}, 32, 6), true},
     {"Aiff24", openPCMContainer, spec(Codec::AIFF, {}, 24), true},
     {"Flac16", openPCMContainer, spec(Codec::FLAC), true},
     {"Flac24", openPCMContainer, spec(Codec::FLAC, {}, 24), true},
     {"Vorbis", openPCMContainer, spec(Codec::Vorbis), true},
+    {"VorbisMono", openPCMContainer, spec(Codec::Vorbis, {}, 16, 1), true},
     {"Mp3Constant128", openMPEGAudio, spec(Codec::MP3, {"-b", "128"}), true},
     {"Mp3Constant32Mono", openMPEGAudio, spec(Codec::MP3, {"-b", "32", "--resample", "44.1"}, 16, 1, 44100), false},
     {"Mp3Variable", openMPEGAudio, spec(Codec::MP3, {"-V", "2"}), true},
