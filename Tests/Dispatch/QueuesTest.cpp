@@ -152,9 +152,14 @@ TEST_F(MainQueueTest, SyncWaitsForItsTaskOrLearnsThatNobodyRunsIt)
     });
     std::jthread first([] { MainQueue::async([] {}); });
     EXPECT_TRUE(taken.await(1));
+    std::string second;
+    std::thread waiting([&] { second = outcome([&] { ++runs; }); });
     std::jthread removing([] { MainQueue::install({}); });
-    std::jthread releasing([&] { taken.announce(); });
-    EXPECT_EQ(outcome([&] { ++runs; }), "not run");
+    for (int i = 0; i < 1000; ++i)
+        std::this_thread::yield(); // until both have come, as a rule
+    taken.announce();
+    waiting.join();
+    EXPECT_EQ(second, "not run");
     EXPECT_EQ(runs, 2);
 }
 
