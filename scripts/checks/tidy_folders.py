@@ -17,6 +17,7 @@ import sys
 INCLUDE = re.compile(r'\s*#\s*include\s+(\S+)')
 # The analyser follows a function for so many steps; its own 225,000 cost six times as much and found nothing more.
 ANALYSER = ['-Xclang', '-analyzer-config', '-Xclang', 'max-nodes=20000']
+PROGRAM = re.compile(r'^int main\(', re.M)
 PLACE = re.compile(r'^(\S+):(\d+):(\d+: (?:error|warning|note):)')
 
 
@@ -69,8 +70,9 @@ def folders(build, sources):
         entry = entries.get(source.resolve())
         if not entry:
             sys.exit(f'tidy: {source} is not in {build}/compile_commands.json')
-        name = build / 'tidy' / source.parent / 'sources.cpp'
-        found.setdefault(source.parent, Folder(name.resolve(), entry)).add(source)
+        alone = PROGRAM.search(source.read_text())  # a folder may hold several programs
+        name = build / 'tidy' / source.parent / (source.name if alone else 'sources.cpp')
+        found.setdefault(name, Folder(name.resolve(), entry)).add(source)
     return found.values()
 
 
