@@ -67,6 +67,9 @@ TEST_F(PlayPositionViewMouse, KeepsTheShortestRange)
     const Heard heard = drag({415, kOnKnobs}, {0});
     EXPECT_NEAR(double(heard.at(0).second), 380362 + 44100, 1);
     EXPECT_NEAR(view->startFrameLayer()->max(), 355, 1e-3);
+    view->startFrameLayer()->setMin(400);
+    drag({350, kOnKnobs}, {300});
+    EXPECT_NEAR(view->startFrameLayer()->hotSpot().x, 355, 1e-3) << "where the limits cross the upper one wins";
 }
 
 TEST_F(PlayPositionViewMouse, MovesNothingElsewhereOrDisabledAndDropsThePlayersPosition)
@@ -100,9 +103,11 @@ TEST_F(PlayPositionViewMouse, StaysInAFileShorterThanTheShortestRangeAsTheKeysDo
         EXPECT_EQ(view->startFrameLayer()->hotSpot().x, 10) << frames;
         EXPECT_EQ(drag({415, kOnKnobs}, {200, 5}), (Heard{{"end", frames}}));
         EXPECT_EQ(view->endFrameLayer()->hotSpot().x, 410) << frames;
-        for (const auto &element : view->sliderElements())
+        for (const auto &element : view->sliderElements()) {
+            EXPECT_LE(element->minimum(), element->maximum());
             for (const int64_t target : {-bar::kLargest, bar::kLargest})
                 element->move(target);
+        }
         EXPECT_EQ(listener->take(), (Heard{{"play", frames}})) << "the knobs have no room";
     }
 }
