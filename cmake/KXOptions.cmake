@@ -17,7 +17,8 @@ endif()
 target_include_directories(kx_options INTERFACE ${CMAKE_SOURCE_DIR})
 
 # With KXFW_UNITY each folder of a target is compiled as one source: a build from scratch parses every header once a
-# folder; with KXFW_UNITY_TESTS only those of the tests are. Names in the unnamed namespaces of a folder therefore differ from one another.
+# folder; with KXFW_UNITY_TESTS only those of the tests are. Names in the unnamed namespaces of a folder therefore
+# differ from one another.
 function(kx_unity target)
     if(NOT KXFW_UNITY AND NOT (KXFW_UNITY_TESTS AND target MATCHES "^test_"))
         return()
