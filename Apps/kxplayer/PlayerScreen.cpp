@@ -60,7 +60,9 @@ void kxplayer::PlayerScreen::viewDidLoad()
     KXAFilePlayerViewController::viewDidLoad();
 
     new PaletteWatch(&refresh_, *view(), [this](const QPalette &colors) { followPalette(colors); });
-    QObject::connect(waveform_, &WaveformWidget::pointed, &refresh_, [this](int64_t frame) { moveTo(frame); });
+    QObject::connect(waveform_, &WaveformWidget::pointed, &refresh_, [this](int64_t frame) {
+        kx::atToolkitEdge("The action failed.", [&] { moveTo(frame); }); // reads the file
+    });
     refresh_.setTimerType(Qt::PreciseTimer);
     QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
     QObject::connect(volume_, &VolumeSlider::gainChanged, &refresh_, [this](double gain) {
@@ -123,7 +125,7 @@ void kxplayer::PlayerScreen::keepPlace(bool exporting)
     if (exporting)
         frameBeforeExport_ = shownFrame();
     else
-        moveTo(frameBeforeExport_);
+        kx::atToolkitEdge("The action failed.", [this] { moveTo(frameBeforeExport_); }); // reads the file
     _updateUI();
 }
 
@@ -139,7 +141,7 @@ void kxplayer::PlayerScreen::keepVolume() const
 void kxplayer::PlayerScreen::reportFailures() const
 {
     player()->setPlaybackFailureBlock([](const NSException &failure) {
-        kx::MainQueue::async([reason = failure.reason()] {
+        kx::MainQueue::async([reason = kx::reasonForUser(failure)] {
             KXAudioUtil::alertWithMessage("The file could not be read to its end.", reason)->runModal();
         });
     });

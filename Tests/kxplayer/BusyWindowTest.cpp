@@ -1,4 +1,6 @@
 // The player's window while it exports, and closed in whatever state.
+#include "Apps/kxplayer/WaveformWidget.h"
+#include "Tests/Support/FailingDisk.h"
 #include "Tests/kxplayer/PlayerWindow.h"
 
 #include <QApplication>
@@ -52,6 +54,33 @@ TEST_F(BusyWindow, NothingDisturbsAnExport)
     EXPECT_EQ(alerts.size(), 0U);
     media.openFile(make({.frames = 3000}));
     EXPECT_EQ(screen().numFrames(), 3000);
+}
+
+TEST_F(BusyWindow, SaysWhatABadDiskDoesAndGoesOn)
+{
+    const auto told = [this](const std::string &text) {
+        return eventually([&] {
+            if (player().isPlaying())
+                advance(44100);
+            return std::ranges::count(alerts, text) > 0;
+        });
+    };
+    {
+        const kx::test::FailingDisk disk(44 + 4 * 44100);
+        screen().setPlaying(true);
+        EXPECT_TRUE(told("The file could not be read to its end."));
+    }
+    open(60 * 44100); // of which nothing is known yet
+    const kx::test::FailingDisk disk(44 + 4 * 44100);
+    emit find<kxplayer::WaveformWidget>("")->pointed(40 * 44100);
+    EXPECT_TRUE(told("The action failed."));
+    screen()._exportToURL(target);
+    EXPECT_TRUE(told("Failed to export to a file."));
+    EXPECT_TRUE(eventually([this] { return !sheetIsUp() && !screen().isExporting(); }));
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(std::filesystem::exists(target));
+    EXPECT_TRUE(screen().isLoaded());
+    EXPECT_EQ(alertDetails.find("-["), std::string::npos) << alertDetails;
 }
 
 TEST_F(BusyWindow, ClosesInTheMiddleOfAnything)

@@ -32,7 +32,10 @@ protected:
         window = std::make_unique<kxplayer::MainWindow>();
         window->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-        NSAlert::setPresenter([this](const NSAlert &alert) { alerts.push_back(alert.messageText()); });
+        NSAlert::setPresenter([this](const NSAlert &alert) {
+            alerts.push_back(alert.messageText());
+            alertDetails += alert.informativeText();
+        });
     }
     ~PlayerWindow() override { NSAlert::setPresenter({}); }
 
@@ -58,6 +61,7 @@ protected:
     QTemporaryDir settings;
     kx::test::ScopedVirtualHardware hardware{kx::VirtualClock::Manual};
     std::vector<std::string> alerts;
+    std::string alertDetails; ///< of all alerts
     std::unique_ptr<kxplayer::MainWindow> window;
 };
 
