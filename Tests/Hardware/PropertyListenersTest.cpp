@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <latch>
 #include <stdexcept>
 #include <thread>
 
@@ -78,23 +79,30 @@ TEST_F(PropertyListenersTest, RemoveWaitsForTheCallThatIsUnderWayWhoeverRemoves)
 {
     for (int round = 0; round < 100; ++round) {
         std::atomic<bool> isInside = false;
+        std::latch removers{2};
         int ended = 0; // ordered by the removal alone
         TestListener listener(service, device, kBufferSize, [&] {
             isInside = true;
             isInside.notify_all();
+            removers.wait();
             for (int i = 0; i < 100; ++i)
-                std::this_thread::yield();
+                std::this_thread::yield(); // both are in the removal by now, nearly always
             ++ended;
         });
-        change();
-        isInside.wait(false);
-        std::jthread second([&] {
+        const auto remove = [&] {
+            removers.count_down();
             listener.remove();
             EXPECT_EQ(ended, 1);
-        });
-        listener.remove();
+        };
+        change();
+        isInside.wait(false);
+        std::jthread second(remove);
+        remove();
+        second.join();
+        TestListener last(service, device, kBufferSize);
+        change(); // told to the last one alone, and before the next round begins
+        ASSERT_TRUE(last.waitForCalls(1));
         EXPECT_EQ(ended, 1);
-        change(); // is told to nobody
     }
 }
 
