@@ -31,7 +31,8 @@ std::optional<int64_t> frameOf(const NSTextField &field)
 
 bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
 {
-    setPlaying(false);
+    if (isPlaying()) // only that: finding where it stands would read the old file
+        KXAFilePlayerViewController::clickPlayButton(playButton());
     file_ = url;
     ++fileNumber_;
     const bool loaded = KXAFilePlayerViewController::_openFileAtURL(url);

@@ -83,6 +83,22 @@ TEST_F(BusyWindow, SaysWhatABadDiskDoesAndGoesOn)
     EXPECT_EQ(alertDetails.find("-["), std::string::npos) << alertDetails;
 }
 
+TEST_F(BusyWindow, LeavesAFileThatCannotBeReadAnyMore)
+{
+    const auto other = make({.frames = 3000}); // already there: until it opens no tick is to meet the failure first
+    screen().moveTo(10 * 44100);
+    screen().setPlaying(true);
+    advance(3 * 44100);
+    for (int tick = 0; tick < 3; ++tick)
+        player()._timerFired(nullptr); // what is heard is far from the last seek and from what is read next: not kept
+    const kx::test::FailingDisk disk(44 + 4 * 44100);
+    window->openFile(other);
+    EXPECT_EQ(screen().numFrames(), 3000);
+    EXPECT_FALSE(screen().isPlaying());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(std::ranges::count(alerts, "The action failed."), 0);
+}
+
 TEST_F(BusyWindow, ClosesInTheMiddleOfAnything)
 {
     const std::pair<const char *, std::function<void()>> states[] = {
