@@ -40,12 +40,17 @@ int main(int argc, char **argv)
     line.addVersionOption();
     line.addPositionalArgument("FILE", "The file to open.", "[FILE]");
     line.process(application);
+    const QStringList files = line.positionalArguments();
+    if (files.size() > 1) {
+        std::fputs("kxplayer: it opens one file at a time\n", stderr);
+        return 2;
+    }
     try {
         kxplayer::MainWindow window;
         const kxplayer::QuitSignals quitSignals([] { QApplication::quit(); });
         window.show();
-        if (!line.positionalArguments().isEmpty())
-            window.openArgument(bytesOf(line.positionalArguments().constFirst(), {argv, std::size_t(argc)}));
+        if (!files.isEmpty())
+            window.openArgument(bytesOf(files.constFirst(), {argv, std::size_t(argc)}));
         return QApplication::exec();
     } catch (const std::exception &failure) {
         std::fprintf(stderr, "kxplayer: %s\n", failure.what());

@@ -56,6 +56,10 @@ with open(sys.argv[1], "wb") as file:
     file.write(struct.pack("<4sI8sIHHIIHH4sI", b"RIFF", 36 + size, b"WAVEfmt ", 16, 1, 2, 44100, 176400, 4, 16, b"data", size))
     file.truncate(44 + size)
 PY
+status=0
+"$player" one.wav two.wav 2>"$work/errors" || status=$?
+[ "$status" = 2 ] && [ "$(cat "$work/errors")" = "kxplayer: it opens one file at a time" ] || fail "ended with $status"
+
 parec -d kx1.monitor --format=s16le --rate=44100 --channels=2 >"$work/recording.raw" &
 processes+=($!)
 
