@@ -2,7 +2,9 @@
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "Tests/Audio/AudioDataFixtures.h"
 #include "Tests/Support/CapturedLog.h"
+#include "Tests/Support/FailingDisk.h"
 
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -75,6 +77,34 @@ TEST(FiledAudioData, AFileThatCannotBeOpenedIsNullAndTwoLogLines)
         EXPECT_EQ(lines[0], "exception:-[KXAFiledAudioData2 prepareForRead]:238");
         EXPECT_TRUE(lines[1].starts_with("exception.userInfo:")) << lines[1];
     }
+}
+
+TEST(FiledAudioData, AFailingReadIsToldOnceAndAfterTheFramesBeforeIt)
+{
+    constexpr int64_t kReadable = 100000;
+    constexpr int64_t kSought = 44100; // decoded by a seek
+    const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make(indexed(300000)));
+    const auto again = KXAFiledAudioData2::audioDataWithContentsOfURL(make(indexed(300000)));
+    std::optional<FailingDisk> disk(44 + 4 * kReadable);
+    const CapturedLog quiet;
+    data->seek(kReadable - kSought);
+    expectPasses(readIndices(*data, kSought - 400), kSought - 400, kReadable - kSought, 0, kReadable);
+    uint32_t frames[1000];
+    uint32_t got = 1000;
+    EXPECT_NO_THROW(data->readToBuffer(frames, &got)) << "400 frames in the ring, then the file fails";
+    EXPECT_EQ(got, 400U);
+    EXPECT_EQ(indexIn(frames[399]), kReadable - 1);
+    got = 1000;
+    EXPECT_THROW(data->readToBuffer(frames, &got), NSException);
+    data->seek(kReadable - 10);
+    EXPECT_EQ(readIndices(*data, 100).size(), 10U) << "told once, then it is an end";
+
+    again->seek(kReadable - kSought - 8192);
+    EXPECT_EQ(again->prereadFrames(10000), 8192U) << "a step decoded, and the next one fails";
+    EXPECT_THROW(again->prereadFrames(10000), NSException);
+    disk.reset();
+    again->seek(kReadable - 10);
+    expectPasses(readIndices(*again, 100), 100, kReadable - 10, 0, 300000);
 }
 
 TEST(FiledAudioData, PrereadsReadsAndSeeksOnThreeThreadsNeverMixFrames)

@@ -105,6 +105,7 @@ TEST(NSViewController, MayGoInItsOwnAction)
     controller->onAction = [&] { controller.reset(); };
     QTest::keyClick(field, Qt::Key_Return); // the toolkit uses the field after the action
     ASSERT_FALSE(controller);
+    EXPECT_TRUE(field) << "gone while it sent its action";
     QCoreApplication::sendPostedEvents();
     EXPECT_FALSE(field);
 }
