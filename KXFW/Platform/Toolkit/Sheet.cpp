@@ -40,7 +40,6 @@ void kx::Sheet::showOver(QWidget &window)
     sheet_.windowHandle()->setTransientParent(window.windowHandle());
     window.installEventFilter(this);
     sheet_.installEventFilter(this);
-    connect(&window, &QObject::destroyed, this, &Sheet::endSoon);
     sheet_.move(window.frameGeometry().center() - sheet_.rect().center());
     sheet_.show();
 }
