@@ -104,6 +104,21 @@ TEST_F(Sheets, EndOnceWhateverEndsThem)
     }
 }
 
+TEST_F(Sheets, EndWithAWindowThatIsDestroyedAsItCloses)
+{
+    struct Vanishing : QWidget {
+        void closeEvent(QCloseEvent *) override { delete this; } // is never hidden
+    };
+    window = std::make_unique<Vanishing>();
+    window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+    begin(dialog.get());
+    window.release()->close();
+    EXPECT_TRUE(QTest::qWaitFor([this] { return !codes.empty(); }));
+    EXPECT_EQ(codes, Codes{NSModalResponseCancel});
+    EXPECT_FALSE(dialog->isVisible());
+}
+
 TEST_F(Sheets, EndWhenTheyGo)
 {
     begin(sheet.get());

@@ -57,7 +57,7 @@ with open(sys.argv[1], "wb") as file:
     file.truncate(44 + size)
 PY
 status=0
-"$player" one.wav two.wav 2>"$work/errors" || status=$?
+timeout 30 "$player" one.wav two.wav 2>"$work/errors" || status=$?
 [ "$status" = 2 ] && [ "$(cat "$work/errors")" = "kxplayer: it opens one file at a time" ] || fail "ended with $status"
 
 parec -d kx1.monitor --format=s16le --rate=44100 --channels=2 >"$work/recording.raw" &
