@@ -89,16 +89,16 @@ std::shared_ptr<KXAFiledAudioData2> KXAFilePlayer::audioData() const
     return source ? source->audioData() : nullptr;
 }
 
-bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url)
+bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url, const std::stop_token &stop)
 {
     if (refusedWhileExporting("load"))
         return false;
-    auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url);
+    auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop);
     const bool loaded = source != nullptr;
     const int64_t size = loaded ? source->audioData()->bufferSize() : 0;
 
     const ControlGuard guard(controlLock_);
-    if (refusedWhileExporting("load"))
+    if (stop.stop_requested() || refusedWhileExporting("load"))
         return false;
     // The render path never meets half of a change; the old source ends outside the queue, after the swap.
     reportPlaybackFailure(); // of the old file

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 
 /// The effect modes.
 enum : uint64_t {
@@ -65,8 +66,9 @@ public:
     // Loading and transport
 
     /// Loads a file, with the whole of it as the range and the position at 0; playback goes on if it was running.
-    /// False when it cannot be opened: then no file is loaded, and the log says why. [any] [blocks]
-    bool loadFileAtURL(const std::filesystem::path &url);
+    /// False when it cannot be opened: then no file is loaded, and the log says why. While another thread opens it,
+    /// `stop` can be requested on any thread: then it is false, and what was loaded stays as it was. [any] [blocks]
+    bool loadFileAtURL(const std::filesystem::path &url, const std::stop_token &stop = {});
     /// The loaded audio data, or null. [any]
     [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const;
     /// Starts playback at the position. Does nothing while playing, exporting, without a file or with an empty range.

@@ -29,10 +29,10 @@ private:
 KXAFilePlayerDataSource::KXAFilePlayerDataSource() : param_(KXAPlayerParam::playerParam()) {}
 
 std::shared_ptr<KXAFilePlayerDataSource>
-KXAFilePlayerDataSource::dataSourceWithContentsOfURL(const std::filesystem::path &url)
+KXAFilePlayerDataSource::dataSourceWithContentsOfURL(const std::filesystem::path &url, const std::stop_token &stop)
 {
     auto source = std::make_shared<KXAFilePlayerDataSource>();
-    source->setAudioData(KXAFiledAudioData2::audioDataWithContentsOfURL(url));
+    source->setAudioData(KXAFiledAudioData2::audioDataWithContentsOfURL(url, stop));
     const auto data = source->audioData();
     if (!data)
         return nullptr;

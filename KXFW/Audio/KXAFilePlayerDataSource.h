@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <stop_token>
 
 /// Pairs one file's audio data with a parameter record that tracks the read position and the play range in bytes.
 /// The player makes one for each file it loads. It adds no locking to that of its audio data.
@@ -16,8 +17,9 @@ public:
     KXAFilePlayerDataSource(); ///< No audio data, a new parameter record. [any]
 
     /// The data source of the file at `url`, with the whole file as its range, or null when the file cannot be opened
-    /// (the log says why). [any] [blocks]
-    static std::shared_ptr<KXAFilePlayerDataSource> dataSourceWithContentsOfURL(const std::filesystem::path &url);
+    /// (the log says why) or `stop` is requested, on any thread, meanwhile. [any] [blocks]
+    static std::shared_ptr<KXAFilePlayerDataSource> dataSourceWithContentsOfURL(const std::filesystem::path &url,
+                                                                                const std::stop_token &stop = {});
 
     /// Passes on to the audio data's readToBuffer; without audio data, no frames. [any] [render]
     void readToBuffer(void *destination, uint32_t *numFrames);

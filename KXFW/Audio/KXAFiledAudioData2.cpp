@@ -40,13 +40,16 @@ KXAFiledAudioData2::~KXAFiledAudioData2()
     }
 }
 
-std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfURL(const std::filesystem::path &url)
+std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfURL(const std::filesystem::path &url,
+                                                                                   const std::stop_token &stop)
 {
     auto data = std::make_shared<KXAFiledAudioData2>();
     data->setFileURL(url);
     try {
-        data->prepareForRead();
+        data->prepareForRead(stop);
     } catch (const NSException &exception) {
+        if (stop.stop_requested())
+            return nullptr;
         NSLog("exception:%@", exception.description());
         NSLog("exception.userInfo:%@", kx::description(exception.userInfo()));
         return nullptr;
@@ -54,12 +57,12 @@ std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfU
     return data;
 }
 
-void KXAFiledAudioData2::prepareForRead()
+void KXAFiledAudioData2::prepareForRead(const std::stop_token &stop)
 {
     constexpr const char *kSite = "-[KXAFiledAudioData2 prepareForRead]";
     _finalize(); // of a file that was open before
     ExtAudioFileRef file = nullptr;
-    _ASSERT_NOERR(ExtAudioFileOpenURL(fileURL(), &file), kSite, 238);
+    _ASSERT_NOERR(ExtAudioFileOpenURL(fileURL(), &file, stop), kSite, 238);
     startOver();
     fileRef_ = file;
     const AudioStreamBasicDescription standard = GetStandardDescription();

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <filesystem>
 #include <memory>
+#include <stop_token>
 
 extern "C" {
 KX_EXPORT extern const uint64_t kKXAFiledAudioData_RingBufferSize;   ///< 16777216 bytes
@@ -38,11 +39,15 @@ public:
     ~KXAFiledAudioData2() override; ///< Closes the file. [any] [blocks]
 
     /// The prepared data of the file at `url`, or null after two log lines when it cannot be opened as audio. Throws
-    /// what is no NSException, such as std::bad_alloc. [any] [blocks]
-    static std::shared_ptr<KXAFiledAudioData2> audioDataWithContentsOfURL(const std::filesystem::path &url);
+    /// what is no NSException, such as std::bad_alloc. Null without log lines once `stop` is requested. [any] [blocks]
+    static std::shared_ptr<KXAFiledAudioData2> audioDataWithContentsOfURL(const std::filesystem::path &url,
+                                                                          const std::stop_token &stop = {});
 
     /// Opens fileURL() and takes its length. Raises the status assertion when it cannot. [any] [blocks]
-    void prepareForRead() override;
+    void prepareForRead() override { prepareForRead({}); }
+    /// The same, and any thread may end it by `stop`: the status raised is then kAudioFileOpeningCancelledError.
+    /// [any] [blocks]
+    void prepareForRead(const std::stop_token &stop);
     /// Closes the file; pre-reading must have stopped. A second call does nothing. [any] [blocks]
     void finalizeForRead() override;
 

@@ -56,6 +56,11 @@ TEST_F(PlayerTest, LoadsAnotherFileWhilePlaying)
     EXPECT_TRUE(player->isPlaying());
     EXPECT_EQ(player->totalPackets(), 100001);
     EXPECT_LT(player->frameOffset(), 20000);
+    std::stop_source cancelled;
+    cancelled.request_stop();
+    EXPECT_FALSE(player->loadFileAtURL(make(indexed(50000)), cancelled.get_token()));
+    EXPECT_EQ(player->totalPackets(), 100001) << "what was loaded stays";
+    EXPECT_TRUE(player->isPlaying());
     CapturedLog quiet;
     EXPECT_FALSE(player->loadFileAtURL("/nowhere.wav"));
     EXPECT_EQ(player->endOffset() | player->byteOffset(), 0);

@@ -54,13 +54,13 @@ OSStatus setClientFormat(OpaqueExtAudioFile &file, uint32_t size, const void *da
 
 } // namespace
 
-OSStatus ExtAudioFileOpenURL(const std::filesystem::path &url, ExtAudioFileRef *file)
+OSStatus ExtAudioFileOpenURL(const std::filesystem::path &url, ExtAudioFileRef *file, std::stop_token stop)
 {
     if (!file)
         return kExtAudioFileError_InvalidPropertySize;
     *file = nullptr;
     return guarded([&] {
-        auto reader = kx::FileReader::open(url);
+        auto reader = kx::FileReader::open(url, std::move(stop));
         if (!reader)
             return reader.status();
         *file = new OpaqueExtAudioFile{*std::move(reader), nullptr};

@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/AudioFiles/ClientFormat.h"
 #include "KXFW/Platform/AudioFiles/FileBytes.h"
+#include "KXFW/Platform/AudioFiles/OpeningSource.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <algorithm>
@@ -22,15 +23,18 @@ bool isSupported(const DecodedFormat &format)
 
 } // namespace
 
-Result<std::unique_ptr<FileReader>> FileReader::open(const std::filesystem::path &path)
+Result<std::unique_ptr<FileReader>> FileReader::open(const std::filesystem::path &path, std::stop_token stop)
 {
     auto source = FileBytes::open(path);
-    return source ? open(*std::move(source)) : Result<std::unique_ptr<FileReader>>(source.status());
+    return source ? open(*std::move(source), std::move(stop)) : Result<std::unique_ptr<FileReader>>(source.status());
 }
 
-Result<std::unique_ptr<FileReader>> FileReader::open(std::shared_ptr<ByteSource> source)
+Result<std::unique_ptr<FileReader>> FileReader::open(std::shared_ptr<ByteSource> source, std::stop_token stop)
 {
-    auto decoder = openDecoder(std::move(source));
+    const auto opening = std::make_shared<OpeningSource>(std::move(source), std::move(stop));
+    auto decoder = openDecoder(opening);
+    if (const OSStatus status = opening->finish(); status != noErr)
+        return status; // whatever a codec made of reads that failed
     return decoder ? open(*std::move(decoder)) : Result<std::unique_ptr<FileReader>>(decoder.status());
 }
 

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <stop_token>
 
 namespace kx
 {
@@ -17,9 +18,12 @@ namespace kx
 class FileReader
 {
 public:
-    static Result<std::unique_ptr<FileReader>> open(const std::filesystem::path &path);  ///< [any] [blocks]
-    static Result<std::unique_ptr<FileReader>> open(std::shared_ptr<ByteSource> source); ///< [any] [blocks]
-    static Result<std::unique_ptr<FileReader>> open(std::unique_ptr<Decoder> decoder);   ///< [any]
+    /// Opens within limits on bytes read and time taken that grow with the file's length, or until `stop` is requested
+    /// on any thread. [any] [blocks]
+    static Result<std::unique_ptr<FileReader>> open(const std::filesystem::path &path, std::stop_token stop = {});
+    static Result<std::unique_ptr<FileReader>> open(std::shared_ptr<ByteSource> source,
+                                                    std::stop_token stop = {});        ///< The same. [any] [blocks]
+    static Result<std::unique_ptr<FileReader>> open(std::unique_ptr<Decoder> decoder); ///< [any]
 
     [[nodiscard]] const DecodedFormat &format() const noexcept { return decoder_->format(); }              ///< [any]
     [[nodiscard]] const AudioStreamBasicDescription &client() const noexcept { return stream_->client(); } ///< [any]

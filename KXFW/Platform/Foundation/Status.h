@@ -27,6 +27,7 @@ inline constexpr OSStatus kAudioFileFileNotFoundError = -43;
 inline constexpr OSStatus kAudioFileDiskFullError = -34;
 inline constexpr OSStatus kAudioFileReadError = -36;  ///< the disk gave an input/output error
 inline constexpr OSStatus kAudioFileWriteError = -20; ///< the disk refused bytes for a reason other than room
+inline constexpr OSStatus kAudioFileOpeningCancelledError = -128; ///< through the stop token that was given
 inline constexpr OSStatus kAudioFileTooLargeError = static_cast<OSStatus>(kx::fourCharCode("siz?"));
 
 // Audio objects
