@@ -160,7 +160,8 @@ public:
     /// Renders from the position to the range's end into an AIFF file at `url`, on a background thread, and returns at
     /// once; playback is stopped. All blocks may be empty and are called on that thread, but for a refusal, which is
     /// told here and now. `progressAndCancelBlock` gets the percentage before each slice of 512 frames and returns true
-    /// to stop; a stopped export is a valid shorter file. `completionBlock` is called when the file is closed.
+    /// to stop; a stopped export is a valid shorter file. The length is exact, up to whole slices: the range's frames
+    /// through each change of rate, rounded up. `completionBlock` is called when the file is closed.
     /// `failureBlock` is called instead when the export failed or was refused: the destination is as it was before.
     /// [any] [blocks]
     void exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,

@@ -2,6 +2,7 @@
 #include "KXFW/Audio/KXAFilePlayerCallbacks.h"
 #include "KXFW/Audio/LoopWalk.h"
 #include "KXFW/Platform/AudioUnits/RenderScope.h"
+#include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <algorithm>
 #include <cstring>
@@ -160,9 +161,10 @@ uint32_t KXAFilePlayer::prv_heldFrames() const
 {
     uint32_t held = 0;
     uint32_t size = sizeof held;
-    if (postConverterUnit() != nullptr) // else there is no effect to hold any
-        AudioUnitGetProperty(playerParam()->postUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global, 0, &held,
-                             &size);
+    const auto param = playerParam();
+    // Asked only where there is an effect or a change of rate that may hold any.
+    if (postConverterUnit() != nullptr || param->inputDesc().mSampleRate != kx::kCanonicalSampleRate)
+        AudioUnitGetProperty(param->postUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global, 0, &held, &size);
     return held;
 }
 

@@ -137,11 +137,13 @@ bool OfflineExport::cancelled() const
     return progressAndCancelBlock_(length > 0 ? std::min(done * 100.0 / static_cast<double>(length), 100.0) : 0.0);
 }
 
-/// Data that could not be read to its end is no finished export.
-void OfflineExport::refuseHalf() const
+/// Silence is no finished export where there is data left that could not be read.
+void OfflineExport::refuseHalf(int64_t silentFrames) const
 {
-    if (const auto data = player_.audioData(); data && data->endedByFailure())
-        _ASSERT_NOERR(kAudioFileReadError, kSite);
+    const auto data = player_.audioData();
+    const int64_t size = data ? data->bufferSize() : 0;
+    if (silentFrames > 0 && player_.byteOffset() < size && player_.startOffset() < size)
+        _ASSERT_NOERR(data->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
 }
 
 /// Renders and writes one slice; false when the data is exhausted.
@@ -150,6 +152,7 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
     if (const auto data = player_.audioData())
         data->prereadFrames(kFramesPerSlice);
     const int64_t before = player_.frameOffset();
+    const int64_t enteredBefore = player_.prv_enteredFrames();
     const bool holdsSome = playedUpTo() < std::min(before, player_.endOffsetInFrame());
     buffers.rewind(~0U);
     AudioUnitRenderActionFlags flags = 0;
@@ -157,8 +160,9 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
         AudioUnitRender(player_.playerParam()->postUnit(), &flags, &time, 0, kFramesPerSlice, buffers.get());
     player_.prv_raiseRenderFailure();
     _ASSERT_NOERR(rendered, kSite);
-    if (player_.frameOffset() == before && !holdsSome) {
-        refuseHalf();
+    const int64_t read = player_.frameOffset() - before;
+    refuseHalf(player_.prv_enteredFrames() - enteredBefore - read);
+    if (read == 0 && !holdsSome) {
         NSLog("no frames read");
         return false;
     }

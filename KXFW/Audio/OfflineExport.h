@@ -21,14 +21,16 @@ public:
     {
     }
 
-    /// Exports from the player's position to its range's end. The player's loop flag is off meanwhile. Throws what
-    /// failed: a status assertion, what the render path kept, or what the block threw. [any] [blocks]
+    /// Exports from the player's position to its range's end, in its exact length: the range's frames through each
+    /// change of rate, rounded up, and then up to whole slices. The player's loop flag is off meanwhile. Throws what
+    /// failed: a status assertion, what the render path kept, or what the block threw. Data that cannot be read, or
+    /// that ends before its announced length, fails. [any] [blocks]
     void writeTo(const std::filesystem::path &url);
 
 private:
     [[nodiscard]] AudioStreamBasicDescription postUnitFormat() const;
     void refuseTooLong() const;
-    void refuseHalf() const;
+    void refuseHalf(int64_t silentFrames) const;
     void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
     [[nodiscard]] bool hasMore() const;
     [[nodiscard]] int64_t playedUpTo() const;

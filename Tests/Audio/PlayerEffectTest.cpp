@@ -1,4 +1,5 @@
 // Playing and exporting through an effect that looks ahead, and the frame that is heard meanwhile.
+#include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
@@ -38,6 +39,24 @@ protected:
         return indicesOf(url);
     }
 
+    /// The export of a range makes `frames` frames, up to whole slices, and is what is played.
+    void expectWhatIsPlayed(int64_t start, int64_t end, double frames)
+    {
+        SCOPED_TRACE(testing::Message() << start << " to " << end);
+        player->setOffsetFramesPlay(0, start, end);
+        const auto written = exported();
+        ASSERT_EQ(static_cast<double>(written.size()), std::ceil(frames / 512) * 512);
+        player->setLoop(false);
+        player->setPositionInFrame(start);
+        heard();
+        player->play();
+        auto played = advance(static_cast<uint32_t>(written.size()));
+        player->stop();
+        played.resize(std::max(written.size(), played.size())); // an end of the data has stopped it
+        EXPECT_TRUE(std::equal(written.begin(), written.end(), played.begin()));
+        player->setLoop(true);
+    }
+
     AVAudioUnitTimePitch effect;
 };
 
@@ -52,29 +71,37 @@ TEST_F(PlayerEffectTest, AnExportHoldsTheWholeSelectionAndIsWhatIsPlayed)
     for (const Story &story :
          {Story{0.5F, 0, 0, 60000}, Story{2, 0, 0, 60000}, Story{1, 300, 59000, 60000}, Story{1.25F, -700, 5000, 5001},
           Story{4, 1200, 100, 50000}, Story{0.25F, -1200, 40000, 60000}}) {
-        SCOPED_TRACE(testing::Message() << "rate " << story.rate << ", " << story.cents << " cents, " << story.start
-                                        << " to " << story.end);
+        SCOPED_TRACE(testing::Message() << "rate " << story.rate << ", " << story.cents << " cents");
         turnTo(story.rate, story.cents);
-        player->setOffsetFramesPlay(0, story.start, story.end);
-        const auto written = exported();
-        const double sounding = std::ceil(static_cast<double>(story.end - story.start) / story.rate);
-        ASSERT_EQ(static_cast<double>(written.size()), std::ceil(sounding / 512) * 512);
-
-        player->setLoop(false);
-        player->setPositionInFrame(story.start);
-        heard();
-        player->play();
-        auto played = advance(static_cast<uint32_t>(written.size()));
-        player->stop();
-        played.resize(std::max(written.size(), played.size())); // an end of the data has stopped it
-        EXPECT_TRUE(std::equal(written.begin(), written.end(), played.begin()));
-        player->setLoop(true);
+        expectWhatIsPlayed(story.start, story.end,
+                           std::ceil(static_cast<double>(story.end - story.start) / story.rate));
     }
     turnTo(0.5F);
     player->setOffsetFramesPlay(0, 50000, 90000);
     CapturedLog log;
     EXPECT_EQ(exported().size(), 40U * 512U) << "an end beyond the data";
     EXPECT_EQ(log.messages(), std::vector<std::string>{"no frames read"});
+}
+
+/// Whatever rate the frames of the file are taken to have.
+TEST_F(PlayerEffectTest, AnExportIsExactAtEveryInputRate)
+{
+    turnTo(0.7F, 200);
+    for (const int rate : {8000, 11025, 22050, 32000, 48000, 96000}) {
+        auto format = GetStandardDescription();
+        format.mSampleRate = rate;
+        player->setInputDescription(format);
+        for (const uint64_t mode : {KXAEffectModeNone, KXAEffectModeAU}) {
+            SCOPED_TRACE(testing::Message() << rate << " Hz, mode " << mode);
+            player->setEffectMode(mode);
+            for (const int64_t frames : {1, 512, 513, 5003}) { // at 22,050 Hz 512 are two slices to the frame
+                const double converted = std::ceil(static_cast<double>(frames) * 44100 / rate);
+                const double sounding = mode == KXAEffectModeNone ? converted : std::ceil(converted / 0.7F);
+                expectWhatIsPlayed(1000, 1000 + frames, sounding);
+                expectWhatIsPlayed(60000 - frames, 60000, sounding); // to the end of the data
+            }
+        }
+    }
 }
 
 TEST_F(PlayerEffectTest, TheEndOfTheDataIsHeardBeforeThePlayerStops)

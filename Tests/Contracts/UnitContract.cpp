@@ -32,13 +32,15 @@ public:
     Subject(const Subject &) = delete;
     Subject &operator=(const Subject &) = delete;
 
-    /// The output of slices of these sizes from the start on, buffer behind buffer.
-    std::vector<std::byte> renderAnew(const std::vector<uint32_t> &slices)
+    /// The output of slices of these sizes from the start on, buffer behind buffer; `before` is told each size.
+    std::vector<std::byte> renderAnew(
+        const std::vector<uint32_t> &slices, const std::function<void(uint32_t)> &before = [](uint32_t) {})
     {
         position_ = 0;
         EXPECT_EQ(AudioUnitReset(unit, kAudioUnitScope_Global, 0), noErr);
         std::vector<std::vector<std::byte>> all(bufferCount(output));
         for (const uint32_t frames : slices) {
+            before(frames);
             const auto bytes = renderBytes(unit, frames);
             const std::size_t each = bytes.size() / all.size();
             for (std::size_t i = 0; i < all.size(); ++i)
@@ -148,6 +150,12 @@ void checkContract(const AudioComponentDescription &component, const std::functi
     const RenderGuard guard;
     EXPECT_EQ(subject.renderAnew(slices), whole) << "the cut into slices, or a reset, changes the output";
     EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
+    const auto setLongest = [&](uint32_t frames) {
+        ASSERT_EQ(set(subject.unit, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, frames), noErr);
+    };
+    EXPECT_EQ(subject.renderAnew(slices, [&](uint32_t frames) { setLongest(std::max(frames, 1U)); }), whole)
+        << "a change of the longest slice does";
+    setLongest(kMaximum);
     checkStatuses(subject);
     checkOwnMemoryAndRepeatedControl(subject);
 }

@@ -49,14 +49,14 @@ enum : AudioUnitPropertyID {
     kAudioUnitProperty_SampleRate = 2,     ///< double
     kAudioUnitProperty_StreamFormat = 8,   ///< AudioStreamBasicDescription
     kAudioUnitProperty_Latency = 12,       ///< double, seconds; read only
-    /// uint32_t; larger renders are refused; 4096 at first. An initialised unit forgets what it holds.
+    /// uint32_t; larger renders are refused; 4096 at first. What an initialised unit holds stays.
     kAudioUnitProperty_MaximumFramesPerSlice = 14,
     kAudioUnitProperty_SetRenderCallback = 23, ///< AURenderCallbackStruct; input scope
     /// uint32_t, read only: frames drawn from the chain's source that are not played when the slice under way is done,
-    /// held in this unit and those connected before it. Fit for a render callback of the chain.
+    /// held in this unit and those connected before it; one that is played in part counts. Fit for a render callback of
+    /// the chain.
     kAudioUnitProperty_HeldFrames = 2800,
-    /// double, read only: input frames drawn for each frame given, by this unit and those connected before it; changes
-    /// of the sample rate are not counted.
+    /// double, read only: input frames drawn for each frame given, by this unit and those connected before it.
     kAudioUnitProperty_DrawRate = 2801,
     /// AudioObjectID of a present device, or 0: no device, the unit waits in silence. A new unit is on the default
     /// output device. Set while the unit is started it takes effect at the next start.

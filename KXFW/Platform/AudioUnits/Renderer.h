@@ -43,6 +43,10 @@ public:
     virtual OSStatus render(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
                             AudioBufferList &out) noexcept = 0;
 
+    /// Takes its place under the render lock. `before` rendered for the same unit in the same formats until now and is
+    /// continued, but for the longest slice; null: it begins anew. [any]
+    virtual void takePlace(Renderer *before) noexcept { static_cast<void>(before); }
+
     /// Forgets all input: the next render gives what the first one of a new renderer would. [any]
     virtual void reset() noexcept = 0;
 };

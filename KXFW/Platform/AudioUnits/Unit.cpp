@@ -57,7 +57,7 @@ void Unit::dispose()
 }
 
 /// Makes what rendering in `wanted` takes, and swaps it in between two renders; what was there is freed after that.
-OSStatus Unit::putInPlace(const Sides &wanted, bool initialized)
+OSStatus Unit::putInPlace(const Sides &wanted, bool initialized, History history)
 {
     std::unique_ptr<Renderer> renderer;
     std::unique_ptr<BufferList> memory;
@@ -77,6 +77,8 @@ OSStatus Unit::putInPlace(const Sides &wanted, bool initialized)
     std::swap(renderer_, renderer);
     std::swap(memory_, memory);
     initialized_ = initialized;
+    if (renderer_)
+        renderer_->takePlace(history == History::Kept ? renderer.get() : nullptr);
     return noErr;
 }
 
@@ -126,7 +128,7 @@ OSStatus Unit::setMaximumFrames(uint32_t frames)
     const std::lock_guard control(control_);
     Sides wanted = sides_;
     wanted.formats.maximumFrames = frames;
-    return putInPlace(wanted, initialized_);
+    return putInPlace(wanted, initialized_, History::Kept);
 }
 
 OSStatus Unit::setCallback(const AURenderCallbackStruct &callback)

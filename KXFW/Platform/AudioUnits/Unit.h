@@ -100,8 +100,10 @@ public:
     OSStatus render(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list,
                     const AudioStreamBasicDescription *expected) noexcept;
 
-    [[nodiscard]] uint32_t heldFrames() const; ///< kAudioUnitProperty_HeldFrames. [any] [render]
-    [[nodiscard]] double drawRate() const;     ///< kAudioUnitProperty_DrawRate. [any] [render]
+    /// kAudioUnitProperty_HeldFrames, when the units behind this one hold `behind` frames of what it gave. [any]
+    /// [render]
+    [[nodiscard]] uint32_t heldFrames(uint32_t behind = 0) const;
+    [[nodiscard]] double drawRate() const; ///< kAudioUnitProperty_DrawRate. [any] [render]
     [[nodiscard]] bool hasOutputBus() const noexcept { return shape_.hasOutputBus; }
     [[nodiscard]] bool isDisposed() const noexcept { return disposed_.load(); }
     [[nodiscard]] const UnitInput &input() const noexcept { return input_; }
@@ -116,8 +118,9 @@ protected:
     /// A renderer for `formats`, which are convertible on the settable sides. Called with `control_` held. [any]
     virtual Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) = 0;
     [[nodiscard]] virtual double latencySeconds() const { return 0; }
-    [[nodiscard]] virtual uint32_t ownHeldFrames() const noexcept { return 0; }
-    [[nodiscard]] virtual double ownDrawRate() const noexcept { return 1; }
+    /// Input frames that were drawn and are not played, when `behind` frames of the output are not. [any] [render]
+    [[nodiscard]] virtual uint32_t ownHeldFrames(uint32_t behind) const { return behind; }
+    [[nodiscard]] virtual double ownDrawRate() const { return 1; }
     virtual std::span<Parameter> parameters() noexcept { return {}; }
     /// The unit's own properties; checked against the rows before the calls below. [any]
     [[nodiscard]] virtual std::span<const PropertyRow> ownProperties() const noexcept { return {}; }
@@ -126,7 +129,7 @@ protected:
 
     void markDisposed() noexcept { disposed_ = true; }
     [[nodiscard]] bool isInitialized() const noexcept { return initialized_.load(); }
-    [[nodiscard]] uint32_t maximumFrames() const { return sides().formats.maximumFrames; }
+    [[nodiscard]] UnitFormats formats() const { return sides().formats; }
 
     RenderLock renderLock_; ///< guards the renderer, the formats while rendering, and the input
 
@@ -148,7 +151,8 @@ private:
     OSStatus setCallback(const AURenderCallbackStruct &callback);
     OSStatus makeConnection(const AudioUnitConnection &connection);
     OSStatus agreeWith(Unit &source);
-    OSStatus putInPlace(const Sides &wanted, bool initialized);
+    enum class History { Forgotten, Kept };
+    OSStatus putInPlace(const Sides &wanted, bool initialized, History history = History::Forgotten);
     OSStatus checkList(uint32_t frames, AudioBufferList &list, const AudioStreamBasicDescription *expected) noexcept;
     Parameter *findParameter(AudioUnitParameterID id) noexcept;
 

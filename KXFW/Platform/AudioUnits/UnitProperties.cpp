@@ -128,12 +128,11 @@ OSStatus Unit::getProperty(const PropertyAddress &address, void *data, uint32_t 
     }
 }
 
-uint32_t Unit::heldFrames() const
+uint32_t Unit::heldFrames(uint32_t behind) const
 {
     const auto source = input_.source();
-    if (!source)
-        return ownHeldFrames();
-    return static_cast<uint32_t>(std::lround(ownHeldFrames() * source->drawRate())) + source->heldFrames();
+    const uint32_t own = ownHeldFrames(behind);
+    return source ? source->heldFrames(own) : own;
 }
 
 double Unit::drawRate() const

@@ -53,10 +53,13 @@ FormatConversion::FormatConversion(const AudioStreamBasicDescription &in, const 
       mixFirst_(out.mChannelsPerFrame < in.mChannelsPerFrame), rate_(std::move(rate)),
       blockFrames_(std::min(kBlockFrames, maximumFrames)),
       pulled_(bufferCount(in), channelsPerBuffer(in), floatIn_ ? 0 : maximumFrames * in.mBytesPerFrame),
-      unpacked_(in.mChannelsPerFrame, maximumFrames), outPlanes_(out.mChannelsPerFrame)
+      outPlanes_(out.mChannelsPerFrame)
 {
+    // The rest of a block may come from a conversion of longer slices.
+    const uint32_t room = rate_ ? std::max(maximumFrames, kBlockFrames) : maximumFrames;
+    unpacked_ = PlanarBuffer(in.mChannelsPerFrame, room);
     if (!mix_.isIdentity())
-        mixed_ = PlanarBuffer(out.mChannelsPerFrame, maximumFrames);
+        mixed_ = PlanarBuffer(out.mChannelsPerFrame, room);
     if (rate_) {
         const uint32_t channels = std::min(in.mChannelsPerFrame, out.mChannelsPerFrame);
         resampled_ = PlanarBuffer(channels, maximumFrames);
@@ -72,6 +75,18 @@ void FormatConversion::reset() noexcept
     inputTime_ = 0;
     if (rate_)
         rate_->reset();
+}
+
+void FormatConversion::continueFrom(FormatConversion &before) noexcept
+{
+    if (!rate_)
+        return;
+    std::swap(rate_, before.rate_);
+    blockAt_ = 0;
+    blockEnd_ = before.blockEnd_ - before.blockAt_;
+    for (std::size_t i = 0; i < blockRest_.size(); ++i)
+        std::copy_n(before.block_[i] + before.blockAt_, blockEnd_, block_[i]);
+    inputTime_ = before.inputTime_;
 }
 
 FormatConversion::Outcome FormatConversion::render(FrameSource &source, const AudioTimeStamp &time, uint32_t frames,

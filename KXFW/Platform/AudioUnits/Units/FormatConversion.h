@@ -33,6 +33,8 @@ public:
     Outcome render(FrameSource &source, const AudioTimeStamp &time, uint32_t frames, AudioBufferList &out) noexcept;
 
     void reset() noexcept; ///< Forgets all input. [any] [render]
+    /// Goes on where `before` stands, which was made for the same formats and is not used after that. [any] [render]
+    void continueFrom(FormatConversion &before) noexcept;
 
     /// True when input frames may stay here after a slice. [any] [render]
     [[nodiscard]] bool keepsFrames() const noexcept { return rate_ != nullptr; }

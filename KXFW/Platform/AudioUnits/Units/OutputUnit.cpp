@@ -116,7 +116,7 @@ OSStatus OutputUnit::start()
     }
     const auto self = std::shared_ptr<Unit>(shared_from_this());
     const auto made =
-        std::make_shared<OutputRun>(self, device_.get(), std::min(maximumFrames(), kLongestSlice), underruns_);
+        std::make_shared<OutputRun>(self, device_.get(), std::min(formats().maximumFrames, kLongestSlice), underruns_);
     replaceRun(made);
     try {
         OutputRun::launch(made);

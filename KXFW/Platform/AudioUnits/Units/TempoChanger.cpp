@@ -47,6 +47,8 @@ TempoChanger::TempoChanger()
 }
 
 TempoChanger::~TempoChanger() = default;
+TempoChanger::TempoChanger(TempoChanger &&) noexcept = default;
+TempoChanger &TempoChanger::operator=(TempoChanger &&) noexcept = default;
 
 /// The library's buffers grow when they have to: here, with silence, so that they never do later.
 void TempoChanger::growBuffers()

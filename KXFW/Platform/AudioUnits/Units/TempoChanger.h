@@ -43,8 +43,8 @@ public:
 
     TempoChanger(); ///< [any]
     ~TempoChanger();
-    TempoChanger(const TempoChanger &) = delete;
-    TempoChanger &operator=(const TempoChanger &) = delete;
+    TempoChanger(TempoChanger &&) noexcept; ///< One that was moved from may be ended or assigned to only. [any]
+    TempoChanger &operator=(TempoChanger &&) noexcept;
 
     /// Begins anew at a frame of the source; the first sequence is the source itself. [any] [render]
     void start(int64_t sourceFrame) noexcept;

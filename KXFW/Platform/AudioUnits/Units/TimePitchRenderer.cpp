@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace kx
 {
@@ -62,11 +63,17 @@ TimePitchRenderer::TimePitchRenderer(TimePitchUnit &unit, uint32_t maximumFrames
     : unit_(unit), maximumFrames_(maximumFrames), source_(kChannels, 2 * kLookAhead + 4 * maximumFrames),
       changed_(kChannels, kChangedCapacity), old_(kChannels, kKept + kFade), pulled_(kChannels, 1, 0)
 {
-    TimePitchRenderer::reset();
+    begin();
+}
+
+void TimePitchRenderer::reset() noexcept
+{
+    begin();
+    unit_.tellHeldFrames(0);
 }
 
 /// The source before its first frame is silence.
-void TimePitchRenderer::reset() noexcept
+void TimePitchRenderer::begin() noexcept
 {
     setting_ = {};
     heard_ = {};
@@ -78,7 +85,34 @@ void TimePitchRenderer::reset() noexcept
         std::fill_n(source_.at(i, source_.end()), kHistory, 0.0F);
     source_.append(kHistory);
     old_.restart(0);
-    unit_.tellHeldFrames(0);
+}
+
+void TimePitchRenderer::takePlace(Renderer *before) noexcept
+{
+    if (before)
+        continueFrom(static_cast<TimePitchRenderer &>(*before));
+    else
+        unit_.tellHeldFrames(0);
+}
+
+/// What is held fits: between two slices it does not depend on their length. The interpolator keeps nothing.
+void TimePitchRenderer::continueFrom(TimePitchRenderer &before) noexcept
+{
+    setting_ = before.setting_;
+    isHolding_ = before.isHolding_;
+    isStraight_ = before.isStraight_;
+    heard_ = before.heard_;
+    place_ = before.place_;
+    rate_ = before.rate_;
+    speed_ = before.speed_;
+    line_ = before.line_;
+    shift_ = before.shift_;
+    std::swap(changed_, before.changed_);
+    std::swap(old_, before.old_);
+    std::swap(tempo_, before.tempo_);
+    const PlanarFifo &source = before.source_;
+    source_.restart(source.begin());
+    append(source_, constPlanesOf(source, source.begin()), static_cast<uint32_t>(source.end() - source.begin()));
 }
 
 OSStatus TimePitchRenderer::render(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,

@@ -31,9 +31,12 @@ public:
 
     OSStatus render(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
                     AudioBufferList &out) noexcept override;
+    void takePlace(Renderer *before) noexcept override;
     void reset() noexcept override;
 
 private:
+    void begin() noexcept;
+    void continueFrom(TimePitchRenderer &before) noexcept;
     OSStatus passThrough(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
                          AudioBufferList &out) noexcept;
     void beginToHold() noexcept;

@@ -4,6 +4,8 @@
 #include "KXFW/Platform/AudioUnits/Units/TimePitchRenderer.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
+#include <cmath>
+
 namespace kx
 {
 
@@ -34,6 +36,12 @@ Result<std::unique_ptr<Renderer>> TimePitchUnit::makeRenderer(const UnitFormats 
 double TimePitchUnit::latencySeconds() const
 {
     return held_ / (kCanonicalSampleRate * setting().rate);
+}
+
+uint32_t TimePitchUnit::ownHeldFrames(uint32_t behind) const
+{
+    const auto frames = static_cast<uint32_t>(std::ceil(behind * double{setting().rate}));
+    return frames + (isInitialized() ? held_.load() : 0);
 }
 
 std::shared_ptr<Unit> makeTimePitchUnit()

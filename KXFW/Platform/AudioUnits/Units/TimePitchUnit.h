@@ -22,8 +22,8 @@ protected:
     Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
     [[nodiscard]] double latencySeconds() const override;
     std::span<Parameter> parameters() noexcept override { return parameters_; }
-    [[nodiscard]] uint32_t ownHeldFrames() const noexcept override { return isInitialized() ? held_.load() : 0; }
-    [[nodiscard]] double ownDrawRate() const noexcept override { return setting().rate; }
+    [[nodiscard]] uint32_t ownHeldFrames(uint32_t behind) const override;
+    [[nodiscard]] double ownDrawRate() const override { return setting().rate; }
 
 private:
     std::array<Parameter, 2> parameters_; ///< rate, pitch
