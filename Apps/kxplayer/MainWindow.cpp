@@ -9,6 +9,7 @@
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QKeyEvent>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
@@ -171,9 +172,19 @@ void MainWindow::showState()
 void MainWindow::closeEvent(QCloseEvent *event)
 {
     saveWindowPlace(*this, settings_);
+    screen_->cancelOpening();
     screen_->setContinuesExporting(false);
     kx::atToolkitEdge("The action failed.", [this] { screen_->setPlaying(false); });
     QMainWindow::closeEvent(event);
+}
+
+/// What no control has a use for; a shortcut would take Escape from the fields.
+void MainWindow::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Escape && screen_->isOpening())
+        screen_->cancelOpening();
+    else
+        QMainWindow::keyPressEvent(event);
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent *event)

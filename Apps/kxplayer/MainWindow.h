@@ -31,13 +31,14 @@ public:
     ~MainWindow() override;
 
     [[nodiscard]] const std::shared_ptr<PlayerScreen> &screen() const noexcept { return screen_; }
-    /// Opens the file, with an alert where it cannot be read.
+    /// Opens the file in the background, with an alert where it cannot be read.
     void openFile(const std::filesystem::path &file);
     /// Opens the file of a command line, or says why it is none.
     void openArgument(const QByteArray &argument);
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
     void dragEnterEvent(QDragEnterEvent *event) override;
     void dropEvent(QDropEvent *event) override;
 

@@ -47,6 +47,8 @@ void kxplayer::PlayerScreen::declareConnections(kx::NibConnections &connections)
     connections.outlet("rateValueLabel", rateValueLabel_);
     connections.outlet("pitchValueLabel", pitchValueLabel_);
     connections.outlet("noticeLabel", noticeLabel_);
+    connections.outlet("openingLabel", openingLabel_);
+    connections.action("clickCancelOpeningButton:", this, &PlayerScreen::clickCancelOpeningButton);
     connections.outlet("rateSlider", rateControl_);
     connections.outlet("pitchSlider", pitchControl_);
 }
@@ -63,6 +65,9 @@ void kxplayer::PlayerScreen::viewDidLoad()
     QObject::connect(waveform_, &WaveformWidget::pointed, &refresh_, [this](int64_t frame) {
         kx::atToolkitEdge("The action failed.", [&] { moveTo(frame); }); // reads the file
     });
+    openingNotice_.setSingleShot(true);
+    openingNotice_.callOnTimeout([this] { showOpening(true); });
+    showOpening(false);
     refresh_.setTimerType(Qt::PreciseTimer);
     QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
     QObject::connect(volume_, &VolumeSlider::gainChanged, &refresh_, [this](double gain) {
@@ -97,8 +102,10 @@ void kxplayer::PlayerScreen::followPalette(const QPalette &colors)
     hint.setAlphaF(kHintStrength);
     QPalette own;
     own.setColor(QPalette::PlaceholderText, hint);
-    if (QWidget *name = fileNameField().widget())
-        name->setPalette(own);
+    own.setColor(QPalette::WindowText, hint);
+    for (const NSTextField &field : {fileNameField(), openingLabel_})
+        if (QWidget *label = field.widget())
+            label->setPalette(own);
     own.setColor(QPalette::Highlight, QColor::fromRgbF(float(range.red), float(range.green), float(range.blue)));
     waveform_->setPalette(own);
 }

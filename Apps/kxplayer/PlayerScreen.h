@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Apps/kxplayer/FileOpener.h"
 #include "Apps/kxplayer/WaveformOverview.h"
 #include "KXFW/KXFWUI.h"
 
@@ -40,6 +41,10 @@ public:
     [[nodiscard]] int64_t numFrames() const;
     [[nodiscard]] int64_t shownFrame() const; ///< Where the play line is.
 
+    /// Whether a file is being opened. What was open before stays so, and plays on, until the file is there.
+    [[nodiscard]] bool isOpening() const noexcept { return opener_.isOpening(); }
+    void cancelOpening();
+
     // All without effect while it exports, but for the range and the volume.
     void setPlaying(bool playing);
     void setLoop(bool loop);
@@ -56,7 +61,11 @@ public:
     void viewDidLoad() override;
     void _timerFired(NSTimer *timer) override;
     void _updateUI() override;
+    /// Opens the file in the background, instead of one that is being opened: always false. A file that cannot be read
+    /// changes nothing, with an alert.
     bool _openFileAtURL(const std::filesystem::path &url) override;
+    void clickExportButton(const NSControl &sender) override;
+    void clickCancelOpeningButton(const NSControl &) { cancelOpening(); }
     void clickPlayButton(const NSControl &sender) override;
     void clickLoopButton(const NSControl &sender) override;
     void changePlayPosition(const NSControl &sender) override;
@@ -72,6 +81,9 @@ protected:
     void declareConnections(kx::NibConnections &connections) override;
 
 private:
+    void takeFile(const FileOpener::Opened &opened);
+    void showFile(const std::filesystem::path &file);
+    void showOpening(bool opening);
     void keepVolume() const;
     void reportFailures() const;
     void followPalette(const QPalette &colors);
@@ -85,10 +97,12 @@ private:
     void tellChange() const;
 
     NSTextField positionTimeLabel_, lengthTimeLabel_, startTimeText_, endTimeText_, rateValueLabel_, pitchValueLabel_;
-    NSTextField noticeLabel_;
+    NSTextField noticeLabel_, openingLabel_;
     NSSlider rateControl_, pitchControl_;
     /// Read by the thread that rebuilds the output.
     std::shared_ptr<std::atomic<float>> volumeOfPlayer_ = std::make_shared<std::atomic<float>>(1.0F);
+    FileOpener opener_{[this](const FileOpener::Opened &opened) { takeFile(opened); }};
+    QTimer openingNotice_; ///< until an opening takes so long that it is told
     WaveformOverview overview_;
     WaveformWidget *waveform_ = nullptr; ///< owned by the view
     VolumeSlider *volume_ = nullptr;     ///< the same

@@ -27,29 +27,6 @@ std::optional<int64_t> frameOf(const NSTextField &field)
 
 } // namespace
 
-// Files
-
-bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
-{
-    if (isPlaying()) // only that: finding where it stands would read the old file
-        KXAFilePlayerViewController::clickPlayButton(playButton());
-    file_ = url;
-    ++fileNumber_;
-    const bool loaded = KXAFilePlayerViewController::_openFileAtURL(url);
-    if (!loaded) {
-        file_.clear();
-        overview_.close();
-    }
-    waveform_->setLevels(loaded ? overview_.open(url, numFrames()) : nullptr);
-    if (const auto bar = playPositionView())
-        bar->setNumFrames(numFrames());
-    lengthTimeLabel_.setStringValue("/ " + timeText(numFrames()));
-    showRange();
-    hasJumpedTo(loaded ? player()->frameOffset() : 0);
-    _updateUI();
-    return loaded;
-}
-
 // Playing
 
 void kxplayer::PlayerScreen::setPlaying(bool playing)

@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <exception>
+#include <system_error>
 
 namespace kxplayer
 {
@@ -34,10 +35,10 @@ struct Dispose {
 };
 using OpenFile = std::unique_ptr<OpaqueExtAudioFile, Dispose>;
 
-OpenFile openFile(const std::filesystem::path &path)
+OpenFile openFile(const std::filesystem::path &path, const std::stop_token &stop)
 {
     ExtAudioFileRef opened = nullptr;
-    if (ExtAudioFileOpenURL(path, &opened) != noErr)
+    if (ExtAudioFileOpenURL(path, &opened, stop) != noErr)
         return nullptr;
     OpenFile file(opened);
     const AudioStreamBasicDescription format = clientFormat();
@@ -57,11 +58,11 @@ std::span<const int16_t> readFrames(ExtAudioFileRef file, std::vector<int16_t> &
     return std::span(samples).first(std::size_t{frames} * kChannels);
 }
 
-void readPeaks(const std::filesystem::path &path, WaveformLevels &levels)
+void readPeaks(const std::filesystem::path &path, WaveformLevels &levels, const std::stop_token &stop)
 {
-    const OpenFile file = openFile(path);
+    const OpenFile file = openFile(path, stop);
     std::vector<int16_t> samples(std::size_t{kReadFrames} * kChannels);
-    for (int64_t done = 0; file && done < levels.numFrames() && !QThread::currentThread()->isInterruptionRequested();) {
+    for (int64_t done = 0; file && done < levels.numFrames() && !stop.stop_requested();) {
         const std::span<const int16_t> read = readFrames(file.get(), samples);
         if (read.empty())
             break;
@@ -72,35 +73,26 @@ void readPeaks(const std::filesystem::path &path, WaveformLevels &levels)
 
 } // namespace
 
-WaveformOverview::~WaveformOverview()
-{
-    close();
-    for (const auto &thread : threads_)
-        thread->wait();
-}
-
 std::shared_ptr<const WaveformLevels> WaveformOverview::open(const std::filesystem::path &file, int64_t numFrames)
 {
-    close();
     auto levels = std::make_shared<WaveformLevels>(numFrames);
-    threads_.emplace_back(QThread::create([file, levels] {
-        try {
-            readPeaks(file, *levels);
-        } catch (const std::exception &exception) {
-            NSLog("no waveform of %@: %@", file.string(), exception.what());
-        }
+    const auto fail = [file, levels](const std::exception &exception) {
+        NSLog("no waveform of %@: %@", file.string(), exception.what());
         levels->end();
-    }));
-    threads_.back()->setObjectName("waveform");
-    threads_.back()->start(QThread::IdlePriority);
+    };
+    try {
+        task_.start([file, levels, fail](const std::stop_token &stop) {
+            try {
+                readPeaks(file, *levels, stop);
+                levels->end();
+            } catch (const std::exception &exception) {
+                fail(exception);
+            }
+        });
+    } catch (const std::system_error &exception) {
+        fail(exception);
+    }
     return levels;
-}
-
-void WaveformOverview::close()
-{
-    if (!threads_.empty())
-        threads_.back()->requestInterruption();
-    std::erase_if(threads_, [](const auto &thread) { return thread->isFinished(); });
 }
 
 } // namespace kxplayer

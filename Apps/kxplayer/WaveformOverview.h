@@ -1,12 +1,10 @@
 #pragma once
 
+#include "Apps/kxplayer/LatestTask.h"
 #include "Apps/kxplayer/WaveformLevels.h"
-
-#include <QThread>
 
 #include <filesystem>
 #include <memory>
-#include <vector>
 
 namespace kxplayer
 {
@@ -17,20 +15,14 @@ namespace kxplayer
 class WaveformOverview
 {
 public:
-    WaveformOverview() = default;
-    /// Waits for the read under way, a few milliseconds of the file.
-    ~WaveformOverview();
-    WaveformOverview(const WaveformOverview &) = delete;
-    WaveformOverview &operator=(const WaveformOverview &) = delete;
-
     /// Starts with a file of `numFrames` frames of 44,100 a second, leaves the one before, and returns at once: the
     /// peaks appear in what comes back.
     std::shared_ptr<const WaveformLevels> open(const std::filesystem::path &file, int64_t numFrames);
     /// Leaves the file; its peaks end where they are.
-    void close();
+    void close() { task_.leave(); }
 
 private:
-    std::vector<std::unique_ptr<QThread>> threads_; ///< the last one works, those before it are about to end
+    LatestTask task_{"waveform", LatestTask::Pace::WhenIdle};
 };
 
 } // namespace kxplayer

@@ -93,9 +93,14 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url, const std::s
 {
     if (refusedWhileExporting("load"))
         return false;
-    auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop);
-    const bool loaded = source != nullptr;
-    const int64_t size = loaded ? source->audioData()->bufferSize() : 0;
+    return loadDataSource(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop), stop);
+}
+
+bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop)
+{
+    const auto data = source ? source->audioData() : nullptr;
+    const bool loaded = data != nullptr;
+    const int64_t size = loaded ? data->bufferSize() : 0;
 
     const ControlGuard guard(controlLock_);
     if (stop.stop_requested() || refusedWhileExporting("load"))

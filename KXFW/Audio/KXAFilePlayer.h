@@ -69,6 +69,9 @@ public:
     /// False when it cannot be opened: then no file is loaded, and the log says why. While another thread opens it,
     /// `stop` can be requested on any thread: then it is false, and what was loaded stays as it was. [any] [blocks]
     bool loadFileAtURL(const std::filesystem::path &url, const std::stop_token &stop = {});
+    /// The same with a data source that was made for a file before, as on a thread that may wait for the disk. Null
+    /// leaves no file. False while exporting, and with null. [any] [blocks]
+    bool loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop = {});
     /// The loaded audio data, or null. [any]
     [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const;
     /// Starts playback at the position. Does nothing while playing, exporting, without a file or with an empty range.

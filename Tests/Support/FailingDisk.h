@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 
 namespace kx::test
 {
@@ -13,6 +14,18 @@ public:
     ~FailingDisk();
     FailingDisk(const FailingDisk &) = delete;
     FailingDisk &operator=(const FailingDisk &) = delete;
+};
+
+/// While it lives, reads of one file by position wait.
+class HeldFile
+{
+public:
+    explicit HeldFile(const std::filesystem::path &file);
+    ~HeldFile();
+    HeldFile(const HeldFile &) = delete;
+    HeldFile &operator=(const HeldFile &) = delete;
+
+    [[nodiscard]] static int waiting(); ///< reads that wait now
 };
 
 } // namespace kx::test

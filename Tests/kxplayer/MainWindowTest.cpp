@@ -1,5 +1,6 @@
 #include "Apps/kxplayer/OutputDeviceMenu.h"
 #include "Apps/kxplayer/VolumeSlider.h"
+#include "Tests/Support/FailingDisk.h"
 #include "Tests/kxplayer/PlayerWindow.h"
 #include "Tests/kxplayer/PrivateBus.h"
 
@@ -13,6 +14,7 @@
 #include <QSlider>
 #include <QUrl>
 
+using kx::test::HeldFile;
 using kx::test::make;
 
 namespace
@@ -52,13 +54,16 @@ TEST_F(Window, ShowsWhatIsOpenAndFollowsItsEnd)
 
     std::filesystem::path broken = make({.frames = 8}).parent_path() / "broken.mp3";
     QFile(QFile::decodeName(broken.c_str())).open(QIODevice::WriteOnly);
-    window->openFile(broken);
+    const auto before = screen().file();
+    open(broken);
     EXPECT_TRUE(eventually([&] { return !alerts.empty(); }));
     EXPECT_EQ(alerts, std::vector<std::string>{"Failed to read a file."});
-    EXPECT_FALSE(find<QPushButton>("playButton")->isEnabled() || find<QLineEdit>("endTimeField")->isEnabled());
-    EXPECT_FALSE(screen().playPositionView()->enabled());
+    EXPECT_NE(alertDetails.find("“broken.mp3”"), std::string::npos) << alertDetails;
+    EXPECT_EQ(screen().file(), before);
+    EXPECT_TRUE(screen().isPlaying()) << "what was open plays on";
     open(44100);
-    EXPECT_TRUE(find<QPushButton>("playButton")->isEnabled());
+    EXPECT_FALSE(screen().isPlaying());
+    EXPECT_EQ(find<QLineEdit>("endTimeField")->text(), "44100");
 }
 
 TEST_F(Window, KeysAndFieldsMovePositionAndRange)
@@ -201,13 +206,51 @@ TEST_F(Window, OpensWhatIsDroppedAndRefusesTheRest)
     EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &files, Qt::LeftButton, {});
     QCoreApplication::sendEvent(window.get(), &drop);
-    EXPECT_EQ(screen().file(), file);
+    EXPECT_TRUE(eventually([&] { return screen().file() == file; }));
 
     window->openArgument("http://example.org/a.mp3");
     const auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
     ASSERT_NE(box, nullptr);
     EXPECT_TRUE(box->text().contains("http://example.org/a.mp3"));
     EXPECT_EQ(screen().file(), file) << "what is open stays";
+}
+
+TEST_F(Window, OpensASlowFileWhileTheOldOnePlaysUntilItIsThereOrLeft)
+{
+    const auto slow = make({.frames = 30000});
+    auto *cancel = find<QPushButton>("cancelOpeningButton");
+    open();
+    const auto old = screen().file();
+    key(Qt::Key_Space);
+    {
+        const HeldFile held(slow);
+        const std::function<void()> leave[] = {[&] { key(Qt::Key_Escape); }, [&] { cancel->click(); },
+                                               [&] { screen().clickExportButton({}); }};
+        for (const auto &run : leave) {
+            window->openFile(slow);
+            EXPECT_FALSE(cancel->isVisible());
+            EXPECT_TRUE(eventually([&] { return cancel->isVisible() && HeldFile::waiting() > 0; }));
+            EXPECT_TRUE(find<QLabel>("openingLabel")->text().startsWith("Opening "));
+            run();
+            EXPECT_FALSE(cancel->isVisible() || screen().isOpening());
+        }
+        window->openFile(slow);
+        open(44100);
+        EXPECT_EQ(screen().numFrames(), 44100) << "another file takes its place";
+        open(old);
+        screen().setPlaying(true);
+        const int before = HeldFile::waiting();
+        window->openFile(slow);
+        EXPECT_TRUE(eventually([&] { return HeldFile::waiting() > before; }));
+        advance(44100);
+        EXPECT_TRUE(screen().isPlaying() && screen().file() == old);
+    }
+    EXPECT_TRUE(eventually([&] { return screen().file() == slow; }));
+    EXPECT_FALSE(screen().isPlaying() || cancel->isVisible());
+    const HeldFile held(slow);
+    window->openFile(slow);
+    window = nullptr; // in the middle of it
+    EXPECT_EQ(alerts.size(), 0U);
 }
 
 /// The play line stays where the user has put it until that is heard, and never runs back meanwhile.
@@ -255,6 +298,7 @@ TEST_F(Window, RemembersWhatWasOpenedBesideItsOwnWays)
 {
     const auto file = kx::test::fileOf("[*]&.wav", kx::test::readBytes(make({.frames = 3000})));
     screen()._openFileAtURL(file); // as after the open panel
+    EXPECT_TRUE(eventually([&] { return screen().isLoaded(); }));
     EXPECT_EQ(QSettings().value("recentFiles").toStringList().value(0), QString::fromLatin1(kxplayer::uriOfPath(file)));
     EXPECT_TRUE(window->windowTitle().endsWith("[*][*]&.wav - kxplayer")) << window->windowTitle().toStdString();
 }

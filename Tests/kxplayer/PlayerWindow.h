@@ -41,7 +41,12 @@ protected:
 
     [[nodiscard]] kxplayer::PlayerScreen &screen() const { return *window->screen(); }
     [[nodiscard]] KXAFilePlayer &player() const { return *screen().player(); }
-    void open(int64_t frames = kFiveSeconds) const { window->openFile(make({.frames = frames})); }
+    void open(const std::filesystem::path &file) const
+    {
+        window->openFile(file);
+        EXPECT_TRUE(eventually([this] { return !screen().isOpening(); }));
+    }
+    void open(int64_t frames = kFiveSeconds) const { open(make({.frames = frames})); }
     template <class Widget> Widget *find(const char *name) const { return window->findChild<Widget *>(name); }
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const { QTest::keyClick(window.get(), key, modifiers); }
     void type(const char *name, const QString &text) const

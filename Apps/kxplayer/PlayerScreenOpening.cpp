@@ -1,0 +1,93 @@
+// Opening files.
+#include "Apps/kxplayer/PlayerScreen.h"
+
+#include "Apps/kxplayer/FilePaths.h"
+#include "Apps/kxplayer/MenuText.h"
+#include "Apps/kxplayer/TimeText.h"
+#include "Apps/kxplayer/WaveformWidget.h"
+
+#include <QCoreApplication>
+#include <QWidget>
+
+namespace
+{
+
+constexpr int kNoticeMilliseconds = 200; // below that an opening counts as immediate
+constexpr int kNoticeWidth = 200;        // points, of the name in it
+
+void showLater(const std::string &message, const std::string &text)
+{
+    kx::MainQueue::async([message, text] { KXAudioUtil::alertWithMessage(message, text)->runModal(); });
+}
+
+QString sentence(const char *text)
+{
+    return QCoreApplication::translate("PlayerScreen", text);
+}
+
+} // namespace
+
+bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
+{
+    showOpening(false);
+    opener_.open(url);
+    if (openingLabel_) {
+        const QString name =
+            openingLabel_.widget()->fontMetrics().elidedText(shortText(nameOfPath(url)), Qt::ElideMiddle, kNoticeWidth);
+        openingLabel_.setStringValue(sentence("Opening %1…").arg(name).toStdString());
+    }
+    openingNotice_.start(kNoticeMilliseconds);
+    return false;
+}
+
+void kxplayer::PlayerScreen::cancelOpening()
+{
+    opener_.leave();
+    showOpening(false);
+}
+
+void kxplayer::PlayerScreen::showOpening(bool opening)
+{
+    openingNotice_.stop();
+    if (openingLabel_)
+        openingLabel_.widget()->parentWidget()->setVisible(opening);
+}
+
+/// What is exported is what the user sees.
+void kxplayer::PlayerScreen::clickExportButton(const NSControl &sender)
+{
+    cancelOpening();
+    KXAFilePlayerViewController::clickExportButton(sender);
+}
+
+void kxplayer::PlayerScreen::takeFile(const FileOpener::Opened &opened)
+{
+    showOpening(false);
+    const QString name = shortText(nameOfPath(opened.file));
+    if (!opened.source)
+        return showLater(
+            "Failed to read a file.",
+            sentence("“%1” cannot be opened: %2.").arg(name, QString::fromStdString(opened.reason)).toStdString());
+    kx::atToolkitEdge("The action failed.", [&] {
+        if (isPlaying()) // only that: finding where it stands would read the old file
+            KXAFilePlayerViewController::clickPlayButton(playButton());
+        if (player()->loadDataSource(opened.source))
+            showFile(opened.file);
+        else // an export has begun meanwhile
+            showLater("A file cannot be opened while an export is running.", name.toStdString());
+    });
+}
+
+void kxplayer::PlayerScreen::showFile(const std::filesystem::path &file)
+{
+    file_ = file;
+    ++fileNumber_;
+    fileNameField().setStringValue(file.filename().string());
+    waveform_->setLevels(overview_.open(file, numFrames()));
+    if (const auto bar = playPositionView())
+        bar->setNumFrames(numFrames());
+    lengthTimeLabel_.setStringValue("/ " + timeText(numFrames()));
+    showRange();
+    hasJumpedTo(player()->frameOffset());
+    _updateUI();
+}
