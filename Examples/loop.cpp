@@ -7,6 +7,7 @@ int main(int argc, char **argv)
     const auto player = KXAFilePlayer::player();
     if (argc != 2 || !player->loadFileAtURL(argv[1]))
         return 1;
+    player->setKeepsVolume(true); // also on another output device
     player->setLoop(true);
     player->setOffsetFramesPlay(22050, 22050, 66150); // position, start, end: frames of 44,100 a second
     player->play();

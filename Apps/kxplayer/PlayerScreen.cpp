@@ -71,7 +71,6 @@ void kxplayer::PlayerScreen::viewDidLoad()
     refresh_.setTimerType(Qt::PreciseTimer);
     QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
     QObject::connect(volume_, &VolumeSlider::gainChanged, &refresh_, [this](double gain) {
-        volumeOfPlayer_->store(static_cast<float>(gain));
         kx::atToolkitEdge("The action failed.", [&] { player()->setVolume(static_cast<float>(gain)); });
         tellChange();
     });
@@ -84,7 +83,7 @@ void kxplayer::PlayerScreen::viewDidLoad()
         addKeys(field);
     if (QWidget *sheet = exportProgressSheet().widget())
         new ShownWatch(&refresh_, *sheet, [this](bool shown) { keepPlace(shown); });
-    keepVolume();
+    player()->setKeepsVolume(true);
     reportFailures();
     changeRateSlider(rateControl_);
     changePitchSlider(pitchControl_);
@@ -134,15 +133,6 @@ void kxplayer::PlayerScreen::keepPlace(bool exporting)
     else
         kx::atToolkitEdge("The action failed.", [this] { moveTo(frameBeforeExport_); }); // reads the file
     _updateUI();
-}
-
-/// A rebuilt output starts at its own volume, on the thread that rebuilds.
-void kxplayer::PlayerScreen::keepVolume() const
-{
-    player()->setOutputRebuiltBlock([weak = std::weak_ptr(player()), volume = volumeOfPlayer_] {
-        if (const auto rebuilt = weak.lock())
-            rebuilt->setVolume(*volume);
-    });
 }
 
 void kxplayer::PlayerScreen::reportFailures() const

@@ -7,7 +7,6 @@
 #include <QElapsedTimer>
 #include <QTimer>
 
-#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -84,7 +83,6 @@ private:
     void takeFile(const FileOpener::Opened &opened);
     void showFile(const std::filesystem::path &file);
     void showOpening(bool opening);
-    void keepVolume() const;
     void reportFailures() const;
     void followPalette(const QPalette &colors);
     void followHeardFrame();
@@ -99,8 +97,6 @@ private:
     NSTextField positionTimeLabel_, lengthTimeLabel_, startTimeText_, endTimeText_, rateValueLabel_, pitchValueLabel_;
     NSTextField noticeLabel_, openingLabel_;
     NSSlider rateControl_, pitchControl_;
-    /// Read by the thread that rebuilds the output.
-    std::shared_ptr<std::atomic<float>> volumeOfPlayer_ = std::make_shared<std::atomic<float>>(1.0F);
     FileOpener opener_{[this](const FileOpener::Opened &opened) { takeFile(opened); }};
     QTimer openingNotice_; ///< until an opening takes so long that it is told
     WaveformOverview overview_;

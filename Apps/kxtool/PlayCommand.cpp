@@ -55,16 +55,6 @@ void chooseDevice(KXAFilePlayer &player, const PlayOptions &options)
     }
 }
 
-/// A rebuilt output starts at its own volume, so the wanted one is set each time.
-void keepVolume(const std::shared_ptr<KXAFilePlayer> &player, float volume)
-{
-    player->setOutputRebuiltBlock([weak = std::weak_ptr(player), volume] {
-        if (const auto alive = weak.lock())
-            alive->setVolume(volume);
-    });
-    player->setVolume(volume);
-}
-
 Range placePlayer(KXAFilePlayer &player, const PlayOptions &options)
 {
     const int64_t frames = player.totalPackets();
@@ -145,7 +135,8 @@ void play(const PlayOptions &options)
         const auto player = makePlayer(options.file);
         applyEffect(*player, options.effect);
         chooseDevice(*player, options);
-        keepVolume(player, options.volume.value_or(player->volume()));
+        player->setKeepsVolume(true);
+        player->setVolume(options.volume.value_or(player->volume()));
         player->setPlaybackFailureBlock([report](const NSException &exception) { report->fail(exception); });
         playOn(*player, options, placePlayer(*player, options), *waiter);
     }

@@ -24,7 +24,7 @@ void HeardTimeline::forget(int64_t position) noexcept
 {
     waiting_ = position;
     first_ = next_;
-    jumped_ = 0;
+    jumped_ = kNone;
 }
 
 void HeardTimeline::jump(int64_t position)
@@ -40,7 +40,7 @@ void HeardTimeline::stop(double output)
     if (first_ == next_)
         return;
     told_ = std::max(told_, heardAt(output));
-    if (told_ < static_cast<double>(jumped_))
+    if (told_ <= static_cast<double>(jumped_))
         forget(jumpedTo_);
 }
 

@@ -53,6 +53,7 @@ private:
         RenderedSlice slice;
     };
     static constexpr uint32_t kRecords = 512;
+    static constexpr int64_t kNone = -1;
 
     [[nodiscard]] const Record &record(uint64_t index) const noexcept { return records_[index % kRecords]; }
     void forget(int64_t position) noexcept;
@@ -67,10 +68,10 @@ private:
     uint64_t first_ = 0; ///< the oldest record known
     uint64_t next_ = 0;
     uint32_t held_ = 0;
-    int64_t jumped_ = 0;   ///< the number of the first frame after the last jump
-    int64_t jumpedTo_ = 0; ///< its position
-    int64_t waiting_ = 0;  ///< the position while nothing went in
-    double told_ = 0;      ///< the number of the frame that was told last
+    int64_t jumped_ = kNone; ///< the number of the first frame after the last jump
+    int64_t jumpedTo_ = 0;   ///< its position
+    int64_t waiting_ = 0;    ///< the position while nothing went in
+    double told_ = 0;        ///< the number of the frame that was told last
     std::atomic<int64_t> entered_{0};
 };
 

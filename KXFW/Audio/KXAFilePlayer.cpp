@@ -128,11 +128,17 @@ void KXAFilePlayer::play()
     if (rangeIsEmpty())
         return;
     isPlaying_ = true;
+    beginRun();
+    _ASSERT_NOERR(AudioOutputUnitStart(outputUnit_), "-[KXAFilePlayer play]");
+    playerParam()->setOutputUnit(outputUnit_);
+}
+
+/// What the chain and the frame that is heard start from. The output unit is stopped.
+void KXAFilePlayer::beginRun()
+{
     resetAUs();
     timeline_.restart(frameOffset());
     silentFrames_ = kNothingYet;
-    _ASSERT_NOERR(AudioOutputUnitStart(outputUnit_), "-[KXAFilePlayer play]");
-    playerParam()->setOutputUnit(outputUnit_);
 }
 
 void KXAFilePlayer::stop()

@@ -139,17 +139,19 @@ public:
 
     // The output device
 
-    /// Plays to `device` (0: the default one); stops playback and rebuilds the chain there. Always true. [any] [blocks]
+    /// Plays to `device` (0: the default one); stops where it is heard and rebuilds the chain. True. [any] [blocks]
     bool setOutputDeviceID(AudioObjectID device);
     /// The device in use; 0 where there is none. [any]
     [[nodiscard]] AudioObjectID outputDeviceID() const noexcept { return mOutputDeviceID; }
     /// Whether the player moves to a new default output device, as it does at first. A chosen device that goes away is
-    /// left for the default one all the same. [any]
+    /// left for the default one all the same. Playback goes on there from the frame that was heard. [any]
     void setFollowsDefaultOutput(bool follows) noexcept { followsDefaultOutput_ = follows; }
     [[nodiscard]] bool followsDefaultOutput() const noexcept { return followsDefaultOutput_; } ///< [any]
-    /// Called after the output unit was rebuilt (its volume is its own then) and before playback goes on, on the thread
-    /// that rebuilds; the place to set the volume again. It holds up every other operation: it must not wait for a
-    /// thread that uses the player. [any]
+    /// Whether a rebuilt output unit begins at the player's volume; else, as at first, the player takes the unit's.
+    void setKeepsVolume(bool keeps) noexcept { keepsVolume_ = keeps; }       ///< [any]
+    [[nodiscard]] bool keepsVolume() const noexcept { return keepsVolume_; } ///< [any]
+    /// Called after the output unit was rebuilt and before playback goes on, on the thread that rebuilds. It holds up
+    /// every other operation: it must not wait for a thread that uses the player. [any]
     void setOutputRebuiltBlock(std::function<void()> block) { outputRebuiltBlock_.set(std::move(block)); }
     void _setUpHardwareListenerProc(); ///< [any]
     /// [any]
@@ -175,7 +177,6 @@ public:
     void setPlaybackFailureBlock(FailureBlock block) { playbackFailureBlock_.set(std::move(block)); }
 
     // The render path
-
     /// Reads up to `frames` frames at the position, around the loop, and moves the position on; returns the bytes
     /// written. [render] [queue: byteOffsetChangeQueue]
     int64_t _readToBuffer(void *destination, int64_t frames);
@@ -199,6 +200,8 @@ private:
     [[nodiscard]] bool onRenderThread() const noexcept;
     bool refusedWhileExporting(const char *what) const;
     bool stopIfPlaying();
+    void beginRun();
+    void takeBackUnheard();
     void settle();
     void stopFromRenderThread();
     void stopSilentlyFromRenderThread() noexcept;
@@ -237,6 +240,7 @@ private:
     std::atomic<bool> isMoving_{false}; ///< was playing and will again, once the output unit is rebuilt
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
+    std::atomic<bool> keepsVolume_{false};
     std::optional<AudioObjectID> fledTo_;          ///< the default taken when a device was lost; under controlLock_
     bool defaultChangedMeanwhile_ = false;         ///< during an export; under controlLock_
     std::optional<AudioObjectID> chosenMeanwhile_; ///< during an export; under controlLock_

@@ -65,21 +65,26 @@ void KXAFilePlayer::setEffect(AudioUnit effect)
     });
 }
 
-/// Builds while the output unit is stopped, and starts it again unless the run ended meanwhile.
+/// Builds while the output unit is stopped, and starts it again where it was heard unless the run ended meanwhile.
 void KXAFilePlayer::rebuild(const std::function<void()> &build)
 {
-    if (isPlaying_)
+    if (isPlaying_) {
         AudioOutputUnitStop(outputUnit_);
-    else
+        if (isPlaying_)
+            takeBackUnheard();
+    } else {
         settle();
+    }
     try {
         build();
     } catch (...) {
         isPlaying_ = false; // the output unit stays stopped
         throw;
     }
-    if (isPlaying_)
-        AudioOutputUnitStart(outputUnit_);
+    if (!isPlaying_)
+        return;
+    beginRun();
+    AudioOutputUnitStart(outputUnit_);
 }
 
 void KXAFilePlayer::buildStoredMode()
@@ -196,8 +201,9 @@ void KXAFilePlayer::_setupOutputUnit()
     outputUnit_ = unit;
     _ASSERT_NOERR(made, kSite);
     _ASSERT_NOERR(AudioUnitInitialize(unit), kSite);
-    float volume = 0;
-    _ASSERT_NOERR(AudioUnitGetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, &volume), kSite);
+    float volume = this->volume();
+    if (!keepsVolume_)
+        _ASSERT_NOERR(AudioUnitGetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, &volume), kSite);
     setVolume(volume);
     const AudioObjectID device = mOutputDeviceID;
     _ASSERT_NOERR(AudioUnitSetProperty(unit, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global, 0, &device,

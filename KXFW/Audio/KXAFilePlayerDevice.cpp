@@ -46,7 +46,8 @@ void KXAFilePlayer::moveToDevice(AudioObjectID device)
     const AudioObjectID before = mOutputDeviceID;
     mOutputDeviceID = device;
     fledTo_.reset();
-    stopIfPlaying();
+    if (stopIfPlaying())
+        takeBackUnheard();
     if (device == kAudioObjectUnknown)
         mOutputDeviceID = KXAHardwareManager::defaultOutputDeviceID();
     if (const AudioUnit unit = outputUnit_) {
@@ -138,7 +139,7 @@ void KXAFilePlayer::leaveMissingDevice()
     fledTo_ = mOutputDeviceID;
 }
 
-/// Rebuilds on the default device and goes on playing there from the same byte offset. Under the control lock.
+/// Rebuilds on the default device and goes on playing there from the frame that was heard. Under the control lock.
 void KXAFilePlayer::followDefaultDevice()
 {
     if (isExporting_) {
@@ -148,6 +149,8 @@ void KXAFilePlayer::followDefaultDevice()
     }
     isMoving_ = isPlaying_.load();
     const bool wasPlaying = stopIfPlaying();
+    if (wasPlaying)
+        takeBackUnheard();
     for (int attempt = 0; attempt < kAttemptsToFollow && !tryDefaultDevice(); ++attempt) {
     }
     runOutputRebuiltBlock();

@@ -99,6 +99,27 @@ void KXAFilePlayer::setPositionToHeardFrame()
     setPositionInFrame(heardFrame().frame);
 }
 
+/// After a cut: what went into the chain and was not heard will go in again, unless a jump was under way. On the queue,
+/// so that no jump of another thread is undone.
+void KXAFilePlayer::takeBackUnheard()
+{
+    byteOffsetChangeQueue()->sync([&] {
+        const auto data = audioData();
+        const auto bytesPerFrame = data ? static_cast<int64_t>(data->format().mBytesPerFrame) : 0;
+        timeline_.stop(heardTime().mSampleTime);
+        const int64_t frame = heardFrame().frame;
+        if (bytesPerFrame == 0 || frame == byteOffset() / bytesPerFrame)
+            return;
+        try {
+            playerParam()->setByteOffset(frame * bytesPerFrame);
+            data->seek(frame);
+        } catch (...) {
+            renderFailure_.set(std::current_exception()); // it cannot be read there: told as when it plays
+        }
+        timeline_.clear(frame);
+    });
+}
+
 void KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end)
 {
     if (refusedWhileExporting("position"))

@@ -1,4 +1,5 @@
 // Playing and exporting through an effect that looks ahead, and the frame that is heard meanwhile.
+#include "KXFW/Audio/KXAHardwareManager.h"
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/PlayerFixture.h"
@@ -164,20 +165,37 @@ TEST_F(PlayerEffectTest, KnowsTheFrameThatIsHeardWhateverComesBetween)
     EXPECT_EQ(player->heardFrame().frame, player->frameOffset()) << "an export is not heard";
 }
 
-TEST_F(PlayerEffectTest, WhatItHeldIsNotHeardWhenItComesBackNorWrittenByAnExport)
+/// The effect looks ahead, but plays the source as it is.
+TEST_F(PlayerEffectTest, WhatItHoldsIsHeardOnceWhateverIsRebuiltAndNotWrittenByAnExport)
 {
     load(indexed(400'000));
-    turnTo(0.5F);
+    hardware->setDevices({{"one"}, {"two"}});
+    ASSERT_TRUE(eventually([&] { return player->outputDeviceID() == KXAHardwareManager::deviceIDNamed("one"); }));
     player->play();
-    advance(2000);
-    turnTo(1);
-    advance(2000);
-    player->setEffectMode(KXAEffectModeNone);
-    advance(50'000);
-    player->setEffectMode(KXAEffectModeAU);
-    heard();
-    const int64_t position = player->frameOffset();
-    expectPasses(advance(2000), 2000, position, 0, 400'000);
+    const std::function<void()> changes[] = {
+        [&] { player->setEffectMode(KXAEffectModeNone); },
+        [&] { player->setEffectMode(KXAEffectModeAU); },
+        [&] { player->setEffect(effect.audioUnit()); },
+        [&] { hardware->setDefaultOutput("two"); },
+        [&] {
+            player->setOutputDeviceID(KXAHardwareManager::deviceIDNamed("one"));
+            player->play();
+        },
+    };
+    for (std::size_t i = 0; i < std::size(changes); ++i) {
+        SCOPED_TRACE(testing::Message() << "change " << i);
+        turnTo(0.5F);
+        advance(2000);
+        turnTo(1);
+        advance(3000);
+        const int64_t next = advance(1).back() + 1;
+        EXPECT_EQ(player->heardFrame().frame, next);
+        EXPECT_TRUE(i == 1 || player->frameOffset() >= next + kLookAhead);
+        changes[i]();
+        const auto device = KXAHardwareManager::deviceIDNamed(i == 3 ? "two" : "one");
+        ASSERT_TRUE(eventually([&] { return player->outputDeviceID() == device && player->isPlaying(); }));
+        expectPasses(advance(2000), 2000, next, 0, 400'000);
+    }
     turnTo(0.25F);
     advance(5000);
     player->stop();

@@ -8,6 +8,7 @@
 #include "Tests/Support/PulseServer.h"
 
 #include <cstdlib>
+#include <numeric>
 
 namespace kx::test
 {
@@ -100,20 +101,33 @@ TEST_F(SoundServerTest, LoopsBitForBitWithoutAGapAndAStopIsQuiet)
     EXPECT_EQ(player->frameOffset(), position);
 }
 
-TEST_F(SoundServerTest, FollowsTheDefaultSinkAndLeavesASinkThatIsRemoved)
+/// Measured: no frame of the sinks' recordings is missing or there twice. Where a loaded server answers too late, some
+/// 1,000 frames are heard twice at that change.
+TEST_F(SoundServerTest, FollowsTheDefaultSinkAndLosesNoFrame)
 {
+    constexpr int kChanges = 24;
     const MonitorRecorder first("kx1");
     const MonitorRecorder second("kx2");
     player->play();
     numbersOnce(first, 8000);
-    server().setDefaultSink("kx2");
-    ASSERT_TRUE(isPlayingOn("kx2"));
-    const auto after = numbersOnce(second, 8000);
-    const auto before = numbersIn(first.samples());
-    EXPECT_GT(after[0], before.back()) << "nothing is heard twice";
-    EXPECT_LT(after[0] - before.back(), 44100 / 4) << "it goes on where it was, but for what the old device held";
-    expectPasses(after, 8000, after[0], 1, kFrames);
+    for (int i = 1; i <= kChanges; ++i) {
+        const MonitorRecorder &next = i % 2 == 0 ? first : second;
+        const std::size_t count = numbersIn(next.samples()).size();
+        server().setDefaultSink(i % 2 == 0 ? "kx1" : "kx2");
+        if (i < 6 || i == kChanges) // a burst in between
+            numbersOnce(next, count + 4000);
+    }
+    std::vector<int> times(kFrames);
+    for (const auto *recorder : {&first, &second})
+        for (const int64_t number : numbersIn(recorder->samples()))
+            ++times[static_cast<std::size_t>(number)];
+    const auto end = std::find_if(times.rbegin(), times.rend(), [](int heard) { return heard > 0; }).base();
+    EXPECT_EQ(std::count(times.begin() + 1, end, 0), 0) << "lost";
+    EXPECT_LT(std::accumulate(times.begin() + 1, end, -(end - times.begin() - 1)), kChanges * 300) << "heard twice";
+}
 
+TEST_F(SoundServerTest, LeavesASinkThatIsRemoved)
+{
     server().addSink({"kx4"});
     ASSERT_TRUE(eventually([] { return deviceWithUID("kx4") != 0; }));
     player->setFollowsDefaultOutput(false);
@@ -121,11 +135,13 @@ TEST_F(SoundServerTest, FollowsTheDefaultSinkAndLeavesASinkThatIsRemoved)
     player->play();
     const MonitorRecorder removed("kx4");
     numbersOnce(removed, 8000);
-    const MonitorRecorder remaining("kx2");
+    const MonitorRecorder remaining("kx1");
     server().removeSink("kx4");
-    ASSERT_TRUE(isPlayingOn("kx2"));
+    ASSERT_TRUE(isPlayingOn("kx1"));
     const auto rest = numbersOnce(remaining, 8000);
     expectPasses(rest, 8000, rest[0], 1, kFrames);
+    EXPECT_NEAR(static_cast<double>(rest[0]), static_cast<double>(numbersIn(removed.samples()).back()), 44100 / 10)
+        << "as exactly as the time of the loss is known";
 }
 
 TEST_F(SoundServerTest, PlaysToADeviceOfAnotherRate)

@@ -50,7 +50,11 @@ public:
     /// Waits until all that was written has been heard, or `interrupt`, or a deadline. [blocks]
     virtual void drain() = 0;
 
-    /// Ends every wait, now and later. [any]
+    /// Lets the device take no more, so that `heardFrames` is final, as exactly as the system tells it. Nothing is
+    /// written afterwards. [blocks]
+    virtual void halt() {}
+
+    /// Ends every wait but the one in `halt`, now and later. [any]
     virtual void interrupt() noexcept = 0;
     /// How often the device ran dry while the stream was running. [any]
     [[nodiscard]] virtual uint64_t underruns() const noexcept = 0;

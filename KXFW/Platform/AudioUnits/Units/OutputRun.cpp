@@ -172,6 +172,8 @@ void OutputRun::tellOpened()
 
 void OutputRun::close()
 {
+    if (stream_)
+        stream_->halt();
     std::unique_ptr<OutputStream> closed; // ends last, with no lock held
     const std::lock_guard guard(lock_);
     heardBefore_ = heardFramesLocked();

@@ -11,6 +11,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::microseconds kLongestHeldTime = 5s; ///< of a server whose word we take
+constexpr auto kLongestHalt = 200ms;
 
 } // namespace
 
@@ -156,6 +157,7 @@ OSStatus kx::PulseStream::write(const void *interleaved, uint32_t frames)
         return kAudioHardwareUnspecifiedError;
     hasWritten_ = true;
     written_ += frames;
+    noteHeard(); // a server that is lost cannot be asked
     return noErr;
 }
 
@@ -177,11 +179,17 @@ uint32_t kx::PulseStream::latencyFrames() const noexcept
 uint64_t kx::PulseStream::heardFrames() const noexcept
 {
     const PulseLoop::Lock lock(*loop_);
-    if (const auto held = heldTime()) {
-        const auto frames = static_cast<uint64_t>(std::chrono::duration<double>(*held).count() * format_.spec.rate);
-        knownHeard_ = std::max(knownHeard_, written_ - std::min(frames, written_));
-    }
+    noteHeard();
     return knownHeard_;
+}
+
+void kx::PulseStream::noteHeard() const noexcept
+{
+    const auto held = isHalted_ ? std::nullopt : heldTime();
+    if (!held)
+        return;
+    const auto frames = static_cast<uint64_t>(std::chrono::duration<double>(*held).count() * format_.spec.rate);
+    knownHeard_ = std::max(knownHeard_, written_ - std::min(frames, written_));
 }
 
 void kx::PulseStream::drain()
@@ -213,6 +221,53 @@ void kx::PulseStream::drain()
         return;
     pa_operation_cancel(drain);
     pa_operation_unref(drain);
+}
+
+/// A corked stream goes back by what the sink can still take back; what the sink has taken then will be heard.
+void kx::PulseStream::halt()
+{
+    const auto deadline = Clock::now() + kLongestHalt;
+    const auto raise = [](pa_stream *, int, void *self) noexcept {
+        static_cast<PulseStream *>(self)->changed_.raise();
+    };
+    pa_operation *operation = nullptr;
+    {
+        const PulseLoop::Lock lock(*loop_);
+        if (!hasWritten_ || isDrained_ || loss_ != noErr)
+            return;
+        operation = pa_stream_cork(stream_.get(), 1, raise, this);
+    }
+    awaitAnswer(operation, deadline);
+    {
+        const PulseLoop::Lock lock(*loop_);
+        operation = pa_stream_update_timing_info(stream_.get(), raise, this);
+    }
+    const bool isAnswered = awaitAnswer(operation, deadline);
+    const PulseLoop::Lock lock(*loop_);
+    const pa_timing_info *timing = isAnswered && loss_ == noErr ? pa_stream_get_timing_info(stream_.get()) : nullptr;
+    if (timing && timing->read_index_corrupt == 0) {
+        const auto taken =
+            static_cast<uint64_t>(std::max<int64_t>(timing->read_index, 0)) / pa_frame_size(&format_.spec);
+        knownHeard_ = std::max(knownHeard_, std::min(taken, written_));
+    }
+    isHalted_ = true;
+}
+
+/// False at the deadline, or where there is no operation.
+bool kx::PulseStream::awaitAnswer(pa_operation *operation, Clock::time_point deadline)
+{
+    if (operation == nullptr)
+        return false;
+    const auto isDone = [&] {
+        const PulseLoop::Lock lock(*loop_);
+        return pa_operation_get_state(operation) != PA_OPERATION_RUNNING;
+    };
+    changed_.waitUntil(deadline, isDone);
+    const PulseLoop::Lock lock(*loop_);
+    const bool isAnswered = pa_operation_get_state(operation) == PA_OPERATION_DONE;
+    pa_operation_cancel(operation);
+    pa_operation_unref(operation);
+    return isAnswered;
 }
 
 void kx::PulseStream::interrupt() noexcept

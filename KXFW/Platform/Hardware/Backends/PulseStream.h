@@ -30,12 +30,14 @@ public:
     Result<uint32_t> waitForRoom() override;
     OSStatus write(const void *interleaved, uint32_t frames) override;
     void drain() override;
+    void halt() override;
     void interrupt() noexcept override;
     [[nodiscard]] uint64_t underruns() const noexcept override { return underruns_; }
     [[nodiscard]] uint32_t latencyFrames() const noexcept override;
     [[nodiscard]] uint64_t heardFrames() const noexcept override;
 
 private:
+    bool awaitAnswer(pa_operation *operation, std::chrono::steady_clock::time_point deadline); ///< [blocks]
     using Stream = std::unique_ptr<pa_stream, FreeWith<pa_stream_unref>>;
 
     [[nodiscard]] pa_buffer_attr wantedBuffer() const noexcept;
@@ -45,6 +47,7 @@ private:
     [[nodiscard]] uint32_t roomFrames() const noexcept;
     /// Null while the server has not told its timing, or is gone.
     [[nodiscard]] std::optional<std::chrono::microseconds> heldTime() const noexcept;
+    void noteHeard() const noexcept;
     void heardState() noexcept;
     void heardUnderflow() noexcept;
 
@@ -57,6 +60,7 @@ private:
     uint32_t leastRoomFrames_;        ///< worth waking the writer for
     uint64_t written_ = 0;            ///< frames
     mutable uint64_t knownHeard_ = 0; ///< frames known to have been heard
+    bool isHalted_ = false;
     bool hasWritten_ = false;
     bool isDraining_ = false;
     bool isDrained_ = false;
