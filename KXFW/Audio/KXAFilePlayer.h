@@ -241,7 +241,7 @@ private:
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
     std::atomic<bool> keepsVolume_{false};
-    std::optional<AudioObjectID> fledTo_;          ///< the default taken when a device was lost; under controlLock_
+    std::optional<AudioObjectID> knownDefault_;    ///< of which a notification is no news; under controlLock_
     bool defaultChangedMeanwhile_ = false;         ///< during an export; under controlLock_
     std::optional<AudioObjectID> chosenMeanwhile_; ///< during an export; under controlLock_
     mutable kx::HeardTimeline timeline_;

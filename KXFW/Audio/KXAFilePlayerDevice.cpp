@@ -12,6 +12,16 @@ namespace
 
 constexpr int kAttemptsToFollow = 3; ///< a default device may vanish while the chain is built on it
 
+/// Whether listeners are still to hear of a change that questions are answered by already.
+bool changesAreUntold()
+{
+    const auto address = KXAFilePlayer::prv_propertyAddressWithPropertyID(kAudioHardwarePropertyChangesAreUntold);
+    uint32_t untold = 0;
+    uint32_t size = sizeof untold;
+    return AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, &untold) == noErr &&
+           untold != 0;
+}
+
 /// Runs `task` on the player that a listener's client data names, unless it is going away; nothing is thrown on.
 template <class Task> void withLivePlayer(void *clientData, Task &&task)
 {
@@ -37,6 +47,8 @@ bool KXAFilePlayer::setOutputDeviceID(AudioObjectID device)
         return true;
     }
     moveToDevice(device);
+    if (changesAreUntold()) // they were there before the choice, which holds
+        knownDefault_ = KXAHardwareManager::defaultOutputDeviceID();
     runOutputRebuiltBlock();
     return true;
 }
@@ -45,7 +57,7 @@ void KXAFilePlayer::moveToDevice(AudioObjectID device)
 {
     const AudioObjectID before = mOutputDeviceID;
     mOutputDeviceID = device;
-    fledTo_.reset();
+    knownDefault_.reset();
     if (stopIfPlaying())
         takeBackUnheard();
     if (device == kAudioObjectUnknown)
@@ -121,9 +133,9 @@ OSStatus KXAFilePlayer::_handleHardwarePropertyChange(AudioObjectPropertySelecto
         return noErr;
     const auto self = shared_from_this();
     const ControlGuard guard(controlLock_);
-    const auto fledTo = std::exchange(fledTo_, std::nullopt);
-    if (fledTo == KXAHardwareManager::defaultOutputDeviceID())
-        return noErr; // the loss of the old device has brought the player there already
+    const auto known = std::exchange(knownDefault_, std::nullopt);
+    if (known == KXAHardwareManager::defaultOutputDeviceID())
+        return noErr; // the loss of the old device has brought the player there already, or another was chosen since
     if (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
         followDefaultDevice();
     return noErr;
@@ -136,7 +148,7 @@ void KXAFilePlayer::leaveMissingDevice()
     if (mOutputDeviceID == kAudioObjectUnknown || KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
         return;
     followDefaultDevice();
-    fledTo_ = mOutputDeviceID;
+    knownDefault_ = mOutputDeviceID;
 }
 
 /// Rebuilds on the default device and goes on playing there from the frame that was heard. Under the control lock.

@@ -87,6 +87,19 @@ TEST_F(PlayerDeviceTest, FollowsTheDefaultDeviceOrStaysOnAChosenOneUntilItGoes)
     hardware->setDefaultOutput("one");
     ASSERT_TRUE(isOn("one"));
     EXPECT_FALSE(player->isPlaying()) << "stopped stays stopped";
+    hardware->setDefaultOutput("three");
+    EXPECT_TRUE(player->setOutputDeviceID(KXAHardwareManager::deviceIDNamed("two")));
+    EXPECT_TRUE(eventually([] {
+        const AudioObjectPropertyAddress untold{kAudioHardwarePropertyChangesAreUntold, kAudioObjectPropertyScopeGlobal,
+                                                0};
+        uint32_t value = 1;
+        uint32_t size = sizeof value;
+        AudioObjectGetPropertyData(kAudioObjectSystemObject, &untold, 0, nullptr, &size, &value);
+        return value == 0;
+    }));
+    EXPECT_TRUE(isOn("two")) << "the choice came after the change, the notification after the choice";
+    hardware->setDefaultOutput("one");
+    EXPECT_TRUE(isOn("one"));
 
     player->setFollowsDefaultOutput(false);
     EXPECT_TRUE(player->setOutputDeviceID(KXAHardwareManager::deviceIDNamed("two")));
@@ -148,9 +161,9 @@ TEST_F(PlayerDeviceTest, EndsOnTheLastOfManyDefaultsAndPlaysOn)
         while (!done)
             hardware->advance(256);
     });
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 101; ++i)
         hardware->setDefaultOutput(i % 2 == 0 ? "two" : "one");
-    EXPECT_TRUE(isOn("one"));
+    EXPECT_TRUE(isOn("two"));
     EXPECT_TRUE(eventually([&] { return player->isPlaying() && hardware->openStreams() == 1; }));
     done = true;
     clock.join();

@@ -137,16 +137,14 @@ INSTANTIATE_TEST_SUITE_P(Hardware, BackendContract,
                                                 }}),
                          [](const auto &kind) { return std::string(kind.param.name); });
 
-/// What the backend's first device is called; "none" where it has no device.
-std::string firstDevice()
+/// What the first device is called; "none" where there is none.
+std::string firstDevice(const kx::HardwareService &service)
 {
-    const auto backend = kx::makeBackend();
-    return backend == nullptr                 ? "no backend"
-           : backend->state().devices.empty() ? "none"
-                                              : backend->state().devices[0].uid;
+    const auto devices = devicesOf(service);
+    return devices.empty() ? "none" : textOf(service, devices[0], kAudioDevicePropertyDeviceUID);
 }
 
-TEST(BackendTable, ChoosesWhatAnswersUnlessItIsTold)
+TEST(BackendTable, ChoosesWhatAnswersUnlessItIsToldAndFollowsAServerThatComesLater)
 {
     const std::string virtualDevice = "virtual.1.Virtual Output";
     PulseServer server;
@@ -154,15 +152,23 @@ TEST(BackendTable, ChoosesWhatAnswersUnlessItIsTold)
                                                                         {"pulse", "kx1", "none"},
                                                                         {"virtual", virtualDevice, virtualDevice},
                                                                         {"no-such-system", "kx1", virtualDevice}};
+    std::vector<std::unique_ptr<kx::HardwareService>> services;
     for (const bool hasServer : {true, false}) {
         for (const auto &[name, withServer, withoutServer] : cases) {
             setenv("KXFW_AUDIO_BACKEND", name, 1);
-            EXPECT_EQ(firstDevice(), hasServer ? withServer : withoutServer) << name;
+            services.push_back(std::make_unique<kx::HardwareService>(kx::makeBackend()));
+            EXPECT_EQ(firstDevice(*services.back()), hasServer ? withServer : withoutServer) << name;
         }
         if (hasServer)
             server.stop();
     }
     unsetenv("KXFW_AUDIO_BACKEND");
+    server.start();
+    for (std::size_t i = 0; i < services.size(); ++i) {
+        TestListener devices(*services[i], kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+        const std::string expected = std::get<1>(cases[i % std::size(cases)]);
+        EXPECT_TRUE(devices.waitUntil([&] { return firstDevice(*services[i]) == expected; })) << i;
+    }
 }
 
 } // namespace

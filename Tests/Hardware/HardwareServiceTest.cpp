@@ -190,36 +190,33 @@ TEST_F(HardwareServiceTest, OnlyWhatReallyChangedIsTold)
 
 TEST_F(HardwareServiceTest, ABurstOfChangesIsToldOnceAndLast)
 {
-    std::mutex gate;
-    std::atomic<bool> isInside = false;
-    TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices, [&] {
-        isInside = true;
-        isInside.notify_all();
-        const std::lock_guard guard(gate);
-    });
-    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
-    TestListener sleeping(service, kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed);
-    {
-        const std::lock_guard guard(gate); // keeps the notification thread busy while the burst comes
-        hardware->setDevices({{.name = "A"}, {.name = "B"}});
-        isInside.wait(false);
-        set(kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed, 0);
-        for (int i = 0; i < 500; ++i)
-            hardware->setDefaultOutput(i % 2 == 0 ? "A" : "B");
+    using namespace std::chrono_literals;
+    hardware->setDevices({{.name = "A"}, {.name = "B"}});
+    HardwareService patient(kx::makeVirtualBackend(), {1h, 1h});
+    TestListener devices(patient, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+    TestListener output(patient, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+    TestListener sleeping(patient, kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed);
+    hardware->setDevices({{.name = "A"}, {.name = "B"}, {.name = "C"}});
+    for (const std::string name : {"C", "A", "B"}) {
+        TestListener prompt(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+        hardware->setDefaultOutput(name);
+        EXPECT_EQ(defaultOutputName(patient), name) << "a question is answered at once";
+        ASSERT_TRUE(prompt.waitForCalls(1)) << "of a service that is not patient";
     }
-    ASSERT_TRUE(output.waitForCalls(2)); // from Speakers to A at first, and then to B
-    EXPECT_EQ(defaultOutputName(service), "B");
-    ASSERT_TRUE(sleeping.waitForCalls(1));
-    set(kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed, 1);
-    ASSERT_TRUE(sleeping.waitForCalls(2)); // all that was due before has been told
-    EXPECT_EQ(output.calls(), 2);
+    EXPECT_EQ(output.calls(), 0) << "while changes come";
+    for (const uint32_t allowed : {0u, 1u}) { // the second one follows what was told before
+        const auto address = anywhere(kAudioHardwarePropertySleepingIsAllowed);
+        patient.setData(kAudioObjectSystemObject, &address, sizeof allowed, &allowed);
+        ASSERT_TRUE(sleeping.waitForCalls(allowed == 0 ? 1 : 2)) << "what an application sets is told at once";
+    }
+    EXPECT_EQ(output.calls(), 1);
     EXPECT_EQ(devices.calls(), 1);
-    {
-        TestListener back(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
-        hardware->setDefaultOutput("A");
-        hardware->setDefaultOutput("B");
-        ASSERT_TRUE(back.waitForCalls(1)); // also where the burst ends as it began: somebody may have met A
-    }
+
+    HardwareService hasty(kx::makeVirtualBackend(), {1h, 1ms});
+    TestListener back(hasty, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+    hardware->setDefaultOutput("A");
+    hardware->setDefaultOutput("B");
+    ASSERT_TRUE(back.waitForCalls(1)) << "in time though it never rests, and also where it ends as it began";
 }
 
 TEST(DeviceText, KeepsCharactersAndReplacesWhatIsNone)

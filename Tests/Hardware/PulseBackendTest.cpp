@@ -14,14 +14,13 @@ namespace
 using namespace kx::test;
 using kx::HardwareService;
 using kx::OutputStream;
-using kx::Presence;
 
 constexpr uint32_t kSecond = 44100;
 
 std::unique_ptr<kx::HardwareBackend> pulseBackend()
 {
-    auto backend = kx::makePulseBackend(Presence::Required);
-    if (!backend)
+    auto backend = kx::makePulseBackend();
+    if (backend->state().devices.empty())
         throw std::runtime_error("no answer from the server");
     return backend;
 }
@@ -105,7 +104,7 @@ TEST(PulseBackend, ACrowdOfClientsFindsTheServer)
     std::vector<std::future<bool>> clients;
     for (int i = 0; i < 70; ++i) // more than the server lets wait at its door
         clients.push_back(
-            std::async(std::launch::async, [] { return kx::makePulseBackend(Presence::Required) != nullptr; }));
+            std::async(std::launch::async, [] { return !kx::makePulseBackend()->state().devices.empty(); }));
     for (auto &client : clients)
         EXPECT_TRUE(client.get());
 }
@@ -153,8 +152,7 @@ TEST(PulseBackend, DevicesGoAndComeBackWithTheServer)
 {
     PulseServer server;
     server.stop();
-    EXPECT_EQ(kx::makePulseBackend(Presence::Required), nullptr);
-    HardwareService service(kx::makePulseBackend(Presence::Awaited));
+    HardwareService service(kx::makePulseBackend());
     EXPECT_TRUE(devicesOf(service).empty());
     TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
     TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
@@ -192,7 +190,7 @@ TEST(PulseBackend, AServerThatHangsHoldsNobodyUp)
     EXPECT_EQ(writer->status(), noErr) << "no room within a second is no loss";
     EXPECT_EQ(devicesOf(service).size(), 1u);
     EXPECT_EQ(service.openOutputStream(deviceOf(service, "kx1")).status(), kAudioHardwareNotRunningError);
-    EXPECT_EQ(kx::makePulseBackend(Presence::Required), nullptr);
+    EXPECT_TRUE(kx::makePulseBackend()->state().devices.empty());
     stream->drain();
     writer.reset();
     stream.reset();

@@ -15,7 +15,7 @@ namespace kx::test
 namespace
 {
 
-[[maybe_unused]] const int chosen = setenv("KXFW_AUDIO_BACKEND", "pulse", 1);
+[[maybe_unused]] const int chosen = unsetenv("KXFW_AUDIO_BACKEND"); // a server is found, whenever it comes
 
 /// One server for the process, as the hardware service is one for the process.
 PulseServer &server()
@@ -59,6 +59,29 @@ std::vector<int16_t> samplesOnce(const MonitorRecorder &recorder, std::size_t co
     return withoutSilence(recorder.samples());
 }
 
+testing::AssertionResult isPlayingOn(const KXAFilePlayer &player, const std::string &uid)
+{
+    return eventually(
+        [&] { return deviceWithUID(uid) != 0 && player.outputDeviceID() == deviceWithUID(uid) && player.isPlaying(); });
+}
+
+/// The first in this file: the hardware service of the process has not met a server yet.
+TEST(LateSoundServer, IsFollowedByThePlayerThatPlays)
+{
+    server().stop();
+    const auto player = KXAFilePlayer::player();
+    ASSERT_TRUE(player->loadFileAtURL(make(indexed(4'000'000))));
+    player->setOffsetFramesPlay(1, 1, 4'000'000);
+    player->play();
+    ASSERT_TRUE(eventually([&] { return player->heardFrame().frame > 4410; })) << "the virtual device takes it";
+    server().start();
+    const MonitorRecorder recorder("kx1");
+    ASSERT_TRUE(isPlayingOn(*player, "kx1"));
+    const auto heard = numbersOnce(recorder, 20000);
+    EXPECT_GT(heard[0], 4410);
+    expectPasses(heard, 20000, heard[0], 1, 4'000'000);
+}
+
 class SoundServerTest : public testing::Test
 {
 protected:
@@ -73,13 +96,6 @@ protected:
     }
 
     void load(const MediaSpec &spec) { ASSERT_TRUE(player->loadFileAtURL(make(spec))); }
-
-    testing::AssertionResult isPlayingOn(const std::string &uid)
-    {
-        return eventually([&] {
-            return deviceWithUID(uid) != 0 && player->outputDeviceID() == deviceWithUID(uid) && player->isPlaying();
-        });
-    }
 
     static constexpr int64_t kFrames = 4'000'000;
     std::shared_ptr<KXAFilePlayer> player;
@@ -137,7 +153,7 @@ TEST_F(SoundServerTest, LeavesASinkThatIsRemoved)
     numbersOnce(removed, 8000);
     const MonitorRecorder remaining("kx1");
     server().removeSink("kx4");
-    ASSERT_TRUE(isPlayingOn("kx1"));
+    ASSERT_TRUE(isPlayingOn(*player, "kx1"));
     const auto rest = numbersOnce(remaining, 8000);
     expectPasses(rest, 8000, rest[0], 1, kFrames);
     EXPECT_NEAR(static_cast<double>(rest[0]), static_cast<double>(numbersIn(removed.samples()).back()), 44100 / 10)

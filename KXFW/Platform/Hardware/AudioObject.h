@@ -26,6 +26,9 @@ inline constexpr AudioObjectPropertySelector kAudioHardwarePropertyDevices = kx:
 inline constexpr AudioObjectPropertySelector kAudioHardwarePropertyDefaultInputDevice = kx::fourCharCode("dIn ");
 inline constexpr AudioObjectPropertySelector kAudioHardwarePropertyDefaultOutputDevice = kx::fourCharCode("dOut");
 inline constexpr AudioObjectPropertySelector kAudioHardwarePropertySleepingIsAllowed = kx::fourCharCode("slep");
+/// uint32_t, read only: 1 from a change of the system's devices or defaults until the last listener has heard of it,
+/// else 0. Who decides meanwhile has seen what the listeners will be told.
+inline constexpr AudioObjectPropertySelector kAudioHardwarePropertyChangesAreUntold = kx::fourCharCode("untd");
 /// A C string with its final zero, UTF-8.
 inline constexpr AudioObjectPropertySelector kAudioDevicePropertyDeviceName = kx::fourCharCode("name");
 /// A C string: the name by which the sound server knows the device, the same from run to run.
@@ -69,8 +72,9 @@ KX_EXPORT OSStatus AudioObjectSetPropertyData(AudioObjectID object, const AudioO
                                               uint32_t qualifierSize, const void *qualifier, uint32_t size,
                                               const void *data);
 
-/// Calls `listener` with `clientData` after each change of a property that `address` matches. The same three values
-/// twice count once. `clientData` is borrowed until the listener is removed. [any]
+/// Calls `listener` with `clientData` after each change of a property that `address` matches; changes of the system
+/// that come in a burst are one, told 50 ms after the last of them, a second after the first at the latest. The same
+/// three values twice count once. `clientData` is borrowed until the listener is removed. [any]
 KX_EXPORT OSStatus AudioObjectAddPropertyListener(AudioObjectID object, const AudioObjectPropertyAddress *address,
                                                   AudioObjectPropertyListenerProc listener, void *clientData);
 

@@ -25,6 +25,7 @@ struct HardwareSnapshot {
     AudioObjectID defaultInput = kAudioObjectUnknown;
     AudioObjectID defaultOutput = kAudioObjectUnknown;
     bool sleepingIsAllowed = true;
+    bool changesAreUntold = false;
 
     [[nodiscard]] const Device *find(AudioObjectID id) const noexcept;
 };
@@ -51,6 +52,7 @@ public:
     /// False when there is no such device.
     bool setBufferBytes(AudioObjectID id, uint32_t bytes);
     void setSleepingIsAllowed(bool allowed) noexcept { snapshot_.sleepingIsAllowed = allowed; }
+    void setChangesAreUntold(bool untold) noexcept { snapshot_.changesAreUntold = untold; }
 
 private:
     [[nodiscard]] Device deviceFor(const DeviceInfo &info);

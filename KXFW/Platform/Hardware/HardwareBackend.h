@@ -81,18 +81,14 @@ public:
     virtual Result<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) = 0;
 };
 
-enum class Presence {
-    Required, ///< no backend where its system does not answer within a second
-    Awaited,  ///< a backend without devices until its system answers
-};
-
 struct BackendEntry {
     const char *name;
-    /// The backend; null where its system does not answer though it must, or where it cannot be made. [blocks]
-    std::unique_ptr<HardwareBackend> (*make)(Presence presence);
+    /// The backend; null where it cannot be made. It waits a second at most for its system to answer, and has no
+    /// devices until that does. [blocks]
+    std::unique_ptr<HardwareBackend> (*make)();
 };
 
-std::unique_ptr<HardwareBackend> makePulseBackend(Presence presence = Presence::Required);
-std::unique_ptr<HardwareBackend> makeVirtualBackend(Presence presence = Presence::Required); ///< always succeeds
+std::unique_ptr<HardwareBackend> makePulseBackend();
+std::unique_ptr<HardwareBackend> makeVirtualBackend(); ///< always succeeds, at once
 
 } // namespace kx

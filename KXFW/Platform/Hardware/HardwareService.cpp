@@ -13,7 +13,8 @@ kx::HardwareService &kx::HardwareService::shared()
     return *service;
 }
 
-kx::HardwareService::HardwareService(std::unique_ptr<HardwareBackend> backend) : backend_(std::move(backend))
+kx::HardwareService::HardwareService(std::unique_ptr<HardwareBackend> backend, Pace pace)
+    : pace_(pace), backend_(std::move(backend))
 {
     backend_->setChangeHandler([this] { refresh(); });
     const std::lock_guard guard(lock_);
@@ -21,7 +22,13 @@ kx::HardwareService::HardwareService(std::unique_ptr<HardwareBackend> backend) :
     noted_ = table_.snapshot();
 }
 
-kx::HardwareService::~HardwareService() = default;
+kx::HardwareService::~HardwareService()
+{
+    backend_.reset();
+    const std::lock_guard guard(lock_);
+    tellAt_ = {}; // who waits to tell need not wait
+    tellAtHasMoved_.notify_all();
+}
 
 OSStatus kx::HardwareService::getSize(AudioObjectID object, const AudioObjectPropertyAddress *address,
                                       uint32_t *size) const
@@ -64,7 +71,7 @@ OSStatus kx::HardwareService::setData(AudioObjectID object, const AudioObjectPro
         table_.setBufferBytes(object, value);
     else
         table_.setSleepingIsAllowed(value != 0);
-    scheduleTelling();
+    scheduleTelling(Clock::now());
     return noErr;
 }
 
@@ -110,29 +117,42 @@ void kx::HardwareService::refresh()
 {
     const std::lock_guard guard(lock_);
     table_.update(backend_->state());
-    scheduleTelling();
+    scheduleTelling(Clock::now() + pace_.rest);
 }
 
 /// A property that changed and changed back is told too: a listener may have met the value between.
-void kx::HardwareService::scheduleTelling()
+void kx::HardwareService::scheduleTelling(Clock::time_point time)
 {
-    for (const PropertyChange &change : differences(noted_, table_.snapshot()))
+    const auto changes = differences(noted_, table_.snapshot());
+    noted_ = table_.snapshot();
+    for (const PropertyChange &change : changes)
         if (std::ranges::find(untold_, change) == untold_.end())
             untold_.push_back(change);
-    noted_ = table_.snapshot();
-    if (untold_.empty() || std::exchange(tellingIsScheduled_, true))
-        return;
-    notifications_.async([this] { tellChanges(); });
+    table_.setChangesAreUntold(table_.snapshot().changesAreUntold || !changes.empty());
+    const auto now = Clock::now();
+    if (changes.empty() || (tellingIsScheduled_ && tellAt_ <= now))
+        return; // what is due takes these with it
+    if (!tellingIsScheduled_) {
+        notifications_.async([this] { tellChanges(); });
+        tellingIsScheduled_ = true;
+        firstUntold_ = now;
+    }
+    tellAt_ = std::min(time, firstUntold_ + pace_.longest);
+    tellAtHasMoved_.notify_all();
 }
 
 void kx::HardwareService::tellChanges()
 {
     std::vector<PropertyChange> changes;
     {
-        const std::lock_guard guard(lock_);
+        std::unique_lock guard(lock_);
+        while (Clock::now() < tellAt_)
+            tellAtHasMoved_.wait_until(guard, Clock::time_point(tellAt_));
         tellingIsScheduled_ = false;
         changes = std::exchange(untold_, {});
     }
     for (const PropertyChange &change : changes)
         listeners_.tell(change.object, change.selector);
+    const std::lock_guard guard(lock_);
+    table_.setChangesAreUntold(!untold_.empty());
 }

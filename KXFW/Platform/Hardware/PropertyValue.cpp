@@ -45,6 +45,8 @@ Result<PropertyValue> systemValue(const kx::HardwareSnapshot &snapshot, AudioObj
         return fixed(snapshot.defaultOutput);
     case kAudioHardwarePropertySleepingIsAllowed:
         return fixed(uint32_t{snapshot.sleepingIsAllowed});
+    case kAudioHardwarePropertyChangesAreUntold:
+        return fixed(uint32_t{snapshot.changesAreUntold});
     default:
         return kAudioHardwareUnknownPropertyError;
     }

@@ -32,7 +32,7 @@ struct VirtualDevice {
 /// The controls of the virtual sound system, which plays to nowhere: one output device driven by the real-time clock
 /// on machines without a sound server, and a device list and a clock in the application's hands for tests, servers and
 /// rendering faster than time. All calls take effect at once and tell property listeners. Choosing it is a matter of
-/// KXFW_AUDIO_BACKEND=virtual, or of the lack of a server.
+/// KXFW_AUDIO_BACKEND=virtual; else it serves until a sound server comes.
 class KX_EXPORT VirtualHardware
 {
 public:

@@ -1,6 +1,7 @@
 #include "KXFW/Platform/Hardware/Backends/BackendTable.h"
 
 #include "KXFW/Platform/Foundation/NSLog.h"
+#include "KXFW/Platform/Hardware/Backends/AwaitingBackend.h"
 
 #include <algorithm>
 #include <array>
@@ -10,16 +11,17 @@
 namespace
 {
 
-/// In the order of preference; the last one always answers.
+/// In the order of preference; the last one is always there.
 constexpr std::array kBackends{kx::BackendEntry{"pulse", kx::makePulseBackend},
                                kx::BackendEntry{"virtual", kx::makeVirtualBackend}};
 
-std::unique_ptr<kx::HardwareBackend> firstThatAnswers()
+std::unique_ptr<kx::HardwareBackend> firstThatComes()
 {
-    for (const kx::BackendEntry &entry : kBackends)
-        if (auto backend = entry.make(kx::Presence::Required))
-            return backend;
-    return nullptr;
+    auto backend = kBackends.back().make();
+    for (std::size_t i = kBackends.size() - 1; i-- > 0;)
+        if (auto preferred = kBackends[i].make())
+            backend = std::make_unique<kx::AwaitingBackend>(std::move(preferred), std::move(backend));
+    return backend;
 }
 
 } // namespace
@@ -28,12 +30,12 @@ std::unique_ptr<kx::HardwareBackend> kx::makeBackend()
 {
     const char *wanted = std::getenv("KXFW_AUDIO_BACKEND");
     if (wanted == nullptr || *wanted == '\0')
-        return firstThatAnswers();
+        return firstThatComes();
     const auto found = std::ranges::find(kBackends, std::string_view(wanted),
                                          [](const auto &entry) { return std::string_view(entry.name); });
     if (found == kBackends.end())
         NSLog("KXFW_AUDIO_BACKEND: there is no backend %@", wanted);
-    else if (auto backend = found->make(Presence::Awaited))
+    else if (auto backend = found->make())
         return backend;
-    return firstThatAnswers();
+    return firstThatComes();
 }

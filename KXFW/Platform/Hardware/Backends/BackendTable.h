@@ -7,8 +7,8 @@
 namespace kx
 {
 
-/// The backend that the environment variable KXFW_AUDIO_BACKEND names, or else the first of the table whose system
-/// answers. [any] [blocks]
+/// The backend that the environment variable KXFW_AUDIO_BACKEND names, or else one that plays to the first system of
+/// the table that has a device, and moves to a better one when that comes. [any] [blocks]
 std::unique_ptr<HardwareBackend> makeBackend();
 
 } // namespace kx

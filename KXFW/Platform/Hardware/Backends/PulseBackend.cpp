@@ -36,16 +36,13 @@ kx::PulseBackend::~PulseBackend()
     dropContext();
 }
 
-bool kx::PulseBackend::waitUntilAnswered(Clock::time_point deadline)
+void kx::PulseBackend::waitUntilAnswered(Clock::time_point deadline)
 {
     const bool isLikely = pulseServerIsLikely();
-    bool answered = false;
     changed_.waitUntil(deadline, [&] {
         const PulseLoop::Lock lock(*loop_);
-        answered = hasAnswered_;
-        return answered || (!isLikely && refusals_ >= kEnoughRefusals);
+        return hasAnswered_ || (!isLikely && refusals_ >= kEnoughRefusals);
     });
-    return answered;
 }
 
 void kx::PulseBackend::connect()
@@ -205,14 +202,13 @@ kx::Result<std::unique_ptr<kx::OutputStream>> kx::PulseBackend::openOutput(const
     return std::unique_ptr<OutputStream>(std::move(stream));
 }
 
-std::unique_ptr<kx::HardwareBackend> kx::makePulseBackend(Presence presence)
+std::unique_ptr<kx::HardwareBackend> kx::makePulseBackend()
 {
     const auto deadline = Clock::now() + kAnswerTime;
     std::shared_ptr<PulseLoop> loop = PulseLoop::start();
     if (!loop)
         return nullptr;
     auto backend = std::make_unique<PulseBackend>(std::move(loop));
-    if (!backend->waitUntilAnswered(deadline) && presence == Presence::Required)
-        return nullptr;
+    backend->waitUntilAnswered(deadline);
     return backend;
 }

@@ -26,9 +26,9 @@ public:
     explicit PulseBackend(std::shared_ptr<PulseLoop> loop);
     ~PulseBackend() override;
 
-    /// Waits until the server has described its devices; false when it did not in time, or when nothing suggests that
-    /// there is one. [blocks]
-    bool waitUntilAnswered(std::chrono::steady_clock::time_point deadline);
+    /// Waits until the server has described its devices, unless it does not in time or nothing suggests that there is
+    /// one. [blocks]
+    void waitUntilAnswered(std::chrono::steady_clock::time_point deadline);
 
     [[nodiscard]] HardwareState state() const override;
     void setChangeHandler(std::function<void()> handler) override;

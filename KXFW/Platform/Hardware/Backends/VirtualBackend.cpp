@@ -70,7 +70,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<kx::HardwareBackend> kx::makeVirtualBackend(Presence)
+std::unique_ptr<kx::HardwareBackend> kx::makeVirtualBackend()
 {
     return std::make_unique<VirtualBackend>();
 }
