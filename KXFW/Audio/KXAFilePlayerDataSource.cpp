@@ -2,6 +2,8 @@
 
 #include "KXFW/Audio/LoopWalk.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -18,7 +20,14 @@ public:
     void seek(int64_t frame) override { data_.seek(frame); }
     // Each pass of a looped range would be dropped from the ring by the seek to the next one.
     void repeat(int64_t /*from*/, int64_t /*at*/, int64_t /*bytes*/) override {}
-    [[nodiscard]] bool nothingMeansEnd() const override { return false; } // the ring may just be full
+    [[nodiscard]] bool readsAhead() const override { return true; }
+
+    /// Whether all that was read ahead has been taken.
+    [[nodiscard]] bool ranDry() const
+    {
+        const auto ring = data_.ringBuffer();
+        return data_.ringBufferQueue()->sync([&] { return ring->count() == 0; });
+    }
 
 private:
     KXAFiledAudioData2 &data_;
@@ -72,7 +81,12 @@ void KXAFilePlayerDataSource::prerenderToBuffer(void * /*destination*/, uint32_t
     const kx::LoopRange range{settings->startOffset(), settings->endOffset(), size,
                               static_cast<int64_t>(data->format().mBytesPerFrame), settings->loop()};
     const int64_t position = settings->byteOffset() % size;
-    const kx::LoopWalkResult result = kx::walkLoop(range, position, request, walk);
+    kx::LoopWalkResult result = kx::walkLoop(range, position, request, walk);
+    if (result.count == 0 && range.loop && range.start < std::min(range.end, size) && walk.ranDry()) {
+        // A seek reads a second ahead: the file has ended though the position has not come there.
+        walk.seek(range.start / range.bytesPerFrame);
+        result = kx::walkLoop(range, range.start, request, walk);
+    }
     if (result.count > 0 || result.position != position)
         settings->setByteOffset(result.position);
 }

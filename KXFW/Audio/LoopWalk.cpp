@@ -70,11 +70,24 @@ private:
     {
         if (advance(std::min(request_ - count_, turn_ - position_)))
             return true;
-        if (count_ > 0 || position_ == range_.start || !source_.nothingMeansEnd())
+        if (source_.readsAhead())
+            return skipToTurn();
+        if (count_ > 0 || position_ == range_.start)
             return false;
         moveTo(range_.start); // the data ends before the range does: what there is of it is looped
         advance(std::min(request_ - count_, turn_ - position_));
         return false;
+    }
+
+    /// Counts what a read left out as passed; false when the request ends before the turn.
+    bool skipToTurn()
+    {
+        const int64_t missing = turn_ - position_;
+        if (count_ + missing > request_)
+            return false;
+        count_ += missing;
+        position_ = turn_;
+        return true;
     }
 
     /// Where the destination ends in one whole pass, copies it as often as the request asks.

@@ -25,8 +25,9 @@ public:
     virtual void seek(int64_t frame) = 0;
     /// Repeats the `bytes` bytes that stand at byte `from` of the destination at byte `at`.
     virtual void repeat(int64_t from, int64_t at, int64_t bytes) = 0;
-    /// Whether a read that brings nothing means that the data ends there (a full ring takes nothing either).
-    [[nodiscard]] virtual bool nothingMeansEnd() const { return true; }
+    /// Whether the data is read further than the walk has come: then a read that is short of the end of the range
+    /// passes it all the same, as what is missing was read before or has no room.
+    [[nodiscard]] virtual bool readsAhead() const { return false; }
 };
 
 struct LoopWalkResult {

@@ -2,11 +2,14 @@
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "Tests/Audio/AudioDataFixtures.h"
 #include "Tests/Support/CapturedLog.h"
+#include "Tests/Support/Eventually.h"
 #include "Tests/Support/FailingDisk.h"
 
+#include <fstream>
 #include <optional>
 #include <random>
 #include <thread>
+#include <unistd.h>
 
 namespace kx::test
 {
@@ -129,6 +132,54 @@ TEST(FiledAudioData, PrereadsReadsAndSeeksOnThreeThreadsNeverMixFrames)
     done = true;
     timer.join();
     seeker.join();
+}
+
+/// Whether a thread of this process sleeps, as it does in a lock that another one holds.
+bool sleeps(pid_t thread)
+{
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string field;
+    return stat >> field >> field >> field && field == "S";
+}
+
+TEST(FiledAudioData, APrereadEndsEarlyForAWaitingSeek)
+{
+    const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make(indexed(300000)));
+    std::optional<HeldFile> disk(make(indexed(300000)));
+    uint32_t decoded = 0;
+    std::thread reader([&] { decoded = data->prereadFrames(262144); });
+    ASSERT_TRUE(eventually([] { return HeldFile::waiting() > 0; }));
+    std::atomic<pid_t> waiter{0};
+    std::thread seeker([&] {
+        waiter = gettid();
+        data->seek(1000);
+    });
+    EXPECT_TRUE(eventually([&] { return waiter != 0 && sleeps(waiter); }));
+    disk.reset();
+    reader.join();
+    seeker.join();
+    EXPECT_EQ(decoded, 8192U) << "one step";
+    EXPECT_EQ(readIndices(*data, 1)[0], 1000);
+}
+
+TEST(DataSource, ALoopingPrerenderGoesOnBehindTheEndOfTheFile)
+{
+    const auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(make(indexed(150000)));
+    source->param()->setInputDesc(GetStandardDescription());
+    for (const uint32_t request : {2048U, 512U}) {
+        source->seek(148471); // 1,529 frames before the end, which the seek reads
+        std::vector<int64_t> numbers;
+        for (int pair = 0; pair < 10; ++pair) {
+            const auto some = readIndices(*source->audioData(), request);
+            numbers.insert(numbers.end(), some.begin(), some.end());
+            source->prerenderToBuffer(nullptr, request);
+            if (request == 2048 && pair == 0) {
+                EXPECT_EQ(source->param()->byteOffset(), 4 * (2048 - 1529)) << "the rest, from the start";
+            }
+        }
+        EXPECT_GT(numbers.size(), 1529U + 5 * request);
+        expectPasses(numbers, numbers.size(), 148471, 0, 150000);
+    }
 }
 
 TEST(DataSource, PrerendersAroundTheRange)
