@@ -54,8 +54,8 @@ KX_EXPORT OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
 KX_EXPORT OSStatus ExtAudioFileAbandon(ExtAudioFileRef file);
 
 /// Reads `frames` frames in the client format into `data`, whose buffers must have room for them; `frames` comes back
-/// as the number delivered, fewer than asked only at the end of the file, down to 0. Byte sizes in `data` are set to
-/// what was filled. [any] [blocks]
+/// as the number delivered, fewer than asked only at the end of the file, down to 0; a file that ends before its
+/// announced length gives kAudioFileReadError there. Byte sizes in `data` are set to what was filled. [any] [blocks]
 KX_EXPORT OSStatus ExtAudioFileRead(ExtAudioFileRef file, uint32_t *frames, AudioBufferList *data);
 
 /// Converts `frames` frames from the client format and appends them. Refused whole, with kAudioFileTooLargeError, when

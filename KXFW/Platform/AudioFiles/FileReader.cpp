@@ -69,10 +69,8 @@ OSStatus FileReader::read(uint32_t &frames, AudioBufferList &out)
     frames = 0;
     while (frames < wanted) {
         const auto made = fetch(wanted - frames, out, frames);
-        if (!made && frames == 0)
-            return made.status();
-        if (!made || *made == 0)
-            break;
+        if (!made)
+            return frames > 0 ? OSStatus{noErr} : made.status(); // the next read meets it at its start
         next_ += *made;
         frames += *made;
         hasRead_ = true;
@@ -92,9 +90,9 @@ Result<uint32_t> FileReader::fetch(uint32_t frames, AudioBufferList &out, uint32
         standing_ = next_;
     }
     const auto made = stream_->read(out, first, frames);
-    if (!made) {
+    if (!made || *made == 0) { // nothing is left, though the announced length says so
         standing_ = -1;
-        return made.status();
+        return made ? kAudioFileReadError : made.status();
     }
     cache_->record(next_, *made, out, first);
     standing_ += *made;

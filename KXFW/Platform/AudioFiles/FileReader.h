@@ -32,7 +32,7 @@ public:
     OSStatus setClient(const AudioStreamBasicDescription &client);
 
     /// Fills up to `frames` frames of `out`, whose buffers have been checked. `frames` comes back as the number
-    /// delivered. [any] [blocks]
+    /// delivered. A file that ends before the length that it announced gives kAudioFileReadError there. [any] [blocks]
     OSStatus read(uint32_t &frames, AudioBufferList &out);
 
     OSStatus seek(int64_t fileFrame);            ///< [any]
