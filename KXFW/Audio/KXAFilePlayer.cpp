@@ -14,9 +14,36 @@ namespace
 {
 
 constexpr uint32_t kFramesPerTick = 44100;
+constexpr uint32_t kFramesAtLoad = 8192;  ///< decoded before a load returns
+constexpr uint32_t kFramesAtPlay = 44100; ///< before the output starts: longer than a tick may be late
 constexpr std::chrono::nanoseconds kTimerInterval{100'000'000};
 constexpr std::chrono::nanoseconds kTimerLeeway{500'000'000};
 constexpr const char *kInputDescriptionKey = "inputDescription";
+
+/// What the render thread will ask for first is decoded before it runs. Null, or what failed.
+std::exception_ptr failureReadingAhead(KXAFiledAudioData2 &data, uint32_t frames) noexcept
+{
+    try {
+        data.readAhead(frames);
+        return nullptr;
+    } catch (...) {
+        return std::current_exception();
+    }
+}
+
+/// The same from the position on, which a loop takes into its range.
+std::exception_ptr failureReadingAhead(KXAFilePlayer &player) noexcept
+{
+    const auto data = player.audioData();
+    const int64_t position = player.byteOffset();
+    try {
+        if (player.loop() && (position < player.startOffset() || position > player.endOffset()))
+            player.setPositionInByte(position);
+    } catch (...) {
+        return std::current_exception();
+    }
+    return data ? failureReadingAhead(*data, kFramesAtPlay) : nullptr;
+}
 
 } // namespace
 
@@ -101,6 +128,7 @@ bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> sour
     const auto data = source ? source->audioData() : nullptr;
     const bool loaded = data != nullptr;
     const int64_t size = loaded ? data->bufferSize() : 0;
+    const std::exception_ptr failure = loaded ? failureReadingAhead(*data, kFramesAtLoad) : nullptr;
 
     const ControlGuard guard(controlLock_);
     if (stop.stop_requested() || refusedWhileExporting("load"))
@@ -116,6 +144,8 @@ bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> sour
         timeline_.clear(0);
         return previous;
     });
+    if (failure)
+        renderFailure_.set(failure);
     return loaded;
 }
 
@@ -127,6 +157,8 @@ void KXAFilePlayer::play()
     settle();
     if (rangeIsEmpty())
         return;
+    if (const std::exception_ptr failure = failureReadingAhead(*this))
+        renderFailure_.set(failure);
     isPlaying_ = true;
     beginRun();
     _ASSERT_NOERR(AudioOutputUnitStart(outputUnit_), "-[KXAFilePlayer play]");

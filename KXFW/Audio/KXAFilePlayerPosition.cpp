@@ -54,11 +54,11 @@ void KXAFilePlayer::setPositionInByte(int64_t position)
             return;
         const auto param = playerParam();
         param->setByteOffset(boundedPosition(position, data->bufferSize()));
-        data->seek(param->byteOffset() / bytesPerFrame);
         if (isPlaying())
             timeline_.jump(frameOffset());
         else
-            timeline_.clear(frameOffset()); // nothing of before will be heard
+            timeline_.clear(frameOffset());              // nothing of before will be heard
+        data->seek(param->byteOffset() / bytesPerFrame); // last: it raises where the file cannot be read
     });
     if (refused)
         NSLog("position refused: an export is running");

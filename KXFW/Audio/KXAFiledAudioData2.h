@@ -68,6 +68,8 @@ public:
     /// Decodes up to `frames` frames into the ring and returns how many: fewer when the ring or the bridge buffer is
     /// the limit, when somebody waits, and at the end. [any] [blocks]
     uint32_t prereadFrames(uint32_t frames);
+    /// Decodes until `frames` frames wait in the ring, as far as prereadFrames goes. [any] [blocks]
+    void readAhead(uint32_t frames);
     /// Fills the ring as far as one bridge buffer goes. [queue: KXAFiledAudioData.prereadQueue] [blocks]
     void preread();
     void _preread(); ///< The body of `preread`. [any] [blocks]

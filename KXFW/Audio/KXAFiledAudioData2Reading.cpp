@@ -42,6 +42,15 @@ uint32_t KXAFiledAudioData2::prereadFrames(uint32_t frames)
     return decodeIntoRing(frames * bytesPerFrame, Interruption::Allowed, kPrereadSite);
 }
 
+void KXAFiledAudioData2::readAhead(uint32_t frames)
+{
+    const std::lock_guard guard(transferLock_);
+    const uint64_t wanted = uint64_t{frames} * format().mBytesPerFrame;
+    const uint64_t waiting = parts_.ringQueue->sync([&] { return parts_.ring->count(); });
+    if (waiting < wanted)
+        decodeIntoRing(static_cast<uint32_t>(wanted - waiting), Interruption::Allowed, kPrereadSite);
+}
+
 void KXAFiledAudioData2::preread()
 {
     prereadQueue()->sync([this] { _preread(); });

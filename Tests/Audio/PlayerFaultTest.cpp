@@ -2,6 +2,7 @@
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/FailingDisk.h"
+#include "Tests/Support/RenderGuard.h"
 
 #include <cstring>
 #include <optional>
@@ -74,6 +75,70 @@ TEST_F(PlayerFaultTest, AnExportOfAFailingFileFailsAndLeavesNothing)
         EXPECT_NE(exportRange(player, destination).failure, "");
         EXPECT_FALSE(std::filesystem::exists(destination));
         EXPECT_TRUE(player->loop());
+    }
+}
+
+/// A copy of an encoded file of 500,000 frames, loaded by a player that no timer helps, and then cut to a part.
+class CutFileTest : public PlayerTest, public testing::WithParamInterface<Codec>
+{
+protected:
+    static constexpr int64_t kFrames = 500000;
+
+    void loadAndCut()
+    {
+        player->timer()->cancel();
+        std::filesystem::remove(file);
+        std::filesystem::copy_file(make({.codec = GetParam(), .frames = kFrames}), file);
+        ASSERT_TRUE(player->loadFileAtURL(file));
+        std::filesystem::resize_file(file, std::filesystem::file_size(file) * 6 / 10);
+    }
+
+    CapturedLog quiet;
+    std::filesystem::path file = temporaryPath("cut");
+};
+
+TEST_P(CutFileTest, IsAFailureToldOnceWhilePlayingAndInAnExport)
+{
+    loadAndCut();
+    int told = 0;
+    player->setPlaybackFailureBlock([&](const NSException &) { ++told; });
+    player->setLoop(false);
+    playOut();
+    player->_timerFired(nullptr);
+    player->_timerFired(nullptr);
+    EXPECT_EQ(told, 1);
+    EXPECT_GT(player->frameOffset(), kFrames / 2) << "what there is";
+    EXPECT_LT(player->frameOffset(), kFrames * 7 / 10);
+
+    loadAndCut();
+    EXPECT_ANY_THROW(player->setPositionInFrame(kFrames - 10));
+    EXPECT_EQ(player->heardFrame().frame, player->frameOffset());
+
+    loadAndCut();
+    const auto folder = temporaryPath("folder");
+    std::filesystem::create_directory(folder);
+    writeBytes(folder / "old.aiff", {1, 2, 3});
+    player->prepareForExport();
+    EXPECT_NE(exportRange(player, folder / "old.aiff").failure, "");
+    EXPECT_EQ(readBytes(folder / "old.aiff"), (std::vector<uint8_t>{1, 2, 3}));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Containers, CutFileTest,
+                         testing::Values(Codec::WAV, Codec::AIFF, Codec::FLAC, Codec::Vorbis, Codec::MP3, Codec::AAC));
+
+TEST_F(PlayerTest, StartsWithoutDecodingOnTheRenderThread)
+{
+    player->timer()->cancel();
+    for (const int64_t start : {0, 60000}) { // behind the position: play goes there
+        load({.codec = Codec::AAC, .frames = 100000});
+        player->setStartOffsetInFrame(start);
+        player->play();
+        const RenderGuard guard;
+        advance(20000);
+        EXPECT_TRUE(guard.isClean()) << guard;
+        EXPECT_EQ(player->audioData()->underruns(), 0U) << "from " << start;
+        player->stop();
     }
 }
 
