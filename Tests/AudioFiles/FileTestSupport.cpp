@@ -45,6 +45,22 @@ void putLittle(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count)
         bytes.at(at + i) = static_cast<uint8_t>(value >> (8 * i));
 }
 
+Bytes box(std::string_view type, const Bytes &contents)
+{
+    Bytes bytes = Bytes(4) + bytesOf(type) + contents;
+    putBig(bytes, 0, bytes.size(), 4);
+    return bytes;
+}
+
+Bytes repeated(const Bytes &bytes, std::size_t copies)
+{
+    Bytes all;
+    all.reserve(bytes.size() * copies);
+    for (std::size_t i = 0; i < copies; ++i)
+        all.insert(all.end(), bytes.begin(), bytes.end());
+    return all;
+}
+
 int inChild(const std::function<int()> &body)
 {
     const pid_t child = ::fork();

@@ -141,6 +141,11 @@ Bytes operator+(Bytes a, const Bytes &b);
 void putBig(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count);
 void putLittle(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count);
 
+/// A box of an MPEG-4 file.
+Bytes box(std::string_view type, const Bytes &contents = {});
+/// So many copies one behind the other.
+Bytes repeated(const Bytes &bytes, std::size_t copies);
+
 /// Runs `body` in a child process: what it returns, or 128 + the signal that ended it.
 int inChild(const std::function<int()> &body);
 

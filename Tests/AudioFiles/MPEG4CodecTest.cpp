@@ -60,11 +60,6 @@ Bytes withEdit(const Bytes &bytes, uint32_t duration, uint32_t start)
     return withNumber(withNumber(bytes, body + 8, duration), body + 12, start);
 }
 
-Bytes box(std::string_view type, const Bytes &contents)
-{
-    return withNumber(Bytes(4) + bytesOf(type) + contents, 0, static_cast<uint32_t>(8 + contents.size()));
-}
-
 /// The file, whose 'moov' box comes last, with a gapless tag in it.
 Bytes withGaplessTag(const Bytes &bytes, std::string_view value)
 {
@@ -90,6 +85,38 @@ TEST(MPEG4Codec, LetsNobodyHearTheSegments)
     ASSERT_GE(expected.size(), sound.size());
     expected.resize(sound.size());
     EXPECT_TRUE(sound == expected) << "not what one decoder makes of the whole file";
+}
+
+TEST(MPEG4Codec, FindsTheSamePacketsHoweverTheyAreFiled)
+{
+    const std::string picture = "testsrc=duration=1:size=64x64:rate=25";
+    const std::vector<std::string> ways[] = {
+        {"-map", "0:a", "-f", "mov"},
+        {"-map", "0:a", "-f", "ipod", "-movflags", "+faststart"},
+        {"-map", "0:a", "-movflags", "frag_keyframe+empty_moov", "-frag_duration", "200000"},
+        {"-map", "0:a", "-movflags", "frag_keyframe", "-frag_duration", "200000"}, // the first packets in tables
+        {"-map", "0:a", "-movflags", "frag_every_frame+omit_tfhd_offset"},
+        {"-map", "0:a", "-movflags", "cmaf", "-frag_duration", "200000"},
+        {"-map", "1:v", "-map", "0:a", "-movflags", "omit_tfhd_offset", "-frag_duration", "200000", "-c:v", "mpeg4"},
+        {"-map", "1:v", "-map", "0:a", "-c:v", "mpeg4"},
+    };
+    for (const Codec codec : {Codec::AAC, Codec::ALAC}) {
+        const auto path = make({.codec = codec, .frames = kSourceFrames});
+        const auto expected = decodedMPEG4(withoutEdits(readBytes(path)));
+        for (const auto &options : ways) {
+            const std::string what = testing::PrintToString(options);
+            const auto copy = temporaryPath("copy.mp4");
+            std::vector<std::string> command{"ffmpeg", "-nostdin", "-v", "error", "-i",   path.string(),
+                                             "-f",     "lavfi",    "-i", picture, "-c:a", "copy"};
+            command.insert(command.end(), options.begin(), options.end());
+            command.push_back(copy.string());
+            ASSERT_EQ(runTool(command).status, 0) << what;
+            const auto sound = decodedMPEG4(readBytes(copy));
+            EXPECT_GE(sound.size(), (kSourceFrames - 44) * 2U) << what; // an edit's duration is in milliseconds
+            const int64_t skip = static_cast<int64_t>(sound.size()) > kSourceFrames * 2 ? 0 : kPriming;
+            EXPECT_TRUE(isPartFrom(codec == Codec::AAC ? skip : 0, sound, expected)) << what;
+        }
+    }
 }
 
 TEST(MPEG4Codec, TakesAnEditThatCutsTheFileAtItsWordAndARoundedOneForTheWhole)

@@ -25,6 +25,11 @@ if command -v ffmpeg >/dev/null; then
     mv "$prefix" "$moved"
     strace -f -e trace=openat -o "$work/trace" "$moved/bin/kxtool" info "$work/music.m4a" | grep -x 'codec: AAC'
     grep -F "$moved/" "$work/trace" | grep -q 'kxfw-mpeg4.*= [0-9]'
+    # Nor in a folder that the program goes to, when the library was named from the one that it came from.
+    library=$(dirname "$(cd "$moved" && find lib* -name libKXFW.so.1)")
+    mkdir -p "$work/planted/$library/kxfw"
+    touch "$work/planted/$library/"{libKXFW.so.1,kxfw-mpeg4.so,kxfw/kxfw-mpeg4.so}
+    (cd "$moved" && LD_LIBRARY_PATH="$library" "$work/build/elsewhere" "$work/planted" "$work/music.m4a")
 fi
 readelf -d "$work/build/loop" | grep -q 'NEEDED.*libKXFW\.so\.1\]'
 readelf -d "$work/build/bar" | grep -q 'NEEDED.*libKXFWUI\.so\.1\]'

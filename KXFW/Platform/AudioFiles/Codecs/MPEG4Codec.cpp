@@ -20,7 +20,7 @@ namespace
 
 /// The folder of the shared object, or of the program, that holds this code. A program is named by its first argument,
 /// which need not be a path.
-std::filesystem::path ownFolder()
+std::filesystem::path findOwnFolder()
 {
     static const int here = 0;
     constexpr const char *program = "/proc/self/exe";
@@ -33,9 +33,22 @@ std::filesystem::path ownFolder()
     return object.parent_path();
 }
 
+/// Found once: what loaded this code may have named it from the current folder, which can change.
+const std::filesystem::path &ownFolder()
+{
+    static const std::filesystem::path folder = findOwnFolder();
+    return folder;
+}
+
+/// Runs while this code is being loaded.
+[[gnu::constructor]] void findOwnFolderAtLoad() noexcept
+{
+    ownFolder();
+}
+
 MPEG4ModuleOpen loadModule()
 {
-    const std::filesystem::path folder = ownFolder();
+    const std::filesystem::path &folder = ownFolder();
     std::error_code ignored;
     for (const char *place : {".", "kxfw", "../lib", "../lib/kxfw"}) {
         const std::filesystem::path path = folder / place / kMPEG4ModuleFile;

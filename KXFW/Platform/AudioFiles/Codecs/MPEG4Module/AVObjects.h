@@ -6,7 +6,6 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 }
 
 namespace kx
@@ -20,6 +19,5 @@ using AVCodecContextOwner = std::unique_ptr<AVCodecContext, FreeByAddress<avcode
 using AVCodecParametersOwner = std::unique_ptr<AVCodecParameters, FreeByAddress<avcodec_parameters_free>>;
 using AVFrameOwner = std::unique_ptr<AVFrame, FreeByAddress<av_frame_free>>;
 using AVPacketOwner = std::unique_ptr<AVPacket, FreeByAddress<av_packet_free>>;
-using AVFormatContextOwner = std::unique_ptr<AVFormatContext, FreeByAddress<avformat_close_input>>;
 
 } // namespace kx

@@ -37,7 +37,7 @@ class MPEG4Decoder final : public Decoder
 public:
     MPEG4Decoder(ByteSource &source, MPEG4Track track)
         : source_(source), track_(std::move(track)), packetDecoder_(*track_.parameters),
-          bytes_(track_.largestPacket + AV_INPUT_BUFFER_PADDING_SIZE)
+          bytes_(track_.packets.largest() + AV_INPUT_BUFFER_PADDING_SIZE)
     {
     }
 
@@ -97,7 +97,7 @@ public:
 private:
     [[nodiscard]] bool isALAC() const noexcept { return track_.parameters->codec_id == AV_CODEC_ID_ALAC; }
     [[nodiscard]] std::size_t bytesPerSample() const noexcept { return packet_.kind == SampleKind::Int16 ? 2 : 4; }
-    [[nodiscard]] int64_t packetCount() const noexcept { return static_cast<int64_t>(track_.packets.size()); }
+    [[nodiscard]] int64_t packetCount() const noexcept { return track_.packets.count(); }
 
     /// ALAC's own header states how much the decoder will allocate; the library would take it at its word.
     bool hasBearableParameters()
@@ -172,7 +172,7 @@ private:
     /// The packet as the library decodes it, after whatever it decoded before; null if that fails.
     const AVFrame *decodeRaw(int64_t packet)
     {
-        const MPEG4Track::Packet &entry = track_.packets[static_cast<std::size_t>(packet)];
+        const MPEG4PacketList::Packet &entry = track_.packets.at(packet);
         isReadable_ = source_.readAt(entry.position, bytes_.data(), entry.bytes) == int64_t{entry.bytes};
         if (!isReadable_)
             return nullptr;

@@ -20,7 +20,7 @@ int64_t framesOf(double units, int64_t timescale, uint32_t rate, int64_t limit)
 
 int64_t editedFrames(const MPEG4Track &track, uint32_t rate, int64_t available)
 {
-    const MPEG4TrackEdits &edits = track.edits;
+    const MPEG4Edits &edits = track.edits;
     if (edits.count != 1 || edits.duration == 0 || track.movieTimescale == 0)
         return available;
     const int64_t edited = framesOf(static_cast<double>(edits.duration), track.movieTimescale, rate, available);
