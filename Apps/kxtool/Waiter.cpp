@@ -27,8 +27,11 @@ int openSignals()
 {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+        struct sigaction action = {};
+        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) // as under nohup
+            sigaddset(&set, number);
+    }
     checked(-pthread_sigmask(SIG_BLOCK, &set, nullptr), "pthread_sigmask");
     return checked(signalfd(-1, &set, SFD_CLOEXEC), "signalfd");
 }

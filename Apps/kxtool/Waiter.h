@@ -5,9 +5,10 @@
 namespace kxtool
 {
 
-/// Waits for what ends a command: an interrupt or termination signal, or the end of its work on another thread.
+/// Waits for what ends a command: a signal that asks for the end (interrupt, termination, a terminal or a reader that
+/// has gone), unless it is ignored, or the end of its work on another thread.
 ///
-/// Both signals are blocked from its making on, in all threads that start later too, and read from a descriptor: no
+/// The signals are blocked from its making on, in all threads that start later too, and read from a descriptor: no
 /// signal handler runs. Make it before anything that starts threads.
 class Waiter
 {

@@ -3,13 +3,54 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cerrno>
 #include <cmath>
 #include <csignal>
+#include <cstdarg>
+#include <fcntl.h>
 #include <random>
 #include <sndfile.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace
+{
+
+std::atomic<bool> withoutUnnamedFiles{false};
+std::atomic<bool> syncFails{false};
+std::function<void(int file)> onSync; ///< of one test at a time
+
+} // namespace
+
+// These stand in for the C library's own in the test program.
+extern "C" int openat(int folder, const char *path, int flags, ...)
+{
+    va_list rest;
+    va_start(rest, flags);
+    const bool isUnnamed = (flags & O_TMPFILE) == O_TMPFILE;
+    const auto mode = isUnnamed || (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    if (withoutUnnamedFiles && isUnnamed) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_openat, folder, path, flags, mode));
+}
+
+extern "C" int fsync(int file)
+{
+    if (onSync)
+        onSync(file);
+    if (syncFails) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_fsync, file));
+}
 
 namespace kx::test
 {
@@ -30,6 +71,61 @@ fs::path newFolder(const std::string &name)
     const auto path = temporaryPath(name);
     fs::create_directory(path);
     return path;
+}
+
+/// A disk whose files have names from the start, if wanted, and whose synchronisations are seen and may fail.
+class DiskCalls
+{
+public:
+    explicit DiskCalls(bool named) { withoutUnnamedFiles = named; }
+    ~DiskCalls()
+    {
+        withoutUnnamedFiles = syncFails = false;
+        onSync = nullptr;
+    }
+    DiskCalls(const DiskCalls &) = delete;
+    DiskCalls &operator=(const DiskCalls &) = delete;
+
+    /// Notes what is synchronised, and whether `target` is the new file by then.
+    void watch(const fs::path &target)
+    {
+        onSync = [this, target](int file) {
+            struct stat info = {};
+            ::fstat(file, &info);
+            std::error_code none;
+            const bool placed = fs::file_size(target, none) > 1 && !none;
+            seen_.push_back(std::string(S_ISDIR(info.st_mode) ? "folder, " : "bytes, ") +
+                            (placed ? "after" : "before") + " the name");
+        };
+    }
+    void fail()
+    {
+        onSync = nullptr;
+        syncFails = true;
+    }
+    [[nodiscard]] const std::vector<std::string> &seen() const { return seen_; }
+
+private:
+    std::vector<std::string> seen_;
+};
+
+constexpr int64_t kManyFrames = 2'000'000; // 8 MB, several batches
+
+struct Outcome {
+    OSStatus write = noErr;
+    OSStatus close = noErr;
+};
+
+/// Writes `frames` silent frames to `path`, slice by slice, until something fails.
+Outcome writeSilence(const fs::path &path, int64_t frames)
+{
+    Outcome outcome;
+    NewFile file(path);
+    EXPECT_EQ(file.status(), noErr);
+    for (int64_t done = 0; done < frames && outcome.write == noErr; done += 512)
+        outcome.write = file.write(std::vector<int16_t>(1024));
+    outcome.close = file.close();
+    return outcome;
 }
 
 struct FileKind {
@@ -130,14 +226,14 @@ TEST(Writing, TheOldFileStandsUntilTheNewOneIsWholeAndHandsOnItsMode)
     const auto folder = newFolder("atomic");
     const auto target = folder / "song.aiff";
     writeBytes(target, {1});
-    ::chmod(target.c_str(), 0604);
+    ::chmod(target.c_str(), 04604); // to run as the owner is not handed on
     fs::create_symlink("song.aiff", folder / "link.aiff");
     fs::create_symlink("link.aiff", folder / "chain.aiff");
     for (const bool isAbandoned : {true, false}) {
         NewFile file(folder / "chain.aiff");
         ASSERT_EQ(file.write(std::vector<int16_t>(2000)), noErr);
         EXPECT_EQ(readBytes(target), Bytes{1});
-        EXPECT_EQ(entries(folder), 4U);
+        EXPECT_EQ(entries(folder), 3U) << "a killed process would leave nothing";
         ASSERT_EQ(isAbandoned ? noErr : file.close(), noErr);
     }
     EXPECT_EQ(fs::file_size(target), 54U + 4000U);
@@ -155,6 +251,60 @@ TEST(Writing, TheOldFileStandsUntilTheNewOneIsWholeAndHandsOnItsMode)
         EXPECT_EQ(modeOf(folder / name), 0640U) << "the mask of the process";
     }
     ::umask(before);
+}
+
+/// With and without files that have no name.
+TEST(Writing, AFileThatComesMeanwhileIsReplacedOnlyIfItMayBe)
+{
+    for (const bool named : {false, true}) {
+        const DiskCalls calls(named);
+        for (const uint32_t flags : {0U, uint32_t{kAudioFileFlags_EraseFile}}) {
+            SCOPED_TRACE(testing::Message() << "named " << named << ", flags " << flags);
+            const auto folder = newFolder("race");
+            const auto moved = newFolder("moved") / "folder";
+            NewFile file(folder / "new.aiff", kAudioFileAIFFType, standardFormat(), flags);
+            ASSERT_EQ(file.write(std::vector<int16_t>(20)), noErr);
+            fs::rename(folder, moved);
+            writeBytes(moved / "new.aiff", {1});
+            EXPECT_EQ(file.close(), flags == 0 ? kAudioFilePermissionsError : noErr);
+            EXPECT_EQ(readBytes(moved / "new.aiff") == Bytes{1}, flags == 0);
+            EXPECT_EQ(entries(moved), 1U);
+        }
+    }
+}
+
+TEST(Writing, TheBytesAreOnTheDiskBeforeTheName)
+{
+    for (const bool named : {false, true}) {
+        for (const bool replaces : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "named " << named << ", replaces " << replaces);
+            const auto target = newFolder("order") / "out.aiff";
+            if (replaces)
+                writeBytes(target, {1});
+            DiskCalls calls(named);
+            calls.watch(target);
+            EXPECT_EQ(writeSilence(target, 1024).close, noErr);
+            EXPECT_EQ(calls.seen(), (std::vector<std::string>{"bytes, before the name", "folder, after the name"}));
+            calls.fail();
+            EXPECT_EQ(writeSilence(target, 2048).close, kAudioFileWriteError);
+            EXPECT_EQ(OpenFile(target).length(), 1024) << "the old file stands";
+            EXPECT_EQ(entries(target.parent_path()), 1U);
+        }
+    }
+}
+
+TEST(Writing, LinksOfStrangersInSharedFoldersAreNotFollowed)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to make a stranger's link";
+    const auto folder = newFolder("shared");
+    const auto target = newFolder("own") / "out.aiff";
+    fs::create_symlink(target, folder / "link.aiff");
+    ASSERT_EQ(::lchown((folder / "link.aiff").c_str(), 65534, 65534), 0);
+    for (const mode_t mode : {0755U, 0777U, 01755U, 01777U}) {
+        ASSERT_EQ(::chmod(folder.c_str(), mode), 0);
+        EXPECT_EQ(NewFile(folder / "link.aiff").status(), mode == 01777 ? kAudioFilePermissionsError : noErr) << mode;
+    }
 }
 
 TEST(Writing, UnsuitableDestinationsAndFormatsAreRefusedAtOnce)
@@ -186,25 +336,6 @@ TEST(Writing, UnsuitableDestinationsAndFormatsAreRefusedAtOnce)
         EXPECT_EQ(NewFile(here, type, format).status(), kAudioFileUnsupportedDataFormatError) << format.mFormatFlags;
     EXPECT_EQ(readBytes(here), Bytes{1});
     EXPECT_EQ(entries(folder), 3U);
-}
-
-constexpr int64_t kManyFrames = 2'000'000; // 8 MB, several batches
-
-struct Outcome {
-    OSStatus write = noErr;
-    OSStatus close = noErr;
-};
-
-/// Writes `frames` silent frames to `path`, slice by slice, until something fails.
-Outcome writeSilence(const fs::path &path, int64_t frames)
-{
-    Outcome outcome;
-    NewFile file(path);
-    EXPECT_EQ(file.status(), noErr);
-    for (int64_t done = 0; done < frames && outcome.write == noErr; done += 512)
-        outcome.write = file.write(std::vector<int16_t>(1024));
-    outcome.close = file.close();
-    return outcome;
 }
 
 /// A folder with one old file in it, which must outlive every failure.

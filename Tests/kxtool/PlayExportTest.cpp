@@ -87,22 +87,31 @@ TEST(Export, WritesTheRangeBitForBitInWholeSlices)
     }
 }
 
-TEST(Export, CancelledByAnInterruptLeavesAValidShorterFile)
+TEST(Export, ASignalLeavesAValidShorterFileAndAKillNothing)
 {
-    const auto folder = temporaryPath("cancel");
-    std::filesystem::create_directory(folder);
-    const std::string output = folder / "out.aiff";
-    RunningKxtool tool({"export", hugeFile(), output});
-    ASSERT_TRUE(tool.waitFor(R"(\] +[0-9]+ %)")) << tool.terminal();
-    tool.signal(SIGINT);
-    EXPECT_EQ(tool.wait(), 1) << tool.terminal();
-    EXPECT_NE(tool.terminal().find(output + ": cancelled"), std::string::npos) << tool.terminal();
-    const ToolResult info = kxtool({"info", output});
-    ASSERT_EQ(info.status, 0) << info.errors;
-    const int64_t frames = std::stoll(valueOf("frames", info.output));
-    EXPECT_LT(frames, 1 << 28);
-    EXPECT_EQ(frames % 512, 0);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+    const auto huge = hugeFile();
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGKILL}) {
+        SCOPED_TRACE(number);
+        const auto folder = temporaryPath("cancel");
+        std::filesystem::create_directory(folder);
+        const std::string output = folder / "out.aiff";
+        RunningKxtool tool({"export", huge, output});
+        ASSERT_TRUE(tool.waitFor(R"(\] +[0-9]+ %)")) << tool.terminal();
+        tool.signal(number);
+        const int status = tool.wait();
+        if (number == SIGKILL) {
+            EXPECT_TRUE(std::filesystem::is_empty(folder));
+            continue;
+        }
+        EXPECT_EQ(status, 1) << tool.terminal();
+        EXPECT_NE(tool.terminal().find(output + ": cancelled"), std::string::npos) << tool.terminal();
+        const ToolResult info = kxtool({"info", output});
+        ASSERT_EQ(info.status, 0) << info.errors;
+        const int64_t frames = std::stoll(valueOf("frames", info.output));
+        EXPECT_LT(frames, 1 << 28);
+        EXPECT_EQ(frames % 512, 0);
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+    }
 }
 
 } // namespace

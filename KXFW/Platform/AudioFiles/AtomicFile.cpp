@@ -4,12 +4,11 @@
 #include "KXFW/Platform/Foundation/Status.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <string_view>
 
 namespace kx
@@ -18,33 +17,15 @@ namespace kx
 namespace
 {
 
-constexpr int kMaximumLinks = 40; ///< as many as the kernel follows
 constexpr std::size_t kMaximumNameBytes = 255;
-constexpr std::string_view kSuffix = ".kx-XXXXXX";
+constexpr int kScratchNames = 100; ///< that may be taken before it is given up
+constexpr mode_t kNewFile = 0666;  ///< less what the process masks
+constexpr mode_t kPermissions = 0777;
 
-/// The file that a chain of links ends at, there or not.
-Result<std::filesystem::path> resolve(std::filesystem::path path)
+/// The name under which the kernel knows an open file.
+std::string linkOf(const FileDescriptor &file)
 {
-    std::error_code error;
-    for (int i = 0; i < kMaximumLinks && std::filesystem::is_symlink(path, error); ++i) {
-        const auto target = std::filesystem::read_symlink(path, error);
-        if (error)
-            return openFailure(error.value());
-        path = path.parent_path() / target;
-    }
-    if (std::filesystem::is_symlink(path, error))
-        return openFailure(ELOOP);
-    return path;
-}
-
-/// The process's file creation mask. The kernel's own call can only be asked by changing it for all threads.
-mode_t creationMask()
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.starts_with("Umask:"))
-            return static_cast<mode_t>(std::strtoul(line.c_str() + 6, nullptr, 8));
-    return 022;
+    return "/proc/self/fd/" + std::to_string(file.number());
 }
 
 template <class Call> auto uninterrupted(Call call)
@@ -59,60 +40,70 @@ template <class Call> auto uninterrupted(Call call)
 
 Result<std::unique_ptr<AtomicFile>> AtomicFile::create(const std::filesystem::path &destination, Existing existing)
 {
-    auto resolved = resolve(destination);
-    if (!resolved)
-        return resolved.status();
+    auto place = findPlace(destination);
+    if (!place)
+        return place.status();
     std::unique_ptr<AtomicFile> file(new AtomicFile);
     file->existing_ = existing;
-    if (const OSStatus status = file->inspectExisting(resolved->c_str()); status != noErr)
-        return status;
-    if (const OSStatus status = file->begin(*resolved); status != noErr)
+    file->folder_ = std::move(place->folder);
+    file->name_ = std::move(place->name);
+    if (place->existing)
+        if (const OSStatus status = file->inspectExisting(*place->existing); status != noErr)
+            return status;
+    if (const OSStatus status = file->open(); status != noErr)
         return status;
     return file;
 }
 
-OSStatus AtomicFile::inspectExisting(const char *path)
+OSStatus AtomicFile::inspectExisting(const struct stat &info)
 {
-    struct stat info = {};
-    if (::stat(path, &info) != 0) {
-        mode_ = 0666 & ~creationMask();
-        return errno == ENOENT ? noErr : openFailure(errno);
-    }
     if (!S_ISREG(info.st_mode))
         return kAudioFileUnsupportedFileTypeError;
     if (existing_ == Existing::Refuse)
         return kAudioFilePermissionsError;
-    if (::access(path, W_OK) != 0) // a rename would replace what must not be written
+    // A rename would replace what must not be written.
+    if (::faccessat(folder_.number(), name_.c_str(), W_OK, AT_EACCESS) != 0)
         return openFailure(errno);
-    mode_ = info.st_mode & 07777;
+    mode_ = info.st_mode & kPermissions;
     return noErr;
 }
 
-OSStatus AtomicFile::begin(const std::filesystem::path &destination)
+/// Without a name, if the file system can and the kernel tells how to give it one later.
+OSStatus AtomicFile::open()
 {
-    name_ = destination.filename();
-    if (name_.empty() || name_ == "." || name_ == "..")
-        return kAudioFileUnsupportedFileTypeError;
-    if (name_.size() > kMaximumNameBytes)
-        return openFailure(ENAMETOOLONG);
-    const auto parent = destination.has_parent_path() ? destination.parent_path() : std::filesystem::path(".");
-    folder_ = FileDescriptor(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder_.isOpen())
-        return openFailure(errno);
-    std::string name(".");
-    name.append(name_, 0, kMaximumNameBytes - 1 - kSuffix.size()).append(kSuffix);
-    std::string path = parent / name;
-    file_ = FileDescriptor(::mkostemp(path.data(), O_CLOEXEC));
-    if (!file_.isOpen())
-        return openFailure(errno);
-    temporaryName_ = path.substr(path.size() - name.size());
-    return noErr;
+    const mode_t mode = mode_ ? S_IRUSR | S_IWUSR : kNewFile;
+    const int folder = folder_.number();
+    file_ =
+        FileDescriptor(uninterrupted([&] { return ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode); }));
+    if (file_.isOpen() && ::access(linkOf(file_).c_str(), F_OK) == 0)
+        return noErr;
+    for (int i = 0; i < kScratchNames; ++i) {
+        std::string name = scratchName();
+        constexpr int kFlags = O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC;
+        file_ = FileDescriptor(uninterrupted([&] { return ::openat(folder, name.c_str(), kFlags, mode); }));
+        if (file_.isOpen())
+            scratch_ = std::move(name);
+        if (file_.isOpen() || errno != EEXIST)
+            break;
+    }
+    return file_.isOpen() ? noErr : openFailure(errno);
+}
+
+std::string AtomicFile::scratchName() const
+{
+    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz234567";
+    uint8_t random[6] = {};
+    std::string suffix(".kx-");
+    if (::getrandom(random, sizeof random, 0) == sizeof random)
+        for (const uint8_t number : random)
+            suffix += kLetters[number % kLetters.size()];
+    return std::string(".").append(name_, 0, kMaximumNameBytes - 1 - suffix.size()).append(suffix);
 }
 
 AtomicFile::~AtomicFile()
 {
-    if (!temporaryName_.empty())
-        ::unlinkat(folder_.number(), temporaryName_.c_str(), 0);
+    if (!scratch_.empty())
+        ::unlinkat(folder_.number(), scratch_.c_str(), 0);
 }
 
 OSStatus AtomicFile::fail(int error) noexcept
@@ -151,25 +142,63 @@ OSStatus AtomicFile::commit()
 {
     if (failure_ != noErr)
         return failure_;
-    if (::fchmod(file_.number(), mode_) != 0 || uninterrupted([&] { return ::fsync(file_.number()); }) != 0)
+    if (mode_ && ::fchmod(file_.number(), *mode_) != 0)
         return fail(errno);
-    if (rename() != 0)
+    if (uninterrupted([&] { return ::fsync(file_.number()); }) != 0)
         return fail(errno);
-    temporaryName_.clear();
+    if (!putInPlace())
+        return errno == EEXIST ? failure_ = kAudioFilePermissionsError : fail(errno);
     // The file is whole and in its place; some file systems cannot synchronise a folder, which takes nothing from that.
     uninterrupted([&] { return ::fsync(folder_.number()); });
     return noErr;
 }
 
-int AtomicFile::rename() const noexcept
+bool AtomicFile::putInPlace()
+{
+    if (!mode_ && takeFreeName())
+        return true;
+    if (existing_ == Existing::Refuse || (!mode_ && errno != EEXIST) || !takeScratchName() ||
+        ::renameat(folder_.number(), scratch_.c_str(), folder_.number(), name_.c_str()) != 0)
+        return false;
+    scratch_.clear();
+    return true;
+}
+
+/// Gives the file a further name, which nothing has yet.
+bool AtomicFile::linkTo(const std::string &name) const
 {
     const int folder = folder_.number();
-    if (existing_ == Existing::Refuse) {
-        const int result = ::renameat2(folder, temporaryName_.c_str(), folder, name_.c_str(), RENAME_NOREPLACE);
-        if (result == 0 || (errno != EINVAL && errno != ENOSYS))
-            return result;
+    if (!scratch_.empty())
+        return ::linkat(folder, scratch_.c_str(), folder, name.c_str(), 0) == 0;
+    return ::linkat(AT_FDCWD, linkOf(file_).c_str(), folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+/// The destination's name, if nothing has it. Not every file system has both ways for a file with a name.
+bool AtomicFile::takeFreeName()
+{
+    const int folder = folder_.number();
+    if (!scratch_.empty()) {
+        if (::renameat2(folder, scratch_.c_str(), folder, name_.c_str(), RENAME_NOREPLACE) == 0) {
+            scratch_.clear();
+            return true;
+        }
+        if (errno != EINVAL && errno != ENOSYS)
+            return false;
     }
-    return ::renameat(folder, temporaryName_.c_str(), folder, name_.c_str());
+    return linkTo(name_); // a scratch name goes with this object
+}
+
+/// A name from which the file can be renamed, if it has none.
+bool AtomicFile::takeScratchName()
+{
+    for (int i = 0; i < kScratchNames && scratch_.empty(); ++i) {
+        std::string name = scratchName();
+        if (linkTo(name))
+            scratch_ = std::move(name);
+        else if (errno != EEXIST)
+            return false;
+    }
+    return !scratch_.empty();
 }
 
 } // namespace kx

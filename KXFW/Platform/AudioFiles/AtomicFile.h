@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Platform/AudioFiles/FileDescriptor.h"
+#include "KXFW/Platform/AudioFiles/FilePlace.h"
 #include "KXFW/Platform/Foundation/Result.h"
 
 #include <sys/types.h>
@@ -8,6 +9,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace kx
@@ -15,9 +17,14 @@ namespace kx
 
 enum class Existing { Refuse, Replace };
 
-/// A file that appears at its destination whole or not at all: written under a hidden name beside it,
-/// `.NAME.kx-XXXXXX`, and given its name by `commit`. Destroyed before that it leaves nothing. Links are followed; only
-/// a regular file is replaced, and its mode is kept. One thread at a time.
+/// A file that appears at its destination whole or not at all: written without a name in the destination's folder, and
+/// given its name by `commit`. Destroyed before that it leaves nothing, and where the file system has files without
+/// names a killed process leaves nothing either; elsewhere, and for a moment while one is replaced, the file is called
+/// `.NAME.kx-XXXXXX`.
+///
+/// Links are followed (see findPlace); only a regular file is replaced, and its permissions are kept, but none to take
+/// on its owner's rights. A file that must not be replaced is not, even if it comes while this one is written. One
+/// thread at a time.
 class AtomicFile
 {
 public:
@@ -34,17 +41,21 @@ public:
 
 private:
     AtomicFile() = default;
-    OSStatus begin(const std::filesystem::path &destination);
-    OSStatus inspectExisting(const char *path);
+    OSStatus inspectExisting(const struct stat &info);
+    OSStatus open();
     OSStatus fail(int error) noexcept;
-    [[nodiscard]] int rename() const noexcept;
+    [[nodiscard]] bool putInPlace();
+    [[nodiscard]] bool linkTo(const std::string &name) const;
+    [[nodiscard]] bool takeFreeName();
+    [[nodiscard]] bool takeScratchName();
+    [[nodiscard]] std::string scratchName() const;
 
     FileDescriptor folder_;
     FileDescriptor file_;
     std::string name_;
-    std::string temporaryName_; ///< empty once there is nothing to remove
+    std::string scratch_; ///< the file's name of now; empty while it has none, or its own
     Existing existing_ = Existing::Refuse;
-    mode_t mode_ = 0; ///< permission bits of the finished file
+    std::optional<mode_t> mode_; ///< permission bits of the file that is replaced
     OSStatus failure_ = noErr;
 };
 
