@@ -19,6 +19,7 @@ constexpr uint32_t kFramesAtPlay = 44100; ///< before the output starts: longer 
 constexpr std::chrono::nanoseconds kTimerInterval{100'000'000};
 constexpr std::chrono::nanoseconds kTimerLeeway{500'000'000};
 constexpr const char *kInputDescriptionKey = "inputDescription";
+constexpr const char *kPlayFailed = "KXAFilePlayer play failed";
 
 /// What the render thread will ask for first is decoded before it runs. Null, or what failed.
 std::exception_ptr failureReadingAhead(KXAFiledAudioData2 &data, uint32_t frames) noexcept
@@ -102,6 +103,9 @@ void KXAFilePlayer::didChangeValueForKey(const std::string &key)
 
 void KXAFilePlayer::setInputDescription(const AudioStreamBasicDescription &description)
 {
+    const ControlGuard guard(controlLock_);
+    if (refusedWhileExporting("input format"))
+        return;
     const bool observed = isObserved(kInputDescriptionKey);
     if (observed)
         willChangeValueForKey(kInputDescriptionKey);
@@ -141,6 +145,7 @@ bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> sour
         param->setEndOffset(size);
         param->setStartOffset(0);
         param->setByteOffset(0);
+        seekIsDue_ = false;
         timeline_.clear(0);
         return previous;
     });
@@ -157,11 +162,14 @@ void KXAFilePlayer::play()
     settle();
     if (rangeIsEmpty())
         return;
+    mendChain();
     if (const std::exception_ptr failure = failureReadingAhead(*this))
         renderFailure_.set(failure);
-    isPlaying_ = true;
     beginRun();
-    _ASSERT_NOERR(AudioOutputUnitStart(outputUnit_), "-[KXAFilePlayer play]");
+    isPlaying_ = true; // what fails before this leaves the player stopped
+    const OSStatus status = startOutput();
+    outputIsWhole_ = status == noErr;
+    _ASSERT_NOERR(status, "-[KXAFilePlayer play]");
     playerParam()->setOutputUnit(outputUnit_);
 }
 
@@ -171,6 +179,25 @@ void KXAFilePlayer::beginRun()
     resetAUs();
     timeline_.restart(frameOffset());
     silentFrames_ = kNothingYet;
+}
+
+/// Without a thread or memory to be had the player is stopped.
+OSStatus KXAFilePlayer::startOutput()
+{
+    const OSStatus status = AudioOutputUnitStart(outputUnit_);
+    if (status != kAudioUnitErr_FailedInitialization)
+        return status;
+    endPlaying();
+    throw NSException(kPlayFailed, "no thread or memory is to be had");
+}
+
+/// For an output unit that has stopped, or cannot go on. Under the control lock.
+void KXAFilePlayer::endPlaying() noexcept
+{
+    if (!isPlaying_.exchange(false))
+        return;
+    AudioOutputUnitStop(outputUnit_);
+    timeline_.stop(heardTime().mSampleTime);
 }
 
 void KXAFilePlayer::stop()

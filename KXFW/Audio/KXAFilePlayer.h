@@ -14,18 +14,6 @@
 #include <optional>
 #include <stop_token>
 
-/// The effect modes.
-enum : uint64_t {
-    KXAEffectModeNone = 0, ///< output unit, converter, render callback
-    KXAEffectModeAU = 1,   ///< output unit, converter, effect unit, converter, render callback
-};
-
-/// A frame of the loaded file and the time at which it is heard.
-struct KXAHeardFrame {
-    int64_t frame;     ///< of 44,100 Hz
-    uint64_t hostTime; ///< nanoseconds of the monotonic clock
-};
-
 /// Plays one audio file through a chain of audio units, with a loop range, a volume and an optional effect unit, and
 /// exports the range as it sounds.
 ///
@@ -35,8 +23,9 @@ struct KXAHeardFrame {
 ///     Empty --load--> Stopped --play--> Playing --stop, end of data--> Stopped
 ///     Stopped --export--> Exporting --done, cancelled, failed--> Stopped
 ///
-/// A failed load leads back to Empty. While Exporting, `play`, loading, position, loop and effect changes and a second
-/// export are refused (logged, without effect), and device rebuilds wait for the end.
+/// A failed load leads back to Empty. While Exporting, `play`, loading, position, loop, format and effect changes and a
+/// second export are refused (logged, without effect), and device rebuilds wait for the end.
+/// After an exception what does not sound is stopped; what is half built is built again by the next play or export.
 ///
 /// Threads: operations may come from any thread; those that touch units are serialised by one control lock. The render
 /// thread takes only byteOffsetChangeQueue, the audio data's queues, and for a moment the priority-inheriting locks of
@@ -75,7 +64,9 @@ public:
     /// The loaded audio data, or null. [any]
     [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const;
     /// Starts playback at the position. Does nothing while playing, exporting, without a file or with an empty range.
-    /// [any] [blocks]
+    /// Raises "KXAFilePlayer play failed" without a thread or memory, and what building the chain raises: the player is
+    /// stopped then. An output unit that refuses to start raises the status assertion, and `isPlaying` is true until a
+    /// stop; the next play makes the unit anew. [any] [blocks]
     void play();
     /// Stops playback: sound is cut, and no render callback of this run is running when it returns. From the render
     /// thread it returns at once, and what the device holds is still heard. [any] [render] [blocks]
@@ -118,7 +109,8 @@ public:
     /// Sets the range, then the position, in frames. [any] [queue: byteOffsetChangeQueue] [blocks]
     void setOffsetFramesPlay(int64_t play, int64_t start, int64_t end);
 
-    /// Sets what the render path hands to the chain; followed by the change hook. [any] [blocks]
+    /// Sets what the render path hands to the chain, and runs the change hook. One that the chain refuses raises the
+    /// status assertion; it stays, and playback ends. [any] [blocks]
     void setInputDescription(const AudioStreamBasicDescription &description);
 
     // The chain of units. The set-ups are for a stopped player; setEffectMode and setEffect may come at any time.
@@ -139,7 +131,8 @@ public:
 
     // The output device
 
-    /// Plays to `device` (0: the default one); stops where it is heard and rebuilds the chain. True. [any] [blocks]
+    /// Plays to `device` (0: the default one); stops where it is heard and rebuilds the chain. True. A device that is
+    /// not there or cannot play raises the status assertion, and the player stays where it is. [any] [blocks]
     bool setOutputDeviceID(AudioObjectID device);
     /// The device in use; 0 where there is none. [any]
     [[nodiscard]] AudioObjectID outputDeviceID() const noexcept { return mOutputDeviceID; }
@@ -154,8 +147,8 @@ public:
     /// every other operation: it must not wait for a thread that uses the player. [any]
     void setOutputRebuiltBlock(std::function<void()> block) { outputRebuiltBlock_.set(std::move(block)); }
     void _setUpHardwareListenerProc(); ///< [any]
-    /// [any]
-    static AudioObjectPropertyAddress prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);
+    static AudioObjectPropertyAddress
+    prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);      ///< [any]
     OSStatus _handleHardwarePropertyChange(AudioObjectPropertySelector property); ///< [blocks]
 
     // Export
@@ -165,10 +158,9 @@ public:
     /// Renders from the position to the range's end into an AIFF file at `url`, on a background thread, and returns at
     /// once; playback is stopped. All blocks may be empty and are called on that thread, but for a refusal, which is
     /// told here and now. `progressAndCancelBlock` gets the percentage before each slice of 512 frames and returns true
-    /// to stop; a stopped export is a valid shorter file. The length is exact, up to whole slices: the range's frames
-    /// through each change of rate, rounded up. `completionBlock` is called when the file is closed.
-    /// `failureBlock` is called instead when the export failed or was refused: the destination is as it was before.
-    /// [any] [blocks]
+    /// to stop; a stopped export is a valid shorter file, else the length is exact: the range's frames through each
+    /// change of rate, rounded up, and then up to whole slices. `completionBlock` is called when the file is closed,
+    /// `failureBlock` instead when the export failed or was refused: the destination is as it was. [any] [blocks]
     void exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
                             CompletionBlock completionBlock, FailureBlock failureBlock = {});
 
@@ -203,9 +195,13 @@ private:
     void beginRun();
     void takeBackUnheard();
     void settle();
+    OSStatus startOutput();
+    void endPlaying() noexcept;
+    void mendChain();
     void stopFromRenderThread();
     void stopSilentlyFromRenderThread() noexcept;
     [[nodiscard]] AudioTimeStamp heardTime() const;
+    void seekData(KXAFiledAudioData2 &data, int64_t frame);
     SliceRead readBytes(void *destination, int64_t bytes);
     void noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read);
     void stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read);
@@ -221,6 +217,7 @@ private:
     void dispose(std::atomic<AudioUnit> &field);
 
     void moveToDevice(AudioObjectID device);
+    void askForDevice(AudioObjectID device);
     void runOutputRebuiltBlock() noexcept;
     void followDefaultDevice();
     bool tryDefaultDevice();

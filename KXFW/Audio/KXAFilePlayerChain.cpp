@@ -2,6 +2,9 @@
 #include "KXFW/Audio/KXAFilePlayerCallbacks.h"
 #include "KXFW/Audio/StatusAssertion.h"
 
+#include <cmath>
+#include <utility>
+
 namespace
 {
 
@@ -58,9 +61,10 @@ void KXAFilePlayer::setEffect(AudioUnit effect)
     if (refusedWhileExporting("effect"))
         return;
     rebuild([&] {
+        auto hold = AudioUnitHold(effect);
         if (effectUnit_.exchange(effect) != effect && isLive(effect))
             AudioUnitReset(effect, kAudioUnitScope_Global, 0);
-        const auto before = effectHold_.exchange(AudioUnitHold(effect)); // ends once it is out of the chain
+        const auto before = effectHold_.exchange(std::move(hold)); // ends once it is out of the chain
         setupAUEffectMode();
     });
 }
@@ -77,14 +81,29 @@ void KXAFilePlayer::rebuild(const std::function<void()> &build)
     }
     try {
         build();
+        if (isPlaying_)
+            beginRun();
     } catch (...) {
-        isPlaying_ = false; // the output unit stays stopped
+        endPlaying();
         throw;
     }
-    if (!isPlaying_)
-        return;
-    beginRun();
-    AudioOutputUnitStart(outputUnit_);
+    if (isPlaying_)
+        startOutput();
+}
+
+/// Builds again what a set-up left half built, at the volume of now.
+void KXAFilePlayer::mendChain()
+{
+    if (!outputIsWhole_) {
+        const float before = volume();
+        (void)heardFrame();                                           // the next unit does not know it
+        AudioComponentInstanceDispose(outputUnit_.exchange(nullptr)); // whatever state it is in
+        _setupOutputUnit();
+        if (!std::isnan(before))
+            setVolume(before);
+    }
+    if (!chainIsWhole_)
+        hasEffectChain_ ? setupAUEffectMode() : setupNoEffectMode();
 }
 
 void KXAFilePlayer::buildStoredMode()
@@ -102,6 +121,7 @@ void KXAFilePlayer::setupNoEffectMode()
     const ControlGuard guard(controlLock_);
     if (refusedWhileExporting("chain"))
         return;
+    hasEffectChain_ = chainIsWhole_ = false;
     dispose(preConverterUnit_);
     dispose(postConverterUnit_);
     // What an effect holds is of now, and would be heard when it is back.
@@ -113,6 +133,7 @@ void KXAFilePlayer::setupNoEffectMode()
     installRenderCallback(converter, kSite);
     _ASSERT_NOERR(connect(converter, outputUnit_), kSite);
     playerParam()->setPostUnit(converter);
+    chainIsWhole_ = true;
 }
 
 void KXAFilePlayer::setupAUEffectMode()
@@ -124,6 +145,8 @@ void KXAFilePlayer::setupAUEffectMode()
     const AudioUnit effect = effectUnit_;
     if (!isLive(effect))
         return setupNoEffectMode();
+    hasEffectChain_ = true;
+    chainIsWhole_ = false;
     dispose(preConverterUnit_);
     const AudioUnit pre = makeConverter(preConverterUnit_, kSite);
     _ASSERT_NOERR(setInputFormat(pre, inputDescription()), kSite);
@@ -146,6 +169,7 @@ void KXAFilePlayer::setupAUEffectMode()
     _ASSERT_NOERR(connect(effect, post), kSite);
     _ASSERT_NOERR(connect(post, outputUnit_), kSite);
     playerParam()->setPostUnit(post);
+    chainIsWhole_ = true;
 }
 
 void KXAFilePlayer::installRenderCallback(AudioUnit unit, const char *site)
@@ -191,6 +215,7 @@ void KXAFilePlayer::_setupOutputUnit()
     if (refusedWhileExporting("output unit"))
         return;
     (void)heardFrame(); // the next unit does not know it
+    outputIsWhole_ = chainIsWhole_ = false;
     if (const AudioUnit old = outputUnit_.exchange(nullptr)) {
         const OSStatus status = AudioUnitUninitialize(old);
         AudioComponentInstanceDispose(old);
@@ -216,6 +241,7 @@ void KXAFilePlayer::_setupOutputUnit()
             kSite);
     }
     playerParam()->setOutputDesc(outputDescription());
+    outputIsWhole_ = true;
 }
 
 AudioStreamBasicDescription KXAFilePlayer::outputDescription()
@@ -238,9 +264,16 @@ void KXAFilePlayer::_handleInputDescriptionChange()
     const AudioUnit converter = preConverterUnit_;
     if (!converter)
         return;
-    _ASSERT_NOERR(AudioUnitUninitialize(converter), kSite);
-    _ASSERT_NOERR(setInputFormat(converter, format), kSite);
-    _ASSERT_NOERR(AudioUnitInitialize(converter), kSite);
+    const bool wasWhole = std::exchange(chainIsWhole_, false);
+    try {
+        _ASSERT_NOERR(AudioUnitUninitialize(converter), kSite);
+        _ASSERT_NOERR(setInputFormat(converter, format), kSite);
+        _ASSERT_NOERR(AudioUnitInitialize(converter), kSite);
+    } catch (...) {
+        endPlaying(); // nothing can be heard
+        throw;
+    }
+    chainIsWhole_ = wasWhole;
 }
 
 void KXAFilePlayer::resetAUs()

@@ -42,6 +42,7 @@ bool KXAFilePlayer::setOutputDeviceID(AudioObjectID device)
     const auto self = shared_from_this(); // the block may drop the last reference
     const ControlGuard guard(controlLock_);
     if (isExporting_) {
+        askForDevice(device);
         chosenMeanwhile_ = device;
         defaultChangedMeanwhile_ = false;
         return true;
@@ -55,23 +56,27 @@ bool KXAFilePlayer::setOutputDeviceID(AudioObjectID device)
 
 void KXAFilePlayer::moveToDevice(AudioObjectID device)
 {
-    const AudioObjectID before = mOutputDeviceID;
-    mOutputDeviceID = device;
     knownDefault_.reset();
     if (stopIfPlaying())
         takeBackUnheard();
-    if (device == kAudioObjectUnknown)
-        mOutputDeviceID = KXAHardwareManager::defaultOutputDeviceID();
-    if (const AudioUnit unit = outputUnit_) {
-        const AudioObjectID current = mOutputDeviceID;
-        const OSStatus status = AudioUnitSetProperty(unit, kAudioOutputUnitProperty_CurrentDevice,
-                                                     kAudioUnitScope_Global, 0, &current, sizeof current);
-        if (status != noErr)
-            mOutputDeviceID = before; // the device is not there: the unit stays where it is
-        _ASSERT_NOERR(status, "-[KXAFilePlayer setOutputDeviceID:]");
-    }
+    const AudioObjectID wanted = device == kAudioObjectUnknown ? KXAHardwareManager::defaultOutputDeviceID() : device;
+    askForDevice(wanted);
+    mOutputDeviceID = wanted;
     _setupOutputUnit();
     setEffectMode(playerParam()->mode());
+}
+
+/// A device that the output unit does not take is told, and changes nothing.
+void KXAFilePlayer::askForDevice(AudioObjectID device)
+{
+    const AudioUnit unit = outputUnit_;
+    if (!unit)
+        return;
+    const OSStatus status = AudioUnitSetProperty(unit, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global,
+                                                 0, &device, sizeof device);
+    if (status != noErr)
+        NSLog("output device %u refused: %@", device, kx::statusText(status));
+    _ASSERT_NOERR(status, "-[KXAFilePlayer setOutputDeviceID:]");
 }
 
 void KXAFilePlayer::runOutputRebuiltBlock() noexcept
@@ -160,13 +165,13 @@ void KXAFilePlayer::followDefaultDevice()
         return;
     }
     isMoving_ = isPlaying_.load();
-    const bool wasPlaying = stopIfPlaying();
-    if (wasPlaying)
-        takeBackUnheard();
-    for (int attempt = 0; attempt < kAttemptsToFollow && !tryDefaultDevice(); ++attempt) {
-    }
-    runOutputRebuiltBlock();
     try {
+        const bool wasPlaying = stopIfPlaying();
+        if (wasPlaying)
+            takeBackUnheard();
+        for (int attempt = 0; attempt < kAttemptsToFollow && !tryDefaultDevice(); ++attempt) {
+        }
+        runOutputRebuiltBlock();
         if (wasPlaying && isMoving_) // else the block has stopped it
             play();
     } catch (...) {

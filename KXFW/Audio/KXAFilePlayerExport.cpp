@@ -15,6 +15,22 @@ namespace
 constexpr const char *kRefused = "KXAFilePlayer export refused";
 constexpr const char *kFailed = "KXAFilePlayer export failed";
 
+/// Whether `change` went through; why not is logged, as far as there is memory for it.
+template <class Change> bool attempt(Change change) noexcept
+{
+    try {
+        try {
+            change();
+            return true;
+        } catch (...) {
+            NSLog("device change failed: %@", kx::currentExceptionText());
+        }
+    } catch (...) {
+        // Not even that.
+    }
+    return false;
+}
+
 } // namespace
 
 struct KXAFilePlayer::ExportRequest {
@@ -55,8 +71,8 @@ void KXAFilePlayer::exportAsyncWithURL(const std::filesystem::path &url, Progres
                 self->runExport(*request);
             });
     } catch (...) {
-        failure = kx::exceptionOf(std::current_exception(), kFailed);
         endExport();
+        failure = kx::exceptionOf(std::current_exception(), kFailed);
     }
     if (failure)
         request->fail(*failure);
@@ -71,6 +87,7 @@ std::optional<NSException> KXAFilePlayer::beginExport()
     if (!audioData())
         return NSException(kRefused, "no file is loaded");
     stopIfPlaying();
+    mendChain();
     renderFailure_.set(nullptr);
     if (prv_heldFrames() > 0)
         resetAUs(); // frames of before are no part of the export
@@ -81,15 +98,15 @@ std::optional<NSException> KXAFilePlayer::beginExport()
 
 void KXAFilePlayer::runExport(const ExportRequest &request)
 {
-    std::optional<NSException> failure;
+    std::exception_ptr caught;
     try {
         kx::OfflineExport(*this, request.progressAndCancelBlock).writeTo(request.url);
     } catch (...) {
-        failure = kx::exceptionOf(std::current_exception(), kFailed);
+        caught = std::current_exception();
     }
     endExport();
-    if (failure)
-        request.fail(*failure);
+    if (caught)
+        request.fail(kx::exceptionOf(caught, kFailed));
     else if (request.completionBlock)
         request.completionBlock();
 }
@@ -101,18 +118,12 @@ void KXAFilePlayer::endExport() noexcept
     isExporting_ = false;
     const auto chosen = std::exchange(chosenMeanwhile_, std::nullopt);
     const bool defaultChanged = std::exchange(defaultChangedMeanwhile_, false);
-    try {
-        if (chosen)
-            setOutputDeviceID(*chosen);
-        else if (defaultChanged && (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID)))
-            followDefaultDevice();
+    if (attempt([&] {
+            if (chosen)
+                setOutputDeviceID(*chosen);
+            else if (defaultChanged && (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID)))
+                followDefaultDevice();
+        }))
         return;
-    } catch (...) {
-        NSLog("device change failed: %@", kx::exceptionOf(std::current_exception(), "exception").what());
-    }
-    try {
-        followDefaultDevice(); // the chosen device has gone meanwhile
-    } catch (...) {
-        NSLog("device change failed: %@", kx::exceptionOf(std::current_exception(), "exception").what());
-    }
+    attempt([&] { followDefaultDevice(); }); // the chosen device has gone meanwhile
 }

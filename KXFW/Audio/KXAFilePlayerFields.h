@@ -12,6 +12,18 @@
 #include <atomic>
 #include <memory>
 
+/// The effect modes.
+enum : uint64_t {
+    KXAEffectModeNone = 0, ///< output unit, converter, render callback
+    KXAEffectModeAU = 1,   ///< output unit, converter, effect unit, converter, render callback
+};
+
+/// A frame of the loaded file and the time at which it is heard.
+struct KXAHeardFrame {
+    int64_t frame;     ///< of 44,100 Hz
+    uint64_t hostTime; ///< nanoseconds of the monotonic clock
+};
+
 /// What a player consists of, with a getter and a setter each; setting one does nothing else. For the player itself and
 /// for tests. All are read and written as a whole.
 class KX_EXPORT KXAFilePlayerFields : public NSObject
@@ -57,4 +69,10 @@ protected:
     kx::Guarded<std::shared_ptr<kx::TimerSource>> timer_;
     kx::Guarded<std::shared_ptr<KXAFilePlayerDataSource>> dataSource_;
     kx::Guarded<AudioStreamBasicDescription> inputDescription_;
+
+    // What a failed set-up or start left, and which chain was built last, or was to be; under the control lock.
+    bool outputIsWhole_ = false;
+    bool chainIsWhole_ = false;
+    bool hasEffectChain_ = false;
+    bool seekIsDue_ = false; ///< the data is not at the position; on byteOffsetChangeQueue
 };

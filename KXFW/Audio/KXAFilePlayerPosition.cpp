@@ -57,11 +57,19 @@ void KXAFilePlayer::setPositionInByte(int64_t position)
         if (isPlaying())
             timeline_.jump(frameOffset());
         else
-            timeline_.clear(frameOffset());              // nothing of before will be heard
-        data->seek(param->byteOffset() / bytesPerFrame); // last: it raises where the file cannot be read
+            timeline_.clear(frameOffset());                   // nothing of before will be heard
+        seekData(*data, param->byteOffset() / bytesPerFrame); // last: it raises where the file cannot be read
     });
     if (refused)
         NSLog("position refused: an export is running");
+}
+
+/// A seek that fails is made again before the next read. On the queue.
+void KXAFilePlayer::seekData(KXAFiledAudioData2 &data, int64_t frame)
+{
+    seekIsDue_ = true;
+    data.seek(frame);
+    seekIsDue_ = false;
 }
 
 int64_t KXAFilePlayer::boundedPosition(int64_t position, int64_t dataSize) const
@@ -112,7 +120,7 @@ void KXAFilePlayer::takeBackUnheard()
             return;
         try {
             playerParam()->setByteOffset(frame * bytesPerFrame);
-            data->seek(frame);
+            seekData(*data, frame);
         } catch (...) {
             renderFailure_.set(std::current_exception()); // it cannot be read there: told as when it plays
         }

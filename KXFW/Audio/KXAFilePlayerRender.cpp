@@ -41,8 +41,8 @@ uint32_t readWholeFrames(KXAFiledAudioData2 &data, void *destination, int64_t by
 class RenderWalk final : public kx::LoopWalkSource
 {
 public:
-    RenderWalk(KXAFiledAudioData2 &data, void *destination)
-        : data_(data), destination_(static_cast<std::byte *>(destination))
+    RenderWalk(KXAFiledAudioData2 &data, void *destination, bool &seekIsDue)
+        : data_(data), destination_(static_cast<std::byte *>(destination)), seekIsDue_(seekIsDue)
     {
     }
 
@@ -54,7 +54,11 @@ public:
     }
     void seek(int64_t frame) override
     {
-        attempt([&] { data_.seek(frame); });
+        seekIsDue_ = true;
+        attempt([&] {
+            data_.seek(frame);
+            seekIsDue_ = false;
+        });
     }
     void repeat(int64_t from, int64_t at, int64_t bytes) override
     {
@@ -77,6 +81,7 @@ private:
 
     KXAFiledAudioData2 &data_;
     std::byte *destination_;
+    bool &seekIsDue_; ///< the walk's position is not where the data is
     std::exception_ptr failure_;
 };
 
@@ -149,7 +154,9 @@ KXAFilePlayer::SliceRead KXAFilePlayer::readBytes(void *destination, int64_t byt
     const auto param = playerParam();
     const kx::LoopRange range{param->startOffset(), param->endOffset(), data->bufferSize(),
                               static_cast<int64_t>(data->format().mBytesPerFrame), param->loop()};
-    RenderWalk walk(*data, destination);
+    RenderWalk walk(*data, destination, seekIsDue_);
+    if (seekIsDue_)
+        walk.seek(param->byteOffset() / std::max<int64_t>(range.bytesPerFrame, 1));
     const kx::LoopWalkResult result = kx::walkLoop(range, param->byteOffset(), bytes, walk);
     param->setByteOffset(result.position);
     if (walk.failure())

@@ -18,7 +18,7 @@ TEST_F(OutputUnitTest, ALostDeviceIsWaitedForAndPlaysOn)
             .mSampleTime;
     };
     for (const AudioObjectID none : {AudioObjectID{0xFFFFFFFF}, AudioObjectID{kAudioObjectSystemObject}})
-        EXPECT_EQ(setDevice(chain.output, none), kAudioUnitErr_InvalidPropertyValue);
+        EXPECT_EQ(setDevice(chain.output, none), kAudioHardwareBadDeviceError);
     hardware->setDevices({{.name = "another"}}); // gone at the start
     ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
     for (int round = 1; round <= 3; ++round) {

@@ -59,7 +59,8 @@ enum : AudioUnitPropertyID {
     /// double, read only: input frames drawn for each frame given, by this unit and those connected before it.
     kAudioUnitProperty_DrawRate = 2801,
     /// AudioObjectID of a present device, or 0: no device, the unit waits in silence. A new unit is on the default
-    /// output device. Set while the unit is started it takes effect at the next start.
+    /// output device. Set while the unit is started it takes effect at the next start. A number that no device has is
+    /// refused with kAudioHardwareBadDeviceError, a device that only records with kAudioHardwareIllegalOperationError.
     kAudioOutputUnitProperty_CurrentDevice = 2000,
     kAudioOutputUnitProperty_IsRunning = 2001,     ///< uint32_t; read only: started and not stopped
     kAudioOutputUnitProperty_Underruns = 2900,     ///< uint64_t; read only: since the unit was made

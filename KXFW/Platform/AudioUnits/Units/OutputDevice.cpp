@@ -63,7 +63,9 @@ Result<OutputDevice> presentDevice(AudioObjectID device)
     const auto all = devices();
     auto uid = std::ranges::find(all, device) == all.end() ? std::string() : uidOf(device);
     if (uid.empty())
-        return kAudioUnitErr_InvalidPropertyValue;
+        return kAudioHardwareBadDeviceError;
+    if (number(device, kAudioDevicePropertyDeviceCanBeDefaultDevice) == 0)
+        return kAudioHardwareIllegalOperationError;
     return OutputDevice{device, std::move(uid)};
 }
 

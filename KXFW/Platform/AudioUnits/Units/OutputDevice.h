@@ -18,7 +18,8 @@ struct OutputDevice {
 /// The system's default output device; no device where there is none. [any]
 OutputDevice defaultOutputDevice();
 
-/// The device of that number; kAudioUnitErr_InvalidPropertyValue when it is not present. 0 is no device. [any]
+/// The device of that number; kAudioHardwareBadDeviceError when it is not present, kAudioHardwareIllegalOperationError
+/// when it cannot play. 0 is no device. [any]
 Result<OutputDevice> presentDevice(AudioObjectID number);
 
 /// The number that the device has now, or kAudioObjectUnknown. [any]

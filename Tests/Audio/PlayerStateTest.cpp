@@ -1,0 +1,196 @@
+// What a player says of itself after something has failed, and that it goes on.
+#include "KXFW/Audio/KXAHardwareManager.h"
+#include "KXFW/Audio/KXAudioUtil.h"
+#include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
+#include "Tests/Audio/PlayerFixture.h"
+#include "Tests/Support/CapturedLog.h"
+#include "Tests/Support/FailingDisk.h"
+#include "Tests/Support/FailingResources.h"
+
+namespace kx::test
+{
+namespace
+{
+
+class PlayerStateTest : public PlayerTest
+{
+protected:
+    PlayerStateTest() { load(indexed(400'000)); }
+
+    /// What it says of playing is so, and it plays from where it says.
+    void expectTrueAndUsable()
+    {
+        uint32_t runs = 0;
+        uint32_t size = sizeof runs;
+        AudioUnitGetProperty(player->outputUnit(), kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global, 0, &runs,
+                             &size);
+        ASSERT_EQ(player->isPlaying(), runs != 0);
+        if (player->isPlaying())
+            player->stop();
+        heard();
+        const int64_t position = player->frameOffset();
+        player->play();
+        ASSERT_TRUE(player->isPlaying());
+        expectPasses(advance(600), 600, position, player->startOffsetInFrame(), player->endOffsetInFrame());
+        player->stop();
+    }
+
+    AVAudioUnitTimePitch effect; // left neutral: frames stay what they are
+    CapturedLog quiet;
+};
+
+/// Every operation, playing and stopped, with each of its allocations failing in turn.
+TEST_F(PlayerStateTest, IsTrueAfterAnyOperationThatHadNoMemory)
+{
+    const auto other = make(indexed(300'000));
+    const auto destination = temporaryPath("state.aiff");
+    Handshake exported;
+    const std::pair<const char *, std::function<void()>> operations[] = {
+        {"play", [&] { player->play(); }},
+        {"stop", [&] { player->stop(); }},
+        {"load", [&] { (void)player->loadFileAtURL(other); }},
+        {"effect", [&] { player->setEffect(effect.audioUnit()); }},
+        {"mode", [&] { player->setEffectMode(KXAEffectModeNone); }},
+        {"device", [&] { player->setOutputDeviceID(0); }},
+        {"new default", [&] { player->_handleHardwarePropertyChange(kAudioHardwarePropertyDefaultOutputDevice); }},
+        {"input", [&] { player->setInputDescription(GetStandardDescription()); }},
+        {"position", [&] { player->setPositionInFrame(1000); }},
+        {"range", [&] { player->setOffsetFramesPlay(200, 100, 50'000); }},
+        {"volume", [&] { player->setVolume(1); }},
+        {"prepare", [&] { player->prepareForExport(); }},
+        {"export",
+         [&] {
+             player->exportAsyncWithURL(
+                 destination, [](double) { return true; }, [&] { exported.announce(); },
+                 [&](const NSException &) { exported.announce(); });
+         }},
+    };
+    for (const auto &[name, operation] : operations) {
+        for (const bool playing : {false, true}) {
+            bool failed = FailingMemory::works();
+            for (int before = 0; failed; before += before < 60 ? 1 : 7) {
+                SCOPED_TRACE(testing::Message() << name << (playing ? " playing, " : ", ") << before);
+                if (playing)
+                    player->play();
+                int ends = exported.count() + (name == std::string("export") ? 1 : 0);
+                try {
+                    const FailingMemory memory(before);
+                    operation();
+                } catch (const std::exception &) {
+                    ends = 0; // told; what matters is what holds now
+                }
+                failed = FailingMemory::hasFailed();
+                ASSERT_TRUE(exported.await(ends));
+                if (player->totalPackets() == 0) // told by the load's result
+                    load(indexed(400'000));
+                if (player->outputDeviceID() == 0) // told by just that: the default could not be asked for
+                    player->setOutputDeviceID(0);
+                ASSERT_NO_FATAL_FAILURE(expectTrueAndUsable());
+            }
+        }
+    }
+}
+
+TEST_F(PlayerStateTest, WithoutAThreadItIsStopped)
+{
+    if (!FailingMemory::works())
+        GTEST_SKIP() << "threads cannot fail under sanitizers";
+    const std::function<void()> operations[] = {
+        [&] { player->play(); },
+        [&] { player->setEffectMode(KXAEffectModeAU); },
+        [&] { player->setEffect(effect.audioUnit()); },
+        [&] { player->_handleHardwarePropertyChange(kAudioHardwarePropertyDefaultOutputDevice); },
+    };
+    for (std::size_t i = 0; i < std::size(operations); ++i) {
+        SCOPED_TRACE(i);
+        if (i > 0)
+            player->play();
+        {
+            const FailingThreads none;
+            try {
+                operations[i]();
+                FAIL() << "nothing was told";
+            } catch (const NSException &exception) {
+                EXPECT_EQ(exception.name(), "KXAFilePlayer play failed");
+            }
+        }
+        EXPECT_FALSE(player->isPlaying());
+        expectTrueAndUsable();
+    }
+}
+
+TEST_F(PlayerStateTest, AnOutputUnitThatRefusesToStartCountsAsPlayingUntilTheStop)
+{
+    AudioComponentInstanceDispose(player->outputUnit());
+    EXPECT_THROW(player->play(), NSException);
+    EXPECT_TRUE(player->isPlaying());
+    EXPECT_THROW(player->stop(), NSException);
+    EXPECT_FALSE(player->isPlaying());
+    expectTrueAndUsable();
+}
+
+TEST_F(PlayerStateTest, ARefusedFormatOrEffectStopsItUntilItGetsAnother)
+{
+    auto refused = GetStandardDescription();
+    refused.mChannelsPerFrame = 0;
+    player->play();
+    EXPECT_THROW(player->setInputDescription(refused), NSException);
+    EXPECT_EQ(player->inputDescription().mChannelsPerFrame, 0U) << "it stays";
+    EXPECT_FALSE(player->isPlaying());
+    EXPECT_THROW(player->play(), NSException);
+    EXPECT_FALSE(player->isPlaying());
+    EXPECT_NE(exportRange(player, temporaryPath("refused.aiff")).failure, "");
+    player->setInputDescription(GetStandardDescription());
+    expectTrueAndUsable();
+
+    const auto spare = KXAFilePlayer::player();
+    player->play();
+    EXPECT_THROW(player->setEffect(spare->outputUnit()), NSException) << "it gives nothing";
+    EXPECT_FALSE(player->isPlaying());
+    EXPECT_THROW(player->play(), NSException);
+    player->setEffect(nullptr);
+    expectTrueAndUsable();
+}
+
+TEST_F(PlayerStateTest, ADeviceThatIsNotThereOrOnlyRecordsIsToldAndLeftAlone)
+{
+    hardware->setDevices({{"speaker"}, {.name = "microphone", .hasInput = true, .hasOutput = false}});
+    const AudioObjectID speaker = KXAHardwareManager::deviceIDNamed("speaker");
+    ASSERT_TRUE(eventually([&] { return player->outputDeviceID() == speaker; }));
+    const auto refuse = [&](AudioObjectID device, OSStatus status) {
+        try {
+            player->setOutputDeviceID(device);
+            ADD_FAILURE() << "accepted";
+        } catch (const NSException &exception) {
+            EXPECT_EQ(exception.userInfo().at("error").code, status);
+        }
+        EXPECT_EQ(player->outputDeviceID(), speaker);
+    };
+    const auto refuseBoth = [&] {
+        refuse(4711, kAudioHardwareBadDeviceError);
+        refuse(KXAHardwareManager::deviceIDNamed("microphone"), kAudioHardwareIllegalOperationError);
+    };
+    player->play();
+    refuseBoth();
+    expectTrueAndUsable();
+    bool asked = false;
+    EXPECT_TRUE(exportRange(player, temporaryPath("device.aiff"), [&] {
+                    if (!std::exchange(asked, true))
+                        refuseBoth();
+                    return false;
+                }).completed);
+    EXPECT_EQ(player->outputDeviceID(), speaker);
+}
+
+TEST_F(PlayerStateTest, AFailedSeekIsMadeUpForWhenTheDiskIsBack)
+{
+    {
+        const FailingDisk disk(44 + 4 * 100'000);
+        EXPECT_THROW(player->setPositionInFrame(200'000), NSException);
+    }
+    EXPECT_EQ(player->frameOffset(), 200'000);
+    expectTrueAndUsable();
+}
+
+} // namespace
+} // namespace kx::test
