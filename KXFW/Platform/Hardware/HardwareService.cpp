@@ -24,9 +24,8 @@ kx::HardwareService::HardwareService(std::unique_ptr<HardwareBackend> backend, P
 
 kx::HardwareService::~HardwareService()
 {
-    backend_.reset();
     const std::lock_guard guard(lock_);
-    tellAt_ = {}; // who waits to tell need not wait
+    isClosing_ = true;
     tellAtHasMoved_.notify_all();
 }
 
@@ -146,7 +145,7 @@ void kx::HardwareService::tellChanges()
     std::vector<PropertyChange> changes;
     {
         std::unique_lock guard(lock_);
-        while (Clock::now() < tellAt_)
+        while (!isClosing_ && Clock::now() < tellAt_)
             tellAtHasMoved_.wait_until(guard, Clock::time_point(tellAt_));
         tellingIsScheduled_ = false;
         changes = std::exchange(untold_, {});

@@ -67,7 +67,8 @@ private:
     bool tellingIsScheduled_ = false;
     Clock::time_point firstUntold_; ///< when the telling was scheduled
     Clock::time_point tellAt_;
-    std::condition_variable tellAtHasMoved_;
+    bool isClosing_ = false;                 ///< nobody need wait to tell
+    std::condition_variable tellAtHasMoved_; ///< or it is closing
 
     PropertyListeners listeners_;
     SerialQueue notifications_{"KXFW hardware"};
