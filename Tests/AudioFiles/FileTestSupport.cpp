@@ -3,6 +3,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <ogg/ogg.h>
+
 namespace kx::test
 {
 
@@ -59,6 +62,22 @@ Bytes repeated(const Bytes &bytes, std::size_t copies)
     for (std::size_t i = 0; i < copies; ++i)
         all.insert(all.end(), bytes.begin(), bytes.end());
     return all;
+}
+
+Bytes resealed(Bytes bytes)
+{
+    for (std::size_t at = 0; at + 27 < bytes.size() && std::memcmp(&bytes[at], "OggS", 4) == 0;) {
+        ogg_page page{&bytes[at], 27 + bytes[at + 26], nullptr, 0};
+        const std::size_t body = at + static_cast<std::size_t>(page.header_len);
+        for (std::size_t i = at + 27; i < std::min(body, bytes.size()); ++i)
+            page.body_len += bytes[i];
+        if (body + static_cast<std::size_t>(page.body_len) > bytes.size())
+            break;
+        page.body = &bytes[body - (page.body_len == 0 ? 1 : 0)];
+        ogg_page_checksum_set(&page);
+        at = body + static_cast<std::size_t>(page.body_len);
+    }
+    return bytes;
 }
 
 int inChild(const std::function<int()> &body)

@@ -145,6 +145,8 @@ void putLittle(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count);
 Bytes box(std::string_view type, const Bytes &contents = {});
 /// So many copies one behind the other.
 Bytes repeated(const Bytes &bytes, std::size_t copies);
+/// The bytes with the checksums of Ogg pages put right, so that damage gets to the codecs.
+Bytes resealed(Bytes bytes);
 
 /// Runs `body` in a child process: what it returns, or 128 + the signal that ended it.
 int inChild(const std::function<int()> &body);

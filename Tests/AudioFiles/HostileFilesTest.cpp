@@ -1,5 +1,6 @@
 #include "FileTestSupport.h"
 #include "KXFW/Platform/AudioFiles/FileReader.h"
+#include "Tests/Support/HeapFill.h"
 #include "Tests/Support/Media.h"
 #include "Tests/Support/MemorySource.h"
 
@@ -160,48 +161,105 @@ TEST(HostileFiles, RatesAndChannelsHaveLimits)
         expectTaken(edited(aiff(), [exponent](Bytes &b) { putBig(b, 28, exponent, 2); }), false, exponent);
 }
 
-TEST(HostileFiles, AnyDamageIsSurvivedInSilenceAndWhatOpensKeepsItsWord)
+/// A good file of each codec, for damage.
+struct Victim {
+    const char *name;
+    OpenDecoder open;
+    Bytes bytes;
+};
+
+std::vector<Victim> victims()
 {
     const auto media = [](Codec codec, std::vector<std::string> options = {}, uint32_t rate = 44100) {
         return readBytes(make({.codec = codec, .rate = rate, .frames = 9000, .options = std::move(options)}));
     };
-    const struct {
-        const char *name;
-        OpenDecoder open; ///< null where damage in the middle may end the sound before the length announced
-        Bytes bytes;
-    } files[] = {
+    return {
         {"WAVE", openPCMContainer, wave()},
         {"AIFF", openPCMContainer, aiff()},
-        {"FLAC", nullptr, media(Codec::FLAC)},
-        {"Vorbis", nullptr, media(Codec::Vorbis)},
+        {"FLAC", openFLAC, media(Codec::FLAC)},
+        {"FLAC in Ogg", openOgg, media(Codec::OggFLAC)},
+        {"Vorbis", openOgg, media(Codec::Vorbis)},
+        {"Opus", openOgg, media(Codec::Opus, {}, 48000)},
         {"MP3 tagged", openMPEGAudio, media(Codec::MP3, {"-V", "6"})},
         {"MP3 8000", openMPEGAudio, media(Codec::MP3, {"-b", "8", "--resample", "8", "-t"}, 8000)},
         {"AAC", openMPEG4, media(Codec::AAC, {"-movflags", "+faststart"})},
         {"AAC fragmented", openMPEG4, media(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov"})},
         {"ALAC", openMPEG4, media(Codec::ALAC, {"-movflags", "+faststart"})},
     };
+}
+
+TEST(HostileFiles, AnyDamageIsSurvivedInSilenceAndWhatOpensKeepsItsWord)
+{
     testing::internal::CaptureStderr();
-    for (const auto &[name, open, bytes] : files) {
+    for (const auto &[name, open, bytes] : victims()) {
         SCOPED_TRACE(name);
         forEachCut(bytes, 200, bytes.size() / 97, [open = open](const Bytes &cut, const std::string &what) {
             const auto [announced, delivered, failed] = framesIn(cut);
             EXPECT_EQ(delivered, announced) << what;
             EXPECT_FALSE(failed) << what;
-            if (open)
-                expectHonestDecoder(open, cut, what);
+            expectHonestDecoder(open, cut, what);
         });
-        const auto check = [open = open](const Bytes &broken, const std::string &what) {
+        const auto check = [open = open](const Bytes &flipped, const std::string &what) {
             SCOPED_TRACE(what);
+            const Bytes broken = resealed(flipped);
             constexpr int64_t kMost = 4'000'000;
             const auto [announced, delivered, failed] = framesIn(broken, kMost);
             EXPECT_TRUE(failed || delivered >= std::min(announced, kMost)) << "an early end is told";
-            if (open)
-                expectHonestDecoder(open, broken, what);
+            expectHonestDecoder(open, broken, what);
         };
         forEachFlip(bytes, bytes.size(), 200, check);
         forEachFlip(bytes, 1000, 400, check); // headers and indices
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+/// All that comes of the bytes: the status, and what is read before and after a seek.
+std::vector<uint8_t> outcomeOf(const Bytes &bytes)
+{
+    auto opened = FileReader::open(std::make_shared<MemorySource>(bytes));
+    const OSStatus status = opened.status();
+    std::vector<uint8_t> outcome(sizeof status);
+    std::memcpy(outcome.data(), &status, sizeof status);
+    if (!opened)
+        return outcome;
+    std::vector<float> block(std::size_t{4096} * (*opened)->format().channels);
+    for (const int64_t start : {int64_t{0}, (*opened)->format().frames / 3}) {
+        EXPECT_EQ((*opened)->seek(start), noErr);
+        uint32_t frames = 4096;
+        for (int blocks = 0; blocks < 20 && frames == 4096; ++blocks) {
+            AudioBufferList list{
+                1, {{(*opened)->format().channels, static_cast<uint32_t>(block.size() * 4), block.data()}}};
+            if ((*opened)->read(frames, list) != noErr)
+                frames = 0;
+            const auto *read = reinterpret_cast<const uint8_t *>(block.data());
+            outcome.insert(outcome.end(), read, read + block.size() * sizeof(float) / 4096 * frames);
+        }
+    }
+    return outcome;
+}
+
+TEST(HostileFiles, WhatIsHeardDependsOnTheirBytesOnly)
+{
+    auto files = victims();
+    for (const auto &entry : fs::directory_iterator(KX_HOSTILE_FILES))
+        files.push_back({"kept", nullptr, readBytes(entry.path())});
+    ASSERT_GT(files.size(), victims().size());
+    const auto expectOneOutcome = [](const Bytes &flipped, const std::string &what) {
+        const Bytes bytes = resealed(flipped);
+        std::vector<uint8_t> first;
+        {
+            const HeapFill fill(0x55);
+            first = outcomeOf(bytes);
+        }
+        const HeapFill fill(0xAA);
+        EXPECT_TRUE(outcomeOf(bytes) == first) << what;
+    };
+    for (const auto &[name, open, bytes] : files) {
+        SCOPED_TRACE(name);
+        expectOneOutcome(bytes, "as it is");
+        forEachFlip(bytes, bytes.size(), 40, expectOneOutcome);
+        forEachFlip(bytes, 300, 40, expectOneOutcome);
+    }
 }
 
 TEST(FaultsWhileReading, ADiskErrorIsGivenAfterTheFramesBeforeIt)

@@ -116,6 +116,10 @@ Encoder encoderOf(Codec codec)
         return {"aiff", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a pcm_sBITSbe -f aiff OPTIONS TARGET"};
     case Codec::FLAC:
         return {"flac", "flac --silent --force OPTIONS -o TARGET SOURCE"};
+    case Codec::OggFLAC:
+        return {"oga", "flac --silent --force --ogg --serial-number 1 OPTIONS -o TARGET SOURCE"};
+    case Codec::Opus:
+        return {"opus", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a libopus OPTIONS TARGET"};
     case Codec::Vorbis:
         return {"ogg", "oggenc -Q --serial 1 OPTIONS -o TARGET SOURCE"};
     case Codec::MP3:

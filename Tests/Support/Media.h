@@ -18,14 +18,16 @@ namespace kx::test
 {
 
 enum class Codec {
-    WAV,    ///< own writer; bits 8, 16, 24, 32, or 32 with Signal samples as floats (`floats`)
-    AIFF,   ///< ffmpeg: bits 16, 24, 32
-    FLAC,   ///< flac: bits 16, 24
-    Vorbis, ///< oggenc
-    MP3,    ///< lame; add options such as {"-b", "128"}, {"-V", "2"}, {"-t"} (no tag)
-    MP2,    ///< ffmpeg
-    AAC,    ///< ffmpeg, m4a; add options such as {"-aac_pns", "0"}
-    ALAC,   ///< ffmpeg, m4a: bits 16, 24
+    WAV,     ///< own writer; bits 8, 16, 24, 32, or 32 with Signal samples as floats (`floats`)
+    AIFF,    ///< ffmpeg: bits 16, 24, 32
+    FLAC,    ///< flac: bits 16, 24
+    OggFLAC, ///< flac: bits 16, 24
+    Vorbis,  ///< oggenc
+    Opus,    ///< ffmpeg; rate 48000
+    MP3,     ///< lame; add options such as {"-b", "128"}, {"-V", "2"}, {"-t"} (no tag)
+    MP2,     ///< ffmpeg
+    AAC,     ///< ffmpeg, m4a; add options such as {"-aac_pns", "0"}
+    ALAC,    ///< ffmpeg, m4a: bits 16, 24
 };
 
 enum class Signal {

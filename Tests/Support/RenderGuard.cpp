@@ -1,6 +1,7 @@
 #include "Tests/Support/RenderGuard.h"
 
 #include "KXFW/Platform/AudioUnits/RenderScope.h"
+#include "Tests/Support/HeapFill.h"
 
 #include <atomic>
 
@@ -11,6 +12,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #endif
 
 namespace
@@ -19,12 +21,22 @@ namespace
 std::atomic<uint64_t> allocations{0};
 std::atomic<uint64_t> frees{0};
 std::atomic<uint64_t> locks{0};
+std::atomic<int> heapFill{-1}; ///< the byte that new memory holds; negative: as it comes
 
 #ifndef KX_SANITIZED
 void count(std::atomic<uint64_t> &counter) noexcept
 {
     if (kx::RenderScope::depth() > 0)
         counter.fetch_add(1, std::memory_order_relaxed);
+}
+
+/// The block, its bytes from `begin` to `end` filled.
+void *filled(void *block, size_t begin, size_t end) noexcept
+{
+    const int byte = heapFill.load(std::memory_order_relaxed);
+    if (byte >= 0 && block && begin < end)
+        std::memset(static_cast<char *>(block) + begin, byte, end - begin);
+    return block;
 }
 #endif
 
@@ -46,7 +58,7 @@ void __libc_free(void *block);
 KX_INTERPOSE void *malloc(size_t size) noexcept
 {
     count(allocations);
-    return __libc_malloc(size);
+    return filled(__libc_malloc(size), 0, size);
 }
 
 KX_INTERPOSE void *calloc(size_t number, size_t size) noexcept
@@ -58,25 +70,26 @@ KX_INTERPOSE void *calloc(size_t number, size_t size) noexcept
 KX_INTERPOSE void *realloc(void *block, size_t size) noexcept
 {
     count(allocations);
-    return __libc_realloc(block, size);
+    const size_t before = block ? malloc_usable_size(block) : 0;
+    return filled(__libc_realloc(block, size), before, size);
 }
 
 KX_INTERPOSE void *memalign(size_t alignment, size_t size) noexcept
 {
     count(allocations);
-    return __libc_memalign(alignment, size);
+    return filled(__libc_memalign(alignment, size), 0, size);
 }
 
 KX_INTERPOSE void *aligned_alloc(size_t alignment, size_t size) noexcept
 {
     count(allocations);
-    return __libc_memalign(alignment, size);
+    return filled(__libc_memalign(alignment, size), 0, size);
 }
 
 KX_INTERPOSE int posix_memalign(void **block, size_t alignment, size_t size) noexcept
 {
     count(allocations);
-    *block = __libc_memalign(alignment, size);
+    *block = filled(__libc_memalign(alignment, size), 0, size);
     return *block ? 0 : ENOMEM;
 }
 
@@ -106,6 +119,16 @@ KX_INTERPOSE int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
 
 namespace kx::test
 {
+
+HeapFill::HeapFill(uint8_t byte) noexcept
+{
+    heapFill = byte;
+}
+
+HeapFill::~HeapFill()
+{
+    heapFill = -1;
+}
 
 RenderGuard::Counts RenderGuard::total() noexcept
 {

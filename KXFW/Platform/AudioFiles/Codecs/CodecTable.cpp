@@ -11,6 +11,8 @@ namespace
 // Ordered by the strength of what they recognise: MPEG audio has no signature but a few bits, so it comes last.
 constexpr std::array kCodecs{
     CodecEntry{"PCM container", recognisesPCMContainer, openPCMContainer},
+    CodecEntry{"FLAC", recognisesFLAC, openFLAC},
+    CodecEntry{"Ogg", recognisesOgg, openOgg},
     CodecEntry{"MPEG-4", recognisesMPEG4, openMPEG4},
     CodecEntry{"MPEG audio", recognisesMPEGAudio, openMPEGAudio},
 };

@@ -172,14 +172,6 @@ private:
     bool seenData_ = false;
 };
 
-bool isFLACBehindTag(ByteSource &source, const Head<40> &head)
-{
-    // The tag's size has 7 bits a byte.
-    const int64_t size = static_cast<int64_t>((head.big(6, 1) & 127) << 21 | (head.big(7, 1) & 127) << 14 |
-                                              (head.big(8, 1) & 127) << 7 | (head.big(9, 1) & 127));
-    return Head<4>(source, 10 + size).has(0, "fLaC");
-}
-
 } // namespace
 
 Container containerOf(ByteSource &source)
@@ -198,9 +190,7 @@ Container containerOf(ByteSource &source)
         return Container::CAF;
     if (head.has(0, ".snd") || head.has(0, "dns."))
         return Container::AU;
-    if (head.has(0, "fLaC") || (head.has(0, "ID3") && isFLACBehindTag(source, head)))
-        return Container::FLAC;
-    return head.has(0, "OggS") ? Container::Ogg : Container::None;
+    return Container::None;
 }
 
 ContainerScan scanContainer(ByteSource &source, Container container)

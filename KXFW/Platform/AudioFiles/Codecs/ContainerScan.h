@@ -6,7 +6,7 @@ namespace kx
 {
 
 /// The containers of plain samples and their kin, told by their first bytes.
-enum class Container { None, RIFF, RIFX, RF64, Wave64, AIFF, CAF, AU, FLAC, Ogg };
+enum class Container { None, RIFF, RIFX, RF64, Wave64, AIFF, CAF, AU };
 
 [[nodiscard]] Container containerOf(ByteSource &source);
 

@@ -28,6 +28,12 @@ public:
     [[nodiscard]] virtual OSStatus error() const noexcept = 0;
 };
 
+/// Part of a file.
+struct ByteRange {
+    int64_t begin;
+    int64_t end; ///< exclusive
+};
+
 enum class SampleKind { Int16, Float32 };
 
 /// What a decoder delivers: interleaved native samples at the file's own rate and channel count.
@@ -63,8 +69,12 @@ struct CodecEntry {
 };
 
 // The codecs, one file each.
-bool recognisesPCMContainer(ByteSource &source); ///< WAVE, RF64, AIFF, AIFC, FLAC, Ogg and what else libsndfile reads
+bool recognisesPCMContainer(ByteSource &source); ///< WAVE, RF64, AIFF, AIFC and what else libsndfile reads
 DecoderResult openPCMContainer(std::shared_ptr<ByteSource> source);
+bool recognisesFLAC(ByteSource &source);
+DecoderResult openFLAC(std::shared_ptr<ByteSource> source);
+bool recognisesOgg(ByteSource &source); ///< Vorbis, Opus and FLAC in Ogg, chained too
+DecoderResult openOgg(std::shared_ptr<ByteSource> source);
 bool recognisesMPEGAudio(ByteSource &source); ///< MP3, with or without tags
 DecoderResult openMPEGAudio(std::shared_ptr<ByteSource> source);
 bool recognisesMPEG4(ByteSource &source);                    ///< m4a and its kin: AAC, ALAC

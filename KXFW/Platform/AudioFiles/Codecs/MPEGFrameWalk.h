@@ -33,11 +33,6 @@ struct MPEGFrame {
     MPEGFrameHeader header;
 };
 
-struct ByteRange {
-    int64_t begin;
-    int64_t end; ///< exclusive
-};
-
 /// The part of the file between ID3v2 tags in front and ID3v1, Lyrics3 and APE tags at the end. [blocks]
 ByteRange findMPEGAudioRange(ByteSource &source) noexcept;
 

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numeric>
-#include <vector>
 
 namespace kx
 {
@@ -11,52 +9,119 @@ namespace kx
 namespace
 {
 
-constexpr std::size_t kPageHeaderBytes = 27;
-constexpr int64_t kLongestPage = 27 + 255 + 255 * 255;
-
-struct Page {
-    int64_t endFrame; ///< -1 if no packet ends in it
-    uint32_t stream;
-};
-
-/// The pages that lie whole in `bytes`, the last part of a file.
-std::vector<Page> pagesIn(const std::vector<uint8_t> &bytes)
-{
-    constexpr char signature[] = {'O', 'g', 'g', 'S', '\0'};
-    std::vector<Page> pages;
-    auto at = bytes.begin();
-    while (true) {
-        at = std::search(at, bytes.end(), std::begin(signature), std::end(signature));
-        const auto left = static_cast<std::size_t>(bytes.end() - at);
-        if (left < kPageHeaderBytes || left < kPageHeaderBytes + at[26])
-            return pages;
-        const auto table = at + kPageHeaderBytes;
-        const std::size_t whole = kPageHeaderBytes + at[26] + std::accumulate(table, table + at[26], std::size_t{0});
-        if (whole > left)
-            return pages;
-        Page page = {};
-        std::memcpy(&page.endFrame, &at[6], sizeof page.endFrame);
-        std::memcpy(&page.stream, &at[14], sizeof page.stream);
-        pages.push_back(page);
-        at += static_cast<std::ptrdiff_t>(whole);
-    }
-}
+constexpr int64_t kReadBytes = 64 << 10;
+constexpr long kPageHeaderBytes = 27;
+/// What only looks like a page costs a checksum over up to 64 KiB, so that many of them would take minutes.
+constexpr int64_t kMaximumDamagedPages = 1024;
+constexpr long kMaximumPacketBytes = 32 << 20; ///< a cover picture fits; a longer packet is left out
 
 } // namespace
 
-int64_t lastOggPageStart(ByteSource &source, int64_t frames)
+OggPageReader::OggPageReader(ByteSource &source, ByteRange range) noexcept
+    : source_(source), range_(range), offset_(range.begin), readOffset_(range.begin), budget_(kMaximumDamagedPages)
 {
-    const int64_t offset = std::max<int64_t>(source.size() - 3 * kLongestPage, 0);
-    std::vector<uint8_t> tail(static_cast<std::size_t>(source.size() - offset));
-    tail.resize(static_cast<std::size_t>(
-        std::max<int64_t>(source.readAt(offset, tail.data(), static_cast<int64_t>(tail.size())), 0)));
-    auto pages = pagesIn(tail);
-    const uint32_t stream = pages.empty() ? 0 : pages.back().stream;
-    std::erase_if(pages, [&](const Page &p) { return p.endFrame < 0 || p.stream != stream; });
-    if (pages.size() < 2)
-        return 0;
-    const int64_t lastPageFrames = pages.back().endFrame - pages[pages.size() - 2].endFrame;
-    return std::clamp<int64_t>(frames - lastPageFrames, 0, frames);
+    ogg_sync_init(&sync_);
+}
+
+void OggPageReader::moveTo(int64_t offset) noexcept
+{
+    ogg_sync_reset(&sync_);
+    offset_ = readOffset_ = offset;
+    cutOffset_ = -1;
+    hasEnded_ = false;
+}
+
+ogg_page *OggPageReader::next() noexcept
+{
+    while (budget_ > 0 && !hasEnded_) {
+        const bool isCandidate = standsAtSignature();
+        const long moved = ogg_sync_pageseek(&sync_, &page_);
+        if (moved > 0) {
+            pageOffset_ = offset_;
+            offset_ += moved;
+            ++budget_;
+            cutOffset_ = -1;
+            return &page_;
+        }
+        budget_ -= isCandidate && moved < 0 ? 1 : 0;
+        offset_ -= moved;
+        if (moved < 0 || fill())
+            continue;
+        if (!isAtEnd())
+            return nullptr;
+        if (!isCandidate)
+            return cutPage();
+        // It would go on past the end: whole pages may still follow its first byte.
+        --budget_;
+        const int64_t cut = cutOffset_ < 0 ? offset_ : cutOffset_;
+        moveTo(offset_ + 1);
+        cutOffset_ = cut;
+    }
+    return nullptr;
+}
+
+/// The page at cutOffset_, if there is one, as if it was written with what is left of it.
+ogg_page *OggPageReader::cutPage() noexcept
+{
+    hasEnded_ = true;
+    const int64_t begin = cutOffset_;
+    if (begin < 0)
+        return nullptr;
+    moveTo(begin);
+    while (fill()) {
+    }
+    hasEnded_ = true;
+    const auto *const bytes = sync_.data;
+    const long left = sync_.fill;
+    if (left < kPageHeaderBytes || left < kPageHeaderBytes + bytes[26])
+        return nullptr;
+    const long headerBytes = kPageHeaderBytes + bytes[26];
+    long bodyBytes = 0;
+    unsigned char segments = 0;
+    for (; segments < bytes[26] && bodyBytes + bytes[kPageHeaderBytes + segments] <= left - headerBytes; ++segments)
+        bodyBytes += bytes[kPageHeaderBytes + segments];
+    std::memcpy(cutHeader_.data(), bytes, static_cast<std::size_t>(headerBytes));
+    cutHeader_[5] &= 0x03;                                  // the stream does not end here
+    std::memset(&cutHeader_[6], 0xFF, sizeof(ogg_int64_t)); // and the position at its end is unknown
+    cutHeader_[26] = segments;
+    page_ = {cutHeader_.data(), kPageHeaderBytes + segments, sync_.data + headerBytes, bodyBytes};
+    pageOffset_ = begin;
+    return &page_;
+}
+
+bool OggPageReader::standsAtSignature() const noexcept
+{
+    return sync_.fill - sync_.returned >= 4 && std::memcmp(sync_.data + sync_.returned, "OggS", 4) == 0;
+}
+
+bool OggPageReader::fill() noexcept
+{
+    const int64_t wanted = std::min(kReadBytes, range_.end - readOffset_);
+    char *const room = wanted > 0 ? ogg_sync_buffer(&sync_, static_cast<long>(wanted)) : nullptr;
+    const int64_t got = room != nullptr ? source_.readAt(readOffset_, room, wanted) : 0;
+    if (got <= 0)
+        return false;
+    ogg_sync_wrote(&sync_, static_cast<long>(got));
+    readOffset_ += got;
+    return true;
+}
+
+void OggPackets::add(ogg_page &page) noexcept
+{
+    if (stream_.body_fill > kMaximumPacketBytes)
+        ogg_stream_reset(&stream_);
+    ogg_stream_pagein(&stream_, &page);
+}
+
+ogg_packet *OggPackets::next() noexcept
+{
+    while (true) {
+        const int found = ogg_stream_packetout(&stream_, &packet_);
+        if (found == 0)
+            return nullptr;
+        if (found > 0) // else pages are missing here
+            return &packet_;
+    }
 }
 
 } // namespace kx

@@ -1,5 +1,4 @@
 #include "KXFW/Platform/AudioFiles/Codecs/ContainerScan.h"
-#include "KXFW/Platform/AudioFiles/Codecs/OggPages.h"
 #include "KXFW/Platform/AudioFiles/Codecs/PlainPCMDecoder.h"
 #include "KXFW/Platform/AudioFiles/Codecs/SndfileDecoder.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
@@ -20,13 +19,11 @@ struct SampleEncoding {
     uint32_t bits;  ///< a sample in the file; 0 where that says nothing
     uint32_t flags; ///< of linear PCM
     SampleKind kind;
-    int64_t preroll = 0; ///< frames
 };
 
 constexpr FourCharCode kFormatIMA4 = fourCharCode("ima4");
 constexpr FourCharCode kFormatMicrosoftADPCM = 0x6D730002;
 
-// libsndfile's own kinds of linear PCM are those of containers; FLAC files use the same names.
 constexpr SampleEncoding kEncodings[] = {
     {SF_FORMAT_PCM_S8, kAudioFormatLinearPCM, 8, kAudioFormatFlagIsSignedInteger, SampleKind::Int16},
     {SF_FORMAT_PCM_U8, kAudioFormatLinearPCM, 8, 0, SampleKind::Int16},
@@ -43,11 +40,6 @@ constexpr SampleEncoding kEncodings[] = {
     {SF_FORMAT_ALAC_20, kAudioFormatAppleLossless, 0, 0, SampleKind::Float32},
     {SF_FORMAT_ALAC_24, kAudioFormatAppleLossless, 0, 0, SampleKind::Float32},
     {SF_FORMAT_ALAC_32, kAudioFormatAppleLossless, 0, 0, SampleKind::Float32},
-    // After a seek libsndfile's first Vorbis block lacks its overlap with the one before; blocks have up to 8192
-    // frames.
-    {SF_FORMAT_VORBIS, kAudioFormatVorbis, 0, 0, SampleKind::Float32, 8192},
-    // An Opus decoder forgets its start within 80 ms for the ear, within a second for the last bit.
-    {SF_FORMAT_OPUS, kAudioFormatOpus, 0, 0, SampleKind::Float32, 48000},
 };
 
 const SampleEncoding *encodingOf(const SF_INFO &info)
@@ -56,15 +48,11 @@ const SampleEncoding *encodingOf(const SF_INFO &info)
     return found == std::end(kEncodings) ? nullptr : found;
 }
 
-AudioStreamBasicDescription fileFormat(const SF_INFO &info, const SampleEncoding &encoding, Container container,
-                                       SNDFILE *handle)
+AudioStreamBasicDescription fileFormat(const SF_INFO &info, const SampleEncoding &encoding, SNDFILE *handle)
 {
     const auto channels = static_cast<uint32_t>(info.channels);
-    const bool isCompressed = container == Container::FLAC || container == Container::Ogg || encoding.bits == 0;
-    if (isCompressed) {
-        const FourCharCode id = encoding.formatID == kAudioFormatLinearPCM ? kAudioFormatFLAC : encoding.formatID;
-        return {static_cast<double>(info.samplerate), id, 0, 0, 0, 0, channels, encoding.bits, 0};
-    }
+    if (encoding.bits == 0)
+        return {static_cast<double>(info.samplerate), encoding.formatID, 0, 0, 0, 0, channels, 0, 0};
     const uint32_t bytes = encoding.bits / 8 * channels;
     uint32_t flags = encoding.flags;
     if (encoding.formatID == kAudioFormatLinearPCM)
@@ -120,18 +108,11 @@ DecoderResult openPCMContainer(std::shared_ptr<ByteSource> source)
     if (const OSStatus status = checkInfo(info); status != noErr)
         return status;
     const SampleEncoding &encoding = *encodingOf(info);
-    const AudioStreamBasicDescription format = fileFormat(info, encoding, container, handle.get());
+    const AudioStreamBasicDescription format = fileFormat(info, encoding, handle.get());
     if (const auto layout = plainLayout(*file, handle.get(), info, format))
         return std::unique_ptr<Decoder>(std::make_unique<PlainPCMDecoder>(source, *layout));
     const DecodedFormat decoded{format, encoding.kind, format.mChannelsPerFrame, format.mSampleRate, info.frames};
-    if (container != Container::Ogg)
-        return SndfileDecoder::make(std::move(file), std::move(handle), decoded, {encoding.preroll, info.frames},
-                                    SndfileDecoder::Length::Stated);
-    const SndfileDecoder::Approach approach{encoding.preroll, lastOggPageStart(*source, info.frames)};
-    if (source->error() != noErr)
-        return source->error();
-    // The length is that of the last page, which is there.
-    return SndfileDecoder::make(std::move(file), std::move(handle), decoded, approach, SndfileDecoder::Length::Certain);
+    return SndfileDecoder::make(std::move(file), std::move(handle), decoded);
 }
 
 } // namespace kx

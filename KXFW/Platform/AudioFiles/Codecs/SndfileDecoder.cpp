@@ -15,18 +15,17 @@ constexpr uint32_t kSkipFrames = 1024;
 } // namespace
 
 DecoderResult SndfileDecoder::make(std::unique_ptr<VirtualFile> file, SndfileHandlePointer handle,
-                                   const DecodedFormat &format, Approach approach, Length length)
+                                   const DecodedFormat &format)
 {
-    std::unique_ptr<SndfileDecoder> decoder(new SndfileDecoder(std::move(file), std::move(handle), format, approach));
-    if (length == Length::Stated)
-        if (const OSStatus status = decoder->measure(); status != noErr)
-            return status;
+    std::unique_ptr<SndfileDecoder> decoder(new SndfileDecoder(std::move(file), std::move(handle), format));
+    if (const OSStatus status = decoder->measure(); status != noErr)
+        return status;
     return std::unique_ptr<Decoder>(std::move(decoder));
 }
 
 SndfileDecoder::SndfileDecoder(std::unique_ptr<VirtualFile> file, SndfileHandlePointer handle,
-                               const DecodedFormat &format, Approach approach)
-    : file_(std::move(file)), handle_(std::move(handle)), format_(format), approach_(approach),
+                               const DecodedFormat &format)
+    : file_(std::move(file)), handle_(std::move(handle)), format_(format),
       skipped_(std::size_t{kSkipFrames} * format.channels)
 {
 }
@@ -91,12 +90,9 @@ OSStatus SndfileDecoder::seek(int64_t frame)
     position_ = frame;
     if (frame == handleFrame_ || frame == format_.frames)
         return noErr; // the end is read without the handle, whose codecs do not all take it as a target
-    const int64_t from = std::max<int64_t>(std::min(frame, approach_.latest) - approach_.preroll, 0);
     handleFrame_ = -1;
     OSStatus status = noErr;
-    if (sf_seek(handle_.get(), from, SEEK_SET) == from) {
-        status = skip(frame - from);
-    } else {
+    if (sf_seek(handle_.get(), frame, SEEK_SET) != frame) {
         status = restart();
         if (status == noErr)
             status = skip(frame);

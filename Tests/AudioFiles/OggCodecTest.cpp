@@ -1,0 +1,132 @@
+#include "FileTestSupport.h"
+#include "KXFW/Platform/AudioFiles/Codecs/VorbisSetup.h"
+#include "KXFW/Platform/AudioFiles/FileReader.h"
+#include "Tests/Support/Media.h"
+#include "Tests/Support/MemorySource.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <random>
+
+namespace kx::test
+{
+
+namespace
+{
+
+Bytes media(Codec codec, uint32_t rate, uint32_t channels, int64_t frames = 60'007, uint32_t seed = 1)
+{
+    return readBytes(make({.codec = codec, .rate = rate, .channels = channels, .frames = frames, .seed = seed}));
+}
+
+/// All frames of a file as floats of this rate and channel count.
+std::vector<float> converted(const Bytes &bytes, double rate, uint32_t channels)
+{
+    auto opened = FileReader::open(std::make_shared<MemorySource>(bytes));
+    if (!opened || (*opened)->setClient(interleaved(rate, channels, 32, kAudioFormatFlagIsFloat)) != noErr)
+        return {};
+    std::vector<float> all;
+    std::vector<float> block(std::size_t{4096} * channels);
+    for (uint32_t frames = 4096; frames == 4096;
+         all.insert(all.end(), block.begin(), block.begin() + frames * channels)) {
+        AudioBufferList list{1, {{channels, static_cast<uint32_t>(block.size() * 4), block.data()}}};
+        EXPECT_EQ((*opened)->read(frames, list), noErr);
+    }
+    return all;
+}
+
+TEST(OggChain, PlaysItsLinksInTheFormatOfTheFirst)
+{
+    const Bytes vorbis = media(Codec::Vorbis, 44100, 2);
+    const Bytes flac = media(Codec::OggFLAC, 44100, 2);
+    const std::pair<const char *, std::vector<Bytes>> chains[] = {
+        {"alike", {vorbis, media(Codec::Vorbis, 44100, 2, 30'011, 2), vorbis}},
+        {"FLAC", {flac, media(Codec::OggFLAC, 44100, 2, 30'011, 2)}},
+        {"another kind of samples", {flac, vorbis}},
+        {"another channel count", {vorbis, media(Codec::Vorbis, 44100, 1), media(Codec::Vorbis, 44100, 6)}},
+        {"other rates", {vorbis, media(Codec::Opus, 48000, 2), media(Codec::Vorbis, 22050, 1), flac}},
+    };
+    for (const auto &[name, links] : chains) {
+        SCOPED_TRACE(name);
+        Bytes bytes;
+        std::vector<float> expected;
+        for (const Bytes &link : links) {
+            bytes = bytes + link;
+            const auto sound = converted(link, 44100, 2);
+            expected.insert(expected.end(), sound.begin(), sound.end());
+        }
+        auto opened = openBytes(openOgg, bytes);
+        ASSERT_TRUE(opened);
+        Decoder &decoder = **opened;
+        EXPECT_EQ(decoder.format().frames, static_cast<int64_t>(expected.size() / 2));
+        const auto straight = readToEnd(decoder, 1000);
+        EXPECT_TRUE(straight == expected);
+        std::mt19937 random(5);
+        for (int i = 0; i < 60; ++i) {
+            const auto target = static_cast<int64_t>(random() % (expected.size() / 2));
+            ASSERT_EQ(decoder.seek(target), noErr);
+            const auto part = readFrames(decoder, 40'000, 777);
+            ASSERT_EQ(part.size(),
+                      std::min<std::size_t>(80'000, expected.size() - 2 * static_cast<std::size_t>(target)));
+            for (std::size_t s = 0; s < part.size(); ++s)
+                ASSERT_NEAR(part[s], expected[2 * static_cast<std::size_t>(target) + s], 1.0 / 32768)
+                    << "target " << target << ", sample " << s;
+        }
+    }
+}
+
+TEST(OggChain, LeavesOutWhatItCannotPlay)
+{
+    const Bytes good = media(Codec::Vorbis, 44100, 2);
+    const auto alone = converted(good, 44100, 2);
+    Bytes unknown = good;
+    const std::string_view name = "vorbis";
+    for (auto at = unknown.begin(); (at = std::search(at, unknown.end(), name.begin(), name.end())) != unknown.end();)
+        *at = 'w';
+    unknown = resealed(unknown);
+    const Bytes headersOnly(good.begin(), good.begin() + 2000);
+    for (const Bytes &other : {unknown, headersOnly, Bytes(1000, 'O')})
+        EXPECT_EQ(converted(good + other + good, 44100, 2).size(), 2 * alone.size()) << other.size();
+    EXPECT_EQ(openBytes(openOgg, headersOnly).status(), kAudioFileInvalidFileError);
+    EXPECT_EQ(openBytes(openOgg, unknown).status(), kAudioFileUnsupportedDataFormatError);
+}
+
+/// A setup header with code books that take a few bits and stand for `entries` entries each.
+std::vector<uint8_t> setupHeader(int books, int entries)
+{
+    oggpack_buffer bits;
+    oggpack_writeinit(&bits);
+    for (const char c : std::string_view("\5vorbis"))
+        oggpack_write(&bits, static_cast<unsigned char>(c), 8);
+    oggpack_write(&bits, static_cast<unsigned long>(books - 1), 8);
+    for (int i = 0; i < books; ++i) {
+        oggpack_write(&bits, 0x564342, 24);
+        oggpack_write(&bits, 1, 16); // dimensions
+        oggpack_write(&bits, static_cast<unsigned long>(entries), 24);
+        oggpack_write(&bits, 1, 1); // in order, all of one length
+        oggpack_write(&bits, 0, 5);
+        oggpack_write(&bits, static_cast<unsigned long>(entries), std::bit_width(static_cast<unsigned>(entries)));
+        oggpack_write(&bits, 0, 4); // no values
+    }
+    const std::vector<uint8_t> bytes(bits.buffer, bits.buffer + oggpack_bytes(&bits));
+    oggpack_writeclear(&bits);
+    return bytes;
+}
+
+TEST(OggFiles, CodeBooksThatStandForGigabytesAreRefused)
+{
+    const auto isTaken = [](std::vector<uint8_t> bytes) {
+        return hasModestCodeBooks({bytes.data(), static_cast<long>(bytes.size()), 0, 0, -1, 2});
+    };
+    EXPECT_TRUE(isTaken(setupHeader(200, 8000)));
+    EXPECT_FALSE(isTaken(setupHeader(1, 1 << 20)));
+    EXPECT_FALSE(isTaken(setupHeader(200, 1 << 17)));
+    auto cut = setupHeader(200, 8000);
+    cut.resize(cut.size() / 2);
+    EXPECT_FALSE(isTaken(cut));
+}
+
+} // namespace
+} // namespace kx::test
