@@ -182,6 +182,27 @@ TEST_F(PlayerStateTest, ADeviceThatIsNotThereOrOnlyRecordsIsToldAndLeftAlone)
     EXPECT_EQ(player->outputDeviceID(), speaker);
 }
 
+TEST_F(PlayerStateTest, AStopFromTheBlockOfARebuiltOutputHolds)
+{
+    player->play();
+    player->setOutputRebuiltBlock([this] { player->stop(); });
+    player->_handleHardwarePropertyChange(kAudioHardwarePropertyDefaultOutputDevice);
+    EXPECT_FALSE(player->isPlaying());
+    EXPECT_EQ(hardware->openStreams(), 0U);
+    player->setOutputRebuiltBlock({});
+}
+
+/// The format may change between the chain's request and the read.
+TEST_F(PlayerStateTest, ARequestIsFilledAsFarAsItsBufferGoes)
+{
+    std::vector<uint32_t> frames(1024, 0xEEEEEEEE);
+    AudioBuffer buffer{2, 64, frames.data()};
+    player->prv_render({}, 512, buffer);
+    EXPECT_EQ(player->frameOffset(), 16);
+    EXPECT_EQ(indexIn(frames[15]), 15);
+    EXPECT_EQ(std::count(frames.begin(), frames.end(), 0xEEEEEEEE), 1024 - 16);
+}
+
 TEST_F(PlayerStateTest, AFailedSeekIsMadeUpForWhenTheDiskIsBack)
 {
     {

@@ -81,9 +81,11 @@ TEST_P(BackendContract, AsksForSlicesUntilItIsDrained)
         ASSERT_EQ(stream->write(slice.data(), *room), noErr);
     }
     EXPECT_EQ(stream->write(slice.data(), 0), noErr);
+    const uint64_t underruns = stream->underruns();
     stream->drain();
     stream->drain(); // nothing is left
     EXPECT_GT(*stream->waitForRoom(), 0u) << "a drained stream goes on";
+    EXPECT_EQ(stream->underruns(), underruns) << "the end of the data is no underrun";
 }
 
 TEST_P(BackendContract, AnInterruptionIsForGood)
