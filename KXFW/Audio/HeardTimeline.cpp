@@ -67,7 +67,7 @@ bool HeardTimeline::continues(const RenderedSlice &slice) const noexcept
     if (first_ == next_)
         return false;
     const Record &last = record(next_ - 1);
-    return slice.output - last.output < kGrain && last.slice.read == last.slice.frames &&
+    return !slice.jumps && slice.output - last.output < kGrain && last.slice.read == last.slice.frames &&
            last.slice.position + last.slice.read == slice.position && slice.position < slice.loopEnd &&
            last.slice.loopStart == slice.loopStart && last.slice.loopEnd == slice.loopEnd &&
            last.slice.loops == slice.loops;
@@ -77,6 +77,10 @@ void HeardTimeline::append(const RenderedSlice &slice) noexcept
 {
     const bool sameSlice = next_ > first_ && slice.output == record(next_ - 1).output;
     const int64_t heard = sameSlice ? record(next_ - 1).heard : std::max<int64_t>(entered_ - held_, 0);
+    if (slice.jumps)
+        entered_ = heard; // the numbers of what is let go are given anew
+    if (slice.jumps && jumped_ != kNone)
+        jumped_ = heard;
     records_[next_ % kRecords] = {slice.output, heard, entered_, slice};
     ++next_;
     first_ = std::max(first_, next_ < kRecords ? 0 : next_ - kRecords);

@@ -19,6 +19,7 @@ struct RenderedSlice {
     int64_t loopStart; ///< the frame that follows `loopEnd`,
     int64_t loopEnd;   ///< and the frame behind the last one, where the position turns back,
     bool loops;        ///< or stays
+    bool jumps;        ///< these frames are heard next, and not what the chain held back
 };
 
 /// Remembers which frames of the file went into the chain and when, to tell which of them is heard: frames go in with a

@@ -147,6 +147,7 @@ bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> sour
         param->setByteOffset(0);
         seekIsDue_ = false;
         timeline_.clear(0);
+        hasJumped_ = true;
         return previous;
     });
     if (failure)

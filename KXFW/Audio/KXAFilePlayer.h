@@ -172,11 +172,11 @@ public:
     /// Reads up to `frames` frames at the position, around the loop, and moves the position on; returns the bytes
     /// written. [render] [queue: byteOffsetChangeQueue]
     int64_t _readToBuffer(void *destination, int64_t frames);
-    /// What the render callback does. A failure is kept, and the slice is silent. [render]
-    void prv_render(const AudioTimeStamp &time, uint32_t frames, AudioBuffer &buffer) noexcept;
+    /// What the render callback does, and its flags. A failure is kept, and the slice is silent. [render]
+    AudioUnitRenderActionFlags prv_render(const AudioTimeStamp &time, uint32_t frames, AudioBuffer &buffer) noexcept;
     /// The frames that the chain holds back once the slice under way is done. [any] [render]
     [[nodiscard]] uint32_t prv_heldFrames() const;
-    /// The frames that went into the chain since the player was made, silence included. [any] [render]
+    /// The frames that went into the chain, silence included, but for those that a jump let go. [any] [render]
     [[nodiscard]] int64_t prv_enteredFrames() const noexcept { return timeline_.entered(); }
     /// Throws the failure that the render path kept, if there is one, and forgets it. [any]
     void prv_raiseRenderFailure();
@@ -203,7 +203,7 @@ private:
     [[nodiscard]] AudioTimeStamp heardTime() const;
     void seekData(KXAFiledAudioData2 &data, int64_t frame);
     SliceRead readBytes(void *destination, int64_t bytes);
-    void noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read);
+    void noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read, bool jumps);
     void stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read);
     [[nodiscard]] int64_t bytesOf(int64_t frames) const;
     [[nodiscard]] bool rangeIsEmpty() const;
@@ -242,6 +242,7 @@ private:
     bool defaultChangedMeanwhile_ = false;         ///< during an export; under controlLock_
     std::optional<AudioObjectID> chosenMeanwhile_; ///< during an export; under controlLock_
     mutable kx::HeardTimeline timeline_;
+    std::atomic<bool> hasJumped_{false};            ///< the next frames do not go on from the last ones
     int64_t silentFrames_ = kNothingYet;            ///< put into the chain since data was; the render thread's
     kx::Guarded<std::shared_ptr<void>> effectHold_; ///< keeps the effect unit
     kx::Guarded<std::exception_ptr> renderFailure_; ///< met by the render path, told by others

@@ -92,7 +92,10 @@ std::optional<NSException> KXAFilePlayer::beginExport()
     if (prv_heldFrames() > 0)
         resetAUs(); // frames of before are no part of the export
     // On the queue, so that a jump of the position is either before the export or refused.
-    byteOffsetChangeQueue()->sync([this] { isExporting_ = true; });
+    byteOffsetChangeQueue()->sync([this] {
+        isExporting_ = true;
+        hasJumped_ = false;
+    });
     return std::nullopt;
 }
 

@@ -54,7 +54,8 @@ void KXAFilePlayer::setPositionInByte(int64_t position)
             return;
         const auto param = playerParam();
         param->setByteOffset(boundedPosition(position, data->bufferSize()));
-        if (isPlaying())
+        hasJumped_ = isPlaying();
+        if (hasJumped_)
             timeline_.jump(frameOffset());
         else
             timeline_.clear(frameOffset());                   // nothing of before will be heard

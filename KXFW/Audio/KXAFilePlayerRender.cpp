@@ -87,11 +87,15 @@ private:
 
 } // namespace
 
-OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags * /*flags*/, const AudioTimeStamp *time,
+OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time,
                            uint32_t /*bus*/, uint32_t frames, AudioBufferList *data)
 {
-    if (data && data->mNumberBuffers > 0)
-        static_cast<KXAFilePlayer *>(reference)->prv_render(time ? *time : AudioTimeStamp{}, frames, data->mBuffers[0]);
+    if (!data || data->mNumberBuffers == 0)
+        return noErr;
+    auto *const player = static_cast<KXAFilePlayer *>(reference);
+    const auto told = player->prv_render(time ? *time : AudioTimeStamp{}, frames, data->mBuffers[0]);
+    if (flags)
+        *flags |= told;
     return noErr;
 }
 
@@ -114,12 +118,14 @@ struct KXAFilePlayer::SliceRead {
     bool failed = false;
 };
 
-void KXAFilePlayer::prv_render(const AudioTimeStamp &time, uint32_t frames, AudioBuffer &buffer) noexcept
+AudioUnitRenderActionFlags KXAFilePlayer::prv_render(const AudioTimeStamp &time, uint32_t frames,
+                                                     AudioBuffer &buffer) noexcept
 {
     if (!buffer.mData)
-        return;
+        return 0;
     const RenderingScope scope(this);
     std::size_t filled = 0;
+    bool jumps = false;
     try {
         byteOffsetChangeQueue()->sync([&] {
             // The input format may change between the chain's request and this read: never beyond the buffer.
@@ -127,7 +133,8 @@ void KXAFilePlayer::prv_render(const AudioTimeStamp &time, uint32_t frames, Audi
             const SliceRead read = readBytes(buffer.mData, std::min<int64_t>(wanted, buffer.mDataByteSize));
             filled = static_cast<std::size_t>(read.walk.count);
             const uint32_t held = prv_heldFrames();
-            noteSlice(time, frames, held, read);
+            jumps = hasJumped_.exchange(false);
+            noteSlice(time, frames, held, read, jumps);
             stopOnceHeard(frames, held, read);
         });
     } catch (...) {
@@ -136,6 +143,7 @@ void KXAFilePlayer::prv_render(const AudioTimeStamp &time, uint32_t frames, Audi
     }
     if (buffer.mDataByteSize > filled)
         std::memset(static_cast<std::byte *>(buffer.mData) + filled, 0, buffer.mDataByteSize - filled);
+    return jumps ? AudioUnitRenderActionFlags{kAudioUnitRenderAction_Discontinuity} : 0;
 }
 
 int64_t KXAFilePlayer::_readToBuffer(void *destination, int64_t frames)
@@ -175,13 +183,14 @@ uint32_t KXAFilePlayer::prv_heldFrames() const
     return held;
 }
 
-void KXAFilePlayer::noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read)
+void KXAFilePlayer::noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read,
+                              bool jumps)
 {
     const int64_t frame = std::max<int64_t>(read.range.bytesPerFrame, 1);
     const int64_t end = read.range.loop ? std::min(read.range.end, read.range.dataSize) : read.range.dataSize;
     timeline_.note({time.mSampleTime, frames, static_cast<uint32_t>(read.walk.count / frame), held,
                     read.walk.first / frame, std::max<int64_t>(read.range.start, 0) / frame, end / frame,
-                    read.range.loop});
+                    read.range.loop, jumps});
     if (isExporting_)
         timeline_.clear(read.walk.position / frame); // goes to a file, not to the ear
 }

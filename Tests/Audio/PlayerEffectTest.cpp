@@ -105,6 +105,43 @@ TEST_F(PlayerEffectTest, AnExportIsExactAtEveryInputRate)
     }
 }
 
+TEST_F(PlayerEffectTest, AJumpAndAnotherFileAreHeardAtOnce)
+{
+    load(indexed(400'000));
+    const auto play = [&] {
+        turnTo(2);
+        player->play();
+        advance(2000);
+        turnTo(1); // it looks ahead, but plays the source as it is
+        advance(3000);
+    };
+    constexpr std::size_t kFade = 1024;
+    const auto expectFrom = [&](int64_t frame) {
+        const auto frames = advance(4000);
+        expectPasses({frames.begin() + kFade, frames.end()}, 4000 - kFade, frame + kFade, 0, 400'000);
+        EXPECT_EQ(player->heardFrame().frame, frame + 4000);
+    };
+    play();
+    player->setPositionInFrame(200'000);
+    expectFrom(200'000);
+    player->setPositionInFrame(5);
+    expectFrom(5);
+    player->setPositionInFrame(player->frameOffset());
+    expectFrom(player->frameOffset());
+    player->stop();
+    EXPECT_EQ(player->heardFrame().frame, 5 + 4000 + kLookAhead + 4000) << "not the jump";
+    play();
+    load(indexed(390'000));
+    expectFrom(0);
+    player->setPositionInFrame(300'000);
+    player->stop();
+    player->setStartOffsetInFrame(300'000);
+    player->setEndOffsetInFrame(301'024);
+    const auto url = temporaryPath("jumped.aiff");
+    exportRange(player, url);
+    EXPECT_EQ(indicesOf(url).size(), 1024U) << "what a jump has let go is no part of an export";
+}
+
 TEST_F(PlayerEffectTest, TheEndOfTheDataIsHeardBeforeThePlayerStops)
 {
     load({.frames = 3000, .signal = Signal::Noise}); // less than the look-ahead
@@ -149,10 +186,13 @@ TEST_F(PlayerEffectTest, KnowsTheFrameThatIsHeardWhateverComesBetween)
     player->play();
     advance(1000);
     player->setPositionInFrame(200'000);
+    EXPECT_NEAR(static_cast<double>(player->heardFrame().frame), 500, 1) << "the jump is not heard yet";
     advance(100);
-    EXPECT_NEAR(static_cast<double>(player->heardFrame().frame), 550, 1) << "the jump is not heard yet";
+    EXPECT_NEAR(static_cast<double>(player->heardFrame().frame), 200'050, 1) << "now it is";
+    EXPECT_NEAR(static_cast<double>(player->frameOffset()), 200'050 + kLookAhead, 1);
+    player->setPositionInFrame(100'000);
     player->stop();
-    EXPECT_EQ(player->heardFrame().frame, 200'000) << "and is not undone by a stop";
+    EXPECT_EQ(player->heardFrame().frame, 100'000) << "and none is undone by a stop";
     player->play();
     advance(1000);
     player->setPositionInFrame(300'000);

@@ -70,9 +70,18 @@ public:
             render();
     }
 
+    /// What is drawn from now on is `signal` from its start.
+    void jumpTo(Signal signal)
+    {
+        signal_ = std::move(signal);
+        drawn = 0;
+        feed_.flagsOfNext = kAudioUnitRenderAction_Discontinuity;
+    }
+
     AVAudioUnitTimePitch effect;
     uint64_t drawn = 0;
-    bool fails = false; ///< its input
+    bool fails = false;      ///< its input
+    bool jumpsTwice = false; ///< with the draw after the next one, too
     std::vector<float> out;
 
 private:
@@ -87,6 +96,8 @@ private:
             right[i] = -left[i];
         }
         drawn += frames;
+        if (std::exchange(jumpsTwice, false))
+            feed_.flagsOfNext = kAudioUnitRenderAction_Discontinuity;
         return noErr;
     }
 
@@ -257,6 +268,33 @@ TEST(TimePitchUnit, ChangesMeanTheSameInAnySlices)
     const auto whole = rendered(3000);
     for (const uint32_t slice : {7u, 64u, 513u})
         EXPECT_TRUE(rendered(slice) == whole) << slice << " frames a slice";
+}
+
+TEST(TimePitchUnit, AJumpOfTheInputIsHeardAtOnceWithoutAClick)
+{
+    constexpr uint32_t kFade = 1024;
+    const auto tone = static_cast<float>(std::numbers::pi * 441 / 44100);
+    const RenderGuard guard;
+    for (const Setting &setting : kSettings) {
+        SCOPED_TRACE(setting);
+        const float speed = std::exp2(setting.cents / 1200);
+        Rig rig(sine(441), setting.rate, setting.cents);
+        rig.renderUntil(10 * kSlice);
+        for (int i = 0; i < 20; ++i) {
+            rig.jumpTo(sine(441));
+            rig.jumpsTwice = i % 5 == 0;
+            const std::size_t from = rig.out.size();
+            rig.render(i % 4 == 0 ? 8 : static_cast<uint32_t>(1000 * i + 1) % 4000); // some jump within the fade
+            const double due = kLookAhead + static_cast<double>(rig.out.size() - from) * setting.rate;
+            EXPECT_TRUE(i % 5 == 0 || std::abs(static_cast<double>(rig.drawn) - due) < 1) << rig.drawn << ", " << due;
+            for (std::size_t at = from; at < rig.out.size(); ++at)
+                ASSERT_LE(std::abs(rig.out[at] - rig.out[at - 1]), 1.5F * tone * std::max(speed, 1.0F)) << "jump " << i;
+        }
+        rig.jumpTo([](uint64_t) { return 0.25F; });
+        rig.renderUntil(rig.out.size() + static_cast<std::size_t>(kFade / speed) + kSlice);
+        EXPECT_NEAR(rig.out.back(), 0.25F, 0.01F);
+    }
+    EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
 }
 
 TEST(TimePitchUnit, AnInputThatFailsIsSilentAndThenGoesOn)

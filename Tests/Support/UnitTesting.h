@@ -91,13 +91,17 @@ public:
                    AURenderCallbackStruct{&Callback::run, this});
     }
 
+    AudioUnitRenderActionFlags flagsOfNext = 0; ///< what the next call sets
+
 private:
-    static OSStatus run(void *self, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time, uint32_t bus,
+    static OSStatus run(void *each, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time, uint32_t bus,
                         uint32_t frames, AudioBufferList *data)
     {
         EXPECT_NE(flags, nullptr);
         EXPECT_EQ(bus, 0u);
-        return static_cast<Callback *>(self)->work_(*time, frames, *data);
+        auto *const self = static_cast<Callback *>(each);
+        *flags |= std::exchange(self->flagsOfNext, 0);
+        return self->work_(*time, frames, *data);
     }
 
     Work work_;

@@ -78,6 +78,13 @@ enum : AudioUnitParameterID {
     kTimePitchParam_Pitch = 1, ///< cents, -2400 to 2400; 0 at first
 };
 
+enum : AudioUnitRenderActionFlags {
+    /// Set by a render callback: its frames do not go on from those that it gave before. A unit that looks ahead lets
+    /// go
+    /// of what it holds and cross-fades to them at once.
+    kAudioUnitRenderAction_Discontinuity = 1U << 16,
+};
+
 /// Fills `data` with `frames` frames. Runs on the thread that pulls, for an output unit its render thread: it must not
 /// allocate, free, wait, log or throw; it may stop the output unit that called it, read atomics and enter a
 /// kx::SerialQueue that is held for short times only. A status other than noErr makes the slice silent.

@@ -24,6 +24,9 @@ public:
     /// set here. With a status other than noErr the content means nothing. [render]
     virtual OSStatus pull(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept = 0;
 
+    /// Counts the pulls that did not go on from the frames of the one before. [render]
+    [[nodiscard]] virtual uint32_t discontinuities() const noexcept { return 0; }
+
     /// True when nothing more is to be pulled. [render]
     [[nodiscard]] virtual bool ended() const noexcept { return false; }
 

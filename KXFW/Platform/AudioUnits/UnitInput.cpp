@@ -79,11 +79,20 @@ OSStatus UnitInput::pull(const AudioTimeStamp &time, uint32_t frames, AudioBuffe
     for (uint32_t i = 0; i < list.mNumberBuffers; ++i)
         list.mBuffers[i].mDataByteSize = frames * format_.mBytesPerFrame;
     if (source_)
-        return source_->render(time, frames, list, &format_);
+        return pullSource(time, frames, list);
     return callback_.inputProc ? call(time, frames, list) : kAudioUnitErr_NoConnection;
 }
 
-OSStatus UnitInput::call(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) const noexcept
+OSStatus UnitInput::pullSource(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept
+{
+    const uint32_t before = source_->input().discontinuities();
+    const OSStatus status = source_->render(time, frames, list, &format_);
+    if (source_->input().discontinuities() != before)
+        ++discontinuities_;
+    return status;
+}
+
+OSStatus UnitInput::call(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept
 {
     const uint32_t count = list.mNumberBuffers;
     std::array<void *, kMaximumChannels> own; // NOLINT: filled below as far as it is read
@@ -94,6 +103,8 @@ OSStatus UnitInput::call(const AudioTimeStamp &time, uint32_t frames, AudioBuffe
     try {
         AudioUnitRenderActionFlags flags = 0;
         status = callback_.inputProc(callback_.inputProcRefCon, &flags, &time, 0, frames, &list);
+        if ((flags & kAudioUnitRenderAction_Discontinuity) != 0)
+            ++discontinuities_;
     } catch (...) {
         status = kAudioHardwareUnspecifiedError;
     }

@@ -4,6 +4,7 @@
 #include "KXFW/Platform/AudioUnits/Renderer.h"
 #include "KXFW/Platform/Foundation/PriorityMutex.h"
 
+#include <atomic>
 #include <memory>
 
 namespace kx
@@ -35,15 +36,18 @@ public:
     /// Silence is not made here: a status says that `list` holds no sound. A callback that throws counts as one that
     /// fails; one that fills less than asked leaves the rest silent. [render]
     OSStatus pull(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept override;
+    [[nodiscard]] uint32_t discontinuities() const noexcept override { return discontinuities_; }
 
 private:
     static PriorityMutex &connections();
     [[nodiscard]] bool hangsOnLocked(const Unit &unit) const noexcept;
-    OSStatus call(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) const noexcept;
+    OSStatus pullSource(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept;
+    OSStatus call(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &list) noexcept;
 
     AudioStreamBasicDescription format_{};
     AURenderCallbackStruct callback_{};
     std::shared_ptr<Unit> source_;
+    std::atomic<uint32_t> discontinuities_{0};
 };
 
 } // namespace kx

@@ -173,7 +173,7 @@ void TimePitchRenderer::turnTo(const TimePitchSetting &wanted) noexcept
         splice(); // so that it is the source frame for frame
     } else if (!isStraight_ && tempo == 1) {
         if (!strays())
-            makeChangedUpTo(place_.whole + kFade + kHistory);
+            makeEnoughToFade();
         isStraight_ = true;
         splice();
     } else if (!isStraight_ && strays()) {
@@ -190,14 +190,42 @@ bool TimePitchRenderer::strays() const noexcept
     return distance > (canFade ? 1 : 2) * TempoChanger::kPatience;
 }
 
+/// The frames that come now are from another place: they are what is heard next, while what is in hand fades out.
+/// Frames from a place between, drawn within this slice, are left out.
+void TimePitchRenderer::jump() noexcept
+{
+    if (source_.end() - heard_.whole >= kLookAhead) {
+        makeEnoughToFade();
+        fadeOutInHand();
+    }
+    heard_ = {source_.end(), 0};
+    beginAtHeard();
+    source_.dropBefore(heard_.whole);
+}
+
+void TimePitchRenderer::makeEnoughToFade() noexcept
+{
+    makeChangedUpTo(place_.whole + kFade + kHistory);
+}
+
 /// The changed signal begins anew at the source frame that is heard now, while what was in hand of it fades out.
 void TimePitchRenderer::splice() noexcept
+{
+    fadeOutInHand();
+    beginAtHeard();
+}
+
+void TimePitchRenderer::fadeOutInHand() noexcept
 {
     putOnWholeFrames();
     const auto inHand = static_cast<uint32_t>(std::min<int64_t>(changed_.end() - place_.whole, kFade));
     old_.restart(place_.whole);
     append(old_, constPlanesOf(changed_, place_.whole), inHand);
     changed_.dropFrom(place_.whole);
+}
+
+void TimePitchRenderer::beginAtHeard() noexcept
+{
     line_.changed = place_.value();
     line_.source = heard_.value();
     shift_ = heard_.whole - place_.whole;
@@ -226,15 +254,18 @@ void TimePitchRenderer::putOnWholeFrames() noexcept
 /// Source frames for a slice: as many as `heard_` moves by, and the look-ahead where it is not there yet.
 OSStatus TimePitchRenderer::draw(FrameSource &input, const AudioTimeStamp &time, uint32_t frames) noexcept
 {
-    const int64_t wanted = heard_.after(frames, rate_).whole + kLookAhead;
-    while (source_.end() < wanted) {
-        const auto count = static_cast<uint32_t>(std::min<int64_t>(wanted - source_.end(), maximumFrames_));
+    const auto missing = [&] { return heard_.after(frames, rate_).whole + kLookAhead - source_.end(); };
+    while (missing() > 0) {
+        const auto count = static_cast<uint32_t>(std::min<int64_t>(missing(), maximumFrames_));
         source_.reserve(count);
         AudioBufferList &list = *pulled_.get();
         for (uint32_t i = 0; i < kChannels; ++i)
             (&list.mBuffers[0])[i].mData = source_.at(i, source_.end());
+        const uint32_t before = input.discontinuities();
         if (const OSStatus status = input.pull(time, count, list); status != noErr)
             return status;
+        if (input.discontinuities() != before && source_.end() > heard_.whole)
+            jump();
         source_.append(count);
     }
     return noErr;

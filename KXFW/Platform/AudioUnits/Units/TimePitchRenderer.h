@@ -22,7 +22,8 @@ class TimePitchUnit;
 /// one where the other is.
 ///
 /// Until it is first set to something else than rate 1 and pitch 0 the unit hands its input on. From then on it holds
-/// kLookAhead source frames: a slice draws what `heard_` moves by, whatever the setting.
+/// kLookAhead source frames: a slice draws what `heard_` moves by, whatever the setting. Where the input jumps it lets
+/// go of those, and draws as many from there on.
 class TimePitchRenderer final : public Renderer
 {
 public:
@@ -42,7 +43,11 @@ private:
     void beginToHold() noexcept;
     void turnTo(const TimePitchSetting &wanted) noexcept;
     [[nodiscard]] bool strays() const noexcept;
+    void jump() noexcept;
+    void makeEnoughToFade() noexcept;
     void splice() noexcept;
+    void fadeOutInHand() noexcept;
+    void beginAtHeard() noexcept;
     void putOnWholeFrames() noexcept;
     OSStatus draw(FrameSource &input, const AudioTimeStamp &time, uint32_t frames) noexcept;
     void fill(uint32_t from, uint32_t frames, const AudioBufferList &out) noexcept;
