@@ -41,14 +41,15 @@ private:
     ScopedVirtualHardware hardware_;
 };
 
-class PulseSoundSystem final : public SoundSystem
+class ServerSoundSystem final : public SoundSystem
 {
 public:
+    explicit ServerSoundSystem(ServerKind kind) : server_({{"one"}, {"two"}}, kind) {}
     std::unique_ptr<HardwareBackend> make() override { return kx::makePulseBackend(); }
     void removeDeviceTwo() override { server_.removeSink("two"); }
 
 private:
-    PulseServer server_{{{"one"}, {"two"}}};
+    PulseServer server_;
 };
 
 struct Kind {
@@ -130,13 +131,16 @@ template <kx::VirtualClock Clock> std::unique_ptr<SoundSystem> makeVirtualSystem
     return std::make_unique<VirtualSoundSystem>(Clock);
 }
 
+template <ServerKind Kind> std::unique_ptr<SoundSystem> makeServerSystem()
+{
+    return std::make_unique<ServerSoundSystem>(Kind);
+}
+
 INSTANTIATE_TEST_SUITE_P(Hardware, BackendContract,
                          ::testing::Values(Kind{"virtual", makeVirtualSystem<kx::VirtualClock::RealTime>},
                                            Kind{"flat_out", makeVirtualSystem<kx::VirtualClock::FlatOut>},
-                                           Kind{"pulse",
-                                                []() -> std::unique_ptr<SoundSystem> {
-                                                    return std::make_unique<PulseSoundSystem>();
-                                                }}),
+                                           Kind{"pulse", makeServerSystem<ServerKind::PulseAudio>},
+                                           Kind{"pipewire", makeServerSystem<ServerKind::PipeWire>}),
                          [](const auto &kind) { return std::string(kind.param.name); });
 
 /// What the first device is called; "none" where there is none.

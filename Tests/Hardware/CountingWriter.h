@@ -33,7 +33,7 @@ inline std::vector<uint32_t> frameNumbers(const std::vector<int16_t> &samples)
 class CountingWriter
 {
 public:
-    explicit CountingWriter(OutputStream &stream, uint32_t limit = std::numeric_limits<uint32_t>::max())
+    explicit CountingWriter(OutputStream &stream, uint64_t limit = std::numeric_limits<uint64_t>::max())
         : stream_(stream), limit_(limit), ended_(std::async(std::launch::async, [this] { return run(); }))
     {
     }
@@ -51,15 +51,16 @@ public:
 private:
     OSStatus run()
     {
-        uint32_t written = 0;
+        uint64_t written = 0; // a device without a clock takes more than 32 bits count in a few seconds
         while (written < limit_) {
             const auto room = stream_.waitForRoom();
             if (!room)
                 return room.status();
             if (*room == 0)
                 return noErr;
-            const uint32_t frames = std::min(*room, limit_ - written);
-            const OSStatus status = stream_.write(numberedFrames(frames, written + 1).data(), frames);
+            const auto frames = static_cast<uint32_t>(std::min<uint64_t>(*room, limit_ - written));
+            const auto first = static_cast<uint32_t>(written + 1);
+            const OSStatus status = stream_.write(numberedFrames(frames, first).data(), frames);
             if (status != noErr)
                 return status;
             written += frames;
@@ -69,7 +70,7 @@ private:
     }
 
     OutputStream &stream_;
-    const uint32_t limit_;
+    const uint64_t limit_;
     std::future<OSStatus> ended_; ///< last: the thread uses the others
 };
 

@@ -71,8 +71,8 @@ TEST(PulseBackend, DescribesTheServersDevices)
                         {.name = "float", .rate = 48000, .channels = 6, .format = "float32be"},
                         {.name = "odd", .rate = 96000, .format = "s24-32le", .description = "%s %n"},
                         {.name = "long", .format = "u8", .description = longName}});
-    server.run("load-module module-null-source source_name=mic");
-    server.run("set-default-source mic");
+    server.control({"load-module", "module-null-source", "source_name=mic"});
+    server.control({"set-default-source", "mic"});
     HardwareService service(pulseBackend());
     EXPECT_EQ(devicesOf(service).size(), 5u);
     EXPECT_EQ(defaultOutput(service), deviceOf(service, "kx1"));
@@ -224,10 +224,10 @@ TEST(PulseBackend, ASuspendedSinkIsAPauseAndNoLoss)
         }
     };
     writeUntil(kFrames / 2);
-    server.run("suspend-sink kx1 1");
+    server.control({"suspend-sink", "kx1", "1"});
     writeUntil(kFrames); // returns when there was no room for a second
     EXPECT_LT(written, kFrames);
-    server.run("suspend-sink kx1 0");
+    server.control({"suspend-sink", "kx1", "0"});
     while (written < kFrames)
         writeUntil(kFrames);
     stream->drain();

@@ -1,17 +1,14 @@
 #include "Tests/Support/PulseServer.h"
 
+#include "Tests/Support/Eventually.h"
+
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <poll.h>
+#include <spawn.h>
 #include <stdexcept>
-#include <sys/inotify.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,84 +25,57 @@ const char *__tsan_default_suppressions()                                       
 namespace
 {
 
-constexpr int kDeadlineMilliseconds = 20000; ///< against hangs
-constexpr std::string_view kUnset = "\x01";  ///< stands for a variable that was not set
-constexpr std::string_view kEndMark = "kx-end-of-answer";
-constexpr const char *kReadyFile = "commands"; ///< the socket that is made last
+constexpr std::string_view kUnset = "\x01"; ///< stands for a variable that was not set
 
 [[noreturn]] void fail(const std::string &what)
 {
     throw std::runtime_error("PulseServer: " + what);
 }
 
-std::string loadSinkLine(const kx::test::PulseSink &sink)
+template <class Condition> void awaitOrFail(const std::string &what, Condition condition)
 {
-    std::string line = "load-module module-null-sink norewinds=1 sink_name=" + sink.name +
-                       " rate=" + std::to_string(sink.rate) + " channels=" + std::to_string(sink.channels) +
-                       " format=" + sink.format;
+    if (!kx::test::eventually(condition))
+        fail(what);
+}
+
+std::string loadArguments(const kx::test::PulseSink &sink)
+{
+    std::string arguments = "norewinds=1 sink_name=" + sink.name + " rate=" + std::to_string(sink.rate) +
+                            " channels=" + std::to_string(sink.channels) + " format=" + sink.format;
     if (!sink.description.empty())
-        line += " sink_properties=\"device.description='" + sink.description + "'\"";
-    return line;
+        arguments += " sink_properties=\"device.description='" + sink.description + "'\"";
+    return arguments;
 }
 
-/// Waits until there is something to read; false at the deadline.
-bool canRead(int descriptor)
+std::string firstLine(const std::string &text)
 {
-    pollfd wanted{descriptor, POLLIN, 0};
-    return poll(&wanted, 1, kDeadlineMilliseconds) == 1;
-}
-
-/// In the new process: becomes the server.
-[[noreturn]] void becomeServer(const std::filesystem::path &folder)
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const std::string path = folder.string();
-    setenv("XDG_RUNTIME_DIR", path.c_str(), 1);
-    setenv("HOME", path.c_str(), 1);
-    setenv("PULSE_RUNTIME_PATH", (path + "/pulse").c_str(), 1);
-    setenv("PULSE_STATE_PATH", (path + "/state").c_str(), 1);
-    const int nowhere = open("/dev/null", O_RDWR);
-    dup2(nowhere, STDOUT_FILENO);
-    dup2(nowhere, STDERR_FILENO);
-    const std::string script = path + "/start.pa";
-    const std::string log = "--log-target=file:" + path + "/log";
-    execlp("pulseaudio", "pulseaudio", "-n", "-F", script.c_str(), "--daemonize=no", "--exit-idle-time=-1",
-           "--use-pid-file=no", "--realtime=no", "--high-priority=no", "--disable-shm=yes", log.c_str(), nullptr);
-    _exit(127);
-}
-
-int connectTo(const std::filesystem::path &socketPath)
-{
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    socketPath.string().copy(address.sun_path, sizeof address.sun_path - 1);
-    if (connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
-        return descriptor;
-    close(descriptor);
-    return -1;
+    return text.substr(0, text.find('\n'));
 }
 
 } // namespace
 
-kx::test::PulseServer::PulseServer(std::vector<PulseSink> sinks) : sinks_(std::move(sinks))
+kx::test::PulseServer::PulseServer(std::vector<PulseSink> sinks, ServerKind kind)
+    : kind_(kind), sinks_(std::move(sinks))
 {
     std::string pattern = (std::filesystem::temp_directory_path() / "kx-pulse-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
         fail("cannot make a folder");
     folder_ = pattern;
-    for (const char *name : {"pulse", "state"})
-        if (mkdir((folder_ / name).c_str(), 0700) != 0)
-            fail("cannot make a folder");
-    setVariable("PULSE_SERVER", "unix:" + (folder_ / "native").string());
+    // Without the first the server resamples everything to 48,000 Hz.
+    std::filesystem::create_directories(folder_ / "pipewire/pipewire.conf.d");
+    std::ofstream(folder_ / "pipewire/pipewire.conf.d/rate.conf")
+        << "context.properties = { default.clock.rate = 44100 default.clock.allowed-rates = [ 44100 48000 ] }\n";
+    std::ofstream(folder_ / "start.pa") << "load-module module-native-protocol-unix auth-anonymous=1 socket="
+                                        << (folder_ / "native").string() << '\n';
+    setVariable("PULSE_SERVER",
+                "unix:" + (folder_ / (kind == ServerKind::PipeWire ? "pulse/native" : "native")).string());
     setVariable("PULSE_COOKIE", (folder_ / "cookie").string());
     start();
 }
 
 kx::test::PulseServer::~PulseServer()
 {
-    if (isRunning())
-        kill();
+    end(SIGKILL);
     for (const auto &[name, value] : oldVariables_)
         value == kUnset ? unsetenv(name.c_str()) : setenv(name.c_str(), value.c_str(), 1);
     std::error_code ignored;
@@ -119,121 +89,153 @@ void kx::test::PulseServer::setVariable(const std::string &name, const std::stri
     setenv(name.c_str(), value.c_str(), 1);
 }
 
-void kx::test::PulseServer::writeScript() const
+/// The programs that make the server, each with the file that appears when it is there.
+std::vector<std::pair<kx::test::PulseServer::Command, std::string>> kx::test::PulseServer::daemons() const
 {
-    std::ofstream script(folder_ / "start.pa");
-    for (const PulseSink &sink : sinks_)
-        script << loadSinkLine(sink) << '\n';
-    script << "load-module module-native-protocol-unix auth-anonymous=1 socket=" << (folder_ / "native").string()
-           << '\n';
-    if (!sinks_.empty())
-        script << "set-default-sink " << sinks_.front().name << '\n';
-    script << "load-module module-cli-protocol-unix socket=" << (folder_ / kReadyFile).string() << '\n';
+    const std::string folder = folder_.string();
+    if (kind_ == ServerKind::PipeWire)
+        return {
+            {{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=unix:path=" + folder + "/bus"}, "bus"},
+            {{"pipewire"}, "pipewire-0"},
+            {{"wireplumber"}, ""},
+            {{"pipewire-pulse"}, "pulse/native"}};
+    return {
+        {{"pulseaudio", "-n", "-F", folder + "/start.pa", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+          "--realtime=no", "--high-priority=no", "--disable-shm=yes", "--log-target=file:" + folder + "/log"},
+         "native"}};
+}
+
+/// Starts a program in the server's own surroundings; it dies with the thread that calls.
+pid_t kx::test::PulseServer::spawn(const Command &command, int output) const
+{
+    const std::string folder = folder_.string();
+    Command words{"setpriv", "--pdeathsig", "KILL", "env"};
+    for (const char *name : {"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "HOME", "PULSE_STATE_PATH"})
+        words.push_back(name + ("=" + folder));
+    words.push_back("PULSE_RUNTIME_PATH=" + folder + "/pulse");
+    words.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder + "/bus");
+    words.insert(words.end(), command.begin(), command.end());
+    std::vector<char *> arguments;
+    for (std::string &word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    if (output >= 0)
+        posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
+    else
+        posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t process = 0;
+    const int error = posix_spawnp(&process, arguments[0], &files, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&files);
+    if (error != 0)
+        fail("cannot start " + command[0]);
+    return process;
 }
 
 void kx::test::PulseServer::start()
 {
     if (isRunning())
         fail("runs already");
-    writeScript();
-    for (const char *name : {"native", kReadyFile})
-        std::filesystem::remove(folder_ / name);
-    const int watch = inotify_init1(IN_CLOEXEC);
-    inotify_add_watch(watch, folder_.c_str(), IN_CREATE);
-    process_ = fork();
-    if (process_ == 0)
-        becomeServer(folder_);
-    while (!std::filesystem::exists(folder_ / kReadyFile)) {
-        std::array<char, 4096> events{};
-        if (!canRead(watch) || read(watch, events.data(), events.size()) <= 0)
-            break;
+    for (const auto &[command, file] : daemons()) {
+        if (!file.empty())
+            std::filesystem::remove(folder_ / file);
+        processes_.push_back(spawn(command, -1));
+        awaitOrFail("no " + file, [&] { return file.empty() || std::filesystem::exists(folder_ / file); });
     }
-    close(watch);
-    // The socket has its name a moment before it takes connections.
-    for (int i = 0; i < 1000 && (connection_ = connectTo(folder_ / kReadyFile)) < 0; ++i)
-        poll(nullptr, 0, 1);
-    if (connection_ < 0)
-        fail("the server does not start");
-    ask("stat"); // answered when all of the script has been carried out
+    std::string ignored; // the socket has its name a moment before it takes connections
+    awaitOrFail("the server does not start", [&] { return tryControl({"info"}, ignored); });
+    for (const PulseSink &sink : sinks_)
+        addSink(sink);
+    if (!sinks_.empty())
+        setDefaultSink(sinks_.front().name);
 }
 
-void kx::test::PulseServer::awaitExit()
+void kx::test::PulseServer::end(int signal)
 {
-    if (waitpid(process_, nullptr, 0) != process_)
-        fail("the server is not a child of this process");
-    process_ = 0;
-    close(connection_);
-    connection_ = -1;
+    for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
+        ::kill(*process, signal);
+        waitpid(*process, nullptr, 0);
+    }
+    processes_.clear();
+    modules_.clear();
 }
 
 void kx::test::PulseServer::stop()
 {
-    ::kill(process_, SIGTERM);
-    awaitExit();
+    end(SIGTERM);
 }
 
 void kx::test::PulseServer::kill()
 {
-    ::kill(process_, SIGKILL);
-    awaitExit();
+    end(SIGKILL);
 }
 
 void kx::test::PulseServer::freeze()
 {
-    ::kill(process_, SIGSTOP);
-    int status = 0;
-    if (waitpid(process_, &status, WUNTRACED) != process_ || !WIFSTOPPED(status))
-        fail("the server does not stop");
+    for (const pid_t process : processes_) {
+        int status = 0;
+        ::kill(process, SIGSTOP);
+        if (waitpid(process, &status, WUNTRACED) != process || !WIFSTOPPED(status))
+            fail("the server does not stop");
+    }
 }
 
 void kx::test::PulseServer::thaw()
 {
-    ::kill(process_, SIGCONT);
+    for (const pid_t process : processes_)
+        ::kill(process, SIGCONT);
+}
+
+void kx::test::PulseServer::killSessionManager()
+{
+    const auto manager = processes_.end() - 2;
+    ::kill(*manager, SIGKILL);
+    waitpid(*manager, nullptr, 0);
+    processes_.erase(manager);
 }
 
 void kx::test::PulseServer::addSink(const PulseSink &sink)
 {
-    run(loadSinkLine(sink));
+    modules_[sink.name] = firstLine(control({"load-module", "module-null-sink", loadArguments(sink)}));
+    awaitOrFail("no sink " + sink.name, [&] {
+        return control({"list", "short", "sinks"}).find("\t" + sink.name + "\t") != std::string::npos;
+    });
 }
 
 void kx::test::PulseServer::removeSink(const std::string &name)
 {
-    const std::string list = ask("list-sinks");
-    const std::string key = "\tmodule: ";
-    const std::size_t sink = list.find("\tname: <" + name + ">");
-    const std::size_t module = sink == std::string::npos ? sink : list.find(key, sink);
-    if (module == std::string::npos)
-        fail("no sink " + name);
-    run("unload-module " + std::to_string(std::stoul(list.substr(module + key.size()))));
+    control({"unload-module", modules_.at(name)});
 }
 
 void kx::test::PulseServer::setDefaultSink(const std::string &name)
 {
-    run("set-default-sink " + name);
+    control({"set-default-sink", name});
+    awaitOrFail("no default " + name, [&] { return firstLine(control({"get-default-sink"})) == name; });
 }
 
-void kx::test::PulseServer::run(const std::string &line)
+std::string kx::test::PulseServer::control(const std::vector<std::string> &arguments) const
 {
-    const std::string answer = ask(line);
-    if (!answer.empty())
-        fail(line + ": " + answer);
+    std::string printed;
+    if (!tryControl(arguments, printed))
+        fail("refused: " + arguments[0]);
+    return printed;
 }
 
-std::string kx::test::PulseServer::ask(const std::string &line)
+bool kx::test::PulseServer::tryControl(const Command &arguments, std::string &printed) const
 {
-    // The server answers nothing to what succeeds; a command that it does not know marks the end.
-    const std::string request = line + "\n" + std::string(kEndMark) + "\n";
-    const std::string end = "Unknown command: " + std::string(kEndMark) + "\n";
-    if (send(connection_, request.data(), request.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(request.size()))
-        fail("the server does not listen");
-    std::string answer;
-    while (!answer.ends_with(end)) {
-        std::array<char, 4096> block{};
-        const ssize_t bytes = canRead(connection_) ? read(connection_, block.data(), block.size()) : 0;
-        if (bytes <= 0)
-            fail("no answer to " + line);
-        answer.append(block.data(), static_cast<std::size_t>(bytes));
-    }
-    answer.resize(answer.size() - end.size());
-    return answer;
+    std::array<int, 2> pipe{};
+    if (pipe2(pipe.data(), O_CLOEXEC) != 0)
+        fail("no pipe");
+    Command command{"timeout", "20", "pactl"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const pid_t process = spawn(command, pipe[1]);
+    close(pipe[1]);
+    std::array<char, 4096> block{};
+    for (ssize_t bytes = 0; (bytes = read(pipe[0], block.data(), block.size())) > 0;)
+        printed.append(block.data(), static_cast<std::size_t>(bytes));
+    close(pipe[0]);
+    int status = 0;
+    return waitpid(process, &status, 0) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <sys/types.h>
 #include <utility>
@@ -19,6 +20,8 @@ struct PulseSink {
     std::string description = {}; ///< the server's own where it is empty
 };
 
+enum class ServerKind { PulseAudio, PipeWire };
+
 /// A private sound server in a folder of its own: nothing of the machine's sound is touched. While it lives the
 /// environment points to it, running or not. Every call waits until the server has done it; what fails or hangs
 /// throws std::runtime_error. Make it on a thread that outlives the test: the server ends with that thread.
@@ -26,7 +29,7 @@ class PulseServer
 {
 public:
     /// Starts with these sinks; the first one is the default.
-    explicit PulseServer(std::vector<PulseSink> sinks = {{"kx1"}});
+    explicit PulseServer(std::vector<PulseSink> sinks = {{"kx1"}}, ServerKind kind = ServerKind::PulseAudio);
     ~PulseServer();
     PulseServer(const PulseServer &) = delete;
     PulseServer &operator=(const PulseServer &) = delete;
@@ -37,27 +40,30 @@ public:
     void kill();   ///< at once, as a crash would
     void freeze(); ///< it hangs: takes connections, answers nothing
     void thaw();
-    [[nodiscard]] bool isRunning() const noexcept { return process_ > 0; }
+    void killSessionManager(); ///< of PipeWire: what links streams to devices
+    [[nodiscard]] bool isRunning() const noexcept { return !processes_.empty(); }
 
     void addSink(const PulseSink &sink);
     void removeSink(const std::string &name);
     void setDefaultSink(const std::string &name);
-
-    /// Runs one line of the server's command language that answers nothing where it succeeds.
-    void run(const std::string &line);
-    /// Runs one line and gives what it answers.
-    std::string ask(const std::string &line);
+    /// Has the server's control program do something; gives what it prints.
+    std::string control(const std::vector<std::string> &arguments) const;
 
 private:
-    void writeScript() const;
-    void awaitExit();
+    using Command = std::vector<std::string>;
+
+    [[nodiscard]] std::vector<std::pair<Command, std::string>> daemons() const;
+    [[nodiscard]] pid_t spawn(const Command &command, int output) const;
+    [[nodiscard]] bool tryControl(const Command &arguments, std::string &printed) const;
+    void end(int signal);
     void setVariable(const std::string &name, const std::string &value);
 
+    const ServerKind kind_;
     std::filesystem::path folder_;
     std::vector<PulseSink> sinks_;
+    std::map<std::string, std::string> modules_; ///< of each sink
     std::vector<std::pair<std::string, std::string>> oldVariables_;
-    pid_t process_ = 0;
-    int connection_ = -1; ///< to the command language
+    std::vector<pid_t> processes_; ///< in the order of their start
 };
 
 } // namespace kx::test

@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kFirstReopen = 500ms;
 constexpr auto kLastReopen = 5000ms;
-constexpr auto kLongestStart = 1s;
+constexpr auto kLongestStart = 800ms; ///< with the end of an old run still within a second
 
 /// The run whose render thread this is.
 thread_local OutputRun *currentRun = nullptr;
