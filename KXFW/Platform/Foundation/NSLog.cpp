@@ -1,17 +1,15 @@
 #include "KXFW/Platform/Foundation/NSLog.h"
 
+#include "KXFW/Platform/Foundation/LogBacklog.h"
+
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
-#include <mutex>
-#include <poll.h>
 #include <unistd.h>
 
 namespace
 {
 
-constexpr int kStalledMilliseconds = 1000; ///< how long a reader of the standard error may leave its pipe full
-
-/// `2026-11-24 14:55:03.123 kxtool[4711] `
 std::string lineHead()
 {
     timespec now{};
@@ -26,43 +24,62 @@ std::string lineHead()
     return head.append("[").append(std::to_string(getpid())).append("] ");
 }
 
-bool becomesWritable(int descriptor) noexcept
+/// The lines of all threads, one after the other. No holder of the lock ever waits for a reader.
+class Log
 {
-    pollfd entry{descriptor, POLLOUT, 0};
-    return poll(&entry, 1, kStalledMilliseconds) > 0 && (entry.revents & POLLOUT);
-}
-
-void writeAll(int descriptor, std::string_view bytes) noexcept
-{
-    while (!bytes.empty()) {
-        const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-        if (written > 0)
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        else if (written < 0 && errno == EINTR)
-            continue;
-        else if (written < 0 && errno == EAGAIN && becomesWritable(descriptor))
-            continue;
-        else
-            return; // nobody reads the log: the line is lost, the program goes on
+public:
+    static Log &shared()
+    {
+        static Log *const log = new Log; // never destroyed: threads may log until the process ends
+        return *log;
     }
-}
 
-std::mutex &lineLock()
-{
-    static std::mutex *const lock = new std::mutex; // never destroyed: threads may log until exit
-    return *lock;
-}
+    void write(std::string line)
+    {
+        const std::lock_guard guard(lock_);
+        kx::LogOutput output;
+        if (backlog_ && !backlog_->isFor(output.file()))
+            backlog_.reset();
+        if (backlog_ && backlog_->add(line))
+            return;
+        std::string_view rest(line);
+        output.write(rest);
+        if (rest.empty())
+            return backlog_.reset();
+        if (!backlog_)
+            backlog_ = std::make_shared<kx::LogBacklog>(output.file());
+        backlog_->start(std::move(output), std::string(rest));
+    }
+
+private:
+    Log()
+    {
+        std::atexit([] { shared().drain(); });
+    }
+
+    void drain()
+    {
+        std::unique_lock guard(lock_);
+        const auto backlog = backlog_;
+        guard.unlock();
+        if (backlog)
+            backlog->drain();
+    }
+
+    std::mutex lock_;
+    std::shared_ptr<kx::LogBacklog> backlog_;
+};
 
 } // namespace
 
+std::string kx::logLine(std::string_view message)
+{
+    return lineHead().append(message).append("\n");
+}
+
 void kx::writeLogLine(std::string_view message)
 {
-    std::string line = lineHead();
-    line.append(message);
-    line += '\n';
-    // A pipe takes no more than 4096 bytes in one piece; the lock keeps longer lines whole among our own threads.
-    const std::lock_guard guard(lineLock());
     const int callersError = errno;
-    writeAll(STDERR_FILENO, line);
+    Log::shared().write(logLine(message));
     errno = callersError;
 }

@@ -44,7 +44,9 @@ template <class T> LogArgument logArgument(const T &value)
 KX_EXPORT std::string formatted(std::string_view format, std::span<const LogArgument> arguments);
 
 /// Writes `message` as one whole line, headed by the local time, the process name and its number, to the standard
-/// error in a single write. Line breaks inside the message are kept. [any]
+/// error. Line breaks inside the message are kept. Never waits for a reader: what a pipe, a terminal or a socket does
+/// not take at once follows in order from a thread of its own, up to 4 MiB; beyond, lines are dropped, and one in their
+/// place tells how many. What waits when the process exits has a second to get out. [any]
 KX_EXPORT void writeLogLine(std::string_view message);
 
 } // namespace kx
