@@ -40,6 +40,7 @@ void kx::Sheet::showOver(QWidget &window)
     sheet_.windowHandle()->setTransientParent(window.windowHandle());
     window.installEventFilter(this);
     sheet_.installEventFilter(this);
+    connect(&window, &QObject::destroyed, this, &Sheet::endSoon); // one that is destroyed as it closes is never hidden
     sheet_.move(window.frameGeometry().center() - sheet_.rect().center());
     sheet_.show();
 }
