@@ -182,3 +182,17 @@ TEST_F(Panels, MayLoseTheirWindow)
     EXPECT_TRUE(weak.expired());
     EXPECT_FALSE(open<QDialog>());
 }
+
+TEST_F(Panels, TakeAPathThatIsTypedBeforeTheFirstTurn)
+{
+    for (const char *name : {"take.wav", "sub/../take.wav"}) {
+        const auto panel = NSOpenPanel::openPanel();
+        begin(*panel, {"wav"});
+        auto *field = open<QFileDialog>()->findChild<QLineEdit *>("fileNameEdit");
+        open<QFileDialog>()->setDirectory(*name == 't' ? "/" : folder.path());
+        QTest::keyClicks(field, *name == 't' ? folder.filePath(name) : name);
+        QTest::keyClick(field, Qt::Key_Return);
+        EXPECT_EQ(wait(), NSModalResponseOK) << name;
+        EXPECT_EQ(panel->URL(), path("take.wav"));
+    }
+}

@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSignalBlocker>
 
 #include <utility>
 
@@ -74,6 +75,7 @@ kx::FileDialog::FileDialog(AcceptMode mode, const std::vector<std::string> &type
         setNameFilter(patterns.join(QLatin1Char(' ')));
     setProxyModel(new JudgedFiles(mayChoose_, this));
     nameField_ = findChild<QLineEdit *>(QStringLiteral("fileNameEdit"));
+    connect(nameField_, &QLineEdit::textChanged, this, &FileDialog::keepTyped);
 }
 
 void kx::FileDialog::propose(const std::filesystem::path &folder, const std::string &name)
@@ -92,6 +94,15 @@ std::filesystem::path kx::FileDialog::chosen() const
 bool kx::FileDialog::isAllowedType(const QString &file) const
 {
     return types_.isEmpty() || types_.contains(QFileInfo(file).suffix(), Qt::CaseInsensitive);
+}
+
+/// What is typed selects a file, and while the field has no focus yet, the toolkit puts the file's bare name in place
+/// of the path: by the time this hears of it, the field holds that.
+void kx::FileDialog::keepTyped(const QString &text)
+{
+    const QSignalBlocker blocker(nameField_);
+    if (nameField_->text() != text)
+        nameField_->setText(text);
 }
 
 QString kx::FileDialog::entered() const

@@ -32,6 +32,7 @@ protected:
     void accept() override;
 
 private:
+    void keepTyped(const QString &text);
     [[nodiscard]] QString entered() const;
     void goTo(const QString &folder);
     [[nodiscard]] bool isAllowedType(const QString &file) const;
