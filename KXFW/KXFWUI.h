@@ -9,6 +9,7 @@
 #include "KXFW/Platform/Foundation/NSObject.h"
 #include "KXFW/Platform/Layers/CAShapeLayer.h"
 #include "KXFW/Platform/Layers/CATransaction.h"
+#include "KXFW/Platform/Toolkit/MousePosition.h"
 #include "KXFW/Platform/Toolkit/NSBundle.h"
 #include "KXFW/Platform/Toolkit/NSButton.h"
 #include "KXFW/Platform/Toolkit/NSControl.h"

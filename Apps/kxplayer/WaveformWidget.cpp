@@ -1,5 +1,7 @@
 #include "Apps/kxplayer/WaveformWidget.h"
 
+#include "KXFW/KXFWUI.h"
+
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -111,7 +113,8 @@ void WaveformWidget::point(const QMouseEvent &event)
 {
     if (!levels_ || track().width() <= 0)
         return;
-    const double share = std::clamp((event.position().x() - kMargin) / track().width(), 0.0, 1.0);
+    const double x = kx::positionInWindow(*this, event).x() - mapTo(window(), QPointF()).x();
+    const double share = std::clamp((x - kMargin) / track().width(), 0.0, 1.0);
     emit pointed(std::llround(share * static_cast<double>(levels_->numFrames())));
 }
 

@@ -40,6 +40,11 @@ void KXPlayPositionView::layout()
     _updateLayers();
 }
 
+void KXPlayPositionView::hostDidChangeEnabled()
+{
+    _updateLayers();
+}
+
 bool KXPlayPositionView::setOutlet(const std::string &name, const std::shared_ptr<NSObject> &object)
 {
     const auto delegate = std::dynamic_pointer_cast<KXPlayPositionViewDelegate>(object);

@@ -49,6 +49,7 @@ public:
 
     void awakeFromNib() override;
     void layout() override;
+    void hostDidChangeEnabled() override;
     void mouseDown(const NSEvent &event) override;
     void mouseDragged(const NSEvent &event) override;
     void mouseUp(const NSEvent &event) override;
@@ -67,7 +68,7 @@ public:
     void setInternalPlayFrame(int64_t frame);
     [[nodiscard]] int64_t numFrames() const noexcept { return numFrames_; }
     void setNumFrames(int64_t frames);
-    /// Whether the user can use the bar; it is paler while not.
+    /// Whether the user can use the bar. It is paler while not, and while its host is disabled.
     [[nodiscard]] bool enabled() const noexcept { return enabled_; }
     void setEnabled(bool enabled);
 
@@ -151,7 +152,8 @@ private:
     template <class Value> void store(const char *key, Value &field, Value value);
     [[nodiscard]] int64_t frameUnder(NSPoint pointInWindow) const noexcept;
     [[nodiscard]] NSRect rootBounds() const;
-    [[nodiscard]] NSColor strokeColor() const noexcept;
+    [[nodiscard]] NSColor strokeColor() const;
+    [[nodiscard]] bool looksEnabled() const { return enabled_ && hostIsEnabled(); }
     void addToRoot(const std::shared_ptr<CALayer> &layer);
     void placeKnob(KXARangeKnobLayer *knob, double x);
     void updatePlayFrameLayer();

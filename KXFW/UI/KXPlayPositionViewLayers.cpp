@@ -60,8 +60,8 @@ void KXPlayPositionView::placeKnob(KXARangeKnobLayer *knob, double x)
 
 void KXPlayPositionView::followEnabled(KXARangeKnobLayer *knob)
 {
-    if (knob && knob->enabled() != enabled_)
-        knob->setEnabled(enabled_);
+    if (knob && knob->enabled() != looksEnabled())
+        knob->setEnabled(looksEnabled());
 }
 
 void KXPlayPositionView::updatePlayFrameLayer()
@@ -94,7 +94,7 @@ void KXPlayPositionView::_updateBarForeLayer()
     const double end = _frame2X(endFrame_);
     setFrameFromOrigin(*barForeLayer_,
                        {{start, CGRectGetMidY(rootBounds()) - kBarHeight / 2}, {end - start, kBarHeight}});
-    barForeLayer_->setFillColor(enabled_ ? _drawingColor() : _disabledColor());
+    barForeLayer_->setFillColor(looksEnabled() ? _drawingColor() : _disabledColor());
     barForeLayer_->setPath(rectanglePath(barForeLayer_->bounds()));
 }
 
@@ -155,9 +155,9 @@ void KXPlayPositionView::_setUpPlayFrameLayer()
 
 // Colours
 
-NSColor KXPlayPositionView::strokeColor() const noexcept
+NSColor KXPlayPositionView::strokeColor() const
 {
-    return enabled_ ? _drawingStrokeColor() : _disabledStrokeColor();
+    return looksEnabled() ? _drawingStrokeColor() : _disabledStrokeColor();
 }
 
 NSColor KXPlayPositionView::_drawingColor() const noexcept

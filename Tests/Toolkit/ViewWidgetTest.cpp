@@ -34,12 +34,14 @@ namespace
 struct LoggingView : NSView {
     std::vector<std::string> log;
     std::vector<NSRect> dirty;
+    NSPoint last;
     bool fails = false;
     std::function<void()> released = [] {};
 
     void note(const char *what, const NSEvent &event)
     {
         const NSPoint p = convertPoint(event.locationInWindow());
+        last = p;
         log.push_back(std::string(what) + " " + std::to_string(int(p.x)) + "," + std::to_string(int(p.y)));
         if (fails)
             throw NSException("Fault", "the view is out of order");
@@ -103,6 +105,12 @@ TEST_F(Hosted, KnowsItsPlaceInTheWindowFromTheBottomLeft)
     QTest::mouseClick(widget, Qt::LeftButton, {}, {7, 9});
     EXPECT_EQ(view->log.back(), "up 7,21");
     EXPECT_EQ(view->layer()->frame(), (NSRect{{60, 70}, {80, 30}}));
+
+    // As the toolkit tells it on a screen with more pixels than points: whole points but for the place in the window.
+    QMouseEvent press(QEvent::MouseButtonPress, {8, 9}, {67.5, 29.25}, widget->mapToGlobal(QPointF(8, 9)),
+                      Qt::LeftButton, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(widget, &press);
+    EXPECT_EQ(view->last, (NSPoint{7.5, 20.75}));
 }
 
 TEST_F(Hosted, EachPressOfTheLeftButtonHasOneRelease)

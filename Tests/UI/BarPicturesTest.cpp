@@ -47,9 +47,11 @@ protected:
 
 TEST_P(BarPictures, ShowRangeKnobsAndLineInTheStatesColours)
 {
-    for (const bool enabled : {true, false}) {
-        SCOPED_TRACE(enabled ? "enabled" : "disabled");
-        bar.view->setEnabled(enabled);
+    for (const auto &[view, widget] : {std::pair(true, true), {false, true}, {true, false}, {true, true}}) {
+        SCOPED_TRACE(testing::Message() << "view " << view << ", widget " << widget);
+        bar.view->setEnabled(view);
+        bar.widget->setEnabled(widget);
+        const bool enabled = view && widget;
         const QColor range = overWhite(0.31, 0.37, 0.73, enabled ? 0.8 : 0.3);
         const QColor knob = enabled ? range : overWhite(0.6, 0.6, 0.9, 0.8);
         expect(130, 20, range, "the range");

@@ -165,6 +165,10 @@ TEST_F(Waveform, ShowsThePlayLineAndTellsTheFramesThatArePointedAt)
     QTest::mouseRelease(&widget, Qt::LeftButton, {}, {-50, 300});
     QTest::mouseMove(&widget, {210, 5});
     EXPECT_EQ(frames, (QList<qint64>{100000, 150000, 0}));
+    QMouseEvent press(QEvent::MouseButtonPress, {211, 5}, {210.5, 5}, widget.mapToGlobal(QPointF(211, 5)),
+                      Qt::LeftButton, Qt::LeftButton, {}); // as on a screen with more pixels than points
+    QCoreApplication::sendEvent(&widget, &press);
+    EXPECT_EQ(frames.last(), 200500);
 }
 
 } // namespace

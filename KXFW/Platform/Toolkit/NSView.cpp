@@ -46,6 +46,7 @@ void NSView::setNeedsDisplay(const NSRect &area)
 void NSView::drawRect(const NSRect &) {}
 void NSView::awakeFromNib() {}
 void NSView::layout() {}
+void NSView::hostDidChangeEnabled() {}
 void NSView::mouseDown(const NSEvent &) {}
 void NSView::mouseDragged(const NSEvent &) {}
 void NSView::mouseUp(const NSEvent &) {}

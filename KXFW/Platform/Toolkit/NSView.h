@@ -21,6 +21,8 @@ class KX_EXPORT ViewHost : public LayerHost
 public:
     /// This part of the view, in its bounds, has to be painted anew. [main]
     virtual void setNeedsDisplay(const NSRect &area) = 0;
+    /// Whether the user can use what is in here; while not, no event comes. [main]
+    [[nodiscard]] virtual bool hostIsEnabled() const = 0;
 
 protected:
     ~ViewHost() = default;
@@ -63,6 +65,8 @@ public:
     } ///< The root layer, or null.
     /// Asks for the part of the bounds to be painted anew, at the next refresh of the display.
     void setNeedsDisplay(const NSRect &area);
+    /// Whether the host lets events through; YES without one.
+    [[nodiscard]] bool hostIsEnabled() const { return !host_ || host_->hostIsEnabled(); }
     /// Paints the part `dirtyRect` of the bounds, with the drawing functions (NSGraphics.h); the base paints nothing.
     virtual void drawRect(const NSRect &dirtyRect);
 
@@ -72,6 +76,8 @@ public:
     virtual void awakeFromNib();
     /// The bounds have another size.
     virtual void layout();
+    /// The host has been enabled or disabled; the base does nothing.
+    virtual void hostDidChangeEnabled();
     /// Presses, drags and releases of the left button; a drag and its release arrive wherever the pointer is. Each
     /// press has one release.
     virtual void mouseDown(const NSEvent &event);

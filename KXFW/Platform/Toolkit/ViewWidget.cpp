@@ -3,6 +3,7 @@
 #include "KXFW/Platform/Layers/RectMath.h"
 #include "KXFW/Platform/Toolkit/ElementWidget.h"
 #include "KXFW/Platform/Toolkit/LayerPainter.h"
+#include "KXFW/Platform/Toolkit/MousePosition.h"
 #include "KXFW/Platform/Toolkit/NSGraphics.h"
 #include "KXFW/Platform/Toolkit/PaintPacer.h"
 #include "KXFW/Platform/Toolkit/QtGeometry.h"
@@ -101,8 +102,10 @@ bool kx::ViewWidget::event(QEvent *event)
 {
     const bool ends = event->type() == QEvent::WindowDeactivate || event->type() == QEvent::EnabledChange;
     const bool known = QWidget::event(event);
+    if (event->type() == QEvent::EnabledChange)
+        atToolkitEdge("The view could not be laid out.", [this] { view_->hostDidChangeEnabled(); });
     if (ends)
-        release(lastGlobalPosition_); // last: what hears of the release may delete this widget
+        release(lastPosition_); // last: what hears of the release may delete this widget
     return known;
 }
 
@@ -120,7 +123,7 @@ void kx::ViewWidget::showEvent(QShowEvent *event)
 
 void kx::ViewWidget::hideEvent(QHideEvent *event)
 {
-    release(lastGlobalPosition_);
+    release(lastPosition_);
     QWidget::hideEvent(event);
 }
 
@@ -130,7 +133,7 @@ void kx::ViewWidget::mousePressEvent(QMouseEvent *event)
         return event->ignore();
     pressed_ = true;
     setMouseTracking(true); // a move without the button shows a release that went elsewhere
-    send(&NSView::mouseDown, event->globalPosition());
+    send(&NSView::mouseDown, positionInWindow(*this, *event));
 }
 
 void kx::ViewWidget::mouseMoveEvent(QMouseEvent *event)
@@ -138,32 +141,31 @@ void kx::ViewWidget::mouseMoveEvent(QMouseEvent *event)
     if (!pressed_)
         return event->ignore();
     if (event->buttons() & Qt::LeftButton)
-        send(&NSView::mouseDragged, event->globalPosition());
+        send(&NSView::mouseDragged, positionInWindow(*this, *event));
     else
-        release(event->globalPosition());
+        release(positionInWindow(*this, *event));
 }
 
 void kx::ViewWidget::mouseReleaseEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton)
         return event->ignore();
-    release(event->globalPosition());
+    release(positionInWindow(*this, *event));
 }
 
-void kx::ViewWidget::release(QPointF globalPosition)
+void kx::ViewWidget::release(QPointF inWindow)
 {
     if (!std::exchange(pressed_, false))
         return;
     setMouseTracking(false);
-    send(&NSView::mouseUp, globalPosition);
+    send(&NSView::mouseUp, inWindow);
 }
 
-void kx::ViewWidget::send(void (NSView::*handler)(const NSEvent &), QPointF globalPosition)
+void kx::ViewWidget::send(void (NSView::*handler)(const NSEvent &), QPointF inWindow)
 {
-    lastGlobalPosition_ = globalPosition;
+    lastPosition_ = inWindow;
     atToolkitEdge("The action failed.", [&] {
-        placeView(); // the view may stand elsewhere in its window since the last layout
-        const QPointF inWindow = window()->mapFromGlobal(globalPosition);
+        placeView();                                // the view may stand elsewhere in its window since the last layout
         const std::shared_ptr<NSView> kept = view_; // the handler may close the window
         ((*kept).*handler)(NSEvent({inWindow.x(), window()->height() - inWindow.y()}));
     });

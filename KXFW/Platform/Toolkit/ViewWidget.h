@@ -42,17 +42,18 @@ protected:
 
 private:
     void setNeedsDisplay(const NSRect &area) override;
+    [[nodiscard]] bool hostIsEnabled() const override { return isEnabled(); }
     void layersDidChange(const std::vector<NSRect> &areas) override;
     void placeView();
     void refreshElements();
-    void send(void (NSView::*handler)(const NSEvent &), QPointF globalPosition);
-    void release(QPointF globalPosition);
+    void send(void (NSView::*handler)(const NSEvent &), QPointF inWindow);
+    void release(QPointF inWindow);
 
     std::shared_ptr<NSView> view_;
     std::unique_ptr<PaintPacer> pacer_;
     std::vector<ElementWidget *> elements_; ///< children, in the order of the view's elements
     bool pressed_ = false;
-    QPointF lastGlobalPosition_;
+    QPointF lastPosition_;
 };
 
 } // namespace kx
