@@ -1,4 +1,5 @@
 // Interface files that lie: each ends in one error with the file's name, and leaves nothing behind.
+#include "KXFW/Platform/Foundation/StringTable.h"
 #include "KXFW/Platform/Toolkit/InterfaceBuilder.h"
 #include "KXFW/Platform/Toolkit/NSBundle.h"
 
@@ -66,6 +67,26 @@ TEST(InterfaceFile, WhatDoesNotStopTheToolkitIsLoggedWithTheFile)
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_EQ(lines[0].find(":/Odd.ui: "), 0U) << lines[0];
     EXPECT_NE(lines[0].find("bogus"), std::string::npos) << lines[0];
+}
+
+TEST(InterfaceFile, HasTheCaptionsOfTheApplicationThenTheFrameworks)
+{
+    using kx::StringTable;
+    StringTable::main().setTexts("xx", {{"Open", "<Auf> & zu"}});
+    StringTable::framework().setTexts("xx", {{"Open", "Auf"}, {"Play", "Los"}});
+    StringTable::setPreferredLanguages({"xx"});
+    const std::string name = "<string notr=\"true\">Open</string>";
+    const auto file = [&](const char *open, const char *play) {
+        return screen(property("a", open) + "\n" + property("b", play) + property("c", "Other") + name);
+    };
+    for (const auto &[path, open] : {std::pair("App", "&lt;Auf&gt; &amp; zu"), {"KXFWUI/Own", "Auf"}}) {
+        const auto made = kx::localizedInterfaceFile(interfaceFile(path, file("Open", "Play")));
+        EXPECT_TRUE(made.contents.toStdString().find(file(open, "Los")) != std::string::npos)
+            << made.path << made.contents.toStdString();
+    }
+    StringTable::setPreferredLanguages(StringTable::languagesOfEnvironment());
+    StringTable::main().setTexts("xx", {});
+    StringTable::framework().setTexts("xx", {});
 }
 
 TEST(NSBundle, FindsItsFilesAndLeadsNowhereElse)

@@ -1,6 +1,9 @@
 // The player screen with real widgets and panels and the real player, on a device whose clock the test turns.
 #include "Tests/UI/PlayerScreenTesting.h"
 
+#include "KXFW/Platform/Foundation/StringTable.h"
+
+#include <algorithm>
 #include <fstream>
 
 namespace
@@ -111,6 +114,48 @@ TEST_F(PlayerScreen, PanelMayShowFoldersAndWhatCanBePlayed)
     EXPECT_TRUE(screen->panel(*asked, "/nowhere/take.wav") && screen->panel(*asked, "/tmp"));
     for (const char *file : {"/nowhere/take.WAV", "/nowhere/notes.txt", "/nowhere"})
         EXPECT_FALSE(screen->panel(*asked, file)) << file;
+}
+
+TEST(PlayerScreenCaptions, ComeFromTheFrameworksTexts)
+{
+    kx::StringTable::Texts texts;
+    for (const char *key : {"Open",
+                            "File",
+                            "No file",
+                            "Export",
+                            "Play",
+                            "Loop",
+                            "Position",
+                            "Position, in frames",
+                            "Start",
+                            "Start, in frames",
+                            "End",
+                            "End, in frames",
+                            "Rate",
+                            "Pitch",
+                            "Cancel",
+                            "Exporting the range",
+                            "Progress of the export",
+                            "Play position",
+                            "Loop start",
+                            "Loop end"})
+        texts[key] = "#" + std::string(key);
+    kx::StringTable::framework().setTexts("xx", texts);
+    kx::StringTable::setPreferredLanguages({"xx"});
+    const auto screen = std::make_shared<KXAFilePlayerViewController>();
+    int captions = 0;
+    for (QWidget *window : {screen->view(), screen->exportProgressSheet().widget()})
+        for (QWidget *widget : window->findChildren<QWidget *>() << window)
+            for (const char *name : {"text", "placeholderText", "accessibleName", "windowTitle"}) {
+                const QString caption = widget->property(name).toString();
+                if (!std::ranges::any_of(caption, [](QChar c) { return c.isLetter(); }))
+                    continue;
+                ++captions;
+                EXPECT_TRUE(caption.startsWith('#')) << name << " " << caption.toStdString();
+            }
+    EXPECT_GT(captions, 20);
+    kx::StringTable::setPreferredLanguages(kx::StringTable::languagesOfEnvironment());
+    kx::StringTable::framework().setTexts("xx", {});
 }
 
 } // namespace

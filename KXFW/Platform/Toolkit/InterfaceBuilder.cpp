@@ -61,7 +61,7 @@ kx::Interface kx::makeInterface(const InterfaceFile &file)
     checkInterfaceFile(file);
     Interface made{file.path, nullptr, {}};
     QBuffer buffer;
-    buffer.setData(file.contents);
+    buffer.setData(localizedInterfaceFile(file).contents);
     buffer.open(QIODevice::ReadOnly);
     Builder builder;
     ToolkitMessages messages;

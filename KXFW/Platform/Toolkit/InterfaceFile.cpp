@@ -1,9 +1,11 @@
 #include "KXFW/Platform/Toolkit/InterfaceFile.h"
 
+#include "KXFW/Platform/Foundation/StringTable.h"
 #include "KXFW/Platform/Toolkit/InterfaceBuilder.h"
 
 #include <QFile>
 #include <QXmlStreamReader>
+#include <QXmlStreamWriter>
 
 namespace
 {
@@ -14,6 +16,12 @@ using kx::InterfaceFile;
 {
     const QString text = QStringLiteral("line %1: %2").arg(xml.lineNumber()).arg(reason);
     throw kx::nibLoadingException(file.path, text.toStdString());
+}
+
+std::string localized(const std::string &path, const std::string &text)
+{
+    const std::string usual = kx::StringTable::framework().localizedStringForKey(text);
+    return path.starts_with(":/KXFWUI/") ? usual : kx::StringTable::main().localizedStringForKey(text, usual);
 }
 
 void checkElement(const InterfaceFile &file, const QXmlStreamReader &xml, int depth)
@@ -67,4 +75,22 @@ void kx::checkInterfaceFile(const InterfaceFile &file)
         fail(file, xml, xml.errorString());
     if (!hasWidget)
         throw nibLoadingException(file.path, "no widget in it");
+}
+
+kx::InterfaceFile kx::localizedInterfaceFile(const InterfaceFile &file)
+{
+    InterfaceFile result{file.path, {}};
+    QXmlStreamReader xml(file.contents);
+    QXmlStreamWriter writer(&result.contents);
+    while (!xml.atEnd()) {
+        xml.readNext();
+        writer.writeCurrentToken(xml);
+        const bool isCaption = xml.isStartElement() && xml.name() == QStringLiteral("string") &&
+                               xml.attributes().value(QStringLiteral("notr")) != QStringLiteral("true");
+        if (!isCaption)
+            continue;
+        writer.writeCharacters(QString::fromStdString(localized(file.path, xml.readElementText().toStdString())));
+        writer.writeEndElement();
+    }
+    return result;
 }

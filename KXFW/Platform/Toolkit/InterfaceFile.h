@@ -26,6 +26,11 @@ inline constexpr const char *nibLoadingExceptionName = "NSNibLoadingException";
 /// Reads the resource. Throws when it is not there or too large. [main]
 [[nodiscard]] InterfaceFile readInterfaceFile(const std::string &path);
 
+/// The file with its captions, the strings that are not marked `notr`, in the user's language: by the framework's
+/// texts in its own files, in others by the application's and then the framework's. Line for line as it was; the file
+/// is one that was checked. [main]
+[[nodiscard]] InterfaceFile localizedInterfaceFile(const InterfaceFile &file);
+
 /// Throws, with the line where there is one, for what is no interface file of widgets that are known: broken or deeply
 /// nested text, unknown classes. Nothing is made yet. [main]
 void checkInterfaceFile(const InterfaceFile &file);
