@@ -3,6 +3,7 @@
 #include "Apps/kxplayer/KeysOfControls.h"
 #include "Apps/kxplayer/MenuText.h"
 #include "Apps/kxplayer/OutputDeviceMenu.h"
+#include "Apps/kxplayer/TellLater.h"
 #include "Apps/kxplayer/WindowPlace.h"
 
 #include <QApplication>
@@ -11,7 +12,6 @@
 #include <QDropEvent>
 #include <QKeyEvent>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QMimeData>
 
 #include <utility>
@@ -113,7 +113,7 @@ void MainWindow::addPlaybackMenu()
 void MainWindow::openFile(const std::filesystem::path &file)
 {
     if (screen_->isExporting())
-        return refuse(tr("A file cannot be opened while an export is running."));
+        return tellLater("A file cannot be opened while an export is running.", shortText(nameOfPath(file)));
     kx::atToolkitEdge("The action failed.", [&] { screen_->_openFileAtURL(file); });
 }
 
@@ -127,15 +127,7 @@ void MainWindow::open(const PathOrRefusal &given)
     if (const auto *file = std::get_if<std::filesystem::path>(&given))
         openFile(*file);
     else
-        refuse(std::get<Refusal>(given).text);
-}
-
-void MainWindow::refuse(const QString &text)
-{
-    auto *box = new QMessageBox(QMessageBox::Warning, QString(), text, QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setTextFormat(Qt::PlainText);
-    box->open();
+        tellLater(std::get<Refusal>(given).text);
 }
 
 void MainWindow::chooseDevice(AudioObjectID device)

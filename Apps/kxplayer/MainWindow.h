@@ -44,7 +44,6 @@ protected:
 
 private:
     void open(const PathOrRefusal &given);
-    void refuse(const QString &text);
     void addMenus();
     void addPlaybackMenu();
     QAction *addAction(QMenu &menu, const QString &text, const QKeySequence &shortcut, std::function<void()> run);

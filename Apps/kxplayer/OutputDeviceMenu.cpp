@@ -1,9 +1,9 @@
 #include "Apps/kxplayer/OutputDeviceMenu.h"
 
 #include "Apps/kxplayer/MenuText.h"
+#include "KXFW/KXFWUI.h"
 
 #include <QActionGroup>
-#include <QMetaObject>
 
 #include <algorithm>
 
@@ -24,6 +24,7 @@ QString textOf(const OutputDevice &device)
 OutputDeviceMenu::OutputDeviceMenu(QWidget *parent)
     : QMenu(tr("Output Device"), parent), group_(new QActionGroup(this)), observer_(&devicesChanged, this)
 {
+    kx::installToolkit();
     refresh();
 }
 
@@ -35,7 +36,10 @@ OSStatus OutputDeviceMenu::devicesChanged(AudioObjectID /*object*/, uint32_t /*c
 {
     auto *const self = static_cast<OutputDeviceMenu *>(menu);
     if (!self->refreshIsDue_.exchange(true))
-        QMetaObject::invokeMethod(self, &OutputDeviceMenu::refresh, Qt::QueuedConnection);
+        kx::MainQueue::async([weak = std::weak_ptr(self->self_)] {
+            if (const auto present = weak.lock())
+                (*present)->refresh();
+        });
     return noErr;
 }
 

@@ -5,6 +5,7 @@
 #include <QMenu>
 
 #include <atomic>
+#include <memory>
 #include <vector>
 
 class QActionGroup;
@@ -47,6 +48,7 @@ private:
     AudioObjectID chosen_ = kAudioObjectUnknown;
     bool onlyVirtual_ = false;
     QActionGroup *group_;
+    std::shared_ptr<OutputDeviceMenu *> self_ = std::make_shared<OutputDeviceMenu *>(this); ///< while it is there
     std::atomic<bool> refreshIsDue_{false}; ///< bursts of changes are met once
     DeviceObserver observer_;
 };

@@ -4,6 +4,7 @@
 #include "Apps/kxplayer/PaletteWatch.h"
 #include "Apps/kxplayer/PlayerBar.h"
 #include "Apps/kxplayer/ShownWatch.h"
+#include "Apps/kxplayer/TellLater.h"
 #include "Apps/kxplayer/TimeText.h"
 #include "Apps/kxplayer/VolumeSlider.h"
 #include "Apps/kxplayer/WaveformWidget.h"
@@ -138,9 +139,7 @@ void kxplayer::PlayerScreen::keepPlace(bool exporting)
 void kxplayer::PlayerScreen::reportFailures() const
 {
     player()->setPlaybackFailureBlock([](const NSException &failure) {
-        kx::MainQueue::async([reason = kx::reasonForUser(failure)] {
-            KXAudioUtil::alertWithMessage("The file could not be read to its end.", reason)->runModal();
-        });
+        tellLater("The file could not be read to its end.", QString::fromStdString(kx::reasonForUser(failure)));
     });
 }
 

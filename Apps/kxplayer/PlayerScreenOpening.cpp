@@ -3,6 +3,7 @@
 
 #include "Apps/kxplayer/FilePaths.h"
 #include "Apps/kxplayer/MenuText.h"
+#include "Apps/kxplayer/TellLater.h"
 #include "Apps/kxplayer/TimeText.h"
 #include "Apps/kxplayer/WaveformWidget.h"
 
@@ -14,11 +15,6 @@ namespace
 
 constexpr int kNoticeMilliseconds = 200; // below that an opening counts as immediate
 constexpr int kNoticeWidth = 200;        // points, of the name in it
-
-void showLater(const std::string &message, const std::string &text)
-{
-    kx::MainQueue::async([message, text] { KXAudioUtil::alertWithMessage(message, text)->runModal(); });
-}
 
 QString sentence(const char *text)
 {
@@ -65,16 +61,15 @@ void kxplayer::PlayerScreen::takeFile(const FileOpener::Opened &opened)
     showOpening(false);
     const QString name = shortText(nameOfPath(opened.file));
     if (!opened.source)
-        return showLater(
-            "Failed to read a file.",
-            sentence("“%1” cannot be opened: %2.").arg(name, QString::fromStdString(opened.reason)).toStdString());
+        return tellLater("Failed to read a file.",
+                         sentence("“%1” cannot be opened: %2.").arg(name, QString::fromStdString(opened.reason)));
     kx::atToolkitEdge("The action failed.", [&] {
         if (isPlaying()) // only that: finding where it stands would read the old file
             KXAFilePlayerViewController::clickPlayButton(playButton());
         if (player()->loadDataSource(opened.source))
             showFile(opened.file);
         else // an export has begun meanwhile
-            showLater("A file cannot be opened while an export is running.", name.toStdString());
+            tellLater("A file cannot be opened while an export is running.", name);
     });
 }
 

@@ -2,11 +2,13 @@
 #include "Tests/Toolkit/ToolkitTesting.h"
 #include "Tests/UI/BarTesting.h"
 
+#include "KXFW/Platform/Dispatch/MainQueue.h"
 #include "KXFW/Platform/Toolkit/SliderElement.h"
 #include "KXFW/UI/SpokenTime.h"
 
 #include <QAccessible>
 #include <QApplication>
+#include <QMessageBox>
 #include <QPointer>
 #include <QTest>
 #include <QTimer>
@@ -123,6 +125,35 @@ TEST(Alerts, MayLoseTheWindowTheyStandOver)
     QTimer::singleShot(0, window, [&] { delete window; });
     NSAlert().runModal();
     EXPECT_FALSE(window);
+}
+
+TEST(Alerts, JoinTheOneThatIsOpen)
+{
+    int answered = 0;
+    const auto show = [&](const char *message, const char *text) {
+        kx::MainQueue::async([&answered, message, text] {
+            NSAlert alert;
+            alert.setMessageText(message);
+            alert.setInformativeText(text);
+            alert.runModal();
+            ++answered;
+        });
+    };
+    kx::installToolkit();
+    for (const char *file : {"a.mp3", "b.mp3", "a.mp3"})
+        show("Failed to read a file.", file);
+    show("The disk is full.", "c.aiff");
+    QTimer::singleShot(0, [&] { // after them
+        std::vector<QMessageBox *> boxes;
+        for (QWidget *widget : QApplication::topLevelWidgets())
+            if (auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
+                boxes.push_back(box);
+        ASSERT_EQ(boxes.size(), 1U);
+        EXPECT_EQ(boxes[0]->text(), "Failed to read a file.");
+        EXPECT_EQ(boxes[0]->informativeText(), "a.mp3\n\nb.mp3\n\nThe disk is full.\nc.aiff");
+        boxes[0]->accept();
+    });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return answered == 4; }));
 }
 
 } // namespace
