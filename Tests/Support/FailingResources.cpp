@@ -11,36 +11,31 @@ namespace
 {
 
 std::atomic<bool> threadsFail{false};
+std::atomic<bool> failed{false};
 thread_local int allocationsLeft = -1; ///< below 0: none fails
-thread_local bool allocationFailed = false;
-
-[[maybe_unused]] bool allocationFails() noexcept
-{
-    if (allocationsLeft < 0 || allocationsLeft-- > 0)
-        return false;
-    return allocationFailed = true;
-}
 
 } // namespace
 
 #ifndef KX_SANITIZED
-// Stands in for the C library's own in the test program.
+// These stand in for the libraries' own in the test program.
 extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *),
                               void *argument) noexcept
 {
-    if (threadsFail)
-        return EAGAIN;
     using Create = int (*)(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
     static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
-    return create(thread, attributes, start, argument);
+    if (!threadsFail)
+        return create(thread, attributes, start, argument);
+    failed = true;
+    return EAGAIN;
 }
 
 void *operator new(std::size_t size)
 {
-    void *const block = allocationFails() ? nullptr : std::malloc(size);
-    if (!block)
-        throw std::bad_alloc();
-    return block;
+    const bool fails = allocationsLeft >= 0 && allocationsLeft-- == 0;
+    if (void *const block = fails ? nullptr : std::malloc(size))
+        return block;
+    failed = true;
+    throw std::bad_alloc();
 }
 
 void operator delete(void *block) noexcept
@@ -57,39 +52,22 @@ void operator delete(void *block, std::size_t /*size*/) noexcept
 namespace kx::test
 {
 
-FailingThreads::FailingThreads()
+FailingResource::FailingResource(int before) noexcept
 {
-    threadsFail = true;
+    failed = false;
+    allocationsLeft = before;
+    threadsFail = before < 0;
 }
 
-FailingThreads::~FailingThreads()
+FailingResource::~FailingResource()
 {
+    allocationsLeft = -1;
     threadsFail = false;
 }
 
-FailingMemory::FailingMemory(int before)
+bool FailingResource::hasFailed() noexcept
 {
-    allocationFailed = false;
-    allocationsLeft = before;
-}
-
-FailingMemory::~FailingMemory()
-{
-    allocationsLeft = -1;
-}
-
-bool FailingMemory::works() noexcept
-{
-#ifdef KX_SANITIZED
-    return false;
-#else
-    return true;
-#endif
-}
-
-bool FailingMemory::hasFailed() noexcept
-{
-    return allocationFailed;
+    return failed;
 }
 
 } // namespace kx::test
