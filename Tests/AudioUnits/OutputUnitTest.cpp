@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -77,6 +78,30 @@ TEST_F(OutputUnitTest, AnotherRateIsTheStraightConversionToItsLastFrame)
     got.resize(got.size() - 400); // near the end, one goes on and the other does not
     const auto bytes = renderBytes(straight, static_cast<uint32_t>(got.size() / 2));
     EXPECT_EQ(std::memcmp(bytes.data(), got.data(), bytes.size()), 0);
+}
+
+/// A clean guard says something only where it sees what is not clean, on either side of the units.
+TEST_F(OutputUnitTest, WhatIsTakenOrLockedOnTheRenderThreadIsCounted)
+{
+    Chain chain;
+    std::mutex lock;
+    Callback unclean([&](const AudioTimeStamp &, uint32_t, AudioBufferList &data) {
+        const std::lock_guard guard(lock);
+        ::operator delete(::operator new(1));
+        silence(data);
+        return noErr;
+    });
+    ASSERT_EQ(unclean.feed(chain.converter), noErr);
+    hardware->setCapture([](const std::string &, std::span<const std::byte>) { ::operator delete(::operator new(1)); });
+    const RenderGuard guard;
+    ASSERT_EQ(AudioOutputUnitStart(chain.output), noErr);
+    hardware->advance(3 * 512);
+    ASSERT_EQ(AudioOutputUnitStop(chain.output), noErr);
+    const auto counts = guard.counts();
+    if (RenderGuard::works()) {
+        EXPECT_TRUE(counts.allocations == 3 && counts.frees == 3 && counts.locks == 3) << guard;
+        EXPECT_GE(counts.exempted, 6U) << "of the device's side";
+    }
 }
 
 TEST_F(OutputUnitTest, StopIsABarrierAndAThousandRoundsLoseNothing)

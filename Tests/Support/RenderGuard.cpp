@@ -21,13 +21,14 @@ namespace
 std::atomic<uint64_t> allocations{0};
 std::atomic<uint64_t> frees{0};
 std::atomic<uint64_t> locks{0};
+std::atomic<uint64_t> exempted{0};
 std::atomic<int> heapFill{-1}; ///< the byte that new memory holds; negative: as it comes
 
 #ifndef KX_SANITIZED
 void count(std::atomic<uint64_t> &counter) noexcept
 {
     if (kx::RenderScope::depth() > 0)
-        counter.fetch_add(1, std::memory_order_relaxed);
+        (kx::RenderExemption::depth() > 0 ? exempted : counter).fetch_add(1, std::memory_order_relaxed);
 }
 
 /// The block, its bytes from `begin` to `end` filled.
@@ -132,13 +133,14 @@ HeapFill::~HeapFill()
 
 RenderGuard::Counts RenderGuard::total() noexcept
 {
-    return {allocations, frees, locks};
+    return {allocations, frees, locks, exempted};
 }
 
 RenderGuard::Counts RenderGuard::counts() const noexcept
 {
     const Counts now = total();
-    return {now.allocations - before_.allocations, now.frees - before_.frees, now.locks - before_.locks};
+    return {now.allocations - before_.allocations, now.frees - before_.frees, now.locks - before_.locks,
+            now.exempted - before_.exempted};
 }
 
 bool RenderGuard::isClean() const noexcept

@@ -18,6 +18,7 @@ public:
         uint64_t allocations;
         uint64_t frees;
         uint64_t locks;
+        uint64_t exempted; ///< of all three, in the sound system's library
     };
 
     RenderGuard() noexcept : before_(total()) {}
@@ -31,7 +32,8 @@ public:
     template <class Stream> friend Stream &operator<<(Stream &out, const RenderGuard &guard)
     {
         const Counts now = guard.counts();
-        out << now.allocations << " allocations, " << now.frees << " frees, " << now.locks << " locks in renders";
+        out << now.allocations << " allocations, " << now.frees << " frees, " << now.locks << " locks in renders, "
+            << now.exempted << " exempted";
         return out;
     }
 

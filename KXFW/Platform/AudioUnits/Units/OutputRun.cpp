@@ -208,9 +208,10 @@ OutputRun::Progress OutputRun::play()
 
 OutputRun::Progress OutputRun::fill(uint32_t room)
 {
+    const RenderScope scope;
     while (room > 0 && state_ != State::Cut) {
         const auto slice = conversion_->render(*this, {}, std::min(room, sliceFrames_), *slice_->get());
-        if (slice.frames > 0 && stream_->write(slice_->data(0), slice.frames) != noErr)
+        if (slice.frames > 0 && !write(slice.frames))
             return Progress::Lost;
         const bool keeps = slice.frames > 0 && conversion_->keepsFrames();
         if (!isRunning() && !keeps)
@@ -218,6 +219,12 @@ OutputRun::Progress OutputRun::fill(uint32_t room)
         room -= slice.frames;
     }
     return Progress::Wanting;
+}
+
+bool OutputRun::write(uint32_t frames)
+{
+    const RenderExemption exemption;
+    return stream_->write(slice_->data(0), frames) == noErr;
 }
 
 void OutputRun::reportTrouble() const

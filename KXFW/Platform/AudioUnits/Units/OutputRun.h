@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"
+#include "KXFW/Platform/AudioUnits/RenderScope.h"
 #include "KXFW/Platform/AudioUnits/Renderer.h"
 #include "KXFW/Platform/AudioUnits/Units/FormatConversion.h"
 #include "KXFW/Platform/AudioUnits/Units/OutputDevice.h"
@@ -67,7 +68,8 @@ private:
     OSStatus open();
     void close();
     Progress play();
-    Progress fill(uint32_t room);
+    KX_RENDERS Progress fill(uint32_t room);
+    bool write(uint32_t frames); ///< False when the stream is lost.
     void waitToReopen(std::chrono::milliseconds time);
     void tellOpened();
     void reportTrouble() const;
