@@ -1,10 +1,12 @@
 #include "FileTestSupport.h"
+#include "Tests/Support/Media.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <ogg/ogg.h>
+#include <sndfile.h>
 
 namespace kx::test
 {
@@ -62,6 +64,21 @@ Bytes repeated(const Bytes &bytes, std::size_t copies)
     for (std::size_t i = 0; i < copies; ++i)
         all.insert(all.end(), bytes.begin(), bytes.end());
     return all;
+}
+
+std::filesystem::path sndfileOf(int format, int rate, const std::vector<int32_t> &stereo)
+{
+    const auto path = temporaryPath("container");
+    SF_INFO info = {};
+    info.samplerate = rate;
+    info.channels = 2;
+    info.format = format;
+    SNDFILE *file = sf_open(path.c_str(), SFM_WRITE, &info);
+    EXPECT_NE(file, nullptr) << std::hex << format;
+    sf_command(file, SFC_SET_SCALE_INT_FLOAT_WRITE, nullptr, SF_TRUE);
+    sf_write_int(file, stereo.data(), static_cast<sf_count_t>(stereo.size()));
+    sf_close(file);
+    return path;
 }
 
 Bytes resealed(Bytes bytes)

@@ -145,6 +145,9 @@ void putLittle(Bytes &bytes, std::size_t at, uint64_t value, std::size_t count);
 Bytes box(std::string_view type, const Bytes &contents = {});
 /// So many copies one behind the other.
 Bytes repeated(const Bytes &bytes, std::size_t copies);
+/// A file of a kind that the media maker lacks, written by the container library itself.
+std::filesystem::path sndfileOf(int format, int rate, const std::vector<int32_t> &stereo);
+
 /// The bytes with the checksums of Ogg pages put right, so that damage gets to the codecs.
 Bytes resealed(Bytes bytes);
 

@@ -155,6 +155,11 @@ TEST(MPEGAudioCodec, LeavesOutFramesOfAnotherFormat)
     EXPECT_EQ(frames(first + first), 2 * frames(first));
     EXPECT_EQ(frames(first + other + first), 2 * frames(first));
     EXPECT_EQ(frames(first + junk(20000) + first), 2 * frames(first));
+    // In the junk stand headers that no frame follows; behind it may stand a single frame that ends the file.
+    const Bytes header(first.begin(), first.begin() + 4);
+    const Bytes frame(first.begin(), first.begin() + 417); // of 128,000 bits a second, not padded
+    EXPECT_EQ(frames(first + junk(50) + header + junk(70) + header + junk(20000) + first), 2 * frames(first));
+    EXPECT_EQ(frames(first + junk(50) + header + junk(1000) + frame), frames(first) + 1152);
 }
 
 } // namespace

@@ -14,22 +14,6 @@ namespace kx::test
 namespace
 {
 
-/// A file of a kind that the media maker lacks, written by the container library itself.
-std::filesystem::path sndfileOf(int format, int rate, const std::vector<int32_t> &stereo)
-{
-    const auto path = temporaryPath("container");
-    SF_INFO info = {};
-    info.samplerate = rate;
-    info.channels = 2;
-    info.format = format;
-    SNDFILE *file = sf_open(path.c_str(), SFM_WRITE, &info);
-    EXPECT_NE(file, nullptr) << std::hex << format;
-    sf_command(file, SFC_SET_SCALE_INT_FLOAT_WRITE, nullptr, SF_TRUE);
-    sf_write_int(file, stereo.data(), static_cast<sf_count_t>(stereo.size()));
-    sf_close(file);
-    return path;
-}
-
 std::vector<int16_t> rounded16(const std::vector<int32_t> &samples, uint32_t bits)
 {
     std::vector<int16_t> result(samples.size());

@@ -1,7 +1,9 @@
 #include "KXFW/Platform/AudioFiles/Codecs/ContainerScan.h"
 
+#include "KXFW/Platform/AudioFiles/Codecs/ByteWindow.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -113,6 +115,29 @@ OSStatus checkFormatChunk(ByteSource &source, Container container, int64_t body)
     return checkFormat(head.number(2, 2, order), static_cast<double>(head.number(4, 4, order)));
 }
 
+/// The part of a packet table from the first size on that has too many bytes or runs out of the table. What is in front
+/// of it can be played, and a size of 0 ends it. Sizes have 7 bits a byte, behind a header of 24.
+ByteRange badPacketSizes(ByteSource &source, ByteRange table)
+{
+    constexpr int kMaximumBytes = 5;
+    ByteWindow window(source);
+    int bytesOfSize = 0;
+    int64_t sizeBegin = table.begin + 24;
+    for (int64_t at = sizeBegin; at < table.end; ++at) {
+        const auto byte = window.view(at, std::min<int64_t>(table.end - at, 4096));
+        if (!byte || (*byte).empty())
+            break;
+        const bool isLast = ((*byte)[0] & std::byte{0x80}) == std::byte{0};
+        if (++bytesOfSize > kMaximumBytes)
+            break;
+        if (isLast) {
+            bytesOfSize = 0;
+            sizeBegin = at + 1;
+        }
+    }
+    return bytesOfSize > 0 ? ByteRange{sizeBegin, table.end} : ByteRange{};
+}
+
 /// One walk over the chunks of a file.
 class ChunkWalk
 {
@@ -124,13 +149,20 @@ public:
 
     ContainerScan run()
     {
+        ContainerScan result = walk();
+        result.zeroed = zeroed_;
+        return result;
+    }
+
+private:
+    ContainerScan walk()
+    {
         for (int i = 0; i < kMaximumChunks; ++i)
             if (const auto result = step())
                 return *result;
         return stop();
     }
 
-private:
     [[nodiscard]] ContainerScan all() const { return {noErr, source_.size()}; }
     /// What follows is no chunk: of no matter behind the samples, fatal before them.
     [[nodiscard]] ContainerScan stop() const
@@ -159,6 +191,9 @@ private:
         if (head.has(0, grammar_.formatID))
             if (const OSStatus status = checkFormatChunk(source_, container_, offset_ + headBytes); status != noErr)
                 return ContainerScan{source_.error() != noErr ? source_.error() : status, 0};
+        const int64_t body = offset_ + headBytes;
+        if (container_ == Container::CAF && head.has(0, "pakt") && zeroed_.end == 0)
+            zeroed_ = badPacketSizes(source_, {body, body + static_cast<int64_t>(size)});
         seenData_ = seenData_ || isData;
         const int64_t whole = static_cast<int64_t>(size) + (grammar_.sizeCountsHead ? 0 : headBytes);
         offset_ += (whole + grammar_.alignment - 1) / grammar_.alignment * grammar_.alignment;
@@ -170,6 +205,7 @@ private:
     const Grammar &grammar_;
     int64_t offset_;
     bool seenData_ = false;
+    ByteRange zeroed_{};
 };
 
 } // namespace

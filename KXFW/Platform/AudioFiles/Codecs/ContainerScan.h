@@ -14,6 +14,7 @@ enum class Container { None, RIFF, RIFX, RF64, Wave64, AIFF, CAF, AU };
 struct ContainerScan {
     OSStatus status;      ///< why it must not be opened, or noErr
     int64_t visibleBytes; ///< how much to show the library: chunks that run past the end, other than the data, left out
+    ByteRange zeroed{};   ///< what to show it as zeros: sizes of packets that it would complain of on standard output
 };
 
 /// Walks the chunks: sizes must lie in the file, channels and rate within the platform's limits. [blocks]

@@ -100,7 +100,7 @@ DecoderResult openPCMContainer(std::shared_ptr<ByteSource> source)
     const ContainerScan scan = scanContainer(*source, container);
     if (scan.status != noErr)
         return scan.status;
-    auto file = std::make_unique<VirtualFile>(source, scan.visibleBytes);
+    auto file = std::make_unique<VirtualFile>(source, scan.visibleBytes, scan.zeroed);
     SF_INFO info;
     SndfileHandlePointer handle(file->open(info));
     if (!handle)

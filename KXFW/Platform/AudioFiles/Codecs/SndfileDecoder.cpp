@@ -3,6 +3,7 @@
 #include "KXFW/Platform/AudioFiles/Codecs/FiniteSamples.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace kx
 {
@@ -11,6 +12,7 @@ namespace
 {
 
 constexpr uint32_t kSkipFrames = 1024;
+constexpr int64_t kTryAgain = 4096; ///< frames; what codecs hold in a packet
 
 } // namespace
 
@@ -33,7 +35,7 @@ SndfileDecoder::SndfileDecoder(std::unique_ptr<VirtualFile> file, SndfileHandleP
 OSStatus SndfileDecoder::measure()
 {
     const bool isStated = format_.frames > 0 && format_.frames < SF_COUNT_MAX;
-    if (isStated && seek(format_.frames - 1) == noErr && decode(skipped_.data(), 1) == 1) {
+    if (isStated && seek(format_.frames - 1) == noErr && handleFrame_ >= 0 && decode(skipped_.data(), 1) == 1) {
         handleFrame_ = -1;
         return seek(0);
     }
@@ -72,15 +74,26 @@ Result<uint32_t> SndfileDecoder::read(void *interleaved, uint32_t frames)
     const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames, format_.frames - position_));
     if (wanted == 0)
         return uint32_t{0};
-    if (handleFrame_ != position_) // the last seek failed
+    if (handleFrame_ != position_) // the last seek failed, or what came before was damaged
         if (const OSStatus status = seek(position_); status != noErr)
             return status;
-    const uint32_t got = decode(interleaved, wanted);
+    const uint32_t got = handleFrame_ == position_ ? decode(interleaved, wanted) : 0;
     position_ += got;
     handleFrame_ += got;
-    if (got == 0 && file_->source().error() != noErr)
-        return file_->source().error();
-    return got;
+    if (got > 0 || file_->isCutShort())
+        return got;
+    return file_->source().error() != noErr ? Result<uint32_t>(file_->source().error()) : standIn(interleaved, wanted);
+}
+
+/// Silence where what is there cannot be decoded, up to where it is tried again.
+uint32_t SndfileDecoder::standIn(void *interleaved, uint32_t frames)
+{
+    const auto count = static_cast<uint32_t>(std::min<int64_t>(frames, kTryAgain - position_ % kTryAgain));
+    const std::size_t sampleBytes = format_.kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float);
+    std::memset(interleaved, 0, count * sampleBytes * format_.channels);
+    position_ += count;
+    handleFrame_ = -1;
+    return count;
 }
 
 OSStatus SndfileDecoder::seek(int64_t frame)
@@ -91,15 +104,16 @@ OSStatus SndfileDecoder::seek(int64_t frame)
     if (frame == handleFrame_ || frame == format_.frames)
         return noErr; // the end is read without the handle, whose codecs do not all take it as a target
     handleFrame_ = -1;
-    OSStatus status = noErr;
-    if (sf_seek(handle_.get(), frame, SEEK_SET) != frame) {
-        status = restart();
-        if (status == noErr)
-            status = skip(frame);
+    bool isThere = sf_seek(handle_.get(), frame, SEEK_SET) == frame;
+    if (!isThere && frame < unreachable_) {
+        if (const OSStatus status = restart(); status != noErr)
+            return status;
+        isThere = skip(frame);
+        if (!isThere)
+            unreachable_ = frame;
     }
-    if (status == noErr)
-        handleFrame_ = frame;
-    return status;
+    handleFrame_ = isThere ? frame : -1;
+    return file_->source().error();
 }
 
 OSStatus SndfileDecoder::restart()
@@ -112,15 +126,15 @@ OSStatus SndfileDecoder::restart()
     return file_->source().error() != noErr ? file_->source().error() : kAudioFileInvalidFileError;
 }
 
-OSStatus SndfileDecoder::skip(int64_t frames)
+bool SndfileDecoder::skip(int64_t frames)
 {
     while (frames > 0) {
         const uint32_t got = decode(skipped_.data(), static_cast<uint32_t>(std::min<int64_t>(frames, kSkipFrames)));
         if (got == 0)
-            return file_->source().error();
+            return false;
         frames -= got;
     }
-    return noErr;
+    return true;
 }
 
 } // namespace kx

@@ -24,14 +24,16 @@ private:
     OSStatus measure();
     OSStatus count();
     uint32_t decode(void *interleaved, uint32_t frames);
+    uint32_t standIn(void *interleaved, uint32_t frames);
     OSStatus restart();
-    OSStatus skip(int64_t frames);
+    bool skip(int64_t frames);
 
     std::unique_ptr<VirtualFile> file_;
     SndfileHandlePointer handle_; ///< after file_: closed before it goes
     DecodedFormat format_;
-    int64_t position_ = 0;    ///< frame that is read next
-    int64_t handleFrame_ = 0; ///< frame that the handle gives next; -1 unknown
+    int64_t position_ = 0;            ///< frame that is read next
+    int64_t handleFrame_ = 0;         ///< frame that the handle gives next; -1 unknown
+    int64_t unreachable_ = INT64_MAX; ///< a frame that damage keeps a decode from the start from
     std::vector<float> skipped_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace kx
 {
@@ -36,6 +37,11 @@ sf_count_t VirtualFile::read(void *bytes, sf_count_t count, void *self) noexcept
     if (wanted <= 0)
         return 0;
     const int64_t got = file.source_->readAt(file.position_, bytes, wanted);
+    file.isCutShort_ = file.isCutShort_ || (got >= 0 && got < wanted);
+    const int64_t from = std::max(file.zeroed_.begin, file.position_);
+    const int64_t to = std::min(file.zeroed_.end, file.position_ + got);
+    if (from < to)
+        std::memset(static_cast<char *>(bytes) + (from - file.position_), 0, static_cast<std::size_t>(to - from));
     file.position_ += std::max<int64_t>(got, 0);
     return std::max<int64_t>(got, 0);
 }

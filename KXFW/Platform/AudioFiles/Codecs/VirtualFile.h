@@ -9,13 +9,13 @@
 namespace kx
 {
 
-/// Shows libsndfile the first `visibleBytes` of a byte source as a file to read. Stays where it is while a handle is
-/// open on it.
+/// Shows libsndfile the first `visibleBytes` of a byte source, some of them as zeros, as a file to read. Stays where it
+/// is while a handle is open on it.
 class VirtualFile
 {
 public:
-    VirtualFile(std::shared_ptr<ByteSource> source, int64_t visibleBytes) noexcept
-        : source_(std::move(source)), visibleBytes_(visibleBytes)
+    VirtualFile(std::shared_ptr<ByteSource> source, int64_t visibleBytes, ByteRange zeroed) noexcept
+        : source_(std::move(source)), visibleBytes_(visibleBytes), zeroed_(zeroed)
     {
     }
 
@@ -25,6 +25,8 @@ public:
     [[nodiscard]] ByteSource &source() const noexcept { return *source_; }
     [[nodiscard]] int64_t size() const noexcept { return visibleBytes_; }
     [[nodiscard]] int64_t position() const noexcept { return position_; }
+    /// Whether the file turned out to be shorter than it was.
+    [[nodiscard]] bool isCutShort() const noexcept { return isCutShort_; }
 
 private:
     static sf_count_t length(void *self) noexcept;
@@ -35,7 +37,9 @@ private:
 
     std::shared_ptr<ByteSource> source_;
     int64_t visibleBytes_;
+    ByteRange zeroed_;
     int64_t position_ = 0;
+    bool isCutShort_ = false;
 };
 
 struct CloseSndfile {
