@@ -50,6 +50,18 @@ protected:
         advance(1000);
     }
 
+    static testing::AssertionResult allIsTold()
+    {
+        return eventually([] {
+            const auto untold =
+                KXAFilePlayer::prv_propertyAddressWithPropertyID(kAudioHardwarePropertyChangesAreUntold);
+            uint32_t value = 1;
+            uint32_t size = sizeof value;
+            AudioObjectGetPropertyData(kAudioObjectSystemObject, &untold, 0, nullptr, &size, &value);
+            return value == 0;
+        });
+    }
+
     testing::AssertionResult isOn(const std::string &name)
     {
         return eventually([&] {
@@ -89,14 +101,7 @@ TEST_F(PlayerDeviceTest, FollowsTheDefaultDeviceOrStaysOnAChosenOneUntilItGoes)
     EXPECT_FALSE(player->isPlaying()) << "stopped stays stopped";
     hardware->setDefaultOutput("three");
     EXPECT_TRUE(player->setOutputDeviceID(KXAHardwareManager::deviceIDNamed("two")));
-    EXPECT_TRUE(eventually([] {
-        const AudioObjectPropertyAddress untold{kAudioHardwarePropertyChangesAreUntold, kAudioObjectPropertyScopeGlobal,
-                                                0};
-        uint32_t value = 1;
-        uint32_t size = sizeof value;
-        AudioObjectGetPropertyData(kAudioObjectSystemObject, &untold, 0, nullptr, &size, &value);
-        return value == 0;
-    }));
+    EXPECT_TRUE(allIsTold());
     EXPECT_TRUE(isOn("two")) << "the choice came after the change, the notification after the choice";
     hardware->setDefaultOutput("one");
     EXPECT_TRUE(isOn("one"));
@@ -152,6 +157,16 @@ TEST_F(PlayerDeviceTest, WritesTheBufferSizeAtEverySetUpAndItsBlockMayEndThePlay
     AudioObjectGetPropertyData(device, &address, 0, nullptr, &size, &bytes);
     EXPECT_EQ(bytes, 4096U);
     EXPECT_EQ(player, nullptr);
+}
+
+TEST_F(PlayerDeviceTest, ALostDefaultDeviceIsLeftOnce)
+{
+    const auto moves = std::make_shared<std::atomic<int>>(0);
+    player->setOutputRebuiltBlock([moves] { ++*moves; });
+    hardware->setDevices({{"two"}, {"three"}});
+    ASSERT_TRUE(isOn("two"));
+    ASSERT_TRUE(allIsTold());
+    EXPECT_EQ(*moves, 1) << "the list and the default are two notifications";
 }
 
 TEST_F(PlayerDeviceTest, EndsOnTheLastOfManyDefaultsAndPlaysOn)

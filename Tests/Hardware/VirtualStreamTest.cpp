@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <latch>
 #include <thread>
 
@@ -87,14 +88,18 @@ TEST(VirtualStream, NoCaptureRunsAfterItWasReplaced)
     const auto stream = openOn();
     CountingWriter writer(*stream);
     for (int round = 0; round < 500; ++round) {
-        auto counter = std::make_unique<int>(0); // plain and freed: a late call is seen by the sanitizers
+        const auto counter = std::make_shared<std::pair<int, std::atomic<bool>>>(); // the first is plain: no late call
         std::latch called(3);
-        hardware->setCapture([&called, count = counter.get()](const std::string &, std::span<const std::byte>) {
-            if (++*count <= 3)
+        hardware->setCapture([&called, counter](const std::string &, std::span<const std::byte>) {
+            if (++counter->first <= 3)
                 called.count_down();
+            std::this_thread::yield(); // it is running when it is replaced
+            EXPECT_FALSE(counter->second);
         });
         called.wait();
         hardware->setCapture(nullptr);
+        counter->second = true;
+        EXPECT_GE(counter->first, 3);
     }
     std::latch replaced(1);
     hardware->setCapture([&](const std::string &, std::span<const std::byte>) {

@@ -2,13 +2,14 @@
 
 #if defined(__has_feature)
 #if __has_feature(realtime_sanitizer)
-#include <sanitizer/rtsan_interface.h>
+extern "C" void __rtsan_disable(); // NOLINT: their names
+extern "C" void __rtsan_enable();  // NOLINT
 #define KX_RENDERS [[clang::nonblocking]]
 #define KX_REAL_TIME_SANITIZER 1
 #endif
 #endif
 #ifndef KX_RENDERS
-/// On a function that neither allocates nor waits; the real-time sanitizer holds it to that.
+/// Behind a function that neither allocates nor waits; the real-time sanitizer holds it to that.
 #define KX_RENDERS
 #endif
 
@@ -35,8 +36,20 @@ struct RenderScope {
 /// Marks what is somebody else's on a thread that renders: the sound system's library, which allocates its packets and
 /// locks its loop as it likes. Whoever counts what renders do counts that apart. [any] [render]
 struct RenderExemption {
-    RenderExemption() noexcept { ++depth(); }
-    ~RenderExemption() { --depth(); }
+    RenderExemption() noexcept
+    {
+        ++depth();
+#ifdef KX_REAL_TIME_SANITIZER
+        __rtsan_disable();
+#endif
+    }
+    ~RenderExemption()
+    {
+#ifdef KX_REAL_TIME_SANITIZER
+        __rtsan_enable();
+#endif
+        --depth();
+    }
     RenderExemption(const RenderExemption &) = delete;
     RenderExemption &operator=(const RenderExemption &) = delete;
 
@@ -46,11 +59,6 @@ struct RenderExemption {
         thread_local int value = 0;
         return value;
     }
-
-#ifdef KX_REAL_TIME_SANITIZER
-private:
-    __rtsan::ScopedDisabler disabler_;
-#endif
 };
 
 } // namespace kx

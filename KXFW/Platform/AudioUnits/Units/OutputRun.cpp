@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/AudioUnits/Unit.h"
 #include "KXFW/Platform/AudioUnits/Units/RenderThread.h"
+#include "KXFW/Platform/Foundation/Backoff.h"
 #include "KXFW/Platform/Foundation/MonotonicTime.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
@@ -19,9 +20,8 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr auto kFirstReopen = 500ms;
-constexpr auto kLastReopen = 5000ms;
-constexpr auto kLongestStart = 800ms; ///< with the end of an old run still within a second
+constexpr Backoff kReopen(500ms, 5000ms, 1); // doubles
+constexpr auto kLongestStart = 800ms;        ///< with the end of an old run still within a second
 
 /// The run whose render thread this is.
 thread_local OutputRun *currentRun = nullptr;
@@ -129,19 +129,18 @@ void OutputRun::main()
 
 void OutputRun::playStreams()
 {
-    auto wait = kFirstReopen;
+    Backoff backoff = kReopen;
     while (isRunning()) {
         const OSStatus status = open();
         tellOpened();
         if (status == noErr) {
-            wait = kFirstReopen;
+            backoff.reset();
             if (play() == Progress::AllWritten)
                 return;
             close();
             NSLog("output: lost the device %s", device_.uid);
         }
-        waitToReopen(device_.uid.empty() ? std::chrono::milliseconds::max() : wait);
-        wait = std::min(wait * 2, kLastReopen);
+        waitToReopen(device_.uid.empty() ? std::chrono::milliseconds::max() : backoff.next());
     }
 }
 

@@ -68,7 +68,7 @@ private:
     OSStatus open();
     void close();
     Progress play();
-    KX_RENDERS Progress fill(uint32_t room);
+    Progress fill(uint32_t room) KX_RENDERS;
     bool write(uint32_t frames); ///< False when the stream is lost.
     void waitToReopen(std::chrono::milliseconds time);
     void tellOpened();

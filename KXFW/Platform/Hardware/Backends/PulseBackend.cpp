@@ -18,9 +18,7 @@ using Clock = std::chrono::steady_clock;
 constexpr const char *kLabel = "KXFW pulse";
 constexpr std::chrono::seconds kAnswerTime{1};           ///< a server that is there answers within it
 constexpr std::chrono::milliseconds kFirstDelay = 100ms; ///< within the answer time
-constexpr std::chrono::milliseconds kLeastDelay = 500ms;
-constexpr std::chrono::milliseconds kLongestDelay = 5000ms;
-constexpr uint64_t kEnoughRefusals = 2; ///< where nothing suggests that there is a server
+constexpr uint64_t kEnoughRefusals = 2;                  ///< where nothing suggests that there is a server
 
 } // namespace
 
@@ -104,7 +102,7 @@ void kx::PulseBackend::ask()
         inquiry_.reset();
         hasAnswered_ = true;
         refusals_ = 0;
-        delay_ = 0ms;
+        backoff_.reset();
         take(std::move(devices));
         changed_.raise();
         if (std::exchange(mustAskAgain_, false))
@@ -115,9 +113,8 @@ void kx::PulseBackend::ask()
 std::chrono::milliseconds kx::PulseBackend::nextDelay() noexcept
 {
     if (!hasAnswered_ && Clock::now() - begin_ < kAnswerTime)
-        return kFirstDelay;                                          // one refusal is no proof that there is no server
-    delay_ = std::clamp(delay_ * 5 / 4, kLeastDelay, kLongestDelay); // still below 2 s when it was gone for 7
-    return delay_;
+        return kFirstDelay; // one refusal is no proof that there is no server
+    return backoff_.next();
 }
 
 void kx::PulseBackend::reconnectLater()

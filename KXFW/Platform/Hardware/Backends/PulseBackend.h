@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Platform/Dispatch/SerialQueue.h"
+#include "KXFW/Platform/Foundation/Backoff.h"
 #include "KXFW/Platform/Hardware/Backends/PulseDevices.h"
 #include "KXFW/Platform/Hardware/Backends/PulseInquiry.h"
 #include "KXFW/Platform/Hardware/Backends/PulseLoop.h"
@@ -59,7 +60,8 @@ private:
     std::unique_ptr<PulseInquiry> inquiry_; ///< the one under way
     bool mustAskAgain_ = false;             ///< something changed while one was
     pa_time_event *timer_ = nullptr;        ///< until the next attempt to connect; belongs to context_
-    std::chrono::milliseconds delay_{0};
+    /// Still below 2 s when the server was gone for 7.
+    Backoff backoff_{std::chrono::milliseconds(500), std::chrono::milliseconds(5000), 4};
     uint64_t refusals_ = 0; ///< since the last answer
     bool hasAnswered_ = false;
 
