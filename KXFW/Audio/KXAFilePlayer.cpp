@@ -18,6 +18,8 @@ constexpr uint32_t kFramesAtLoad = 8192;  ///< decoded before a load returns
 constexpr uint32_t kFramesAtPlay = 44100; ///< before the output starts: longer than a tick may be late
 constexpr std::chrono::nanoseconds kTimerInterval{100'000'000};
 constexpr std::chrono::nanoseconds kTimerLeeway{500'000'000};
+constexpr std::chrono::milliseconds kOpeningPatience{600}; ///< with a disk that does not answer
+constexpr std::chrono::milliseconds kReadingPatience{250};
 constexpr const char *kInputDescriptionKey = "inputDescription";
 constexpr const char *kPlayFailed = "KXAFilePlayer play failed";
 
@@ -124,6 +126,7 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url, const std::s
 {
     if (refusedWhileExporting("load"))
         return false;
+    const kx::DiskDeadline deadline(kOpeningPatience);
     return loadDataSource(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop), stop);
 }
 
@@ -132,6 +135,8 @@ bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> sour
     const auto data = source ? source->audioData() : nullptr;
     const bool loaded = data != nullptr;
     const int64_t size = loaded ? data->bufferSize() : 0;
+    if (loaded)
+        data->setDiskPatience(kReadingPatience);
     const std::exception_ptr failure = loaded ? failureReadingAhead(*data, kFramesAtLoad) : nullptr;
 
     const ControlGuard guard(controlLock_);

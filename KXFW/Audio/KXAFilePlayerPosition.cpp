@@ -45,6 +45,8 @@ int64_t KXAFilePlayer::totalPackets() const
 
 void KXAFilePlayer::setPositionInByte(int64_t position)
 {
+    if (refusedWhileExporting("position"))
+        return; // the export may hold the queue, with a disk that hangs
     bool refused = false;
     byteOffsetChangeQueue()->sync([&] {
         const auto data = audioData();

@@ -65,6 +65,9 @@ public:
         std::memcpy(destination_ + at, destination_ + from, static_cast<std::size_t>(bytes));
     }
 
+    /// The data gives all that it announces unless it fails.
+    [[nodiscard]] bool waits() const override { return !failure_ && !data_.endedByFailure(); }
+
     [[nodiscard]] const std::exception_ptr &failure() const noexcept { return failure_; }
 
 private:

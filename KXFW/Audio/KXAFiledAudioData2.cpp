@@ -106,6 +106,7 @@ void KXAFiledAudioData2::startOver()
     endedByFailure_ = false;
     failureReported_ = false;
     heldFailure_ = noErr;
+    framesToDrop_ = 0;
 }
 
 void KXAFiledAudioData2::_ensureFileLengthFrames()

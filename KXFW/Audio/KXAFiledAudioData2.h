@@ -3,6 +3,7 @@
 #include "KXFW/Audio/ByteBlock.h"
 #include "KXFW/Audio/KXAData.h"
 #include "KXFW/Audio/KXRingBuffer.h"
+#include "KXFW/Platform/AudioFiles/DiskDeadline.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
 #include "KXFW/Platform/Dispatch/SerialQueue.h"
 
@@ -74,7 +75,12 @@ public:
     void preread();
     void _preread(); ///< The body of `preread`. [any] [blocks]
 
-    /// How often a read found the ring short of data that the file still had. [any]
+    /// How long an operation waits for a disk that does not answer; at first, and with kx::DiskDeadline::kNone, as long
+    /// as it takes. With a limit, pre-reads and reads then bring fewer frames, at the place where the data stays or was
+    /// sought, and more once the disk has answered. The player sets 250 ms for the data that it plays. [any]
+    void setDiskPatience(std::chrono::milliseconds patience) noexcept { diskPatience_ = patience; }
+
+    /// How often a read found the ring short of data that the file still has. [any]
     [[nodiscard]] uint64_t underruns() const noexcept { return underruns_; }
     /// True when what is read now ends because the file could not be read on. [any]
     [[nodiscard]] bool endedByFailure() const noexcept { return endedByFailure_; }
@@ -144,7 +150,9 @@ private:
     void failReading(OSStatus status, uint32_t framesBefore, PrereadSite site);
     void reportReadFailure(OSStatus status, PrereadSite site);
     int64_t positionFile(int64_t frame);
-    void dropFrames(int64_t frames, PrereadSite site);
+    void dropFrames(PrereadSite site);
+    [[nodiscard]] bool isHeldUp() const noexcept;
+    uint32_t takeOrDecode(std::byte *destination, uint32_t bytes, uint32_t framesTaken);
     template <class Task> decltype(auto) exclusively(Task &&task);
 
     kx::Guarded<std::shared_ptr<KXRingBuffer>> ringBuffer_;
@@ -172,5 +180,7 @@ private:
     std::atomic<bool> endedByFailure_{false};
     std::atomic<bool> failureReported_{false};
     std::atomic<OSStatus> heldFailure_{noErr}; ///< met after frames that are still to be delivered
+    int64_t framesToDrop_ = 0;                 ///< of the file, before the sought one; under transferLock_
+    std::atomic<std::chrono::milliseconds> diskPatience_{kx::DiskDeadline::kNone};
     std::atomic<uint64_t> underruns_{0};
 };

@@ -37,6 +37,7 @@ const KXAFiledAudioData2::PrereadSite KXAFiledAudioData2::kPrereadSite{
 
 uint32_t KXAFiledAudioData2::prereadFrames(uint32_t frames)
 {
+    const kx::DiskDeadline deadline(diskPatience_);
     const std::lock_guard guard(transferLock_);
     const uint32_t bytesPerFrame = format().mBytesPerFrame;
     return decodeIntoRing(frames * bytesPerFrame, Interruption::Allowed, kPrereadSite);
@@ -44,6 +45,7 @@ uint32_t KXAFiledAudioData2::prereadFrames(uint32_t frames)
 
 void KXAFiledAudioData2::readAhead(uint32_t frames)
 {
+    const kx::DiskDeadline deadline(diskPatience_);
     const std::lock_guard guard(transferLock_);
     const uint64_t wanted = uint64_t{frames} * format().mBytesPerFrame;
     const uint64_t waiting = parts_.ringQueue->sync([&] { return parts_.ring->count(); });
@@ -58,6 +60,7 @@ void KXAFiledAudioData2::preread()
 
 void KXAFiledAudioData2::_preread()
 {
+    const kx::DiskDeadline deadline(diskPatience_);
     const std::lock_guard guard(transferLock_);
     decodeIntoRing(static_cast<uint32_t>(parts_.bridge->length()), Interruption::Allowed,
                    {"-[KXAFiledAudioData2 _preread]_block_invoke", 152});
@@ -74,30 +77,47 @@ void KXAFiledAudioData2::readToBuffer(void *destination, uint32_t *frames)
     const uint32_t wanted = *frames * bytesPerFrame;
     auto got = static_cast<uint32_t>(takeFromRing(bytes, wanted));
     if (got < wanted)
-        exclusively([&] {
-            // A pre-read may have stored the last frames while this thread waited.
-            got += static_cast<uint32_t>(takeFromRing(bytes + got, wanted - got));
-            if (got == wanted)
-                return;
-            const uint32_t decoded =
-                bytesPerFrame * decodeIntoRing(wanted - got, Interruption::Refused, kPrereadSite, got / bytesPerFrame);
-            if (decoded > 0)
-                underruns_.fetch_add(1, std::memory_order_relaxed);
-            got += static_cast<uint32_t>(takeFromRing(bytes + got, std::min(decoded, wanted - got)));
-        });
+        got += takeOrDecode(bytes + got, wanted - got, got / bytesPerFrame);
     *frames = got / bytesPerFrame;
+}
+
+/// What the ring has not, unless the disk is known to be held up.
+uint32_t KXAFiledAudioData2::takeOrDecode(std::byte *destination, uint32_t bytes, uint32_t framesTaken)
+{
+    const kx::DiskDeadline deadline(diskPatience_);
+    const auto decode = [&] {
+        // A pre-read may have stored the last frames while this thread waited.
+        const auto got = static_cast<uint32_t>(takeFromRing(destination, bytes));
+        if (got == bytes)
+            return got;
+        const uint32_t bytesPerFrame = format().mBytesPerFrame;
+        const uint32_t decoded = bytesPerFrame * decodeIntoRing(bytes - got, Interruption::Refused, kPrereadSite,
+                                                                framesTaken + got / bytesPerFrame);
+        if (decoded > 0 || isHeldUp())
+            underruns_.fetch_add(1, std::memory_order_relaxed);
+        return got + static_cast<uint32_t>(takeFromRing(destination + got, std::min(decoded, bytes - got)));
+    };
+    if (!isHeldUp())
+        return exclusively(decode);
+    underruns_.fetch_add(1, std::memory_order_relaxed);
+    return 0;
+}
+
+/// Whether the file would give up what this thread asks of it at once.
+bool KXAFiledAudioData2::isHeldUp() const noexcept
+{
+    return kx::DiskDeadline::current() && ExtAudioFileIsHeldUp(fileRef_);
 }
 
 void KXAFiledAudioData2::seek(int64_t frame)
 {
-    constexpr PrereadSite kSeekSite{"-[KXAFiledAudioData2 seek:]_block_invoke", 212};
+    const kx::DiskDeadline deadline(diskPatience_);
     exclusively([&] {
         _ensureFileDataFormat();
-        const int64_t ahead = parts_.fileQueue->sync([&] { return positionFile(frame); });
+        framesToDrop_ = parts_.fileQueue->sync([&] { return positionFile(frame); });
         parts_.ringQueue->sync([&] { parts_.ring->clear(); });
         endedByFailure_ = false;
         heldFailure_ = noErr;
-        parts_.fileQueue->sync([&] { dropFrames(ahead, kSeekSite); });
         decodeIntoRing(kFramesAfterSeek * format().mBytesPerFrame, Interruption::Refused, kPrereadSite);
     });
 }
@@ -117,7 +137,7 @@ uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption i
 {
     const uint64_t space = parts_.ringQueue->sync([&] { return parts_.ring->space(); });
     const uint32_t bytesPerFrame = format().mBytesPerFrame;
-    if (space == 0 || bytesPerFrame == 0)
+    if (space == 0 || bytesPerFrame == 0 || isHeldUp())
         return 0;
     const auto bytes =
         static_cast<uint32_t>(std::min({parts_.bridge->length(), space, static_cast<uint64_t>(bytesWanted)}));
@@ -135,13 +155,15 @@ uint32_t KXAFiledAudioData2::readBridge(uint32_t frames, Interruption interrupti
     uint32_t done = 0;
     if (const OSStatus held = heldFailure_.exchange(noErr); held != noErr)
         failReading(held, framesTaken, site);
-    while (done < frames && !endedByFailure_) {
+    dropFrames(site);
+    while (done < frames && framesToDrop_ == 0 && !endedByFailure_) {
         uint32_t step = std::min(frames - done, kFramesPerStep);
         const uint32_t asked = step;
         std::byte *const room = parts_.bridge->bytes() + uint64_t{done} * client.mBytesPerFrame;
         AudioBufferList list{1, {{client.mChannelsPerFrame, asked * client.mBytesPerFrame, room}}};
         if (const OSStatus status = ExtAudioFileRead(fileRef_, &step, &list); status != noErr) {
-            failReading(status, framesTaken + done, site);
+            if (status != kAudioFileNotRespondingError)
+                failReading(status, framesTaken + done, site);
             break;
         }
         done += step;
@@ -184,17 +206,19 @@ int64_t KXAFiledAudioData2::positionFile(int64_t frame)
     return frame - kx::scaledUp(filePosition, wholeClientRate, wholeFileRate);
 }
 
-void KXAFiledAudioData2::dropFrames(int64_t frames, PrereadSite site)
+/// Reads up to the sought frame, as far as the disk lets it.
+void KXAFiledAudioData2::dropFrames(PrereadSite site)
 {
     const AudioStreamBasicDescription client = format();
     const auto most = static_cast<int64_t>(parts_.bridge->length() / std::max(client.mBytesPerFrame, 1U));
-    while (frames > 0 && !endedByFailure_) {
-        auto step = static_cast<uint32_t>(std::min(frames, most));
+    while (framesToDrop_ > 0 && !endedByFailure_) {
+        auto step = static_cast<uint32_t>(std::min(framesToDrop_, most));
         AudioBufferList list{1, {{client.mChannelsPerFrame, step * client.mBytesPerFrame, parts_.bridge->bytes()}}};
-        if (const OSStatus status = ExtAudioFileRead(fileRef_, &step, &list); status != noErr)
+        const OSStatus status = ExtAudioFileRead(fileRef_, &step, &list);
+        if (status != noErr && status != kAudioFileNotRespondingError)
             return failReading(status, 0, site);
-        if (step == 0)
+        if (status != noErr || step == 0)
             return;
-        frames -= step;
+        framesToDrop_ -= step;
     }
 }

@@ -24,7 +24,7 @@ public:
             moveTo(0);
         const int64_t wanted = std::min(request_, std::max<int64_t>(range_.dataSize - position_, 0));
         const bool whole = advance(wanted);
-        return {first(), position_, count_, !whole || position_ >= range_.dataSize};
+        return {first(), position_, count_, (!whole && !source_.waits()) || position_ >= range_.dataSize};
     }
 
     LoopWalkResult around()
@@ -72,7 +72,7 @@ private:
             return true;
         if (source_.readsAhead())
             return skipToTurn();
-        if (count_ > 0 || position_ == range_.start)
+        if (count_ > 0 || position_ == range_.start || source_.waits())
             return false;
         moveTo(range_.start); // the data ends before the range does: what there is of it is looped
         advance(std::min(request_ - count_, turn_ - position_));

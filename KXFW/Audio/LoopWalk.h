@@ -25,6 +25,8 @@ public:
     virtual void seek(int64_t frame) = 0;
     /// Repeats the `bytes` bytes that stand at byte `from` of the destination at byte `at`.
     virtual void repeat(int64_t from, int64_t at, int64_t bytes) = 0;
+    /// Whether a read that came up short will bring more later, so that the walk just pauses.
+    [[nodiscard]] virtual bool waits() const { return false; }
     /// Whether the data is read further than the walk has come: then a read that is short of the end of the range
     /// passes it all the same, as what is missing was read before or has no room.
     [[nodiscard]] virtual bool readsAhead() const { return false; }
@@ -34,7 +36,7 @@ struct LoopWalkResult {
     int64_t first;    ///< where the first byte that the destination got was read
     int64_t position; ///< where the next walk starts
     int64_t count;    ///< bytes that the destination got
-    bool ended;       ///< without loop: the end of the data was reached, or the data could not be read on
+    bool ended;       ///< without loop: the end of the data was reached, or the data cannot be read on
 };
 
 /// Walks `request` bytes from `position` on. With loop, a position outside the range goes to its start first, and each

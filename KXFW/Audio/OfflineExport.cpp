@@ -2,6 +2,7 @@
 
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/AudioFiles/DiskDeadline.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
@@ -66,6 +67,7 @@ private:
 
 void OfflineExport::writeTo(const std::filesystem::path &url)
 {
+    const DiskPatience patience; // nobody waits for this thread
     refuseTooLong();
     FileBeingWritten file(url);
     const AudioStreamBasicDescription format = postUnitFormat();

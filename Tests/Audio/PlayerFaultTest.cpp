@@ -78,17 +78,17 @@ TEST_F(PlayerFaultTest, AnExportOfAFailingFileFailsAndLeavesNothing)
     }
 }
 
-/// A copy of an encoded file of 500,000 frames, loaded by a player that no timer helps, and then cut to a part.
+/// A copy of an encoded file of 1,000,000 frames, loaded by a player that no timer helps, and then cut to a part.
 class CutFileTest : public PlayerTest, public testing::WithParamInterface<Codec>
 {
 protected:
-    static constexpr int64_t kFrames = 500000;
+    static constexpr int64_t kFrames = 1000000;
 
     void loadAndCut()
     {
         player->timer()->cancel();
         std::filesystem::remove(file);
-        std::filesystem::copy_file(make({.codec = GetParam(), .frames = kFrames}), file);
+        std::filesystem::copy_file(make({.codec = GetParam(), .frames = kFrames, .signal = Signal::Noise}), file);
         ASSERT_TRUE(player->loadFileAtURL(file));
         std::filesystem::resize_file(file, std::filesystem::file_size(file) * 6 / 10);
     }

@@ -127,6 +127,11 @@ OSStatus ExtAudioFileRead(ExtAudioFileRef file, uint32_t *frames, AudioBufferLis
     return status;
 }
 
+bool ExtAudioFileIsHeldUp(ExtAudioFileRef file)
+{
+    return file && file->reader && file->reader->isHeldUp();
+}
+
 OSStatus ExtAudioFileWrite(ExtAudioFileRef file, uint32_t frames, const AudioBufferList *data)
 {
     if (!file)

@@ -58,6 +58,10 @@ KX_EXPORT OSStatus ExtAudioFileAbandon(ExtAudioFileRef file);
 /// announced length gives kAudioFileReadError there. Byte sizes in `data` are set to what was filled. [any] [blocks]
 KX_EXPORT OSStatus ExtAudioFileRead(ExtAudioFileRef file, uint32_t *frames, AudioBufferList *data);
 
+/// Whether a read that its thread's deadline gave up (kx::DiskDeadline, kAudioFileNotRespondingError) is still under
+/// way: until it is over, further ones with a deadline are given up at once. [any] [render]
+KX_EXPORT bool ExtAudioFileIsHeldUp(ExtAudioFileRef file);
+
 /// Converts `frames` frames from the client format and appends them. Refused whole, with kAudioFileTooLargeError, when
 /// the file would pass 4 GiB. [any] [blocks]
 KX_EXPORT OSStatus ExtAudioFileWrite(ExtAudioFileRef file, uint32_t frames, const AudioBufferList *data);

@@ -25,8 +25,13 @@ bool isSupported(const DecodedFormat &format)
 
 Result<std::unique_ptr<FileReader>> FileReader::open(const std::filesystem::path &path, std::stop_token stop)
 {
-    auto source = FileBytes::open(path);
-    return source ? open(*std::move(source), std::move(stop)) : Result<std::unique_ptr<FileReader>>(source.status());
+    const auto bytes = FileBytes::open(path);
+    if (!bytes)
+        return bytes.status();
+    auto reader = open(*bytes, std::move(stop));
+    if (reader)
+        (*reader)->bytes_ = *bytes;
+    return reader;
 }
 
 Result<std::unique_ptr<FileReader>> FileReader::open(std::shared_ptr<ByteSource> source, std::stop_token stop)
@@ -113,6 +118,11 @@ void FileReader::place(int64_t fileFrame) noexcept
     soughtFrame_ = fileFrame;
     hasRead_ = false;
     next_ = std::min(stream_->frameMath().outCeil(fileFrame), stream_->length());
+}
+
+bool FileReader::isHeldUp() const noexcept
+{
+    return bytes_ && bytes_->isHeldUp();
 }
 
 int64_t FileReader::tell() const noexcept

@@ -10,6 +10,8 @@
 namespace kx
 {
 
+class FileBytes;
+
 /// A file open for reading: the decoder, the conversion into the client format, the position, and the cache of what
 /// lies at the last few seek targets.
 ///
@@ -37,12 +39,15 @@ public:
 
     OSStatus seek(int64_t fileFrame);            ///< [any]
     [[nodiscard]] int64_t tell() const noexcept; ///< [any]
+    /// Whether a read that was given up is still under way, on whatever thread. [any] [render]
+    [[nodiscard]] bool isHeldUp() const noexcept;
 
 private:
     explicit FileReader(std::unique_ptr<Decoder> decoder) : decoder_(std::move(decoder)) {}
     void place(int64_t fileFrame) noexcept;
     Result<uint32_t> fetch(uint32_t frames, AudioBufferList &out, uint32_t first);
 
+    std::shared_ptr<const FileBytes> bytes_; ///< null where the bytes are no file's
     std::unique_ptr<Decoder> decoder_;
     std::unique_ptr<ClientStream> stream_;
     std::unique_ptr<SeekCache> cache_;

@@ -37,6 +37,7 @@ constexpr std::array kTable{
     KX_STATUS(kAudioFileReadError, "the disk could not be read"),
     KX_STATUS(kAudioFileWriteError, "the disk could not be written"),
     KX_STATUS(kAudioFileOpeningCancelledError, "opening the file was cancelled"),
+    KX_STATUS(kAudioFileNotRespondingError, "the disk does not answer"),
     KX_STATUS(kAudioFileTooLargeError, "the audio is too long for this type of file"),
     KX_STATUS(kAudioHardwareNotRunningError, "the audio hardware is not running"),
     KX_STATUS(kAudioHardwareUnspecifiedError, "the audio hardware failed for an unknown reason"),

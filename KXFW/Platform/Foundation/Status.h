@@ -28,6 +28,8 @@ inline constexpr OSStatus kAudioFileDiskFullError = -34;
 inline constexpr OSStatus kAudioFileReadError = -36;  ///< an input/output error, or less than the file announced
 inline constexpr OSStatus kAudioFileWriteError = -20; ///< the disk refused bytes for a reason other than room
 inline constexpr OSStatus kAudioFileOpeningCancelledError = -128; ///< through the stop token that was given
+inline constexpr OSStatus kAudioFileNotRespondingError =
+    static_cast<OSStatus>(kx::fourCharCode("tout")); ///< the disk did not answer before the deadline
 inline constexpr OSStatus kAudioFileTooLargeError = static_cast<OSStatus>(kx::fourCharCode("siz?"));
 
 // Audio objects

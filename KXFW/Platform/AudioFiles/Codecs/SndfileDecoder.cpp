@@ -80,6 +80,7 @@ Result<uint32_t> SndfileDecoder::read(void *interleaved, uint32_t frames)
     const uint32_t got = handleFrame_ == position_ ? decode(interleaved, wanted) : 0;
     position_ += got;
     handleFrame_ += got;
+<<<<<<< HEAD
     if (got > 0 || file_->isCutShort())
         return got;
     return file_->source().error() != noErr ? Result<uint32_t>(file_->source().error()) : standIn(interleaved, wanted);
@@ -94,6 +95,13 @@ uint32_t SndfileDecoder::standIn(void *interleaved, uint32_t frames)
     position_ += count;
     handleFrame_ = -1;
     return count;
+=======
+    if (got == 0)
+        handleFrame_ = -1; // nobody knows where a failed read leaves the library
+    if (got == 0 && file_->source().error() != noErr)
+        return file_->source().error();
+    return got;
+>>>>>>> ea94d92 (player: return from every call while a disk hangs)
 }
 
 OSStatus SndfileDecoder::seek(int64_t frame)
