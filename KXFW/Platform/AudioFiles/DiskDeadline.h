@@ -18,8 +18,8 @@ public:
 
     static constexpr std::chrono::milliseconds kNone = std::chrono::milliseconds::max(); ///< sets no deadline
 
-    explicit DiskDeadline(std::chrono::milliseconds patience) noexcept;
-    ~DiskDeadline();
+    explicit DiskDeadline(std::chrono::milliseconds patience) noexcept; ///< [any]
+    ~DiskDeadline();                                                    ///< [any]
     DiskDeadline(const DiskDeadline &) = delete;
     DiskDeadline &operator=(const DiskDeadline &) = delete;
 
@@ -35,8 +35,8 @@ private:
 class KX_EXPORT DiskPatience
 {
 public:
-    DiskPatience() noexcept;
-    ~DiskPatience();
+    DiskPatience() noexcept; ///< [any]
+    ~DiskPatience();         ///< [any]
     DiskPatience(const DiskPatience &) = delete;
     DiskPatience &operator=(const DiskPatience &) = delete;
 };

@@ -80,10 +80,13 @@ Result<uint32_t> SndfileDecoder::read(void *interleaved, uint32_t frames)
     const uint32_t got = handleFrame_ == position_ ? decode(interleaved, wanted) : 0;
     position_ += got;
     handleFrame_ += got;
-<<<<<<< HEAD
     if (got > 0 || file_->isCutShort())
         return got;
-    return file_->source().error() != noErr ? Result<uint32_t>(file_->source().error()) : standIn(interleaved, wanted);
+    if (const OSStatus status = file_->source().error(); status != noErr) {
+        handleFrame_ = -1; // nobody knows where a failed read leaves the library
+        return status;
+    }
+    return standIn(interleaved, wanted);
 }
 
 /// Silence where what is there cannot be decoded, up to where it is tried again.
@@ -95,13 +98,6 @@ uint32_t SndfileDecoder::standIn(void *interleaved, uint32_t frames)
     position_ += count;
     handleFrame_ = -1;
     return count;
-=======
-    if (got == 0)
-        handleFrame_ = -1; // nobody knows where a failed read leaves the library
-    if (got == 0 && file_->source().error() != noErr)
-        return file_->source().error();
-    return got;
->>>>>>> ea94d92 (player: return from every call while a disk hangs)
 }
 
 OSStatus SndfileDecoder::seek(int64_t frame)
