@@ -144,8 +144,10 @@ TEST(PlayerScreenCaptions, ComeFromTheFrameworksTexts)
     kx::StringTable::setPreferredLanguages({"xx"});
     const auto screen = std::make_shared<KXAFilePlayerViewController>();
     int captions = 0;
-    for (QWidget *window : {screen->view(), screen->exportProgressSheet().widget()})
-        for (QWidget *widget : window->findChildren<QWidget *>() << window)
+    for (QWidget *window : {screen->view(), screen->exportProgressSheet().widget()}) {
+        auto widgets = window->findChildren<QWidget *>();
+        widgets << window;
+        for (QWidget *widget : std::as_const(widgets))
             for (const char *name : {"text", "placeholderText", "accessibleName", "windowTitle"}) {
                 const QString caption = widget->property(name).toString();
                 if (!std::ranges::any_of(caption, [](QChar c) { return c.isLetter(); }))
@@ -153,6 +155,7 @@ TEST(PlayerScreenCaptions, ComeFromTheFrameworksTexts)
                 ++captions;
                 EXPECT_TRUE(caption.startsWith('#')) << name << " " << caption.toStdString();
             }
+    }
     EXPECT_GT(captions, 20);
     kx::StringTable::setPreferredLanguages(kx::StringTable::languagesOfEnvironment());
     kx::StringTable::framework().setTexts("xx", {});
