@@ -21,6 +21,8 @@ Bytes media(Codec codec, uint32_t rate, uint32_t channels, int64_t frames = 60'0
     return readBytes(make({.codec = codec, .rate = rate, .channels = channels, .frames = frames, .seed = seed}));
 }
 
+constexpr std::string_view kPage = "OggS";
+
 /// All frames of a file as floats of this rate and channel count.
 std::vector<float> converted(const Bytes &bytes, double rate, uint32_t channels)
 {
@@ -91,6 +93,63 @@ TEST(OggChain, LeavesOutWhatItCannotPlay)
         EXPECT_EQ(converted(good + other + good, 44100, 2).size(), 2 * alone.size()) << other.size();
     EXPECT_EQ(openBytes(openOgg, headersOnly).status(), kAudioFileInvalidFileError);
     EXPECT_EQ(openBytes(openOgg, unknown).status(), kAudioFileUnsupportedDataFormatError);
+}
+
+/// The file with the positions of its pages moved.
+Bytes moved(Bytes bytes, int64_t frames)
+{
+    for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), kPage.begin(), kPage.end())) != bytes.end();
+         ++at) {
+        int64_t granule = 0;
+        std::memcpy(&granule, &at[6], sizeof granule);
+        granule += granule > 0 ? frames : 0;
+        std::memcpy(&at[6], &granule, sizeof granule);
+    }
+    return resealed(bytes);
+}
+
+TEST(OggFiles, TheFirstAndTheLastPageSayWhatIsLeftOut)
+{
+    const Bytes vorbis = media(Codec::Vorbis, 44100, 2);
+    const Bytes opus = media(Codec::Opus, 48000, 2);
+    const auto sound = converted(vorbis, 44100, 2);
+    EXPECT_TRUE(converted(moved(vorbis, 100'000), 44100, 2) == sound) << "taken from the middle of something longer";
+    EXPECT_TRUE(converted(moved(opus, 100'000), 48000, 2) == converted(opus, 48000, 2));
+    const auto later = converted(moved(vorbis, -500), 44100, 2);
+    ASSERT_EQ(later.size() + 1000, sound.size());
+    EXPECT_TRUE(std::equal(later.begin(), later.end(), sound.begin() + 1000)) << "cut in front";
+    for (const int64_t frames : {1, 100, 1000, 5000}) { // a page only
+        EXPECT_EQ(converted(media(Codec::Vorbis, 44100, 2, frames), 44100, 2).size() / 2, frames);
+        EXPECT_EQ(converted(media(Codec::Opus, 48000, 2, frames), 48000, 2).size() / 2, frames);
+    }
+}
+
+TEST(OggFiles, OpusIsThatOfItsOwnDecoderAndSoughtExactlyWhereverItIsLong)
+{
+    const MediaSpec spec{.codec = Codec::Opus,
+                         .rate = 48000,
+                         .channels = 1,
+                         .frames = 20 * 48000,
+                         .options = {"-frame_duration", "60", "-page_duration", "60000"}};
+    const auto reference = temporaryPath("reference.raw");
+    ASSERT_EQ(runTool({"ffmpeg", "-nostdin", "-v", "error", "-y", "-c:a", "libopus", "-i", make(spec), "-f", "s16le",
+                       reference})
+                  .status,
+              0);
+    const auto expected = samplesOf<int16_t>(readBytes(reference));
+    auto opened = openBytes(openOgg, readBytes(make(spec)));
+    ASSERT_TRUE(opened);
+    const auto straight = readToEnd(**opened);
+    ASSERT_EQ(straight.size(), expected.size());
+    for (std::size_t i = 0; i < straight.size(); ++i)
+        ASSERT_NEAR(straight[i] * 32768, expected[i], 1.5) << "frame " << i;
+    std::mt19937 random(3);
+    for (int i = 0; i < 30; ++i) {
+        const int64_t target = i == 0 ? 8 * 48000 : static_cast<int64_t>(random() % straight.size());
+        ASSERT_EQ((*opened)->seek(target), noErr);
+        const auto part = readFrames(**opened, 100'000, 5000);
+        EXPECT_TRUE(std::equal(part.begin(), part.end(), straight.begin() + target)) << "target " << target;
+    }
 }
 
 /// A setup header with code books that take a few bits and stand for `entries` entries each.

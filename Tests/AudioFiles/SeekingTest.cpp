@@ -163,6 +163,10 @@ TEST(SeekCache, AWrapCostsACopyAndNoDecode)
     EXPECT_EQ(source->bytesRead(), afterFourth);
     playFrom(200'000);
     EXPECT_GT(source->bytesRead(), afterFourth);
+    playFrom(40'000); // what has just been kept is not the oldest either
+    const int64_t afterFifth = source->bytesRead();
+    playFrom(200'000);
+    EXPECT_EQ(source->bytesRead(), afterFifth);
 }
 
 TEST(SeekTarget, FilesBeyondFourGigabytesAreSoughtExactly)

@@ -97,7 +97,8 @@ public:
                 return;
             isFirst = false;
         }
-        granules_.add(ogg_page_granulepos(&page), decoded_);
+        if (!link_.index.empty()) // pages of headers are at 0 in any case
+            granules_.add(ogg_page_granulepos(&page), decoded_);
     }
 
     /// The link as it ends at byte `end`, or why it cannot be played.
