@@ -8,7 +8,7 @@ namespace kx
 namespace
 {
 
-constexpr uint64_t kLongestDuration = INT64_MAX / 4;
+constexpr uint64_t kLongestTable = INT64_MAX / 4;
 
 /// How many bytes each packet takes: one number for all, or a table of 4 to 32 bits each.
 class PacketSizes
@@ -92,8 +92,7 @@ bool limitDuration(MPEG4BoxReader &boxes, const MPEG4Box &box, int64_t &duration
         return false;
     uint64_t sum = 0;
     for (uint32_t i = 0; i < times.count(); ++i)
-        sum =
-            std::min(kLongestDuration, sum + std::min(kLongestDuration, times.number(i, 0, 4) * times.number(i, 4, 4)));
+        sum = std::min(kLongestTable, sum + std::min(kLongestTable, times.number(i, 0, 4) * times.number(i, 4, 4)));
     if (sum > 0)
         duration = std::min(duration, static_cast<int64_t>(sum));
     return true;

@@ -14,7 +14,7 @@ namespace
 {
 
 constexpr int64_t kSmallestPacketBytes = 4; ///< silence takes a little more
-constexpr int64_t kLongestDuration = INT64_MAX / 4;
+constexpr int64_t kLongestTrack = INT64_MAX / 4;
 
 /// Whether a box's times have 64 bits.
 bool isLong(MPEG4BoxReader &boxes, const MPEG4Box &box)
@@ -33,7 +33,7 @@ void readHeaders(MPEG4BoxReader &boxes, const MPEG4Box &movie, const MPEG4Box &b
         const bool hasLongTimes = isLong(boxes, *header);
         track.timescale = boxes.number32(header->body + (hasLongTimes ? 20 : 12));
         const uint64_t duration = boxes.number(header->body + (hasLongTimes ? 24 : 16), hasLongTimes ? 8 : 4);
-        track.duration = static_cast<int64_t>(std::min<uint64_t>(duration, kLongestDuration));
+        track.duration = static_cast<int64_t>(std::min<uint64_t>(duration, kLongestTrack));
     }
 }
 
