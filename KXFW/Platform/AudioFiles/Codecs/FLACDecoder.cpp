@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <new>
 
 namespace kx
 {
@@ -69,8 +70,12 @@ struct FLACDecoder::Callbacks {
     static FLAC__StreamDecoderWriteStatus write(Decoder, const FLAC__Frame *frame, const FLAC__int32 *const planes[],
                                                 void *self) noexcept
     {
-        of(self).take(*frame, planes);
-        return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
+        try {
+            of(self).take(*frame, planes);
+            return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
+        } catch (const std::bad_alloc &) {
+            return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+        }
     }
     static void describe(Decoder, const FLAC__StreamMetadata *metadata, void *self) noexcept
     {
