@@ -83,7 +83,9 @@ protected:
     void settle()
     {
         QCoreApplication::sendPostedEvents();
-        QTest::qWait(2 * 1000 / 60); // past the refresh that a paint may wait for
+        view->dirty.clear();
+        view->setNeedsDisplay(view->bounds()); // is painted with all that waits for the screen's refresh
+        EXPECT_TRUE(QTest::qWaitFor([this] { return !view->dirty.empty(); }));
         view->dirty.clear();
     }
 

@@ -5,6 +5,7 @@
 #include "KXFW/Platform/Dispatch/MainQueue.h"
 #include "KXFW/Platform/Toolkit/SliderElement.h"
 #include "KXFW/UI/SpokenTime.h"
+#include "Tests/Support/EventCount.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -86,8 +87,9 @@ TEST_F(PlayPositionViewKeys, MoveEachPartWithinTheMousesLimits)
 TEST_F(PlayPositionViewKeys, StayAtTheEdgeForFramesFarBeyondTheFile)
 {
     for (const int64_t end : {bar::kLargest, bar::kSmallest}) {
+        kx::test::EventCount paints(*bar.widget, QEvent::Paint);
         bar.view->setEndFrame(end);
-        QTest::qWait(2 * 1000 / 60); // past the refresh that a paint may wait for
+        EXPECT_TRUE(paints.await(1)); // the elements move right before
         for (const QWidget *stop : bar.widget->findChildren<QWidget *>())
             EXPECT_LE(std::abs(stop->x()), bar.widget->width()) << end;
     }
