@@ -12,7 +12,7 @@ namespace
 {
 
 constexpr int64_t kFrames = 600000; ///< of 44,100 Hz
-constexpr int64_t kTarget = 300000;
+constexpr int64_t kTarget = 300001;
 
 class HungDiskTest : public PlayerTest, public testing::WithParamInterface<MediaSpec>
 {
@@ -38,9 +38,8 @@ TEST_P(HungDiskTest, CallsReturnTheSoundPausesAndGoesOnWhereItWasSought)
 {
     const auto file = make(GetParam());
     std::vector<int64_t> all = indicesOf(file);
-    const bool loops = GetParam().rate == 44100;
     load(GetParam());
-    player->setLoop(loops);
+    player->setLoop(GetParam().codec != Codec::AIFF);
     player->play();
     hear(1000);
     disk.emplace(file);
@@ -71,7 +70,7 @@ TEST_P(HungDiskTest, CallsReturnTheSoundPausesAndGoesOnWhereItWasSought)
     ASSERT_GE(sound.size(), 50000U);
     all.erase(all.begin(), all.begin() + kTarget);
     std::erase(all, 0);
-    const int tolerance = loops ? 0 : 1; // one step of 16 bits where a rate is changed
+    const int tolerance = GetParam().rate == 44100 ? 0 : 1; // one step of 16 bits where a rate is changed
     for (std::size_t i = 0; i < sound.size(); ++i)
         for (const int shift : {0, 16}) // left, right
             ASSERT_NEAR(static_cast<int16_t>(sound[i] >> shift), static_cast<int16_t>(all[i] >> shift), tolerance)
@@ -111,7 +110,7 @@ TEST_F(HungDiskTest, AnExportWaitsAndHoldsUpNothingElse)
     Handshake ended;
     player->prepareForExport();
     player->exportAsyncWithURL(destination, {}, [&] { ended.announce(); });
-    EXPECT_TRUE(eventually([] { return HeldFile::waiting() > 0; }));
+    EXPECT_TRUE(eventually([] { return HeldFile::waiting() > 1; })) << "the jump's read, and its own";
     player->setPositionInFrame(7);
     player->stop();
     player->setVolume(0.5F);
