@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <random>
+#include <sys/resource.h>
 
 namespace kx::test
 {
@@ -16,7 +18,7 @@ namespace kx::test
 namespace
 {
 
-Bytes media(Codec codec, uint32_t rate, uint32_t channels, int64_t frames = 60'007, uint32_t seed = 1)
+Bytes oggMedia(Codec codec, uint32_t rate, uint32_t channels, int64_t frames = 60'007, uint32_t seed = 1)
 {
     return readBytes(make({.codec = codec, .rate = rate, .channels = channels, .frames = frames, .seed = seed}));
 }
@@ -41,14 +43,14 @@ std::vector<float> converted(const Bytes &bytes, double rate, uint32_t channels)
 
 TEST(OggChain, PlaysItsLinksInTheFormatOfTheFirst)
 {
-    const Bytes vorbis = media(Codec::Vorbis, 44100, 2);
-    const Bytes flac = media(Codec::OggFLAC, 44100, 2);
+    const Bytes vorbis = oggMedia(Codec::Vorbis, 44100, 2);
+    const Bytes flac = oggMedia(Codec::OggFLAC, 44100, 2);
     const std::pair<const char *, std::vector<Bytes>> chains[] = {
-        {"alike", {vorbis, media(Codec::Vorbis, 44100, 2, 30'011, 2), vorbis}},
-        {"FLAC", {flac, media(Codec::OggFLAC, 44100, 2, 30'011, 2)}},
+        {"alike", {vorbis, oggMedia(Codec::Vorbis, 44100, 2, 30'011, 2), vorbis}},
+        {"FLAC", {flac, oggMedia(Codec::OggFLAC, 44100, 2, 30'011, 2)}},
         {"another kind of samples", {flac, vorbis}},
-        {"another channel count", {vorbis, media(Codec::Vorbis, 44100, 1), media(Codec::Vorbis, 44100, 6)}},
-        {"other rates", {vorbis, media(Codec::Opus, 48000, 2), media(Codec::Vorbis, 22050, 1), flac}},
+        {"another channel count", {vorbis, oggMedia(Codec::Vorbis, 44100, 1), oggMedia(Codec::Vorbis, 44100, 6)}},
+        {"other rates", {vorbis, oggMedia(Codec::Opus, 48000, 2), oggMedia(Codec::Vorbis, 22050, 1), flac}},
     };
     for (const auto &[name, links] : chains) {
         SCOPED_TRACE(name);
@@ -81,7 +83,7 @@ TEST(OggChain, PlaysItsLinksInTheFormatOfTheFirst)
 
 TEST(OggChain, LeavesOutWhatItCannotPlay)
 {
-    const Bytes good = media(Codec::Vorbis, 44100, 2);
+    const Bytes good = oggMedia(Codec::Vorbis, 44100, 2);
     const auto alone = converted(good, 44100, 2);
     Bytes unknown = good;
     const std::string_view name = "vorbis";
@@ -110,8 +112,8 @@ Bytes moved(Bytes bytes, int64_t frames)
 
 TEST(OggFiles, TheFirstAndTheLastPageSayWhatIsLeftOut)
 {
-    const Bytes vorbis = media(Codec::Vorbis, 44100, 2);
-    const Bytes opus = media(Codec::Opus, 48000, 2);
+    const Bytes vorbis = oggMedia(Codec::Vorbis, 44100, 2);
+    const Bytes opus = oggMedia(Codec::Opus, 48000, 2);
     const auto sound = converted(vorbis, 44100, 2);
     EXPECT_TRUE(converted(moved(vorbis, 100'000), 44100, 2) == sound) << "taken from the middle of something longer";
     EXPECT_TRUE(converted(moved(opus, 100'000), 48000, 2) == converted(opus, 48000, 2));
@@ -119,8 +121,8 @@ TEST(OggFiles, TheFirstAndTheLastPageSayWhatIsLeftOut)
     ASSERT_EQ(later.size() + 1000, sound.size());
     EXPECT_TRUE(std::equal(later.begin(), later.end(), sound.begin() + 1000)) << "cut in front";
     for (const int64_t frames : {1, 100, 1000, 5000}) { // a page only
-        EXPECT_EQ(converted(media(Codec::Vorbis, 44100, 2, frames), 44100, 2).size() / 2, frames);
-        EXPECT_EQ(converted(media(Codec::Opus, 48000, 2, frames), 48000, 2).size() / 2, frames);
+        EXPECT_EQ(converted(oggMedia(Codec::Vorbis, 44100, 2, frames), 44100, 2).size() / 2, frames);
+        EXPECT_EQ(converted(oggMedia(Codec::Opus, 48000, 2, frames), 48000, 2).size() / 2, frames);
     }
 }
 
@@ -185,6 +187,64 @@ TEST(OggFiles, CodeBooksThatStandForGigabytesAreRefused)
     auto cut = setupHeader(200, 8000);
     cut.resize(cut.size() / 2);
     EXPECT_FALSE(isTaken(cut));
+}
+
+/// A file whose third header is `setup` and has no sound.
+Bytes vorbisWith(Bytes setup)
+{
+    Bytes identity = bytesOf("\1vorbis") + Bytes(23);
+    identity[11] = 2;
+    putLittle(identity, 12, 44100, 4);
+    identity[28] = 0xB8; // blocks of 256 and 2048
+    identity[29] = 1;
+    Bytes comment = bytesOf("\3vorbis") + Bytes(8);
+    ogg_stream_state stream;
+    ogg_stream_init(&stream, 1);
+    Bytes file;
+    ogg_page page;
+    int64_t number = 0;
+    for (Bytes *header : {&identity, &comment, &setup}) {
+        ogg_packet packet{header->data(), static_cast<long>(header->size()), number == 0, 0, 0, number};
+        ++number;
+        ogg_stream_packetin(&stream, &packet);
+        while (ogg_stream_flush(&stream, &page) != 0)
+            file =
+                file + Bytes(page.header, page.header + page.header_len) + Bytes(page.body, page.body + page.body_len);
+    }
+    ogg_stream_clear(&stream);
+    return file;
+}
+
+#ifndef KX_SANITIZED
+TEST(OggFiles, AFewKilobytesTakeNoHundredsOfMegabytes)
+{
+    const Bytes file = vorbisWith(setupHeader(256, 1 << 20));
+    EXPECT_LT(file.size(), 10'000U);
+    const auto memory = [] {
+        rusage usage{};
+        ::getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+    };
+    EXPECT_EQ(inChild([&] {
+                  const long before = memory();
+                  return openBytes(openOgg, file).status() == noErr || memory() - before > 64 << 10 ? 1 : 0;
+              }),
+              0);
+}
+#endif
+
+TEST(OggFiles, OpusIsAsLoudAsItsHeaderSays)
+{
+    const Bytes bytes = oggMedia(Codec::Opus, 48000, 2);
+    const auto sound = converted(bytes, 48000, 2);
+    const std::string_view head = "OpusHead";
+    Bytes quiet = bytes;
+    const auto at = std::search(quiet.begin(), quiet.end(), head.begin(), head.end()) - quiet.begin();
+    putLittle(quiet, static_cast<std::size_t>(at) + 16, static_cast<uint16_t>(-6 * 256), 2); // dB
+    const auto quieter = converted(resealed(quiet), 48000, 2);
+    ASSERT_EQ(quieter.size(), sound.size());
+    for (std::size_t i = 0; i < sound.size(); ++i)
+        ASSERT_NEAR(quieter[i], sound[i] * std::pow(10.0F, -0.3F), 1e-4);
 }
 
 } // namespace

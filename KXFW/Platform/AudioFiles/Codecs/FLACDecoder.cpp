@@ -100,22 +100,22 @@ struct FLACDecoder::Callbacks {
 
 DecoderResult FLACDecoder::make(std::shared_ptr<ByteSource> source, ByteRange range)
 {
-    std::unique_ptr<FLACDecoder> decoder(new FLACDecoder(std::move(source), range));
-    const auto result = FLAC__stream_decoder_init_stream(
-        decoder->decoder_.get(), Callbacks::read, Callbacks::seek, Callbacks::tell, Callbacks::length,
-        Callbacks::isAtEnd, Callbacks::write, Callbacks::describe, Callbacks::fail, decoder.get());
-    const OSStatus status =
-        result == FLAC__STREAM_DECODER_INIT_STATUS_OK ? decoder->start() : kAudioFileUnsupportedDataFormatError;
-    return status == noErr ? DecoderResult(std::move(decoder)) : status;
+    return open(FLAC__stream_decoder_init_stream, std::move(source), range, 0);
 }
 
 DecoderResult FLACDecoder::makeInOgg(std::shared_ptr<ByteSource> source, ByteRange range, uint32_t serial)
 {
+    return open(FLAC__stream_decoder_init_ogg_stream, std::move(source), range, serial);
+}
+
+DecoderResult FLACDecoder::open(Initialiser *initialise, std::shared_ptr<ByteSource> source, ByteRange range,
+                                uint32_t serial)
+{
     std::unique_ptr<FLACDecoder> decoder(new FLACDecoder(std::move(source), range));
     FLAC__stream_decoder_set_ogg_serial_number(decoder->decoder_.get(), static_cast<int>(serial));
-    const auto result = FLAC__stream_decoder_init_ogg_stream(
-        decoder->decoder_.get(), Callbacks::read, Callbacks::seek, Callbacks::tell, Callbacks::length,
-        Callbacks::isAtEnd, Callbacks::write, Callbacks::describe, Callbacks::fail, decoder.get());
+    const auto result =
+        initialise(decoder->decoder_.get(), Callbacks::read, Callbacks::seek, Callbacks::tell, Callbacks::length,
+                   Callbacks::isAtEnd, Callbacks::write, Callbacks::describe, Callbacks::fail, decoder.get());
     const OSStatus status =
         result == FLAC__STREAM_DECODER_INIT_STATUS_OK ? decoder->start() : kAudioFileUnsupportedDataFormatError;
     return status == noErr ? DecoderResult(std::move(decoder)) : status;

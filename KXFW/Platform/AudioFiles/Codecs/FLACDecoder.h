@@ -31,7 +31,11 @@ private:
     };
     struct Callbacks;
 
+    using Initialiser = decltype(FLAC__stream_decoder_init_stream);
+
     FLACDecoder(std::shared_ptr<ByteSource> source, ByteRange range);
+    static DecoderResult open(Initialiser *initialise, std::shared_ptr<ByteSource> source, ByteRange range,
+                              uint32_t serial);
     OSStatus start();
     OSStatus measure();
     bool holds(int64_t frame);

@@ -12,6 +12,7 @@ namespace kx
 namespace
 {
 
+constexpr unsigned char kFLACHead[] = {0x7F, 'F', 'L', 'A', 'C'};
 constexpr std::size_t kMaximumLinks = 4096;
 constexpr std::size_t kMaximumStreams = 16; ///< side by side in a link
 constexpr int64_t kIndexFrames = 8192;      ///< between two entries of the index
@@ -70,10 +71,7 @@ public:
         const ogg_packet *packet = packets_.next();
         if (packet == nullptr)
             return;
-        link_.isFLAC = packet->bytes >= 9 && std::memcmp(packet->packet,
-                                                         "\x7F"
-                                                         "FLAC",
-                                                         5) == 0;
+        link_.isFLAC = packet->bytes >= 9 && std::memcmp(packet->packet, kFLACHead, sizeof kFLACHead) == 0;
         codec_ = makeOggCodec(*packet);
         if (codec_)
             takeHeader(*packet);
