@@ -5,6 +5,7 @@
 #include "Apps/kxtool/Waiter.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -90,6 +91,7 @@ void exportRange(const ExportOptions &options)
 {
     requireOrder(options.range);
     requireDifferentFiles(options.file, options.output);
+    setenv("KXFW_AUDIO_BACKEND", "virtual", 0); // an export plays nothing, and waits for no sound server
     const auto waiter = std::make_shared<Waiter>();
     const auto job = std::make_shared<ExportJob>(waiter);
     {

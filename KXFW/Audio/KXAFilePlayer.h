@@ -152,7 +152,6 @@ public:
     OSStatus _handleHardwarePropertyChange(AudioObjectPropertySelector property); ///< [blocks]
 
     // Export
-
     /// Stops playback, moves to the range's start and resets the units. [any] [blocks]
     void prepareForExport();
     /// Renders from the position to the range's end into an AIFF file at `url`, on a background thread, and returns at
@@ -202,7 +201,7 @@ private:
     void stopSilentlyFromRenderThread() noexcept;
     [[nodiscard]] AudioTimeStamp heardTime() const;
     void seekData(KXAFiledAudioData2 &data, int64_t frame);
-    SliceRead readBytes(void *destination, int64_t bytes);
+    SliceRead readBytes(KXAPlayerParam &param, void *destination, int64_t bytes);
     void noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read, bool jumps);
     void stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read);
     [[nodiscard]] int64_t bytesOf(int64_t frames) const;

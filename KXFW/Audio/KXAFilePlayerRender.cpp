@@ -88,6 +88,16 @@ private:
     std::exception_ptr failure_;
 };
 
+/// Asked only where there is an effect or a change of rate that may hold any.
+uint32_t heldFramesOf(const KXAPlayerParam &param, AudioUnit postConverter, double inputRate)
+{
+    uint32_t held = 0;
+    uint32_t size = sizeof held;
+    if (postConverter || inputRate != kx::kCanonicalSampleRate)
+        AudioUnitGetProperty(param.postUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global, 0, &held, &size);
+    return held;
+}
+
 } // namespace
 
 OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time,
@@ -131,11 +141,13 @@ AudioUnitRenderActionFlags KXAFilePlayer::prv_render(const AudioTimeStamp &time,
     bool jumps = false;
     try {
         byteOffsetChangeQueue()->sync([&] {
+            const auto param = playerParam(); // each look at it and at the format takes a lock: once a slice
+            const AudioStreamBasicDescription input = param->inputDesc();
             // The input format may change between the chain's request and this read: never beyond the buffer.
-            const int64_t wanted = bytesPerInputFrame() * static_cast<int64_t>(frames);
-            const SliceRead read = readBytes(buffer.mData, std::min<int64_t>(wanted, buffer.mDataByteSize));
+            const int64_t wanted = int64_t{input.mBytesPerFrame} * frames;
+            const SliceRead read = readBytes(*param, buffer.mData, std::min<int64_t>(wanted, buffer.mDataByteSize));
             filled = static_cast<std::size_t>(read.walk.count);
-            const uint32_t held = prv_heldFrames();
+            const uint32_t held = heldFramesOf(*param, postConverterUnit(), input.mSampleRate);
             jumps = hasJumped_.exchange(false);
             noteSlice(time, frames, held, read, jumps);
             stopOnceHeard(frames, held, read);
@@ -151,25 +163,24 @@ AudioUnitRenderActionFlags KXAFilePlayer::prv_render(const AudioTimeStamp &time,
 
 int64_t KXAFilePlayer::_readToBuffer(void *destination, int64_t frames)
 {
-    const SliceRead read = readBytes(destination, bytesOf(frames));
+    const SliceRead read = readBytes(*playerParam(), destination, bytesOf(frames));
     if (read.walk.ended || read.failed)
         stop();
     return read.walk.count;
 }
 
-KXAFilePlayer::SliceRead KXAFilePlayer::readBytes(void *destination, int64_t bytes)
+KXAFilePlayer::SliceRead KXAFilePlayer::readBytes(KXAPlayerParam &param, void *destination, int64_t bytes)
 {
     const auto data = audioData();
     if (!data)
         return {};
-    const auto param = playerParam();
-    const kx::LoopRange range{param->startOffset(), param->endOffset(), data->bufferSize(),
-                              static_cast<int64_t>(data->format().mBytesPerFrame), param->loop()};
+    const kx::LoopRange range{param.startOffset(), param.endOffset(), data->bufferSize(),
+                              static_cast<int64_t>(data->format().mBytesPerFrame), param.loop()};
     RenderWalk walk(*data, destination, seekIsDue_);
     if (seekIsDue_)
-        walk.seek(param->byteOffset() / std::max<int64_t>(range.bytesPerFrame, 1));
-    const kx::LoopWalkResult result = kx::walkLoop(range, param->byteOffset(), bytes, walk);
-    param->setByteOffset(result.position);
+        walk.seek(param.byteOffset() / std::max<int64_t>(range.bytesPerFrame, 1));
+    const kx::LoopWalkResult result = kx::walkLoop(range, param.byteOffset(), bytes, walk);
+    param.setByteOffset(result.position);
     if (walk.failure())
         renderFailure_.set(walk.failure());
     return {range, result, walk.failure() != nullptr};
@@ -177,13 +188,8 @@ KXAFilePlayer::SliceRead KXAFilePlayer::readBytes(void *destination, int64_t byt
 
 uint32_t KXAFilePlayer::prv_heldFrames() const
 {
-    uint32_t held = 0;
-    uint32_t size = sizeof held;
     const auto param = playerParam();
-    // Asked only where there is an effect or a change of rate that may hold any.
-    if (postConverterUnit() != nullptr || param->inputDesc().mSampleRate != kx::kCanonicalSampleRate)
-        AudioUnitGetProperty(param->postUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global, 0, &held, &size);
-    return held;
+    return heldFramesOf(*param, postConverterUnit(), param->inputDesc().mSampleRate);
 }
 
 void KXAFilePlayer::noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read,

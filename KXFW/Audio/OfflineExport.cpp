@@ -65,6 +65,23 @@ private:
 
 } // namespace
 
+OfflineExport::OfflineExport(KXAFilePlayer &player, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock)
+    : player_(player), progressAndCancelBlock_(progressAndCancelBlock), param_(player.playerParam()),
+      bytesPerFrame_(param_->inputDesc().mBytesPerFrame),
+      mayHold_(player.postConverterUnit() || param_->inputDesc().mSampleRate != kCanonicalSampleRate)
+{
+}
+
+int64_t OfflineExport::framesIn(int64_t bytes) const
+{
+    return bytesPerFrame_ == 0 ? 0 : bytes / bytesPerFrame_;
+}
+
+int64_t OfflineExport::position() const
+{
+    return framesIn(param_->byteOffset());
+}
+
 void OfflineExport::writeTo(const std::filesystem::path &url)
 {
     const DiskPatience patience; // nobody waits for this thread
@@ -74,7 +91,7 @@ void OfflineExport::writeTo(const std::filesystem::path &url)
     _ASSERT_NOERR(ExtAudioFileSetProperty(file.get(), kExtAudioFileProperty_ClientDataFormat, sizeof format, &format),
                   kSite);
     {
-        const LoopOff loopOff(player_.playerParam());
+        const LoopOff loopOff(param_);
         writeSlices(file.get(), format);
     }
     file.close();
@@ -84,8 +101,8 @@ AudioStreamBasicDescription OfflineExport::postUnitFormat() const
 {
     AudioStreamBasicDescription format{};
     uint32_t size = sizeof format;
-    _ASSERT_NOERR(AudioUnitGetProperty(player_.playerParam()->postUnit(), kAudioUnitProperty_StreamFormat,
-                                       kAudioUnitScope_Output, 0, &format, &size),
+    _ASSERT_NOERR(AudioUnitGetProperty(param_->postUnit(), kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0,
+                                       &format, &size),
                   kSite);
     return format;
 }
@@ -93,12 +110,11 @@ AudioStreamBasicDescription OfflineExport::postUnitFormat() const
 /// What the file format cannot hold is refused before its first byte.
 void OfflineExport::refuseTooLong() const
 {
-    const int64_t last = std::min(player_.endOffsetInFrame(), player_.totalPackets());
-    const int64_t frames = std::max<int64_t>(last - player_.frameOffset(), 0);
+    const int64_t last = std::min(framesIn(param_->endOffset()), player_.totalPackets());
+    const int64_t frames = std::max<int64_t>(last - position(), 0);
     double rate = 1;
     uint32_t size = sizeof rate;
-    AudioUnitGetProperty(player_.playerParam()->postUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global, 0,
-                         &rate, &size);
+    AudioUnitGetProperty(param_->postUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global, 0, &rate, &size);
     const auto slices = static_cast<int64_t>(std::ceil(static_cast<double>(frames) / rate / kFramesPerSlice));
     const int64_t bytesPerSlice = int64_t{GetStandardDescription().mBytesPerFrame} * kFramesPerSlice;
     if (slices > ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / bytesPerSlice)
@@ -110,7 +126,7 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
     BufferList buffers(bufferCount(format), channelsPerBuffer(format), format.mBytesPerFrame * kFramesPerSlice);
     AudioTimeStamp time{};
     time.mFlags = kAudioTimeStampSampleTimeValid;
-    firstFrame_ = player_.frameOffset();
+    firstFrame_ = position();
     enteredBefore_ = player_.prv_enteredFrames();
     while (hasMore() && !cancelled() && writeSlice(file, buffers, time)) {
     }
@@ -119,23 +135,23 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
 /// Until the position reaches the range's end, and then as long as frames of the range are held back by the chain.
 bool OfflineExport::hasMore() const
 {
-    const int64_t end = player_.endOffsetInFrame();
-    return player_.frameOffset() < end || playedUpTo() < end;
+    const int64_t end = framesIn(param_->endOffset());
+    return position() < end || playedUpTo() < end;
 }
 
 /// The file's frame, had it no end, that the next slice begins with. Where nothing is held back it is the position.
 int64_t OfflineExport::playedUpTo() const
 {
-    return firstFrame_ + player_.prv_enteredFrames() - enteredBefore_ - player_.prv_heldFrames();
+    return firstFrame_ + player_.prv_enteredFrames() - enteredBefore_ - (mayHold_ ? player_.prv_heldFrames() : 0);
 }
 
 bool OfflineExport::cancelled() const
 {
     if (!progressAndCancelBlock_)
         return false;
-    const int64_t start = player_.startOffsetInFrame();
-    const int64_t length = player_.endOffsetInFrame() - start;
-    const auto done = static_cast<double>(player_.frameOffset() - start);
+    const int64_t start = framesIn(param_->startOffset());
+    const int64_t length = framesIn(param_->endOffset()) - start;
+    const auto done = static_cast<double>(position() - start);
     return progressAndCancelBlock_(length > 0 ? std::min(done * 100.0 / static_cast<double>(length), 100.0) : 0.0);
 }
 
@@ -144,7 +160,7 @@ void OfflineExport::refuseHalf(int64_t silentFrames) const
 {
     const auto data = player_.audioData();
     const int64_t size = data ? data->bufferSize() : 0;
-    if (silentFrames > 0 && player_.byteOffset() < size && player_.startOffset() < size)
+    if (silentFrames > 0 && param_->byteOffset() < size && param_->startOffset() < size)
         _ASSERT_NOERR(data->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
 }
 
@@ -153,16 +169,15 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
 {
     if (const auto data = player_.audioData())
         data->prereadFrames(kFramesPerSlice);
-    const int64_t before = player_.frameOffset();
+    const int64_t before = position();
     const int64_t enteredBefore = player_.prv_enteredFrames();
-    const bool holdsSome = playedUpTo() < std::min(before, player_.endOffsetInFrame());
+    const bool holdsSome = playedUpTo() < std::min(before, framesIn(param_->endOffset()));
     buffers.rewind(~0U);
     AudioUnitRenderActionFlags flags = 0;
-    const OSStatus rendered =
-        AudioUnitRender(player_.playerParam()->postUnit(), &flags, &time, 0, kFramesPerSlice, buffers.get());
+    const OSStatus rendered = AudioUnitRender(param_->postUnit(), &flags, &time, 0, kFramesPerSlice, buffers.get());
     player_.prv_raiseRenderFailure();
     _ASSERT_NOERR(rendered, kSite);
-    const int64_t read = player_.frameOffset() - before;
+    const int64_t read = position() - before;
     refuseHalf(player_.prv_enteredFrames() - enteredBefore - read);
     if (read == 0 && !holdsSome) {
         NSLog("no frames read");

@@ -16,10 +16,7 @@ class OfflineExport
 {
 public:
     /// Borrows the player and the block, which may be empty. [any]
-    OfflineExport(KXAFilePlayer &player, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock)
-        : player_(player), progressAndCancelBlock_(progressAndCancelBlock)
-    {
-    }
+    OfflineExport(KXAFilePlayer &player, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock);
 
     /// Exports from the player's position to its range's end, in its exact length: the range's frames through each
     /// change of rate, rounded up, and then up to whole slices. The player's loop flag is off meanwhile. Throws what
@@ -32,6 +29,8 @@ private:
     void refuseTooLong() const;
     void refuseHalf(int64_t silentFrames) const;
     void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
+    [[nodiscard]] int64_t framesIn(int64_t bytes) const;
+    [[nodiscard]] int64_t position() const;
     [[nodiscard]] bool hasMore() const;
     [[nodiscard]] int64_t playedUpTo() const;
     [[nodiscard]] bool cancelled() const;
@@ -39,6 +38,11 @@ private:
 
     KXAFilePlayer &player_;
     const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock_;
+    // Stay as they are while the player exports.
+    const std::shared_ptr<KXAPlayerParam> param_;
+    const int64_t bytesPerFrame_; ///< of the input format
+    const bool mayHold_;          ///< the chain keeps frames back
+
     int64_t firstFrame_ = 0;    ///< the position at the beginning
     int64_t enteredBefore_ = 0; ///< frames that had gone into the chain then
 };
