@@ -8,7 +8,7 @@ build_packages=(build-essential cmake ninja-build pkg-config python3
     libsoxr-dev libsoundtouch-dev libpulse-dev libpugixml-dev libcli11-dev
     qt6-base-dev qt6-tools-dev libqt6opengl6-dev libqt6svg6 fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy clang
-    pulseaudio pulseaudio-utils pipewire pipewire-bin pipewire-pulse wireplumber ffmpeg lame sox flac vorbis-tools strace
+    pulseaudio pulseaudio-utils pipewire pipewire-bin pipewire-pulse wireplumber ffmpeg lame sox flac vorbis-tools sndfile-programs soundstretch strace
     xvfb xdotool imagemagick dbus-daemon desktop-file-utils appstream)
 
 packages=("${build_packages[@]}")
