@@ -7,10 +7,11 @@
 /// while it plays, from any thread, and take effect with the next slice, without a click.
 ///
 /// At rate 1 and pitch 0 from the start sound passes through bit for bit and at once. When it is first set otherwise it
-/// draws a look-ahead of 7,000 source frames (0.16 s), and keeps that until it is reset; where its input jumps it lets
-/// go of that, draws it anew and cross-fades within some 20 ms. From then on a slice of n
-/// frames draws n x rate frames, one more or less, and the first frame of the source is the first that is heard. A
-/// sample that is not a number is heard in the 256 frames around it at most.
+/// draws a look-ahead of 7,000 source frames (0.16 s), and keeps that until it is reset. From then on a slice of n
+/// frames draws n x rate frames, one more or less, and the first frame of the source is the first that is heard. Where
+/// the input jumps the look-ahead is let go and drawn anew: the new place is heard with the next slice, cross-faded
+/// from the old one over 1,024 frames divided by the pitch factor. A sample that is not a number is heard in the 256
+/// frames around it at most.
 class KX_EXPORT AVAudioUnitTimePitch
 {
 public:
