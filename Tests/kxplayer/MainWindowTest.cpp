@@ -1,5 +1,6 @@
 #include "Apps/kxplayer/OutputDeviceMenu.h"
 #include "Apps/kxplayer/VolumeSlider.h"
+#include "Tests/Support/EventCount.h"
 #include "Tests/Support/FailingDisk.h"
 #include "Tests/kxplayer/PlayerWindow.h"
 #include "Tests/kxplayer/PrivateBus.h"
@@ -258,7 +259,7 @@ TEST_F(Window, PlayLineWaitsForAJumpToBeHeard)
     key(Qt::Key_Space);
     advance(22050);
     screen().moveTo(3 * 44100);
-    QTest::qWait(50);
+    EXPECT_TRUE(kx::test::EventCount(*qApp, QEvent::Timer).await(10)); // the screen looks at the player meanwhile
     EXPECT_EQ(screen().shownFrame(), 3 * 44100);
     advance(8820);
     EXPECT_TRUE(eventually([&] { return screen().shownFrame() > 3 * 44100; }));

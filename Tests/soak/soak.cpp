@@ -288,7 +288,7 @@ private:
 
 void requireFlat(const Usage &before, const Usage &after)
 {
-    if (after.kilobytes > before.kilobytes + 8192 || after.threads > before.threads + 4 ||
+    if (after.kilobytes > before.kilobytes + 16384 || after.threads > before.threads + 4 ||
         after.descriptors > before.descriptors + 4)
         throw std::runtime_error("the process grows");
 }
