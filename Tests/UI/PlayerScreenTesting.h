@@ -14,12 +14,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 namespace kx::test
 {
-
-inline const int chosenBackend = setenv("KXFW_AUDIO_BACKEND", "virtual", 1);
 
 /// The screen in its window, and the user's hands.
 class PlayerScreen : public testing::Test
