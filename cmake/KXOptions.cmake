@@ -14,6 +14,9 @@ if(KXFW_SANITIZE)
     target_link_options(kx_options INTERFACE -fsanitize=${KXFW_SANITIZE})
     target_compile_definitions(kx_options INTERFACE KX_SANITIZED=1)
 endif()
+if(KXFW_FUZZ)
+    target_compile_options(kx_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 target_include_directories(kx_options INTERFACE ${CMAKE_SOURCE_DIR})
 
 # With KXFW_UNITY each folder of a target is compiled as one source: a build from scratch parses every header once a
