@@ -166,7 +166,7 @@ std::vector<uint8_t> setupHeader(int books, int entries)
         oggpack_write(&bits, 0x564342, 24);
         oggpack_write(&bits, 1, 16); // dimensions
         oggpack_write(&bits, static_cast<unsigned long>(entries), 24);
-        oggpack_write(&bits, 1, 1); // in order, all of one length
+        oggpack_write(&bits, 1, 1);  // in order, all of one length
         oggpack_write(&bits, 20, 5); // less one
         oggpack_write(&bits, static_cast<unsigned long>(entries), std::bit_width(static_cast<unsigned>(entries)));
         oggpack_write(&bits, 0, 4); // no values
