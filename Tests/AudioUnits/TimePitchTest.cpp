@@ -252,6 +252,27 @@ TEST(TimePitchUnit, ThousandsOfChangesLoseNothingDoNotClickAndAllocateNothing)
     EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
 }
 
+/// Among these are changes that leave a tempo of 16 when next to nothing of its sound was in hand.
+TEST(TimePitchUnit, RateAndPitchChangeInOneStepFromEndToEndWithoutAClick)
+{
+    constexpr Setting kEnds[] = {{0.25F, -2400}, {0.25F, 2400}, {4, -2400}, {4, 2400}};
+    const auto tone = static_cast<float>(std::numbers::pi * 150 / 44100);
+    for (const Setting &before : kEnds)
+        for (const Setting &after : kEnds)
+            for (uint32_t i = 8; i < 16; ++i) {
+                SCOPED_TRACE(testing::Message() << before << " to " << after << ", " << i);
+                Rig rig(sine(150), before.rate, before.cents);
+                rig.renderUntil(5000);
+                rig.render(i * 97 + 1);
+                const std::size_t from = rig.out.size();
+                rig.turnTo(after.rate, after.cents);
+                rig.renderUntil(from + 8000);
+                const float speed = std::exp2(std::max(before.cents, after.cents) / 1200);
+                for (std::size_t at = from; at < rig.out.size(); ++at)
+                    ASSERT_LE(std::abs(rig.out[at] - rig.out[at - 1]), 1.5F * tone * speed) << "frame " << at - from;
+            }
+}
+
 TEST(TimePitchUnit, ChangesMeanTheSameInAnySlices)
 {
     const auto rendered = [](uint32_t slice) {

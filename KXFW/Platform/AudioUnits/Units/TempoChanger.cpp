@@ -58,7 +58,7 @@ void TempoChanger::growBuffers()
     for (const double tempo : {kSlowest, kFastest, 1.0, kFastest, kSlowest}) {
         for (int i = 0; i < 8; ++i) {
             out.restart(0);
-            makeNext(silence, {0, position() + kWidestStep, tempo}, out);
+            makeNext(silence, 0, {0, position() + kWidestStep, tempo}, out);
         }
         shapeFor(tempo);
     }
@@ -95,6 +95,11 @@ double TempoChanger::distance(const TempoLine &line, int64_t next) const noexcep
     return ahead > 0 ? ahead : std::min(ahead + allowance(line.tempo), 0.0);
 }
 
+bool TempoChanger::canMakeNextOf(int64_t end) const noexcept
+{
+    return position() + seekFrames_ + sequenceOut_ + kOverlapFrames <= static_cast<double>(end);
+}
+
 void TempoChanger::shapeFor(double tempo) noexcept
 {
     const Shape shape = shapeOf(tempo);
@@ -121,19 +126,19 @@ double TempoChanger::tempoTo(const TempoLine &line, int64_t from) const noexcept
     return (std::clamp(step, std::clamp(least, double{kChunk}, kWidestStep), kWidestStep) + kTiny) / sequenceOut_;
 }
 
-void TempoChanger::makeNext(const PlanarFifo &source, const TempoLine &line, PlanarFifo &out) noexcept
+void TempoChanger::makeNext(const PlanarFifo &source, int64_t end, const TempoLine &line, PlanarFifo &out) noexcept
 {
     shapeFor(line.tempo);
     touch_->setTempo(tempoTo(line, out.end()));
     while (touch_->isEmpty() != 0)
-        feed(source);
+        feed(source, end);
     isFirst_ = false;
     take(out);
 }
 
-void TempoChanger::feed(const PlanarFifo &source) noexcept
+void TempoChanger::feed(const PlanarFifo &source, int64_t end) noexcept
 {
-    const auto held = static_cast<uint32_t>(std::clamp<int64_t>(source.end() - fed_, 0, kChunk));
+    const auto held = static_cast<uint32_t>(std::clamp<int64_t>(end - fed_, 0, kChunk));
     for (uint32_t channel = 0; channel < kChannels; ++channel) {
         const float *const samples = held > 0 ? source.at(channel, fed_) : nullptr;
         for (uint32_t i = 0; i < kChunk; ++i)

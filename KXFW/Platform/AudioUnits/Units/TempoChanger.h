@@ -53,19 +53,22 @@ public:
     /// ahead, or behind if below 0. [any] [render]
     [[nodiscard]] double distance(const TempoLine &line, int64_t next) const noexcept;
 
+    /// Whether all that is heard of the next sequence lies before source frame `end`. [any] [render]
+    [[nodiscard]] bool canMakeNextOf(int64_t end) const noexcept;
+
     /// The first source frame that is still needed. [any] [render]
     [[nodiscard]] int64_t nextNeeded() const noexcept { return fed_; }
 
     /// Appends the next sequence to `out`, whose next frame is the one that follows. `source` still holds what is
-    /// needed from the last call on; what lies behind its end counts as silence. [render]
-    void makeNext(const PlanarFifo &source, const TempoLine &line, PlanarFifo &out) noexcept;
+    /// needed from the last call on; what lies behind frame `end` of it counts as silence. [render]
+    void makeNext(const PlanarFifo &source, int64_t end, const TempoLine &line, PlanarFifo &out) noexcept;
 
 private:
     void shapeFor(double tempo) noexcept;
     [[nodiscard]] double position() const noexcept;
     [[nodiscard]] double allowance(double tempo) const noexcept;
     [[nodiscard]] double tempoTo(const TempoLine &line, int64_t from) const noexcept;
-    void feed(const PlanarFifo &source) noexcept;
+    void feed(const PlanarFifo &source, int64_t end) noexcept;
     void take(PlanarFifo &out) noexcept;
     void growBuffers();
 

@@ -165,29 +165,25 @@ void TimePitchRenderer::turnTo(const TimePitchSetting &wanted) noexcept
     setting_ = wanted;
     speed_ = FixedFrames::stepOf(std::exp2(wanted.cents / 1200.0));
     const double tempo = static_cast<double>(rate_) / static_cast<double>(speed_);
-    line_ = {place_.value(), heard_.value(), tempo};
-    if (isStraight_ && tempo != 1) {
+    const TempoLine line{place_.value(), heard_.value(), tempo};
+    const bool leaves = !isStraight_ && (tempo == 1 || strays(line));
+    if (leaves)
+        makeEnoughToFade(); // as it was going on
+    line_ = line;
+    if (leaves || (isStraight_ && wanted.isNeutral() && place_.fraction != 0)) {
+        isStraight_ = tempo == 1;
+        splice(); // to the source frame for frame, where it is neutral
+    } else if (isStraight_ && tempo != 1) {
         isStraight_ = false;
         tempo_.start(changed_.end() + shift_);
-    } else if (isStraight_ && wanted.isNeutral() && place_.fraction != 0) {
-        splice(); // so that it is the source frame for frame
-    } else if (!isStraight_ && tempo == 1) {
-        if (!strays())
-            makeEnoughToFade();
-        isStraight_ = true;
-        splice();
-    } else if (!isStraight_ && strays()) {
-        splice();
     }
 }
 
-/// Whether what is in hand of the changed signal leads too far from where the tempo of now is to be. Less is made good
-/// with the next sequence; and a little more where there is too little in hand to fade out.
-bool TimePitchRenderer::strays() const noexcept
+/// Whether what is in hand of the changed signal leads too far from where `line` wants it. Less is made good with the
+/// next sequence.
+bool TimePitchRenderer::strays(const TempoLine &line) const noexcept
 {
-    const double distance = std::abs(tempo_.distance(line_, changed_.end()));
-    const bool canFade = changed_.end() - place_.whole >= kFade / 4;
-    return distance > (canFade ? 1 : 2) * TempoChanger::kPatience;
+    return std::abs(tempo_.distance(line, changed_.end())) > TempoChanger::kPatience;
 }
 
 /// The frames that come now are from another place: they are what is heard next, while what is in hand fades out.
@@ -203,9 +199,12 @@ void TimePitchRenderer::jump() noexcept
     source_.dropBefore(heard_.whole);
 }
 
+/// Of what is held in any case, so that the length of the slice does not matter.
 void TimePitchRenderer::makeEnoughToFade() noexcept
 {
-    makeChangedUpTo(place_.whole + kFade + kHistory);
+    const int64_t held = heard_.whole + kLookAhead;
+    while (changed_.end() < place_.whole + kFade + kHistory && (isStraight_ || tempo_.canMakeNextOf(held)))
+        makeMore(held);
 }
 
 /// The changed signal begins anew at the source frame that is heard now, while what was in hand of it fades out.
@@ -291,14 +290,18 @@ void TimePitchRenderer::fill(uint32_t from, uint32_t frames, const AudioBufferLi
 
 void TimePitchRenderer::makeChangedUpTo(int64_t end) noexcept
 {
-    while (changed_.end() < end) {
-        const int64_t from = changed_.end();
-        if (isStraight_)
-            continueSource();
-        else
-            tempo_.makeNext(source_, line_, changed_);
-        fadeIn(from);
-    }
+    while (changed_.end() < end)
+        makeMore(source_.end());
+}
+
+void TimePitchRenderer::makeMore(int64_t sourceEnd) noexcept
+{
+    const int64_t from = changed_.end();
+    if (isStraight_)
+        continueSource();
+    else
+        tempo_.makeNext(source_, sourceEnd, line_, changed_);
+    fadeIn(from);
 }
 
 void TimePitchRenderer::continueSource() noexcept

@@ -42,7 +42,7 @@ private:
                          AudioBufferList &out) noexcept;
     void beginToHold() noexcept;
     void turnTo(const TimePitchSetting &wanted) noexcept;
-    [[nodiscard]] bool strays() const noexcept;
+    [[nodiscard]] bool strays(const TempoLine &line) const noexcept;
     void jump() noexcept;
     void makeEnoughToFade() noexcept;
     void splice() noexcept;
@@ -52,6 +52,7 @@ private:
     OSStatus draw(FrameSource &input, const AudioTimeStamp &time, uint32_t frames) noexcept;
     void fill(uint32_t from, uint32_t frames, const AudioBufferList &out) noexcept;
     void makeChangedUpTo(int64_t end) noexcept;
+    void makeMore(int64_t sourceEnd) noexcept;
     void continueSource() noexcept;
     void fadeIn(int64_t from) noexcept;
     void letGo() noexcept;
