@@ -95,8 +95,11 @@ choose() {
 # The one window over the player's has the key until it has gone.
 dismiss() {
     xdotool windowfocus --sync "$(over)" key --window 0 "$1"
-    sleep 0.2
-    alone
+    for _ in $(seq 20); do
+        alone && return
+        sleep 0.05
+    done
+    false
 }
 frames() { "$tool" info "$1" | sed -n 's/^frames: //p' | grep .; }
 
