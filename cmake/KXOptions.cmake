@@ -17,6 +17,20 @@ endif()
 if(KXFW_FUZZ)
     target_compile_options(kx_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+# Hardening of what is installed, which scripts/checks/hardening.sh reads from the built files. Not of the programs of a
+# folder that says so, and not under the sanitizers, which check more and do not know _FORTIFY_SOURCE; it takes an
+# optimised build.
+define_property(TARGET PROPERTY KX_UNHARDENED INHERITED)
+if(NOT KXFW_SANITIZE)
+    set(hardened "$<NOT:$<BOOL:$<TARGET_PROPERTY:KX_UNHARDENED>>>")
+    set(flow)
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i.86")
+        set(flow ";-fcf-protection=full")
+    endif()
+    target_compile_options(kx_options INTERFACE "$<${hardened}:-fstack-protector-strong${flow}>"
+        "$<$<AND:${hardened},$<NOT:$<CONFIG:Debug>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+    target_link_options(kx_options INTERFACE "$<${hardened}:-Wl,-z,relro;-Wl,-z,now;-Wl,-z,noexecstack>")
+endif()
 target_include_directories(kx_options INTERFACE ${CMAKE_SOURCE_DIR})
 
 # With KXFW_UNITY each folder of a target is compiled as one source: a build from scratch parses every header once a
