@@ -14,7 +14,7 @@ TEST(PlayerCrowd, SixteenPlayersInRealTimeEachPlayTheirFile)
 {
     constexpr std::size_t kPlayers = 16;
     const char *const wanted = std::getenv("KX_CROWD_SECONDS");
-    const int64_t seconds = wanted == nullptr ? 3 : std::atoi(wanted);
+    const int64_t seconds = wanted == nullptr ? 3 : std::strtol(wanted, nullptr, 10);
     struct Heard {
         std::atomic<int64_t> frames{0};
         std::atomic<int64_t> firstWrong{-1};

@@ -90,23 +90,6 @@ TEST_F(OutputUnitTest, DisposedWhileRunningItIsGoneAtOnce)
     }
 }
 
-TEST_F(OutputUnitTest, NoStartComesAfterADisposal)
-{
-    for (int round = 0; round < 100; ++round) {
-        Chain chain;
-        std::atomic<bool> over{false};
-        std::jthread starter([&, handle = AudioUnit(chain.output)] {
-            while (!over)
-                AudioOutputUnitStart(handle);
-        });
-        ASSERT_TRUE(hardware->waitForStreams(1));
-        EXPECT_EQ(chain.output.dispose(), noErr);
-        over = true;
-        starter.join();
-        ASSERT_EQ(hardware->openStreams(), 0u) << "round " << round;
-    }
-}
-
 TEST_F(OutputUnitTest, DisposedInsideItsCallbackItEndsByItself)
 {
     for (int round = 0; round < 50; ++round) {

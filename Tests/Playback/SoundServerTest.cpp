@@ -97,7 +97,8 @@ TEST_P(LateSoundServer, IsFollowedByThePlayerThatPlays)
     late.start();
     const MonitorRecorder recorder("kx1");
     ASSERT_TRUE(isPlayingOn(*player, "kx1"));
-    const auto heard = numbersOnce(recorder, 20000);
+    const auto all = numbersOnce(recorder, 24000);
+    const std::vector<int64_t> heard(all.begin() + 4000, all.end()); // while a sink wakes its monitor may miss a block
     expectPasses(heard, 20000, heard[0], 1, 4'000'000);
 }
 
@@ -180,7 +181,7 @@ TEST_P(SoundServerTest, LeavesASinkThatIsRemoved)
     ASSERT_TRUE(isPlayingOn(*player, "kx1"));
     const auto rest = numbersOnce(remaining, 8000);
     expectPasses(rest, 8000, rest[0], 1, kFrames);
-    EXPECT_NEAR(static_cast<double>(rest[0]), static_cast<double>(numbersIn(removed.samples()).back()), 44100 / 10)
+    EXPECT_NEAR(static_cast<double>(rest[0]), static_cast<double>(numbersIn(removed.samples()).back()), 4410)
         << "as exactly as the time of the loss is known";
 }
 

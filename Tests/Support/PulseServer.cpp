@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <ranges>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -138,10 +139,11 @@ void kx::test::PulseServer::start()
 {
     if (isRunning())
         fail("runs already");
-    for (const auto &[command, file] : daemons()) {
+    for (const auto &daemon : daemons()) {
+        const std::string &file = daemon.second;
         if (!file.empty())
             std::filesystem::remove(folder_ / file);
-        processes_.push_back(spawn(command, -1));
+        processes_.push_back(spawn(daemon.first, -1));
         awaitOrFail("no " + file, [&] { return file.empty() || std::filesystem::exists(folder_ / file); });
     }
     std::string ignored; // the socket has its name a moment before it takes connections
@@ -154,9 +156,9 @@ void kx::test::PulseServer::start()
 
 void kx::test::PulseServer::end(int signal)
 {
-    for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
-        ::kill(*process, signal);
-        waitpid(*process, nullptr, 0);
+    for (const pid_t process : std::ranges::reverse_view(processes_)) {
+        ::kill(process, signal);
+        waitpid(process, nullptr, 0);
     }
     processes_.clear();
     modules_.clear();
