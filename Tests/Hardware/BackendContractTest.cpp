@@ -118,8 +118,8 @@ TEST_P(BackendContract, TellsOfADeviceThatGoesAndLosesItsStreamsOnly)
     system->removeDeviceTwo();
     EXPECT_TRUE(told.waitUntil(std::chrono::steady_clock::now() + kPatience, [&] { return !isThere(); }));
     EXPECT_EQ(writer.status(), kAudioHardwareBadDeviceError);
-    const uint32_t frame = 0;
-    EXPECT_EQ(going->write(&frame, 1), kAudioHardwareBadDeviceError);
+    const std::vector<std::byte> frame(going->format().mBytesPerFrame);
+    EXPECT_EQ(going->write(frame.data(), 1), kAudioHardwareBadDeviceError);
     for (const std::string &uid : {gone, std::string(), std::string("no such device")})
         EXPECT_EQ(backend->openOutput(uid, kSlice).status(), kAudioHardwareBadDeviceError) << uid;
     EXPECT_GT(*staying->waitForRoom(), 0u);

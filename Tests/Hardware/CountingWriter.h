@@ -60,7 +60,9 @@ private:
                 return noErr;
             const auto frames = static_cast<uint32_t>(std::min<uint64_t>(*room, limit_ - written));
             const auto first = static_cast<uint32_t>(written + 1);
-            const OSStatus status = stream_.write(numberedFrames(frames, first).data(), frames);
+            // Where frames are larger the numbers mean nothing, but the memory is there.
+            const std::size_t numbers = std::size_t{frames} * stream_.format().mBytesPerFrame / sizeof(uint32_t);
+            const OSStatus status = stream_.write(numberedFrames(numbers, first).data(), frames);
             if (status != noErr)
                 return status;
             written += frames;
