@@ -58,8 +58,8 @@ public:
     /// False when it cannot be opened: then no file is loaded, and the log says why. While another thread opens it,
     /// `stop` can be requested on any thread: then it is false, and what was loaded stays as it was. [any] [blocks]
     bool loadFileAtURL(const std::filesystem::path &url, const std::stop_token &stop = {});
-    /// The same with a data source that was made for a file before, as on a thread that may wait for the disk. Null
-    /// leaves no file. False while exporting, and with null. [any] [blocks]
+    /// The same with a data source of which nothing was read, made before, as on a thread that may wait for the disk.
+    /// Null leaves no file. False while exporting, and with null. [any] [blocks]
     bool loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop = {});
     /// The loaded audio data, or null. [any]
     [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const;
@@ -150,6 +150,7 @@ public:
     static AudioObjectPropertyAddress
     prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);      ///< [any]
     OSStatus _handleHardwarePropertyChange(AudioObjectPropertySelector property); ///< [blocks]
+    bool prv_defaultIsNews(); ///< Once: false where a change that is told now is behind the player. [any] [blocks]
 
     // Export
     /// Stops playback, moves to the range's start and resets the units. [any] [blocks]
@@ -208,13 +209,12 @@ private:
     [[nodiscard]] bool rangeIsEmpty() const;
     [[nodiscard]] int64_t bytesPerInputFrame() const;
     [[nodiscard]] int64_t boundedPosition(int64_t position, int64_t dataSize) const;
-
     void buildStoredMode();
     void rebuild(const std::function<void()> &build);
     void installRenderCallback(AudioUnit unit, const char *site);
     AudioUnit makeConverter(std::atomic<AudioUnit> &field, const char *site);
     void dispose(std::atomic<AudioUnit> &field);
-
+    void noteUntoldDefault();
     void moveToDevice(AudioObjectID device);
     void askForDevice(AudioObjectID device);
     void runOutputRebuiltBlock() noexcept;

@@ -88,7 +88,7 @@ void KXAFilePlayer::rebuild(const std::function<void()> &build)
         throw;
     }
     if (isPlaying_)
-        startOutput();
+        outputIsWhole_ = startOutput() == noErr;
 }
 
 /// Builds again what a set-up left half built, at the volume of now.
@@ -227,7 +227,7 @@ void KXAFilePlayer::_setupOutputUnit()
     _ASSERT_NOERR(made, kSite);
     _ASSERT_NOERR(AudioUnitInitialize(unit), kSite);
     float volume = this->volume();
-    if (!keepsVolume_)
+    if (!keepsVolume_ || std::isnan(volume))
         _ASSERT_NOERR(AudioUnitGetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, &volume), kSite);
     setVolume(volume);
     const AudioObjectID device = mOutputDeviceID;

@@ -22,6 +22,11 @@ bool changesAreUntold()
            untold != 0;
 }
 
+AudioObjectID orDefault(AudioObjectID device)
+{
+    return device == kAudioObjectUnknown ? KXAHardwareManager::defaultOutputDeviceID() : device;
+}
+
 /// Runs `task` on the player that a listener's client data names, unless it is going away; nothing is thrown on.
 template <class Task> void withLivePlayer(void *clientData, Task &&task)
 {
@@ -42,16 +47,23 @@ bool KXAFilePlayer::setOutputDeviceID(AudioObjectID device)
     const auto self = shared_from_this(); // the block may drop the last reference
     const ControlGuard guard(controlLock_);
     if (isExporting_) {
-        askForDevice(device);
+        askForDevice(orDefault(device));
         chosenMeanwhile_ = device;
         defaultChangedMeanwhile_ = false;
+        noteUntoldDefault();
         return true;
     }
     moveToDevice(device);
-    if (changesAreUntold()) // they were there before the choice, which holds
-        knownDefault_ = KXAHardwareManager::defaultOutputDeviceID();
+    noteUntoldDefault();
     runOutputRebuiltBlock();
     return true;
+}
+
+/// Changes that listeners are still to hear of were there before the choice, which holds.
+void KXAFilePlayer::noteUntoldDefault()
+{
+    if (changesAreUntold())
+        knownDefault_ = KXAHardwareManager::defaultOutputDeviceID();
 }
 
 void KXAFilePlayer::moveToDevice(AudioObjectID device)
@@ -59,7 +71,7 @@ void KXAFilePlayer::moveToDevice(AudioObjectID device)
     knownDefault_.reset();
     if (stopIfPlaying())
         takeBackUnheard();
-    const AudioObjectID wanted = device == kAudioObjectUnknown ? KXAHardwareManager::defaultOutputDeviceID() : device;
+    const AudioObjectID wanted = orDefault(device);
     askForDevice(wanted);
     mOutputDeviceID = wanted;
     _setupOutputUnit();
@@ -120,8 +132,11 @@ OSStatus KXAFilePlayerHardwarePropertyListenerProc(AudioObjectID /*object*/, uin
                                                    const AudioObjectPropertyAddress *addresses, void *clientData)
 {
     if (addressCount > 0)
-        withLivePlayer(clientData,
-                       [&](KXAFilePlayer &player) { player._handleHardwarePropertyChange(addresses[0].mSelector); });
+        withLivePlayer(clientData, [&](KXAFilePlayer &player) {
+            const AudioObjectPropertySelector changed = addresses[0].mSelector;
+            if (changed != kAudioHardwarePropertyDefaultOutputDevice || player.prv_defaultIsNews())
+                player._handleHardwarePropertyChange(changed);
+        });
     return noErr;
 }
 
@@ -138,19 +153,24 @@ OSStatus KXAFilePlayer::_handleHardwarePropertyChange(AudioObjectPropertySelecto
         return noErr;
     const auto self = shared_from_this();
     const ControlGuard guard(controlLock_);
-    const auto known = std::exchange(knownDefault_, std::nullopt);
-    if (known == KXAHardwareManager::defaultOutputDeviceID())
-        return noErr; // the loss of the old device has brought the player there already, or another was chosen since
     if (followsDefaultOutput_ || !KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
         followDefaultDevice();
     return noErr;
+}
+
+/// The loss of the old device may have brought the player there already, or another was chosen since.
+bool KXAFilePlayer::prv_defaultIsNews()
+{
+    const ControlGuard guard(controlLock_);
+    return std::exchange(knownDefault_, std::nullopt) != KXAHardwareManager::defaultOutputDeviceID();
 }
 
 /// A device that has gone is left for the default one.
 void KXAFilePlayer::leaveMissingDevice()
 {
     const ControlGuard guard(controlLock_);
-    if (mOutputDeviceID == kAudioObjectUnknown || KXAHardwareManager::deviceIDIsAlive(mOutputDeviceID))
+    const AudioObjectID device = chosenMeanwhile_.value_or(mOutputDeviceID);
+    if (device == kAudioObjectUnknown || KXAHardwareManager::deviceIDIsAlive(device))
         return;
     followDefaultDevice();
     knownDefault_ = mOutputDeviceID;
