@@ -82,7 +82,8 @@ void KXAFilePlayerDataSource::prerenderToBuffer(void * /*destination*/, uint32_t
                               static_cast<int64_t>(data->format().mBytesPerFrame), settings->loop()};
     const int64_t position = settings->byteOffset() % size;
     kx::LoopWalkResult result = kx::walkLoop(range, position, request, walk);
-    if (result.count == 0 && range.loop && range.start < std::min(range.end, size) && walk.ranDry()) {
+    const bool canTurn = range.loop && range.start < std::min(range.end, size);
+    if (result.count == 0 && canTurn && walk.ranDry() && !ExtAudioFileIsHeldUp(data->fileRef())) {
         // A seek reads a second ahead: the file has ended though the position has not come there.
         walk.seek(range.start / range.bytesPerFrame);
         result = kx::walkLoop(range, range.start, request, walk);

@@ -83,7 +83,7 @@ private:
     bool skipToTurn()
     {
         const int64_t missing = turn_ - position_;
-        if (count_ + missing > request_)
+        if (count_ + missing > request_ || (count_ + missing == request_ && turn_ < range_.dataSize))
             return false;
         count_ += missing;
         position_ = turn_;

@@ -196,6 +196,13 @@ TEST(DataSource, PrerendersAroundTheRange)
         EXPECT_EQ(param->byteOffset(), after) << "from " << position;
     }
     EXPECT_EQ(readIndices(*source->audioData(), 1)[0], 0) << "the ring holds what was passed";
+
+    param->setLoop(true);
+    source->seek(37952 / 4);
+    while (source->audioData()->prereadFrames(441000) > 0) {
+    }
+    source->prerenderToBuffer(nullptr, 512);
+    EXPECT_EQ(param->byteOffset(), 37952) << "up to the range's end, and nothing was read";
 }
 
 } // namespace
