@@ -160,7 +160,8 @@ void OfflineExport::refuseHalf(int64_t silentFrames) const
 {
     const auto data = player_.audioData();
     const int64_t size = data ? data->bufferSize() : 0;
-    if (silentFrames > 0 && param_->byteOffset() < size && param_->startOffset() < size)
+    const bool rangeHasData = framesIn(param_->startOffset()) < framesIn(std::min(param_->endOffset(), size));
+    if (silentFrames > 0 && rangeHasData && param_->byteOffset() < size)
         _ASSERT_NOERR(data->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
 }
 
