@@ -25,9 +25,9 @@ void prepareThread() noexcept
 
 kx::LogBacklog::LogBacklog(LogOutput::File file) : file_(file), process_(getpid()) {}
 
-bool kx::LogBacklog::isFor(LogOutput::File file) const noexcept
+bool kx::LogBacklog::isOfThisProcess() const noexcept
 {
-    return file_ == file && process_ == getpid();
+    return process_ == getpid();
 }
 
 void kx::LogBacklog::start(LogOutput output, std::string line)

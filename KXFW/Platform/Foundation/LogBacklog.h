@@ -21,7 +21,8 @@ public:
     explicit LogBacklog(LogOutput::File file);
 
     /// It is for this file, and for this process: a fork takes no thread along. [any]
-    [[nodiscard]] bool isFor(LogOutput::File file) const noexcept;
+    [[nodiscard]] bool isFor(LogOutput::File file) const noexcept { return file_ == file && isOfThisProcess(); }
+    [[nodiscard]] bool isOfThisProcess() const noexcept; ///< [any]
 
     /// Starts to write with a line that `add` did not take, or the rest of it; drops it where there is no thread,
     /// memory or descriptor to be had. [any]

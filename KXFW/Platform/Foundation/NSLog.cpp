@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <pthread.h>
 #include <unistd.h>
 
 namespace
@@ -54,6 +55,8 @@ public:
 private:
     Log()
     {
+        // A fork finds the lock open, and no line half handed over.
+        pthread_atfork([] { shared().lock_.lock(); }, [] { shared().lock_.unlock(); }, [] { shared().lock_.unlock(); });
         std::atexit([] { shared().drain(); });
     }
 
@@ -62,7 +65,7 @@ private:
         std::unique_lock guard(lock_);
         const auto backlog = backlog_;
         guard.unlock();
-        if (backlog)
+        if (backlog && backlog->isOfThisProcess())
             backlog->drain();
     }
 
