@@ -157,7 +157,9 @@ bool AtomicFile::putInPlace()
 {
     if (!mode_ && takeFreeName())
         return true;
-    if (existing_ == Existing::Refuse || (!mode_ && errno != EEXIST) || !takeScratchName() ||
+    // Some file systems know neither way to take a free name; a file that has a name can still be renamed there.
+    const bool mayRename = mode_ || errno == EEXIST || !scratch_.empty();
+    if (existing_ == Existing::Refuse || !mayRename || !takeScratchName() ||
         ::renameat(folder_.number(), scratch_.c_str(), folder_.number(), name_.c_str()) != 0)
         return false;
     scratch_.clear();
