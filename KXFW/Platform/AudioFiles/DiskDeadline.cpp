@@ -8,8 +8,8 @@ namespace kx
 namespace
 {
 
-thread_local std::optional<DiskDeadline::Clock::time_point> deadline;
-thread_local uint64_t deadlineNumber = 0;
+thread_local std::optional<DiskDeadline::Clock::time_point> currentDeadline;
+thread_local uint64_t currentNumber = 0;
 thread_local int patient = 0;
 
 std::atomic<uint64_t> deadlines{0};
@@ -17,30 +17,30 @@ std::atomic<uint64_t> deadlines{0};
 } // namespace
 
 DiskDeadline::DiskDeadline(std::chrono::milliseconds patience) noexcept
-    : counts_(patience != kNone && patient == 0 && !deadline)
+    : counts_(patience != kNone && patient == 0 && !currentDeadline)
 {
     if (!counts_)
         return;
-    deadline = Clock::now() + patience;
-    deadlineNumber = ++deadlines;
+    currentDeadline = Clock::now() + patience;
+    currentNumber = ++deadlines;
 }
 
 DiskDeadline::~DiskDeadline()
 {
     if (!counts_)
         return;
-    deadline.reset();
-    deadlineNumber = 0;
+    currentDeadline.reset();
+    currentNumber = 0;
 }
 
 std::optional<DiskDeadline::Clock::time_point> DiskDeadline::current() noexcept
 {
-    return deadline;
+    return currentDeadline;
 }
 
 uint64_t DiskDeadline::number() noexcept
 {
-    return deadlineNumber;
+    return currentNumber;
 }
 
 DiskPatience::DiskPatience() noexcept

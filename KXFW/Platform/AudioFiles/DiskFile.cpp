@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 
 namespace kx
 {
@@ -35,7 +36,13 @@ DiskFile::DiskFile() : queue_("kx.disk") {}
 
 OSStatus DiskFile::open(const std::filesystem::path &path)
 {
-    return perform([this, path] { openStatus_ = openNow(path); }) ? openStatus_ : kAudioFileNotRespondingError;
+    try {
+        if (!perform([this, path] { openStatus_ = openNow(path); }))
+            return kAudioFileNotRespondingError;
+    } catch (const std::exception &) { // no memory or no thread for it
+        openStatus_ = openNow(path);
+    }
+    return openStatus_;
 }
 
 OSStatus DiskFile::openNow(const std::filesystem::path &path)

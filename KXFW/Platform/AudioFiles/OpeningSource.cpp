@@ -22,11 +22,17 @@ std::chrono::nanoseconds processorTime() noexcept
     return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
+std::chrono::milliseconds earnedTime(int64_t bytes) noexcept
+{
+    return std::min<std::chrono::milliseconds>(std::chrono::milliseconds(bytes / kBytesPerMillisecond),
+                                               std::chrono::hours(24));
+}
+
 } // namespace
 
 OpeningSource::OpeningSource(std::shared_ptr<ByteSource> source, std::stop_token stop)
     : source_(std::move(source)), stop_(std::move(stop)),
-      latest_(processorTime() + kFreeTime + std::chrono::milliseconds(source_->size() / kBytesPerMillisecond)),
+      latest_(processorTime() + kFreeTime + earnedTime(source_->size())),
       bytesLeft_(std::min(source_->size(), INT64_MAX / 2 / kReadsOfEachByte) * kReadsOfEachByte + kFreeBytes)
 {
 }
