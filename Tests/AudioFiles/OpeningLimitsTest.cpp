@@ -116,6 +116,20 @@ Bytes withPacketsOfOneByte(const Bytes &file)
     return bytes;
 }
 
+/// First pages of Opus streams, each with a header that asks for 255 decoders to make a channel.
+Bytes greedyStreams()
+{
+    Bytes page = bytesOf("OggS") + Bytes(24) + bytesOf("OpusHead") + Bytes{1, 1, 0, 0, 128, 187, 0, 0, 0, 0, 255, 255} +
+                 Bytes(2);
+    page[5] = 2;
+    page[26] = 1;
+    page[27] = 22;
+    Bytes file = repeated(page, 1300);
+    for (std::size_t at = 0; at < file.size(); at += page.size())
+        putLittle(file, at + 14, at, 4);
+    return resealed(file);
+}
+
 struct HostileFile {
     const char *name;
     Bytes bytes;
@@ -155,6 +169,7 @@ std::vector<HostileFile> hostileFiles()
                                       Bytes(flac.begin() + 8, flac.begin() + 42) + repeated({1, 0, 0, 0}, kMuch / 4)},
         {"half frames in FLAC", Bytes(flac.begin(), flac.begin() + 2000) + repeated({255, 248, 201, 24}, kMuch / 4)},
         {"page marks in Ogg", Bytes(vorbis.begin(), vorbis.begin() + 3000) + repeated(bytesOf("OggS"), kMuch / 4)},
+        {"greedy streams in Ogg", greedyStreams()},
         {"empty tags of MP3", repeated(bytesOf("ID3") + Bytes{4, 0, 0, 0, 0, 0, 0}, kMuch / 10) + media(Codec::MP3)},
         {"sync bytes behind MP3", media(Codec::MP3) + Bytes(kMuch, 255)},
         {"half frames of MP3", repeated({255, 251, 144, 0}, kMuch / 4)},

@@ -181,11 +181,14 @@ private:
     /// Takes the first page of a stream. Those of a link come together.
     void begin(ogg_page &page)
     {
+        const auto serial = static_cast<uint32_t>(ogg_page_serialno(&page));
+        std::erase_if(streams_, [serial](const auto &other) { return other->serial() == serial; });
+        if (streams_.size() >= kMaximumStreams)
+            return;
         auto stream = std::make_unique<OpenLink>(pages_.pageOffset(), page);
-        std::erase_if(streams_, [&](const auto &other) { return other->serial() == stream->serial(); });
         if (!stream->isKnown() && links_.empty())
             status_ = kAudioFileUnsupportedDataFormatError;
-        if (stream->isKnown() && streams_.size() < kMaximumStreams)
+        if (stream->isKnown())
             streams_.push_back(std::move(stream));
     }
 

@@ -1,5 +1,6 @@
 /// Opus in Ogg, decoded at 48,000 frames a second whatever rate the source had.
 #include "KXFW/Platform/AudioFiles/Codecs/OggCodec.h"
+#include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <opus/opus_multistream.h>
 
@@ -29,6 +30,18 @@ struct OpusHeader {
     std::array<unsigned char, 255> mapping{0, 1}; ///< of decoded channels, in the order of WAVE
 };
 
+/// A few bytes could ask for a decoder of megabytes. Encoders write no more streams than there are channels to hear.
+bool isBearable(const OpusHeader &header)
+{
+    const int decoded = header.streams + header.coupledStreams;
+    if (header.streams < 1 || header.coupledStreams > header.streams || decoded > header.channels ||
+        header.channels > static_cast<int>(kMaximumChannels))
+        return false;
+    constexpr unsigned char silent = 255;
+    return std::all_of(header.mapping.begin(), header.mapping.begin() + header.channels,
+                       [decoded](unsigned char from) { return from < decoded || from == silent; });
+}
+
 std::optional<OpusHeader> parseHeader(const ogg_packet &packet)
 {
     const unsigned char *bytes = packet.packet;
@@ -47,7 +60,7 @@ std::optional<OpusHeader> parseHeader(const ogg_packet &packet)
     header.coupledStreams = bytes[20];
     for (uint32_t c = 0; c < channels; ++c)
         header.mapping[family == 1 ? waveChannelOf(bytes[9], c) : c] = bytes[21 + c];
-    return header;
+    return isBearable(header) ? std::optional(header) : std::nullopt;
 }
 
 struct DecoderDeleter {
@@ -66,7 +79,11 @@ public:
     // The decoder never forgets wholly; after 0.8 s it is a hundredth of a 16-bit step away at most.
     [[nodiscard]] Approach approach() const noexcept override { return {int64_t{8} * kRate, kRate * 4 / 5}; }
 
-    void restart() noexcept override { opus_multistream_decoder_ctl(decoder_.get(), OPUS_RESET_STATE); }
+    void restart() noexcept override
+    {
+        if (decoder_)
+            opus_multistream_decoder_ctl(decoder_.get(), OPUS_RESET_STATE);
+    }
 
     std::optional<uint32_t> framesOf(const ogg_packet &packet) noexcept override
     {
@@ -78,16 +95,20 @@ public:
 
     void decode(const ogg_packet &packet, uint32_t frames, float *out) override
     {
-        const int made = opus_multistream_decode_float(
-            decoder_.get(), packet.packet, static_cast<opus_int32>(packet.bytes), out, static_cast<int>(frames), 0);
+        int made = 0;
+        if (prepare())
+            made = opus_multistream_decode_float(decoder_.get(), packet.packet, static_cast<opus_int32>(packet.bytes),
+                                                 out, static_cast<int>(frames), 0);
         const auto good = static_cast<std::size_t>(std::max(made, 0)) * channels();
         std::fill(out + good, out + std::size_t{frames} * channels(), 0.0F);
     }
 
 private:
+    bool prepare() noexcept;
+
     OpusHeader header_{};
     bool hasHeader_ = false;
-    std::unique_ptr<OpusMSDecoder, DecoderDeleter> decoder_;
+    std::unique_ptr<OpusMSDecoder, DecoderDeleter> decoder_; ///< from the first packet on that is decoded
 };
 
 OSStatus OpusCodec::addHeader(const ogg_packet &packet)
@@ -99,11 +120,16 @@ OSStatus OpusCodec::addHeader(const ogg_packet &packet)
         return kAudioFileUnsupportedDataFormatError;
     header_ = *header;
     hasHeader_ = true;
+    return noErr;
+}
+
+bool OpusCodec::prepare() noexcept
+{
+    if (decoder_)
+        return true;
     decoder_.reset(opus_multistream_decoder_create(kRate, header_.channels, header_.streams, header_.coupledStreams,
                                                    header_.mapping.data(), nullptr));
-    if (!decoder_ || opus_multistream_decoder_ctl(decoder_.get(), OPUS_SET_GAIN(header_.gain)) != OPUS_OK)
-        return kAudioFileUnsupportedDataFormatError;
-    return noErr;
+    return decoder_ && opus_multistream_decoder_ctl(decoder_.get(), OPUS_SET_GAIN(header_.gain)) == OPUS_OK;
 }
 
 } // namespace
