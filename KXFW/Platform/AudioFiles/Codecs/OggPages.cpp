@@ -25,6 +25,12 @@ OggPageReader::OggPageReader(ByteSource &source, ByteRange range) noexcept
 
 void OggPageReader::moveTo(int64_t offset) noexcept
 {
+    restartAt(offset);
+    budget_ = kMaximumDamagedPages;
+}
+
+void OggPageReader::restartAt(int64_t offset) noexcept
+{
     ogg_sync_reset(&sync_);
     offset_ = readOffset_ = offset;
     cutOffset_ = -1;
@@ -54,7 +60,7 @@ ogg_page *OggPageReader::next() noexcept
         // It would go on past the end: whole pages may still follow its first byte.
         --budget_;
         const int64_t cut = cutOffset_ < 0 ? offset_ : cutOffset_;
-        moveTo(offset_ + 1);
+        restartAt(offset_ + 1);
         cutOffset_ = cut;
     }
     return nullptr;
@@ -67,7 +73,7 @@ ogg_page *OggPageReader::cutPage() noexcept
     const int64_t begin = cutOffset_;
     if (begin < 0)
         return nullptr;
-    moveTo(begin);
+    restartAt(begin);
     while (fill()) {
     }
     hasEnded_ = true;

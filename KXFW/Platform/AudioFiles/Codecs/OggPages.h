@@ -34,6 +34,7 @@ public:
 
 private:
     [[nodiscard]] bool standsAtSignature() const noexcept;
+    void restartAt(int64_t offset) noexcept; ///< with what is left of budget_
     bool fill() noexcept;
     ogg_page *cutPage() noexcept;
 
@@ -44,7 +45,7 @@ private:
     int64_t offset_;     ///< of the first byte in sync_ that has not been given
     int64_t readOffset_; ///< of the first byte that is not in sync_
     int64_t pageOffset_ = 0;
-    int64_t budget_;         ///< damaged pages that may still be looked at
+    int64_t budget_;         ///< damaged pages that may be looked at before the next move
     int64_t cutOffset_ = -1; ///< of the first of them that goes past the end, if no page follows it
     bool hasEnded_ = false;  ///< the page that the end cuts has been given
     std::array<unsigned char, 282> cutHeader_{};

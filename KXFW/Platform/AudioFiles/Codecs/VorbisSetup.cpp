@@ -9,8 +9,8 @@ namespace kx
 namespace
 {
 
-// Encoders stay below an eighth of these.
-constexpr int64_t kMaximumBookValues = 1 << 18;
+// Encoders' largest book has 8 times 6,561 values. A residue takes up to 40 bytes an entry of its own book, 64 times.
+constexpr int64_t kMaximumBookValues = 1 << 16;
 constexpr int64_t kMaximumValues = 1 << 22;
 
 class BitReader
