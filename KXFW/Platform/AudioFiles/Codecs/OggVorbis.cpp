@@ -112,8 +112,11 @@ void VorbisCodec::decode(const ogg_packet &packet, uint32_t frames, float *out)
     ogg_packet plain = packet;
     plain.granulepos = -1;
     plain.e_o_s = 0;
-    if (vorbis_synthesis(&block_, &plain) == 0)
-        vorbis_synthesis_blockin(&dsp_, &block_);
+    if (vorbis_synthesis(&block_, &plain) != 0) { // the next has nothing to overlap with, as after a seek to here
+        vorbis_synthesis_restart(&dsp_);
+        return;
+    }
+    vorbis_synthesis_blockin(&dsp_, &block_);
     float **planes = nullptr;
     const int made = vorbis_synthesis_pcmout(&dsp_, &planes);
     const auto count = std::min<std::size_t>(static_cast<std::size_t>(std::max(made, 0)), frames);
