@@ -225,10 +225,10 @@ private:
 
     void take(const AVFrame *frame)
     {
-        const bool isWhole = frame != nullptr && frame->nb_samples >= static_cast<int>(packet_.frames);
-        if (!isWhole)
+        const bool isUsable = frame != nullptr && frame->sample_rate == static_cast<int>(packet_.rate);
+        if (!isUsable || frame->nb_samples < static_cast<int>(packet_.frames))
             std::fill(decoded_.begin(), decoded_.end(), uint8_t{0});
-        if (frame == nullptr || frame->sample_rate != static_cast<int>(packet_.rate))
+        if (!isUsable)
             return;
         if (!copyInterleaved(*frame, packet_.kind, packet_.channels, packet_.frames, decoded_.data()))
             std::fill(decoded_.begin(), decoded_.end(), uint8_t{0});

@@ -19,7 +19,7 @@ struct Defaults {
 class FragmentReader
 {
 public:
-    FragmentReader(MPEG4BoxReader &boxes, MPEG4Track &track) : boxes_(boxes), track_(track) {}
+    FragmentReader(MPEG4BoxReader &boxes, MPEG4Track &track) : boxes_(boxes), track_(track), time_(track.tabled) {}
 
     void findDefaults(const MPEG4Box &extends)
     {
@@ -87,7 +87,8 @@ private:
         const uint32_t count = boxes_.number32(run.body + 4);
         int64_t at = run.body + 8;
         if ((flags & 1) != 0) {
-            dataEnd_ = base_ + static_cast<int32_t>(boxes_.number32(at));
+            if (__builtin_add_overflow(base_, static_cast<int32_t>(boxes_.number32(at)), &dataEnd_))
+                return false;
             at += 4;
         }
         at += (flags & 4) != 0 ? 4 : 0;
@@ -126,7 +127,7 @@ private:
     Defaults ofPart_;     ///< of the track in this fragment
     int64_t base_ = 0;    ///< what the runs' offsets are added to
     int64_t dataEnd_ = 0; ///< of the run before
-    int64_t time_ = 0;    ///< of the next packet
+    int64_t time_;        ///< of the next packet
 };
 
 } // namespace

@@ -85,7 +85,7 @@ bool addPackets(PacketSizes &sizes, ChunkRuns runs, MPEG4Table &offsets, int64_t
     return true;
 }
 
-bool limitDuration(MPEG4BoxReader &boxes, const MPEG4Box &box, int64_t &duration)
+bool readDurations(MPEG4BoxReader &boxes, const MPEG4Box &box, MPEG4Track &track)
 {
     MPEG4Table times = tableOf(boxes, box, 8);
     if (!times.isWhole())
@@ -93,8 +93,9 @@ bool limitDuration(MPEG4BoxReader &boxes, const MPEG4Box &box, int64_t &duration
     uint64_t sum = 0;
     for (uint32_t i = 0; i < times.count(); ++i)
         sum = std::min(kLongestTable, sum + std::min(kLongestTable, times.number(i, 0, 4) * times.number(i, 4, 4)));
+    track.tabled = static_cast<int64_t>(sum);
     if (sum > 0)
-        duration = std::min(duration, static_cast<int64_t>(sum));
+        track.duration = std::min(track.duration, track.tabled);
     return true;
 }
 
@@ -103,7 +104,7 @@ bool limitDuration(MPEG4BoxReader &boxes, const MPEG4Box &box, int64_t &duration
 bool readMPEG4SampleTables(MPEG4BoxReader &boxes, const MPEG4Box &box, MPEG4Track &track)
 {
     const auto child = [&](FourCharCode type) { return boxes.find(box, {type}); };
-    if (const auto times = child(fourCharCode("stts")); times && !limitDuration(boxes, *times, track.duration))
+    if (const auto times = child(fourCharCode("stts")); times && !readDurations(boxes, *times, track))
         return false;
     auto sizeBox = child(fourCharCode("stsz"));
     if (!sizeBox)

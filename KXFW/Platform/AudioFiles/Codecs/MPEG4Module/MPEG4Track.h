@@ -45,7 +45,8 @@ private:
     bool isOpen_ = true;
 };
 
-/// The first AAC or ALAC track of a file: how its packets are coded and where they lie.
+/// The first AAC or ALAC track of a file: how its packets are coded and where they lie. Of several descriptions of the
+/// coding the first is taken for all packets; those that it does not fit are silent.
 struct MPEG4Track {
     explicit MPEG4Track(int64_t fileBytes) noexcept : packets(fileBytes) {}
 
@@ -54,6 +55,7 @@ struct MPEG4Track {
     uint32_t trackID = 0;
     int64_t timescale = 0; ///< units a second
     int64_t duration = 0;  ///< in these units; 0 if not stated
+    int64_t tabled = 0;    ///< of the packets that the movie itself lists, in these units
     MPEG4Edits edits;
     uint32_t movieTimescale = 0; ///< units a second of the edits' durations
     std::optional<MPEG4GaplessTag> tag;
