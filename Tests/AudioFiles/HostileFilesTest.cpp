@@ -258,6 +258,10 @@ TEST(HostileFiles, APacketTableThatMakesNoSenseIsPlayedAsFarAsItDoesInSilence)
         EXPECT_EQ(opened ? (*opened)->format().frames : 0, static_cast<int64_t>(good) / 2 * 4096);
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    const Bytes front(whole.begin(), whole.begin() + table - 12);
+    const Bytes rest(whole.begin() + table - 12, whole.end());
+    const Bytes empty = bytesOf("pakt") + Bytes{0, 0, 0, 0, 0, 0, 0, 24} + Bytes(24);
+    EXPECT_EQ(openBytes(openPCMContainer, front + empty + rest).status(), kAudioFileInvalidFileError);
 }
 
 /// All that comes of the bytes: the status, and what is read before and after a seek.

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace kx
 {
@@ -192,8 +193,11 @@ private:
             if (const OSStatus status = checkFormatChunk(source_, container_, offset_ + headBytes); status != noErr)
                 return ContainerScan{source_.error() != noErr ? source_.error() : status, 0};
         const int64_t body = offset_ + headBytes;
-        if (container_ == Container::CAF && head.has(0, "pakt") && zeroed_.end == 0)
+        if (container_ == Container::CAF && head.has(0, "pakt")) {
+            if (std::exchange(seenPackets_, true)) // which of them would be read is anyone's guess
+                return ContainerScan{kAudioFileInvalidFileError, 0};
             zeroed_ = badPacketSizes(source_, {body, body + static_cast<int64_t>(size)});
+        }
         seenData_ = seenData_ || isData;
         const int64_t whole = static_cast<int64_t>(size) + (grammar_.sizeCountsHead ? 0 : headBytes);
         offset_ += (whole + grammar_.alignment - 1) / grammar_.alignment * grammar_.alignment;
@@ -205,6 +209,7 @@ private:
     const Grammar &grammar_;
     int64_t offset_;
     bool seenData_ = false;
+    bool seenPackets_ = false; ///< a packet table
     ByteRange zeroed_{};
 };
 
