@@ -255,7 +255,7 @@ private:
     {
         player_->stop();
         jump();
-        const int64_t frames = 512 * (1 + upTo(200));
+        const int64_t frames = 512 * (1 + upTo(2 * kRate / 512 - 1)); // what a range leaves behind its start
         range();
         player_->setEndOffsetInFrame(range_.start + frames);
         const auto url = kx::test::temporaryFolder() / "soak.aiff";
