@@ -56,6 +56,12 @@ bool kx::isWidgetClass(const QString &name)
     return toolkits.contains(name) || ViewClasses::contains(name.toStdString());
 }
 
+bool kx::isLayoutClass(const QString &name)
+{
+    static const QStringList names = Builder().availableLayouts();
+    return names.contains(name);
+}
+
 kx::Interface kx::makeInterface(const InterfaceFile &file)
 {
     checkInterfaceFile(file);

@@ -30,10 +30,10 @@ void checkElement(const InterfaceFile &file, const QXmlStreamReader &xml, int de
         fail(file, xml, QStringLiteral("no interface file, but <%1>").arg(xml.name()));
     if (depth > InterfaceFile::kDeepestElement)
         fail(file, xml, QStringLiteral("more than %1 elements inside each other").arg(InterfaceFile::kDeepestElement));
-    if (xml.name() != QStringLiteral("widget"))
-        return;
     const QString name = xml.attributes().value(QStringLiteral("class")).toString();
-    if (!kx::isWidgetClass(name))
+    const bool isUnknown = (xml.name() == QStringLiteral("widget") && !kx::isWidgetClass(name)) ||
+                           (xml.name() == QStringLiteral("layout") && !kx::isLayoutClass(name));
+    if (isUnknown)
         fail(file, xml, QStringLiteral("unknown class '%1'").arg(name));
 }
 
