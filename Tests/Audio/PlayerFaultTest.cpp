@@ -1,7 +1,11 @@
-// What happens when files fail.
+// What fails, hangs or is not to be had leaves a player usable, and true in what it says of itself.
+#include "KXFW/Audio/KXAHardwareManager.h"
+#include "KXFW/Audio/KXAudioUtil.h"
+#include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/FailingDisk.h"
+#include "Tests/Support/FailingResources.h"
 #include "Tests/Support/RenderGuard.h"
 
 #include <cstring>
@@ -17,26 +21,38 @@ constexpr int64_t kReadable = 100000; ///< frames before the disk fails
 class PlayerFaultTest : public PlayerTest
 {
 protected:
-    PlayerFaultTest()
+    PlayerFaultTest() { load(indexed(400'000)); }
+
+    /// What it says of playing is so, and it plays from where it says.
+    void expectTrueAndUsable()
     {
-        load(indexed(300000));
-        disk.emplace(44 + 4 * kReadable);
-        player->setPlaybackFailureBlock([told = told](const NSException &exception) {
-            told->reason = exception.reason();
-            told->announce();
-        });
+        uint32_t runs = 0;
+        uint32_t size = sizeof runs;
+        AudioUnitGetProperty(player->outputUnit(), kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global, 0, &runs,
+                             &size); // or there is no unit
+        ASSERT_EQ(player->isPlaying(), runs != 0);
+        player->stop();
+        heard();
+        const int64_t position = player->frameOffset();
+        player->play();
+        ASSERT_TRUE(player->isPlaying());
+        expectPasses(advance(600), 600, position, player->startOffsetInFrame(), player->endOffsetInFrame());
+        player->stop();
     }
 
+    AVAudioUnitTimePitch effect; // left neutral: frames stay what they are
     CapturedLog quiet;
     std::optional<FailingDisk> disk;
-    struct Told : Handshake {
-        std::string reason; ///< of the last failure
-    };
-    std::shared_ptr<Told> told = std::make_shared<Told>();
 };
 
 TEST_F(PlayerFaultTest, AFailingFileIsPlayedAsFarAsItGoesAndToldOnce)
 {
+    const auto told = std::make_shared<Handshake>();
+    player->setPlaybackFailureBlock([told](const NSException &exception) {
+        EXPECT_TRUE(exception.reason().starts_with("-[KXAFiledAudioData2 prereadFrames:]_block_invoke:97"));
+        told->announce();
+    });
+    disk.emplace(44 + 4 * kReadable);
     player->setLoop(false);
     expectPasses(playOut(), static_cast<std::size_t>(kReadable), 0, 0, kReadable + 1);
     EXPECT_EQ(player->frameOffset(), kReadable);
@@ -44,31 +60,36 @@ TEST_F(PlayerFaultTest, AFailingFileIsPlayedAsFarAsItGoesAndToldOnce)
     for (int tick = 0; tick < 10; ++tick)
         player->_timerFired(nullptr);
     EXPECT_EQ(told->count(), 1) << "ticks do not raise again";
-    EXPECT_TRUE(told->reason.starts_with("-[KXAFiledAudioData2 prereadFrames:]_block_invoke:97")) << told->reason;
     disk.reset();
-    load(indexed(5000));
+    load(indexed(300000));
     player->play();
     advance(1000);
     EXPECT_TRUE(player->isPlaying()) << "another file plays";
-}
+    player->stop();
 
-TEST_F(PlayerFaultTest, ALoopGoesOnWithWhatExists)
-{
+    disk.emplace(44 + 4 * kReadable);
+    player->setLoop(true);
     player->setOffsetFramesPlay(90000, 90000, 200000);
     player->_timerFired(nullptr); // the failure is met here; where the render thread meets it first, playback stops
-    ASSERT_TRUE(told->await());
+    ASSERT_TRUE(told->await(2));
     player->play();
     auto frames = advance(35000);
     std::erase(frames, 0); // the rest of a slice that met the end
-    EXPECT_GT(frames.size(), 30000U);
+    EXPECT_GT(frames.size(), 30000U) << "a loop goes on with what exists";
     expectPasses(frames, frames.size(), 90000, 90000, kReadable);
-    EXPECT_TRUE(player->isPlaying());
-    EXPECT_EQ(told->count(), 1);
+    EXPECT_EQ(told->count(), 2);
 }
 
 TEST_F(PlayerFaultTest, AnExportOfAFailingFileFailsAndLeavesNothing)
 {
     const auto destination = temporaryPath("never.aiff");
+    disk.emplace(44 + 4 * kReadable);
+    EXPECT_THROW(player->setPositionInFrame(200'000), NSException);
+    EXPECT_EQ(player->frameOffset(), 200'000);
+    disk.reset();
+    expectTrueAndUsable(); // the seek is made up for
+    load(indexed(400'000));
+    disk.emplace(44 + 4 * kReadable);
     for (const char *met : {"in the export", "before"}) {
         SCOPED_TRACE(met);
         player->prepareForExport();
@@ -76,6 +97,103 @@ TEST_F(PlayerFaultTest, AnExportOfAFailingFileFailsAndLeavesNothing)
         EXPECT_FALSE(std::filesystem::exists(destination));
         EXPECT_TRUE(player->loop());
     }
+}
+
+/// Every operation, playing and stopped: no thread is to be had, or one of its allocations fails, each in turn.
+TEST_F(PlayerFaultTest, IsTrueAfterAnyOperationThatHadNoThreadOrMemory)
+{
+    const auto other = make(indexed(300'000));
+    const auto destination = temporaryPath("state.aiff");
+    const std::pair<const char *, std::function<void()>> operations[] = {
+        {"play", [&] { player->play(); }},
+        {"stop", [&] { player->stop(); }},
+        {"load", [&] { (void)player->loadFileAtURL(other); }},
+        {"effect", [&] { player->setEffect(effect.audioUnit()); }},
+        {"mode", [&] { player->setEffectMode(KXAEffectModeNone); }},
+        {"device", [&] { player->setOutputDeviceID(0); }},
+        {"new default", [&] { player->_handleHardwarePropertyChange(kAudioHardwarePropertyDefaultOutputDevice); }},
+        {"input", [&] { player->setInputDescription(GetStandardDescription()); }},
+        {"range", [&] { player->setOffsetFramesPlay(200, 100, 50'000); }},
+        {"prepare", [&] { player->prepareForExport(); }},
+        {"export", [&] { exportRange(player, destination, [] { return true; }); }},
+    };
+    for (const auto &[name, operation] : operations) {
+        for (const bool playing : {false, true}) {
+            for (int before = -1; before < 1 || FailingResource::hasFailed(); ++before) {
+                SCOPED_TRACE(testing::Message() << name << (playing ? " playing, " : ", ") << before);
+                if (playing)
+                    player->play();
+                try {
+                    const FailingResource none(before);
+                    operation();
+                } catch (const std::exception &) {
+                    // Told; what matters is what holds now.
+                }
+                if (player->totalPackets() == 0) // told by the load's result
+                    load(indexed(400'000));
+                if (player->outputDeviceID() == 0) // told by just that: the default could not be asked for
+                    player->setOutputDeviceID(0);
+                ASSERT_NO_FATAL_FAILURE(expectTrueAndUsable());
+            }
+        }
+    }
+}
+
+TEST_F(PlayerFaultTest, AUnitThatRefusesIsTold)
+{
+    AudioComponentInstanceDispose(player->outputUnit());
+    EXPECT_THROW(player->play(), NSException);
+    EXPECT_TRUE(player->isPlaying()) << "until the stop";
+    EXPECT_THROW(player->stop(), NSException);
+    EXPECT_FALSE(player->isPlaying());
+    expectTrueAndUsable();
+
+    auto refused = GetStandardDescription();
+    refused.mChannelsPerFrame = 0;
+    player->play();
+    EXPECT_THROW(player->setInputDescription(refused), NSException);
+    EXPECT_EQ(player->inputDescription().mChannelsPerFrame, 0U) << "it stays";
+    EXPECT_FALSE(player->isPlaying());
+    EXPECT_THROW(player->play(), NSException);
+    EXPECT_NE(exportRange(player, temporaryPath("refused.aiff")).failure, "");
+    player->setInputDescription(GetStandardDescription());
+    expectTrueAndUsable();
+
+    player->play();
+    player->setOutputRebuiltBlock([this] { player->stop(); });
+    player->_handleHardwarePropertyChange(kAudioHardwarePropertyDefaultOutputDevice);
+    EXPECT_FALSE(player->isPlaying()) << "a stop from the block of a rebuilt output holds";
+
+    const int64_t position = player->frameOffset();
+    std::vector<uint32_t> frames(1024, 0xEEEEEEEE);
+    AudioBuffer buffer{2, 64, frames.data()}; // the format may change between the chain's request and the read
+    player->prv_render({}, 512, buffer);
+    EXPECT_EQ(player->frameOffset(), position + 16);
+    EXPECT_EQ(std::count(frames.begin(), frames.end(), 0xEEEEEEEE), 1024 - 16);
+}
+
+TEST_F(PlayerFaultTest, ADeviceThatIsNotThereOrOnlyRecordsIsToldAndLeftAlone)
+{
+    hardware->setDevices({{"speaker"}, {.name = "microphone", .hasInput = true, .hasOutput = false}});
+    const AudioObjectID speaker = KXAHardwareManager::deviceIDNamed("speaker");
+    ASSERT_TRUE(eventually([&] { return player->outputDeviceID() == speaker; }));
+    const auto refuseBoth = [&] {
+        for (const auto &[device, status] :
+             {std::pair(4711U, kAudioHardwareBadDeviceError),
+              std::pair(KXAHardwareManager::deviceIDNamed("microphone"), kAudioHardwareIllegalOperationError)}) {
+            try {
+                player->setOutputDeviceID(device);
+                ADD_FAILURE() << "accepted";
+            } catch (const NSException &exception) {
+                EXPECT_EQ(exception.userInfo().at("error").code, status);
+            }
+        }
+        return true;
+    };
+    refuseBoth();
+    expectTrueAndUsable();
+    EXPECT_TRUE(exportRange(player, temporaryPath("device.aiff"), refuseBoth).completed);
+    EXPECT_EQ(player->outputDeviceID(), speaker);
 }
 
 /// A copy of an encoded file of 1,000,000 frames, loaded by a player that no timer helps, and then cut to a part.
@@ -105,7 +223,6 @@ TEST_P(CutFileTest, IsAFailureToldOnceWhilePlayingAndInAnExport)
     player->setLoop(false);
     playOut();
     player->_timerFired(nullptr);
-    player->_timerFired(nullptr);
     EXPECT_EQ(told, 1);
     EXPECT_GT(player->frameOffset(), kFrames / 2) << "what there is";
     EXPECT_LT(player->frameOffset(), kFrames * 7 / 10);
@@ -115,13 +232,10 @@ TEST_P(CutFileTest, IsAFailureToldOnceWhilePlayingAndInAnExport)
     EXPECT_EQ(player->heardFrame().frame, player->frameOffset());
 
     loadAndCut();
-    const auto folder = temporaryPath("folder");
-    std::filesystem::create_directory(folder);
-    writeBytes(folder / "old.aiff", {1, 2, 3});
+    const auto old = fileOf("old.aiff", {1, 2, 3});
     player->prepareForExport();
-    EXPECT_NE(exportRange(player, folder / "old.aiff").failure, "");
-    EXPECT_EQ(readBytes(folder / "old.aiff"), (std::vector<uint8_t>{1, 2, 3}));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+    EXPECT_NE(exportRange(player, old).failure, "");
+    EXPECT_EQ(readBytes(old), (std::vector<uint8_t>{1, 2, 3}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Containers, CutFileTest,
@@ -142,21 +256,103 @@ TEST_F(PlayerTest, StartsWithoutDecodingOnTheRenderThread)
     }
 }
 
-TEST_F(PlayerTest, WhatAnAIFFFileCannotHoldIsRefusedBeforeTheFirstByte)
+/// Nothing here lets the disk go on while a call is under way, so that one that waits for it hangs the test.
+class HungDiskTest : public PlayerTest, public testing::WithParamInterface<MediaSpec>
 {
-    const uint32_t frames = 400'000'000; // at 8,000 Hz; nearly all of the file is a hole
-    auto header = waveBytes(8000, 1, 8, {});
-    std::memcpy(&header[40], &frames, sizeof frames);
-    const auto file = fileOf("huge.wav", header);
-    std::filesystem::resize_file(file, header.size() + frames);
-    ASSERT_TRUE(player->loadFileAtURL(file));
-    EXPECT_EQ(player->totalPackets(), frames * 441LL / 80);
-    const auto destination = temporaryPath("huge.aiff");
+protected:
+    static constexpr int64_t kFrames = 600000; ///< of 44,100 Hz
+    static constexpr int64_t kTarget = 300001;
+
+    HungDiskTest() { player->timer()->cancel(); }
+
+    /// Plays until `frames` frames of the file have been heard, and gives them: what is silent is left out.
+    std::vector<int64_t> hear(std::size_t frames)
+    {
+        std::vector<int64_t> sound;
+        for (const Deadline deadline; sound.size() < frames && player->isPlaying() && !deadline.passed();) {
+            const auto some = advance(512);
+            std::ranges::remove_copy(some, std::back_inserter(sound), 0);
+        }
+        EXPECT_GE(sound.size(), frames);
+        return sound;
+    }
+
     CapturedLog quiet;
-    const Outcome outcome = exportRange(player, destination, [] { return true; });
-    EXPECT_NE(outcome.failure, "");
-    EXPECT_EQ(outcome.progress.size(), 0U) << "a slice was rendered";
-    EXPECT_FALSE(std::filesystem::exists(destination));
+    std::optional<HeldFile> disk;
+};
+
+TEST_P(HungDiskTest, CallsReturnTheSoundPausesAndGoesOnWhereItWasSought)
+{
+    const auto file = make(GetParam());
+    std::vector<int64_t> all = indicesOf(file);
+    load(GetParam());
+    player->setLoop(GetParam().codec != Codec::AIFF);
+    player->play();
+    hear(1000);
+    disk.emplace(file);
+    advance(220000); // more than is read ahead
+    const int64_t reached = player->frameOffset();
+    EXPECT_GE(reached, 44100);
+    EXPECT_LT(reached, 220000);
+    const uint64_t underruns = player->audioData()->underruns();
+    heard();
+    const auto silence = advance(2048);
+    EXPECT_EQ(std::ranges::count(silence, 0), std::ssize(silence));
+    EXPECT_GE(player->audioData()->underruns(), underruns + 4);
+    EXPECT_EQ(player->frameOffset(), reached) << "only what is heard moves it";
+    EXPECT_TRUE(player->isPlaying());
+
+    player->_timerFired(nullptr);
+    player->setPositionInFrame(1000);
+    player->setPositionInFrame(kTarget);
+    player->stop();
+    EXPECT_EQ(player->heardFrame().frame, kTarget);
+    player->play();
+    EXPECT_FALSE(KXAFilePlayer::player()->loadFileAtURL(file)) << "it gives nothing";
+    heard();
+    EXPECT_EQ(player->frameOffset(), kTarget);
+    disk.reset();
+    all.erase(all.begin(), all.begin() + kTarget);
+    std::erase(all, 0);
+    expectSamples(hear(50000), all, GetParam().rate == 44100 ? 0 : 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Containers, HungDiskTest,
+                         testing::Values(MediaSpec{.frames = 600000}, MediaSpec{.rate = 22050, .frames = 300000},
+                                         MediaSpec{.codec = Codec::AIFF, .frames = 600000},
+                                         MediaSpec{.codec = Codec::FLAC, .frames = 600000},
+                                         MediaSpec{.codec = Codec::Vorbis, .frames = 600000, .signal = Signal::Noise},
+                                         MediaSpec{.codec = Codec::MP3, .frames = 600000},
+                                         MediaSpec{.codec = Codec::AAC, .frames = 600000}));
+
+TEST_F(HungDiskTest, AnotherFileIsLoadedAnExportWaitsAndThePlayerEnds)
+{
+    const auto file = make(indexed(kFrames));
+    load(indexed(kFrames));
+    player->play();
+    disk.emplace(file);
+    player->setPositionInFrame(kTarget);
+    load(indexed(5000));
+    expectPasses(hear(4999), 4999, 1, 1, 5000);
+    disk.reset();
+
+    const auto destination = temporaryPath("late.aiff");
+    Handshake ended;
+    load(indexed(kFrames));
+    disk.emplace(file);
+    player->prepareForExport();
+    player->exportAsyncWithURL(destination, {}, [&] { ended.announce(); });
+    EXPECT_TRUE(eventually([] { return HeldFile::waiting() > 1; })) << "the jump's read, and its own";
+    player->setPositionInFrame(7);
+    player->stop();
+    player->setVolume(0.5F);
+    EXPECT_EQ(ended.count(), 0);
+    disk.reset();
+    EXPECT_TRUE(ended.await());
+    expectPasses(indicesOf(destination), kFrames, 0, 0, kFrames);
+    disk.emplace(file);
+    player->setPositionInFrame(kTarget);
+    player.reset();
 }
 
 } // namespace

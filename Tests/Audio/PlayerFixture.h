@@ -24,22 +24,37 @@ inline Outcome exportRange(
 {
     Outcome outcome;
     Handshake ended;
+    const auto beforeEach = [&](double percent) {
+        outcome.progress.push_back(percent);
+        return beforeSlice();
+    };
+    const auto end = [&](const std::string &failure) {
+        outcome.completed = failure.empty();
+        outcome.failure = failure;
+        ended.announce();
+    };
     player->exportAsyncWithURL(
-        url,
-        [&](double percent) {
-            outcome.progress.push_back(percent);
-            return beforeSlice();
-        },
-        [&] {
-            outcome.completed = true;
-            ended.announce();
-        },
-        [&](const NSException &exception) {
-            outcome.failure = exception.reason();
-            ended.announce();
-        });
+        url, beforeEach, [=] { end(""); }, [=](const NSException &exception) { end(exception.reason()); });
     EXPECT_TRUE(ended.await());
     return outcome;
+}
+
+/// The numbers of frames that a 16-bit device got.
+inline void appendIndices(std::span<const std::byte> bytes, std::vector<int64_t> &numbers)
+{
+    const auto *samples = reinterpret_cast<const int16_t *>(bytes.data());
+    for (std::size_t i = 0; i + 1 < bytes.size() / 2; i += 2)
+        numbers.push_back(indexOf(samples[i], samples[i + 1]));
+}
+
+/// The samples of `frames`, left and right, are those that are wanted, or `tolerance` steps beside them.
+inline void expectSamples(const std::vector<int64_t> &frames, const std::vector<int64_t> &wanted, int tolerance)
+{
+    ASSERT_GE(wanted.size(), frames.size());
+    for (std::size_t i = 0; i < frames.size(); ++i)
+        for (const int shift : {0, 16})
+            ASSERT_NEAR(static_cast<int16_t>(frames[i] >> shift), static_cast<int16_t>(wanted[i] >> shift), tolerance)
+                << "frame " << i;
 }
 
 /// A player on a virtual 16-bit device whose clock the test turns, and what the device got.
@@ -50,34 +65,22 @@ protected:
     {
         VirtualHardware::instance().setCapture([this](const std::string &, std::span<const std::byte> bytes) {
             const std::lock_guard guard(lock_);
-            const auto *samples = reinterpret_cast<const int16_t *>(bytes.data());
-            for (std::size_t i = 0; i + 1 < bytes.size() / 2; i += 2)
-                heard_.push_back(indexOf(samples[i], samples[i + 1]));
+            appendIndices(bytes, heard_);
         });
     }
     ~PlayerTest() override { VirtualHardware::instance().setCapture(nullptr); }
 
-    /// A player made when all that was due has been told, so that it does not move for what came before it.
-    static std::shared_ptr<KXAFilePlayer> afterNotifications()
+    /// Waits until listeners have heard of all that has changed.
+    static testing::AssertionResult allIsTold()
     {
-        static Handshake told; // of the process: a late call finds it
-        const int before = told.count();
-        const AudioObjectPropertyAddress sleeping{kAudioHardwarePropertySleepingIsAllowed,
-                                                  kAudioObjectPropertyScopeWildcard,
-                                                  kAudioObjectPropertyElementWildcard};
-        const auto listener = [](AudioObjectID, uint32_t, const AudioObjectPropertyAddress *, void *) {
-            told.announce();
-            return noErr;
-        };
-        AudioObjectAddPropertyListener(kAudioObjectSystemObject, &sleeping, listener, nullptr);
-        uint32_t allowed = 1;
-        uint32_t size = sizeof allowed;
-        AudioObjectGetPropertyData(kAudioObjectSystemObject, &sleeping, 0, nullptr, &size, &allowed);
-        allowed = 1 - allowed;
-        AudioObjectSetPropertyData(kAudioObjectSystemObject, &sleeping, 0, nullptr, sizeof allowed, &allowed);
-        EXPECT_TRUE(told.await(before + 1));
-        AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &sleeping, listener, nullptr);
-        return KXAFilePlayer::player();
+        return eventually([] {
+            const auto untold =
+                KXAFilePlayer::prv_propertyAddressWithPropertyID(kAudioHardwarePropertyChangesAreUntold);
+            uint32_t value = 1;
+            uint32_t size = sizeof value;
+            AudioObjectGetPropertyData(kAudioObjectSystemObject, &untold, 0, nullptr, &size, &value);
+            return value == 0;
+        });
     }
 
     void load(const MediaSpec &spec) { ASSERT_TRUE(player->loadFileAtURL(make(spec))); }
@@ -111,7 +114,8 @@ protected:
     }
 
     ScopedVirtualHardware hardware{VirtualClock::Manual};
-    std::shared_ptr<KXAFilePlayer> player = afterNotifications();
+    /// It does not move for what came before it.
+    std::shared_ptr<KXAFilePlayer> player = allIsTold() ? KXAFilePlayer::player() : nullptr;
 
 private:
     std::mutex lock_;

@@ -30,21 +30,15 @@ AudioStreamBasicDescription pcm(uint32_t channels, uint32_t bits, uint32_t flags
     return format;
 }
 
-kx::BufferList bufferFor(const AudioStreamBasicDescription &format, uint32_t frames)
-{
-    return {kx::bufferCount(format), kx::channelsPerBuffer(format), frames * format.mBytesPerFrame};
-}
+using Planes = std::vector<std::vector<float>>;
 
-/// Planar floats with their array of pointers.
-struct Planar {
-    Planar(uint32_t channels, uint32_t frames) : samples(channels, std::vector<float>(frames))
-    {
-        for (auto &plane : samples)
-            pointers.push_back(plane.data());
-    }
-    std::vector<std::vector<float>> samples;
+std::vector<float *> pointersTo(Planes &planes)
+{
     std::vector<float *> pointers;
-};
+    for (auto &plane : planes)
+        pointers.push_back(plane.data());
+    return pointers;
+}
 
 /// The naive model: a sample is a number whose bytes lie in one of two orders.
 uint64_t modelStore(float value, uint32_t bits, uint32_t flags)
@@ -126,7 +120,7 @@ private:
 };
 
 /// Fills all of the list with what `byte` gives.
-template <class Byte> void fill(kx::BufferList &list, Byte byte)
+template <class Byte> void fill(const kx::BufferList &list, Byte byte)
 {
     for (uint32_t b = 0; b < list.get()->mNumberBuffers; ++b)
         std::generate_n(list.data(b), list.get()->mBuffers[b].mDataByteSize,
@@ -143,59 +137,55 @@ void expectBothWaysEqualTheModel(Chance &chance)
     const uint32_t frames = chance.upTo(chance.upTo(3) == 0 ? 700 : 50);
     SCOPED_TRACE(testing::Message() << bits << " bits, flags " << flags << ", " << format.mChannelsPerFrame
                                     << " channels, frames " << first << " + " << frames);
-    auto list = bufferFor(format, first + frames + 3);
-    Planar floats(format.mChannelsPerFrame, frames + 1);
-    for (auto &plane : floats.samples)
+    const kx::BufferList list(kx::bufferCount(format), kx::channelsPerBuffer(format),
+                              (first + frames + 3) * format.mBytesPerFrame);
+    Planes floats(format.mChannelsPerFrame, std::vector<float>(frames + 1));
+    const auto pointers = pointersTo(floats);
+    for (auto &plane : floats)
         std::generate(plane.begin(), plane.end(), [&] { return chance.anyLevel(); });
     fill(list, [] { return 0xFFU; });
-    kx::fromPlanarFloat(format, floats.pointers.data(), frames, *list.get(), first);
+    kx::fromPlanarFloat(format, pointers.data(), frames, *list.get(), first);
     for (uint32_t c = 0; c < format.mChannelsPerFrame; ++c)
         for (uint32_t n = 0; n < first + frames + 3; ++n) {
             const bool isWritten = n >= first && n < first + frames;
             ASSERT_EQ(wordAt(format, list, n, c),
-                      isWritten ? modelStore(floats.samples[c][n - first], bits, flags) : UINT64_MAX >> (64 - bits))
+                      isWritten ? modelStore(floats[c][n - first], bits, flags) : UINT64_MAX >> (64 - bits))
                 << "writing channel " << c << ", frame " << n;
         }
     fill(list, [&] { return chance.upTo(9) == 0 ? 0xFFU : chance.upTo(255); });
-    for (auto &plane : floats.samples)
+    for (auto &plane : floats)
         plane[frames] = 7; // must stay
-    kx::toPlanarFloat(format, *list.get(), first, frames, floats.pointers.data());
+    kx::toPlanarFloat(format, *list.get(), first, frames, pointers.data());
     for (uint32_t c = 0; c < format.mChannelsPerFrame; ++c)
         for (uint32_t n = 0; n <= frames; ++n)
-            ASSERT_EQ(floats.samples[c][n],
-                      n == frames ? 7 : modelLoad(wordAt(format, list, first + n, c), bits, flags))
+            ASSERT_EQ(floats[c][n], n == frames ? 7 : modelLoad(wordAt(format, list, first + n, c), bits, flags))
                 << "reading channel " << c << ", frame " << n;
-}
-
-/// The shortcuts for the samples of decoders equal the general way, which equals the model.
-template <class Sample> void expectDeinterleavingEqualsReading(Chance &chance, uint32_t flags)
-{
-    const auto format = pcm(1 + chance.upTo(7), 8 * sizeof(Sample), flags);
-    const uint32_t frames = chance.upTo(40);
-    auto list = bufferFor(format, frames);
-    fill(list, [&] { return chance.upTo(9) == 0 ? 0xFFU : chance.upTo(255); });
-    Planar expected(format.mChannelsPerFrame, frames);
-    Planar found(format.mChannelsPerFrame, frames);
-    kx::toPlanarFloat(format, *list.get(), 0, frames, expected.pointers.data());
-    kx::deinterleave(reinterpret_cast<const Sample *>(list.data(0)), format.mChannelsPerFrame, frames,
-                     found.pointers.data());
-    EXPECT_EQ(found.samples, expected.samples) << format.mChannelsPerFrame << " channels";
+    const bool isShort = bits == 16;
+    if ((flags & (kBig | kPlanar)) || !(isShort || (bits == 32 && (flags & kFloat))))
+        return;
+    // The shortcuts for the samples of decoders.
+    Planes found(floats.size(), std::vector<float>(frames + 1, 7));
+    const std::byte *from = list.data(0) + first * format.mBytesPerFrame;
+    if (isShort)
+        kx::deinterleave(reinterpret_cast<const int16_t *>(from), format.mChannelsPerFrame, frames,
+                         pointersTo(found).data());
+    else
+        kx::deinterleave(reinterpret_cast<const float *>(from), format.mChannelsPerFrame, frames,
+                         pointersTo(found).data());
+    EXPECT_EQ(found, floats);
 }
 
 TEST(SampleFormat, EqualsTheModelForRandomFormatsSizesAndLevels)
 {
-    for (uint32_t seed = 1; seed <= 400 && !HasFailure(); ++seed) {
+    for (uint32_t seed = 1; seed <= 1000 && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Chance chance(seed);
         expectBothWaysEqualTheModel(chance);
-        expectDeinterleavingEqualsReading<int16_t>(chance, kSigned);
-        expectDeinterleavingEqualsReading<float>(chance, kFloat);
     }
 }
 
 TEST(SampleFormat, RefusesWhatItCannotConvert)
 {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
     constexpr uint32_t kMP3 = kAudioFormatMPEGLayer3;
     constexpr uint32_t kLinear = kAudioFormatLinearPCM;
     const AudioStreamBasicDescription refused[] = {
@@ -214,7 +204,7 @@ TEST(SampleFormat, RefusesWhatItCannotConvert)
         {44100, kLinear, kSigned | kPlanar, 4, 1, 4, 2, 16, 0}, // not interleaved, of the interleaved size
         {999, kLinear, kSigned, 4, 1, 4, 2, 16, 0},             // too slow
         {768001, kLinear, kSigned, 4, 1, 4, 2, 16, 0},          // too fast
-        {nan, kLinear, kSigned, 4, 1, 4, 2, 16, 0},             // neither
+        {std::nan(""), kLinear, kSigned, 4, 1, 4, 2, 16, 0},    // neither
     };
     for (const AudioStreamBasicDescription &format : refused)
         EXPECT_FALSE(kx::isConvertible(format)) << "row " << &format - refused;

@@ -3,53 +3,35 @@
 /// Each frame says its own number, so that every one is checked: it follows the one before, or it is where a wrap or a
 /// jump leads. Memory, descriptors and threads stay what they were. Exit status 0, or 1 with a line on what went wrong.
 #include "KXFW/KXFW.h"
-#include "Tests/Support/Handshake.h"
-#include "Tests/Support/Media.h"
+#include "Tests/Audio/PlayerFixture.h"
 
-#include <algorithm>
-#include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <fstream>
-#include <functional>
-#include <mutex>
 #include <optional>
 #include <random>
 #include <stdexcept>
-#include <utility>
 
 namespace
 {
 
 using kx::VirtualHardware;
-using kx::test::MediaSpec;
 
 constexpr int64_t kRate = 44100;
 constexpr int64_t kFrames = 600 * kRate;     ///< of the file
 constexpr int64_t kLongestStep = 20 * kRate; ///< between two operations
 constexpr int64_t kStepBack = 16384;         ///< a new device may play again what the old one had not finished
-constexpr int64_t kAIFFHeader = 54;          ///< bytes
 constexpr auto kHang = std::chrono::seconds(30);
 
-struct Usage {
-    int64_t kilobytes = 0; ///< resident
-    int64_t threads = 0;
-    int64_t descriptors = 0;
-};
-
-Usage usage()
+/// Resident kilobytes, threads and open descriptors.
+std::array<int64_t, 3> usage()
 {
-    Usage now;
+    std::array<int64_t, 3> now{};
     std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        if (word == "VmRSS:")
-            status >> now.kilobytes;
-        else if (word == "Threads:")
-            status >> now.threads;
-    }
-    now.descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    for (std::string word; status >> word;)
+        if (word == "VmRSS:" || word == "Threads:")
+            status >> now[word == "VmRSS:" ? 0 : 1];
+    now[2] = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     return now;
 }
 
@@ -65,10 +47,10 @@ public:
     void hear(std::span<const std::byte> bytes)
     {
         const std::lock_guard guard(lock_);
-        const auto *samples = reinterpret_cast<const int16_t *>(bytes.data());
-        for (std::size_t i = 0; i + 1 < bytes.size() / 2; i += 2)
-            follow(kx::test::indexOf(samples[i], samples[i + 1]));
-        heard_ += static_cast<int64_t>(bytes.size() / 4);
+        std::vector<int64_t> frames;
+        kx::test::appendIndices(bytes, frames);
+        std::ranges::for_each(frames, [this](int64_t frame) { follow(frame); });
+        heard_ += std::ssize(frames);
         changed_.notify_all();
     }
 
@@ -85,31 +67,24 @@ public:
         const std::lock_guard guard(lock_);
         mayStepBack_ = true;
     }
-    /// Whether frames are checked: not through an effect.
+    /// Whether frames are checked: not through an effect. A jump that was not heard yet is not seen from here on.
     void check(bool checks)
     {
         const std::lock_guard guard(lock_);
         checks_ = checks;
         last_ = -1;
-        jump_.reset(); // one that was not heard yet is not seen from here on
+        jump_.reset();
     }
-    /// Waits until `frames` more were heard, and the jump among them; false if they do not come.
-    bool await(int64_t frames)
+    /// Waits until `frames` more were heard, and the jump among them; what is wrong, if anything.
+    std::string await(int64_t frames)
     {
         std::unique_lock guard(lock_);
         const int64_t target = heard_ + frames;
-        return changed_.wait_for(guard, kHang, [&] { return (heard_ >= target && !jump_) || !fault_.empty(); });
+        if (changed_.wait_for(guard, kHang, [&] { return (heard_ >= target && !jump_) || !fault_.empty(); }))
+            return fault_;
+        return "the sound stands still behind frame " + std::to_string(last_);
     }
-    std::string fault()
-    {
-        const std::lock_guard guard(lock_);
-        return fault_;
-    }
-    int64_t heard()
-    {
-        const std::lock_guard guard(lock_);
-        return heard_;
-    }
+    [[nodiscard]] int64_t heard() const { return heard_; }
 
 private:
     void follow(int64_t frame)
@@ -119,10 +94,8 @@ private:
         const int64_t last = std::exchange(last_, frame);
         if (last >= 0 && frame == last + 1)
             return;
-        if (jump_ == frame) {
-            jump_.reset();
-            return;
-        }
+        if (jump_ == frame)
+            return jump_.reset();
         // Where a range ends, and where a new one does not hold the place, its start follows.
         const auto wraps = [&](const Range &range) {
             return frame == range.start && (last + 1 < range.start || last + 1 >= range.end);
@@ -136,12 +109,12 @@ private:
 
     std::mutex lock_;
     std::condition_variable changed_;
-    std::deque<Range> ranges_{{0, kFrames}};
+    std::array<Range, 2> ranges_{}; ///< the one before, and the one of now
     std::optional<int64_t> jump_;
     bool mayStepBack_ = false;
     bool checks_ = true;
     int64_t last_ = -1;
-    int64_t heard_ = 0;
+    std::atomic<int64_t> heard_{0};
     std::string fault_;
 };
 
@@ -177,23 +150,21 @@ public:
         go(1 + upTo(kLongestStep));
     }
 
-    int64_t heard() { return listener_.heard(); }
+    [[nodiscard]] int64_t heard() const { return listener_.heard(); }
 
 private:
     int64_t upTo(int64_t most) { return std::uniform_int_distribution<int64_t>(0, most)(random_); }
 
-    [[noreturn]] void fail(const std::string &what) const
+    void require(bool holds, const std::string &what) const
     {
-        throw std::runtime_error("operation " + std::to_string(operation_) + ": " + what);
+        if (!holds)
+            throw std::runtime_error("operation " + std::to_string(operation_) + ": " + what);
     }
 
     void go(int64_t frames)
     {
-        if (!listener_.await(frames))
-            fail("the sound stands still at frame " + std::to_string(player_->frameOffset()) +
-                 (player_->isPlaying() ? ", playing" : ", stopped"));
-        if (const std::string fault = listener_.fault(); !fault.empty())
-            fail(fault);
+        const std::string fault = listener_.await(frames);
+        require(fault.empty(), fault);
     }
 
     void jumpTo(int64_t frame, Listener::Range range)
@@ -209,18 +180,25 @@ private:
         const int64_t end = start + kRate + upTo(kFrames - start - kRate);
         jumpTo(start + upTo(end - start - 1), {start, end});
     }
-    void restart()
+    void whileStopped(const std::function<void()> &change)
     {
         player_->stop();
-        jump();
+        change();
         player_->play();
+    }
+    void restart()
+    {
+        whileStopped([this] { jump(); });
+    }
+    void reload()
+    {
+        whileStopped([this] { load(); });
     }
     void device()
     {
         listener_.expectStepBack();
         isTwo_ = !isTwo_;
-        if (!player_->setOutputDeviceID(KXAHardwareManager::deviceIDNamed(isTwo_ ? "Two" : "One")))
-            fail("the device is refused");
+        player_->setOutputDeviceID(KXAHardwareManager::deviceIDNamed(isTwo_ ? "Two" : "One"));
         player_->play();
     }
     void effect()
@@ -232,26 +210,19 @@ private:
         player_->setEffect(unit.audioUnit());
         player_->setEffectMode(KXAEffectModeAU);
         go(upTo(kLongestStep));
-        player_->stop();
-        player_->setEffectMode(KXAEffectModeNone);
-        listener_.check(true);
-        jump();
-        player_->play();
+        whileStopped([this] {
+            player_->setEffectMode(KXAEffectModeNone);
+            listener_.check(true);
+            jump();
+        });
     }
     void load()
     {
-        if (!player_->loadFileAtURL(kx::test::make(file_)))
-            fail("the file does not load");
+        require(player_->loadFileAtURL(kx::test::make(kx::test::indexed(kFrames))), "the file does not load");
         player_->audioData()->setDiskPatience(kx::DiskDeadline::kNone); // a busy machine is no disk that hangs
         player_->setLoop(true);
         listener_.expectJump(0, {0, kFrames});
         range_ = {0, kFrames};
-    }
-    void reload()
-    {
-        player_->stop();
-        load();
-        player_->play();
     }
     void exportSome()
     {
@@ -260,27 +231,17 @@ private:
         const int64_t frames = 512 * (1 + upTo(2 * kRate / 512 - 1)); // what a range leaves behind its start
         range();
         player_->setEndOffsetInFrame(range_.start + frames);
-        const auto url = kx::test::temporaryFolder() / "soak.aiff";
-        kx::test::Handshake ended;
-        std::string failure;
         player_->prepareForExport();
-        player_->exportAsyncWithURL(
-            url, [](double) { return false; }, [&] { ended.announce(); },
-            [&](const NSException &exception) {
-                failure = exception.reason();
-                ended.announce();
-            });
-        if (!ended.await() || !failure.empty())
-            fail("an export does not end well: " + failure);
-        const auto bytes = std::filesystem::file_size(url);
-        if (bytes != static_cast<uint64_t>(frames * 4 + kAIFFHeader))
-            fail("an export of " + std::to_string(frames) + " frames has " + std::to_string(bytes) + " bytes");
+        const auto url = kx::test::temporaryFolder() / "soak.aiff";
+        const kx::test::Outcome outcome = kx::test::exportRange(player_, url);
+        require(outcome.completed, "an export does not end well: " + outcome.failure);
+        const auto written = kx::test::indicesOf(url);
+        require(std::ssize(written) == frames && written.front() == range_.start, "an export is not its range");
         range();
         player_->play();
     }
 
     std::mt19937 random_;
-    const MediaSpec file_{.frames = kFrames, .signal = kx::test::Signal::Index};
     Listener listener_;
     std::shared_ptr<KXAFilePlayer> player_;
     Listener::Range range_{0, kFrames};
@@ -288,31 +249,26 @@ private:
     bool isTwo_ = false;
 };
 
-void requireFlat(const Usage &before, const Usage &after)
-{
-    // The 16 MiB of the ring count from when each page is first written, and the heap keeps some room.
-    if (after.kilobytes > before.kilobytes + 32768 || after.threads > before.threads + 4 ||
-        after.descriptors > before.descriptors + 4)
-        throw std::runtime_error("the process grows");
-}
-
 /// Plays for `frames`; the first tenth, and 40 operations, may take what they keep.
 void run(int64_t frames, uint32_t seed)
 {
     Soak soak(seed);
-    int operations = 0;
-    for (; operations < 40 || soak.heard() < frames / 10; ++operations)
+    for (int operations = 0; operations < 40 || soak.heard() < frames / 10; ++operations)
         soak.step();
-    const Usage before = usage();
-    for (; soak.heard() < frames; ++operations)
+    const auto before = usage();
+    while (soak.heard() < frames)
         soak.step();
-    const Usage after = usage();
-    std::printf(
-        "%.2f h of audio, %d operations; memory %lld to %lld KiB, threads %lld to %lld, descriptors %lld to %lld\n",
-        static_cast<double>(soak.heard()) / kRate / 3600, operations, (long long)before.kilobytes,
-        (long long)after.kilobytes, (long long)before.threads, (long long)after.threads, (long long)before.descriptors,
-        (long long)after.descriptors);
-    requireFlat(before, after);
+    const auto after = usage();
+    // The 16 MiB of the ring count from when each page is first written, and the heap keeps some room.
+    constexpr std::array<int64_t, 3> kMayGrow{32768, 4, 4};
+    constexpr std::array kNames{"KiB of memory", "threads", "descriptors"};
+    std::printf("%.2f h of audio", static_cast<double>(soak.heard()) / kRate / 3600);
+    for (std::size_t i = 0; i < after.size(); ++i)
+        std::printf("; %s: %lld to %lld", kNames[i], (long long)before[i], (long long)after[i]);
+    std::puts("");
+    for (std::size_t i = 0; i < after.size(); ++i)
+        if (after[i] > before[i] + kMayGrow[i])
+            throw std::runtime_error(std::string("the process grows: ") + kNames[i]);
 }
 
 } // namespace
