@@ -3,11 +3,19 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 namespace kx::test
 {
 
 inline constexpr std::chrono::seconds kHangDeadline{30}; ///< longer than any test takes that does not hang
+
+/// Lets the other threads run for a while, so that one that does not wait as it should is seen, as a rule.
+inline void linger(int turns = 200)
+{
+    for (int i = 0; i < turns; ++i)
+        std::this_thread::yield();
+}
 
 /// Counts what threads announce and lets others wait for it, so that no test sleeps.
 class Handshake

@@ -1,116 +1,94 @@
 #include "Tests/Support/MonitorRecorder.h"
 
+#include "KXFW/Platform/Hardware/Backends/PulseLoop.h"
+
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <pulse/mainloop.h>
 #include <pulse/pulseaudio.h>
 #include <stdexcept>
+#include <thread>
 
-/// The connection and what came over it.
+/// The connection, on a thread of its own, and what came over it.
 struct kx::test::MonitorRecorder::Recording {
-    pa_threaded_mainloop *loop = nullptr;
-    pa_context *context = nullptr;
-    pa_stream *stream = nullptr;
-    pa_sample_spec spec{};
-    std::string source;
-
-    mutable std::mutex lock; ///< guards what follows
-    mutable std::condition_variable changed;
+    std::mutex lock; ///< guards what follows
+    std::condition_variable changed;
     std::vector<int16_t> samples;
-    bool isRecording = false;
-    bool hasFailed = false;
+    enum class State { Opening, Running, Ended } state = State::Opening;
+
+    std::atomic<bool> isEnding{false};
+    const std::unique_ptr<pa_mainloop, FreeWith<pa_mainloop_free>> loop{pa_mainloop_new()};
+    std::thread thread;
 
     ~Recording()
     {
-        pa_threaded_mainloop_stop(loop); // from here on there are no callbacks
-        pa_context_set_state_callback(context, nullptr, nullptr);
-        if (stream != nullptr) {
-            pa_stream_set_state_callback(stream, nullptr, nullptr);
-            pa_stream_unref(stream);
-        }
-        pa_context_disconnect(context);
-        pa_context_unref(context);
-        pa_threaded_mainloop_free(loop);
+        isEnding = true;
+        pa_mainloop_wakeup(loop.get());
+        thread.join();
     }
 
-    void note(bool Recording::*what)
+    void enter(State next)
     {
         const std::lock_guard guard(lock);
-        this->*what = true;
+        state = next;
         changed.notify_all();
     }
-    void openStream();
-    void readAll();
+    void run(const std::string &source, const pa_sample_spec &spec);
+    void readAll(pa_stream *stream);
 };
 
-void kx::test::MonitorRecorder::Recording::readAll()
+void kx::test::MonitorRecorder::Recording::run(const std::string &source, const pa_sample_spec &spec)
 {
-    while (pa_stream_readable_size(stream) > 0) {
-        const void *data = nullptr;
-        std::size_t bytes = 0;
-        if (pa_stream_peek(stream, &data, &bytes) < 0 || bytes == 0)
-            return;
-        {
-            const std::lock_guard guard(lock);
-            const std::size_t count = bytes / sizeof(int16_t);
-            const auto *first = static_cast<const int16_t *>(data);
-            if (first == nullptr) // a hole
-                samples.insert(samples.end(), count, 0);
-            else
-                samples.insert(samples.end(), first, first + count);
-            changed.notify_all();
-        }
-        pa_stream_drop(stream);
-    }
-}
-
-void kx::test::MonitorRecorder::Recording::openStream()
-{
-    stream = pa_stream_new(context, "monitor", &spec, nullptr);
-    if (stream == nullptr)
-        return note(&Recording::hasFailed);
-    pa_stream_set_state_callback(
-        stream,
-        [](pa_stream *each, void *self) {
-            if (pa_stream_get_state(each) == PA_STREAM_READY)
-                static_cast<Recording *>(self)->note(&Recording::isRecording);
-            else if (!PA_STREAM_IS_GOOD(pa_stream_get_state(each)))
-                static_cast<Recording *>(self)->note(&Recording::hasFailed);
-        },
-        this);
-    pa_stream_set_read_callback(
-        stream, [](pa_stream *, std::size_t, void *self) { static_cast<Recording *>(self)->readAll(); }, this);
+    const std::unique_ptr<pa_context, FreeWith<pa_context_unref>> context(
+        pa_context_new(pa_mainloop_get_api(loop.get()), "recorder"));
+    std::unique_ptr<pa_stream, FreeWith<pa_stream_unref>> stream;
     pa_buffer_attr attributes{};
     attributes.maxlength = UINT32_MAX;
     attributes.fragsize = 2048;
-    // It would follow the default source to another monitor else.
-    if (pa_stream_connect_record(stream, source.c_str(), &attributes, PA_STREAM_DONT_MOVE) < 0)
-        note(&Recording::hasFailed);
+    pa_context_connect(context.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
+    while (!isEnding && PA_CONTEXT_IS_GOOD(pa_context_get_state(context.get())) &&
+           (!stream || PA_STREAM_IS_GOOD(pa_stream_get_state(stream.get())))) {
+        pa_mainloop_iterate(loop.get(), 1, nullptr);
+        if (stream && pa_stream_get_state(stream.get()) == PA_STREAM_READY)
+            readAll(stream.get());
+        if (stream || pa_context_get_state(context.get()) != PA_CONTEXT_READY)
+            continue;
+        stream.reset(pa_stream_new(context.get(), "monitor", &spec, nullptr));
+        // It would follow the default source to another monitor else.
+        pa_stream_connect_record(stream.get(), source.c_str(), &attributes, PA_STREAM_DONT_MOVE);
+    }
+    pa_context_disconnect(context.get());
+    enter(State::Ended);
+}
+
+void kx::test::MonitorRecorder::Recording::readAll(pa_stream *stream)
+{
+    enter(State::Running);
+    const void *data = nullptr;
+    std::size_t bytes = 0;
+    while (pa_stream_peek(stream, &data, &bytes) >= 0 && bytes > 0) {
+        const std::lock_guard guard(lock);
+        const auto *first = static_cast<const int16_t *>(data);
+        const std::size_t before = samples.size();
+        samples.resize(before + bytes / sizeof(int16_t));
+        if (first != nullptr) // else it is a hole
+            std::copy_n(first, samples.size() - before, samples.data() + before);
+        changed.notify_all();
+        pa_stream_drop(stream);
+    }
 }
 
 kx::test::MonitorRecorder::MonitorRecorder(const std::string &sink, uint32_t rate, uint32_t channels)
     : recording_(std::make_unique<Recording>())
 {
-    Recording &recording = *recording_;
-    recording.spec = {PA_SAMPLE_S16NE, rate, static_cast<uint8_t>(channels)};
-    recording.source = sink + ".monitor";
-    recording.loop = pa_threaded_mainloop_new();
-    recording.context = pa_context_new(pa_threaded_mainloop_get_api(recording.loop), "recorder");
-    pa_context_set_state_callback(
-        recording.context,
-        [](pa_context *context, void *self) {
-            if (pa_context_get_state(context) == PA_CONTEXT_READY)
-                static_cast<Recording *>(self)->openStream();
-            else if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(context)))
-                static_cast<Recording *>(self)->note(&Recording::hasFailed);
-        },
-        &recording);
-    pa_context_connect(recording.context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr);
-    pa_threaded_mainloop_start(recording.loop);
-    std::unique_lock guard(recording.lock);
-    recording.changed.wait_for(guard, std::chrono::seconds(20),
-                               [&] { return recording.isRecording || recording.hasFailed; });
-    if (!recording.isRecording)
+    const pa_sample_spec spec{PA_SAMPLE_S16NE, rate, static_cast<uint8_t>(channels)};
+    recording_->thread = std::thread(&Recording::run, recording_.get(), sink + ".monitor", spec);
+    std::unique_lock guard(recording_->lock);
+    recording_->changed.wait_for(guard, std::chrono::seconds(20),
+                                 [&] { return recording_->state != Recording::State::Opening; });
+    if (recording_->state != Recording::State::Running)
         throw std::runtime_error("MonitorRecorder: no monitor of " + sink);
 }
 
@@ -132,12 +110,10 @@ bool kx::test::MonitorRecorder::waitUntil(const std::function<bool(const std::ve
 std::vector<int16_t> kx::test::withoutSilence(const std::vector<int16_t> &samples, uint32_t channels)
 {
     const auto isSound = [](int16_t sample) { return sample != 0; };
-    const auto first = std::find_if(samples.begin(), samples.end(), isSound);
-    const auto last = std::find_if(samples.rbegin(), samples.rend(), isSound).base();
-    if (first == samples.end())
+    const auto first = std::ranges::find_if(samples, isSound) - samples.begin();
+    const auto end = std::find_if(samples.rbegin(), samples.rend(), isSound).base() - samples.begin();
+    if (end == 0)
         return {};
-    const auto index = [&](auto at) { return (at - samples.begin()); };
-    const auto begin = index(first) / channels * channels;
-    const auto end = (index(last) + channels - 1) / channels * channels;
-    return {samples.begin() + begin, samples.begin() + end};
+    return {samples.begin() + first / channels * channels,
+            samples.begin() + (end + channels - 1) / channels * channels};
 }

@@ -2,10 +2,9 @@
 
 #include "Tests/Support/Eventually.h"
 
-#include <array>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
 #include <ranges>
 #include <spawn.h>
@@ -26,8 +25,6 @@ const char *__tsan_default_suppressions()                                       
 namespace
 {
 
-constexpr std::string_view kUnset = "\x01"; ///< stands for a variable that was not set
-
 [[noreturn]] void fail(const std::string &what)
 {
     throw std::runtime_error("PulseServer: " + what);
@@ -46,6 +43,14 @@ std::string loadArguments(const kx::test::PulseSink &sink)
     if (!sink.description.empty())
         arguments += " sink_properties=\"device.description='" + sink.description + "'\"";
     return arguments;
+}
+
+/// As one word of the shell.
+std::string quoted(std::string word)
+{
+    for (std::size_t at = 0; (at = word.find('\'', at)) != std::string::npos; at += 4)
+        word.replace(at, 1, "'\\''");
+    return " '" + word + "'";
 }
 
 std::string firstLine(const std::string &text)
@@ -68,26 +73,19 @@ kx::test::PulseServer::PulseServer(std::vector<PulseSink> sinks, ServerKind kind
         << "context.properties = { default.clock.rate = 44100 default.clock.allowed-rates = [ 44100 48000 ] }\n";
     std::ofstream(folder_ / "start.pa") << "load-module module-native-protocol-unix auth-anonymous=1 socket="
                                         << (folder_ / "native").string() << '\n';
-    setVariable("PULSE_SERVER",
-                "unix:" + (folder_ / (kind == ServerKind::PipeWire ? "pulse/native" : "native")).string());
-    setVariable("PULSE_COOKIE", (folder_ / "cookie").string());
+    setenv("PULSE_SERVER",
+           ("unix:" + (folder_ / (kind == ServerKind::PipeWire ? "pulse/native" : "native")).string()).c_str(), 1);
+    setenv("PULSE_COOKIE", (folder_ / "cookie").c_str(), 1);
     start();
 }
 
 kx::test::PulseServer::~PulseServer()
 {
     end(SIGKILL);
-    for (const auto &[name, value] : oldVariables_)
-        value == kUnset ? unsetenv(name.c_str()) : setenv(name.c_str(), value.c_str(), 1);
+    unsetenv("PULSE_SERVER");
+    unsetenv("PULSE_COOKIE");
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
-}
-
-void kx::test::PulseServer::setVariable(const std::string &name, const std::string &value)
-{
-    const char *old = std::getenv(name.c_str());
-    oldVariables_.emplace_back(name, old == nullptr ? std::string(kUnset) : std::string(old));
-    setenv(name.c_str(), value.c_str(), 1);
 }
 
 /// The programs that make the server, each with the file that appears when it is there.
@@ -106,44 +104,40 @@ std::vector<std::pair<kx::test::PulseServer::Command, std::string>> kx::test::Pu
          "native"}};
 }
 
-/// Starts a program in the server's own surroundings; it dies with the thread that calls.
-pid_t kx::test::PulseServer::spawn(const Command &command, int output) const
+/// What the shell runs for a command in the server's own surroundings.
+std::string kx::test::PulseServer::lineOf(const Command &command) const
 {
     const std::string folder = folder_.string();
-    Command words{"setpriv", "--pdeathsig", "KILL", "env"};
+    std::string line = "exec env";
     for (const char *name : {"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "HOME", "PULSE_STATE_PATH"})
-        words.push_back(name + ("=" + folder));
-    words.push_back("PULSE_RUNTIME_PATH=" + folder + "/pulse");
-    words.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder + "/bus");
-    words.insert(words.end(), command.begin(), command.end());
+        line += quoted(name + ("=" + folder));
+    line += " PULSE_RUNTIME_PATH=" + folder + "/pulse DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder + "/bus";
+    for (const std::string &word : command)
+        line += quoted(word);
+    return line + " 2>/dev/null";
+}
+
+/// It dies with the thread that calls.
+pid_t kx::test::PulseServer::spawn(const Command &command) const
+{
+    std::string words[] = {"setpriv", "--pdeathsig", "KILL", "sh", "-c", lineOf(command) + " >/dev/null"};
     std::vector<char *> arguments;
     for (std::string &word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    if (output >= 0)
-        posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
-    else
-        posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     pid_t process = 0;
-    const int error = posix_spawnp(&process, arguments[0], &files, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&files);
-    if (error != 0)
+    if (posix_spawnp(&process, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0)
         fail("cannot start " + command[0]);
     return process;
 }
 
 void kx::test::PulseServer::start()
 {
-    if (isRunning())
-        fail("runs already");
     for (const auto &daemon : daemons()) {
         const std::string &file = daemon.second;
         if (!file.empty())
             std::filesystem::remove(folder_ / file);
-        processes_.push_back(spawn(daemon.first, -1));
+        processes_.push_back(spawn(daemon.first));
         awaitOrFail("no " + file, [&] { return file.empty() || std::filesystem::exists(folder_ / file); });
     }
     std::string ignored; // the socket has its name a moment before it takes connections
@@ -227,17 +221,12 @@ std::string kx::test::PulseServer::control(const std::vector<std::string> &argum
 
 bool kx::test::PulseServer::tryControl(const Command &arguments, std::string &printed) const
 {
-    std::array<int, 2> pipe{};
-    if (pipe2(pipe.data(), O_CLOEXEC) != 0)
-        fail("no pipe");
     Command command{"timeout", "20", "pactl"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    const pid_t process = spawn(command, pipe[1]);
-    close(pipe[1]);
-    std::array<char, 4096> block{};
-    for (ssize_t bytes = 0; (bytes = read(pipe[0], block.data(), block.size())) > 0;)
-        printed.append(block.data(), static_cast<std::size_t>(bytes));
-    close(pipe[0]);
-    int status = 0;
-    return waitpid(process, &status, 0) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    std::FILE *const pipe = popen(lineOf(command).c_str(), "re");
+    if (pipe == nullptr)
+        fail("no pipe");
+    for (int character = 0; (character = std::getc(pipe)) != EOF;)
+        printed += static_cast<char>(character);
+    return pclose(pipe) == 0;
 }

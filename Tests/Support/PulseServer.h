@@ -23,8 +23,9 @@ struct PulseSink {
 enum class ServerKind { PulseAudio, PipeWire };
 
 /// A private sound server in a folder of its own: nothing of the machine's sound is touched. While it lives the
-/// environment points to it, running or not. Every call waits until the server has done it; what fails or hangs
-/// throws std::runtime_error. Make it on a thread that outlives the test: the server ends with that thread.
+/// environment points to it, running or not; afterwards to none. Every call waits until the server has done it; what
+/// fails or hangs throws std::runtime_error. Make it on a thread that outlives the test: the server ends with that
+/// thread.
 class PulseServer
 {
 public:
@@ -41,7 +42,6 @@ public:
     void freeze(); ///< it hangs: takes connections, answers nothing
     void thaw();
     void killSessionManager(); ///< of PipeWire: what links streams to devices
-    [[nodiscard]] bool isRunning() const noexcept { return !processes_.empty(); }
 
     void addSink(const PulseSink &sink);
     void removeSink(const std::string &name);
@@ -53,17 +53,16 @@ private:
     using Command = std::vector<std::string>;
 
     [[nodiscard]] std::vector<std::pair<Command, std::string>> daemons() const;
-    [[nodiscard]] pid_t spawn(const Command &command, int output) const;
+    [[nodiscard]] std::string lineOf(const Command &command) const;
+    [[nodiscard]] pid_t spawn(const Command &command) const;
     [[nodiscard]] bool tryControl(const Command &arguments, std::string &printed) const;
     void end(int signal);
-    void setVariable(const std::string &name, const std::string &value);
 
     const ServerKind kind_;
     std::filesystem::path folder_;
     std::vector<PulseSink> sinks_;
     std::map<std::string, std::string> modules_; ///< of each sink
-    std::vector<std::pair<std::string, std::string>> oldVariables_;
-    std::vector<pid_t> processes_; ///< in the order of their start
+    std::vector<pid_t> processes_;               ///< in the order of their start
 };
 
 } // namespace kx::test

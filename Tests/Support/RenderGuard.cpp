@@ -31,9 +31,10 @@ void count(std::atomic<uint64_t> &counter) noexcept
         (kx::RenderExemption::depth() > 0 ? exempted : counter).fetch_add(1, std::memory_order_relaxed);
 }
 
-/// The block, its bytes from `begin` to `end` filled.
-void *filled(void *block, size_t begin, size_t end) noexcept
+/// The new block, counted, its bytes from `begin` to `end` filled.
+void *taken(void *block, size_t begin, size_t end) noexcept
 {
+    count(allocations);
     const int byte = heapFill.load(std::memory_order_relaxed);
     if (byte >= 0 && block && begin < end)
         std::memset(static_cast<char *>(block) + begin, byte, end - begin);
@@ -58,39 +59,33 @@ void __libc_free(void *block);
 
 KX_INTERPOSE void *malloc(size_t size) noexcept
 {
-    count(allocations);
-    return filled(__libc_malloc(size), 0, size);
+    return taken(__libc_malloc(size), 0, size);
 }
 
 KX_INTERPOSE void *calloc(size_t number, size_t size) noexcept
 {
-    count(allocations);
-    return __libc_calloc(number, size);
+    return taken(__libc_calloc(number, size), 0, 0);
 }
 
 KX_INTERPOSE void *realloc(void *block, size_t size) noexcept
 {
-    count(allocations);
     const size_t before = block ? malloc_usable_size(block) : 0;
-    return filled(__libc_realloc(block, size), before, size);
+    return taken(__libc_realloc(block, size), before, size);
 }
 
 KX_INTERPOSE void *memalign(size_t alignment, size_t size) noexcept
 {
-    count(allocations);
-    return filled(__libc_memalign(alignment, size), 0, size);
+    return taken(__libc_memalign(alignment, size), 0, size);
 }
 
 KX_INTERPOSE void *aligned_alloc(size_t alignment, size_t size) noexcept
 {
-    count(allocations);
-    return filled(__libc_memalign(alignment, size), 0, size);
+    return memalign(alignment, size);
 }
 
 KX_INTERPOSE int posix_memalign(void **block, size_t alignment, size_t size) noexcept
 {
-    count(allocations);
-    *block = filled(__libc_memalign(alignment, size), 0, size);
+    *block = memalign(alignment, size);
     return *block ? 0 : ENOMEM;
 }
 
@@ -146,7 +141,7 @@ RenderGuard::Counts RenderGuard::counts() const noexcept
 bool RenderGuard::isClean() const noexcept
 {
     const Counts now = counts();
-    return now.allocations == 0 && now.frees == 0 && now.locks == 0;
+    return now.allocations + now.frees + now.locks == 0;
 }
 
 bool RenderGuard::works() noexcept
