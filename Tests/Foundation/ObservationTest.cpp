@@ -53,12 +53,11 @@ TEST(ChangeObservation, RegistrationsChangeWhileAnotherThreadAnnounces)
 {
     NSObject subject;
     Watcher watcher;
-    Watcher other;
     subject.addObserver(&watcher, "a");
-    std::jthread registering([&](const std::stop_token &stop) {
-        for (int i = 0; i < 2000 || !stop.stop_requested(); ++i) {
-            subject.addObserver(&other, "b");
-            subject.removeObserver(&other, "b");
+    const std::jthread registering([&, other = std::make_unique<Watcher>()] {
+        for (int i = 0; i < 2000; ++i) {
+            subject.addObserver(other.get(), "b");
+            subject.removeObserver(other.get(), "b");
         }
     });
     for (int i = 0; i < 2000; ++i)
@@ -82,14 +81,12 @@ TEST(NSNotificationCenter, BlocksMayChangeTheObserversAndComeBackWhenTheyGo)
     centre.addObserver("gone", [&](const std::string &) { calls += "4"; });
     centre.addObserver("n", nullptr);
     centre.postNotificationName("n");
-    EXPECT_EQ(calls, "1");
+    calls += "|";
     centre.removeObserver(own); // gone already
     centre.postNotificationName("n");
-    EXPECT_EQ(calls, "13");
-
     std::shared_ptr<void> held(nullptr, [&](void *) { centre.postNotificationName("gone"); });
     centre.removeObserver(centre.addObserver("n", [held = std::move(held)](const std::string &) {}));
-    EXPECT_EQ(calls, "134");
+    EXPECT_EQ(calls, "1|34");
 }
 
 } // namespace

@@ -1,12 +1,10 @@
 #include "KXFW/Platform/Foundation/PriorityMutex.h"
-#include "Tests/Support/Handshake.h"
+#include "Tests/Support/Eventually.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <sched.h>
-#include <sstream>
-#include <thread>
 #include <unistd.h>
 
 namespace
@@ -16,23 +14,22 @@ namespace
 int kernelPriority(pid_t thread)
 {
     std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-    const std::string text(std::istreambuf_iterator<char>(stat), {});
-    std::istringstream fields(text.substr(text.rfind(')') + 2)); // from the third field, the state, on
     std::string field;
-    for (int number = 3; number <= 18; ++number)
-        fields >> field;
+    std::getline(stat, field, ')');              // the number and the name
+    for (int number = 3; number <= 18; ++number) // the state is the third field
+        stat >> field;
     return std::stoi(field);
 }
 
 TEST(PriorityMutex, AWaitingRenderThreadLiftsTheHolder)
 {
     kx::PriorityMutex mutex;
-    bool allowed = false;
     const pid_t holder = gettid();
     ASSERT_GE(kernelPriority(holder), 0);
     kx::test::Handshake ready;
-    mutex.lock();
-    std::thread waiter([&] {
+    bool allowed = false;
+    std::unique_lock held(mutex);
+    const std::jthread waiter([&] {
         const sched_param urgent{.sched_priority = 20};
         allowed = pthread_setschedparam(pthread_self(), SCHED_FIFO, &urgent) == 0;
         ready.announce();
@@ -40,15 +37,10 @@ TEST(PriorityMutex, AWaitingRenderThreadLiftsTheHolder)
             const std::lock_guard guard(mutex);
     });
     EXPECT_TRUE(ready.await());
-    const auto deadline = std::chrono::steady_clock::now() + kx::test::kHangDeadline;
-    while (allowed && kernelPriority(holder) >= 0 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::yield(); // until the waiter has reached the lock
-    const int lifted = kernelPriority(holder);
-    mutex.unlock();
-    waiter.join();
     if (!allowed)
         GTEST_SKIP() << "real-time scheduling is not allowed here";
-    EXPECT_LT(lifted, 0);
+    EXPECT_TRUE(kx::test::eventually([&] { return kernelPriority(holder) < 0; }));
+    held.unlock();
     EXPECT_GE(kernelPriority(holder), 0);
 }
 

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <regex>
 #include <set>
 
 using kx::StringTable;
@@ -60,16 +61,6 @@ TEST(StringTable, TheEnvironmentNamesTheLanguages)
     }
 }
 
-TEST(Alert, IsLoggedWhereNothingShowsIt)
-{
-    NSAlert alert;
-    alert.setMessageText("100 %@ failed");
-    alert.setInformativeText("why");
-    kx::test::CapturedLog log;
-    alert.runModal();
-    EXPECT_EQ(log.messages(), std::vector<std::string>{"100 %@ failed: why"});
-}
-
 TEST(BinarySymbols, BrokenFilesHaveNone)
 {
     const std::vector<uint8_t> program = kx::test::readBytes("/proc/self/exe");
@@ -99,40 +90,34 @@ TEST(Status, TheTableHasEachDeclaredStatusOnce)
 {
     const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
     const auto bytes = kx::test::readBytes(root / "KXFW/Platform/Foundation/Status.h");
-    const std::string text(bytes.begin(), bytes.end());
-    const std::string declaration = "constexpr OSStatus ";
-    std::set<std::string> declared{"noErr"};
-    for (std::size_t at = text.find(declaration); at != std::string::npos; at = text.find(declaration, at + 1)) {
-        const std::size_t start = at + declaration.size();
-        declared.insert(text.substr(start, text.find(' ', start) - start));
-    }
-    ASSERT_GT(declared.size(), 30u);
-    std::set<std::string> names;
+    const std::string header(bytes.begin(), bytes.end());
+    const std::regex declaration("constexpr OSStatus (\\w+)");
+    std::set<std::string> undefined{"noErr"};
+    for (std::sregex_iterator at(header.begin(), header.end(), declaration), end; at != end; ++at)
+        undefined.insert((*at)[1]);
+    EXPECT_GT(undefined.size(), 30u);
     std::set<OSStatus> numbers;
     std::set<std::string> texts;
     for (const kx::StatusEntry &entry : kx::statusTable()) {
-        EXPECT_TRUE(names.insert(entry.name).second) << entry.name << " twice";
-        EXPECT_TRUE(numbers.insert(entry.status).second) << entry.name << " has the number of another";
-        EXPECT_TRUE(texts.insert(entry.text).second) << entry.name << " has the text of another";
+        EXPECT_EQ(undefined.erase(entry.name), 1U) << entry.name << " twice, or not declared";
+        EXPECT_TRUE(numbers.insert(entry.status).second && texts.insert(entry.text).second) << entry.name;
         EXPECT_EQ(kx::statusText(entry.status), entry.text);
     }
-    EXPECT_EQ(names, declared);
+    EXPECT_EQ(undefined, std::set<std::string>{});
     EXPECT_EQ(kx::statusText(-1), "unknown error -1");
     EXPECT_EQ(kx::statusText(static_cast<OSStatus>(kx::fourCharCode("a b~"))), "unknown error 'a b~'");
     EXPECT_EQ(kx::statusText(0x61620a63), "unknown error 1633815139"); // a line break is not printed
 }
 
-template <class Thrown> std::string textOf(const Thrown &thrown)
+TEST(Reporting, WhateverIsThrownHasATextAndItsInformationReadsAsOneLine)
 {
-    try {
-        throw thrown;
-    } catch (...) {
-        return kx::currentExceptionText();
-    }
-}
-
-TEST(NSException, WhateverIsThrownHasATextAndItsInformationReadsAsOneLine)
-{
+    const auto textOf = [](const auto &thrown) {
+        try {
+            throw thrown;
+        } catch (...) {
+            return kx::currentExceptionText();
+        }
+    };
     EXPECT_EQ(textOf(NSException("name", "reason")), "name: reason");
     EXPECT_EQ(textOf(std::runtime_error("broken")), "broken");
     EXPECT_EQ(textOf(NSGenericException), "NSGenericException");
@@ -145,6 +130,12 @@ TEST(NSException, WhateverIsThrownHasATextAndItsInformationReadsAsOneLine)
                                {"c", {NSCocoaErrorDomain, int64_t{1} << 40}}}),
               "{ a = \"NSCocoaErrorDomain 2003334207 (wht? the audio file failed for an unknown reason)\"; "
               "b = \"other -43\"; c = \"NSCocoaErrorDomain 1099511627776\"; }");
+    NSAlert alert;
+    alert.setMessageText("100 %@ failed");
+    alert.setInformativeText("why");
+    kx::test::CapturedLog log;
+    alert.runModal();
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"100 %@ failed: why"}) << "where nothing shows it";
 }
 
 } // namespace

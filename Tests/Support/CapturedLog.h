@@ -1,81 +1,64 @@
 #pragma once
 
-#include <fcntl.h>
+#include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
+#include <sys/mman.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace kx::test
 {
 
-enum class PipeMode {
-    Blocking,
-    NonBlocking, ///< writes of long lines come back unfinished
-};
-
-/// Takes what is written to the standard error while it lives, through a pipe. One at a time.
+/// Takes what is written to the standard error while it lives, into a file in memory. One at a time.
 class CapturedLog
 {
 public:
-    explicit CapturedLog(PipeMode mode = PipeMode::Blocking) : standardError_(dup(STDERR_FILENO))
+    CapturedLog()
     {
-        int ends[2] = {-1, -1};
-        if (standardError_ < 0 || pipe2(ends, O_CLOEXEC) != 0)
-            throw std::runtime_error("cannot make a pipe");
-        if (mode == PipeMode::NonBlocking)
-            fcntl(ends[1], F_SETFL, O_NONBLOCK);
-        dup2(ends[1], STDERR_FILENO);
-        close(ends[1]);
-        reader_ = std::thread([this, end = ends[0]] { readAll(end); });
+        if (standardError_ < 0 || dup2(file_, STDERR_FILENO) < 0)
+            throw std::runtime_error("cannot capture the log");
     }
-
-    ~CapturedLog() { finish(); }
+    ~CapturedLog()
+    {
+        putBack();
+        close(file_);
+    }
     CapturedLog(const CapturedLog &) = delete;
     CapturedLog &operator=(const CapturedLog &) = delete;
 
     /// Everything written so far, and the end of the capture.
-    const std::string &text()
+    std::string text()
     {
-        finish();
-        return text_;
+        putBack();
+        std::string all(static_cast<std::size_t>(lseek(file_, 0, SEEK_END)), '\0');
+        if (pread(file_, all.data(), all.size(), 0) < 0)
+            throw std::runtime_error("cannot read the log");
+        return all;
     }
 
     /// The same as lines, without what stands before the message.
     std::vector<std::string> messages()
     {
         std::vector<std::string> lines;
-        const std::string &all = text();
-        for (std::size_t start = 0, end = 0; (end = all.find('\n', start)) != std::string::npos; start = end + 1) {
-            const std::string line = all.substr(start, end - start);
-            const std::size_t head = line.find("] ");
-            lines.push_back(head == std::string::npos ? line : line.substr(head + 2));
-        }
+        std::istringstream all(text());
+        for (std::string line; std::getline(all, line);)
+            lines.push_back(line.find("] ") == std::string::npos ? line : line.substr(line.find("] ") + 2));
         return lines;
     }
 
 private:
-    void readAll(int end)
+    void putBack()
     {
-        char block[4096];
-        for (ssize_t bytes = 0; (bytes = read(end, block, sizeof block)) > 0;)
-            text_.append(block, static_cast<std::size_t>(bytes));
-        close(end);
-    }
-
-    void finish()
-    {
-        if (!reader_.joinable())
+        if (standardError_ < 0)
             return;
         dup2(standardError_, STDERR_FILENO);
-        close(standardError_);
-        reader_.join();
+        close(std::exchange(standardError_, -1));
     }
 
-    int standardError_;
-    std::string text_;
-    std::thread reader_;
+    int standardError_ = dup(STDERR_FILENO);
+    const int file_ = memfd_create("log", MFD_CLOEXEC);
 };
 
 } // namespace kx::test
