@@ -1,5 +1,7 @@
 #include "KXFW/Platform/Dispatch/GlobalQueue.h"
 #include "KXFW/Platform/Dispatch/MainQueue.h"
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
+#include "KXFW/Platform/Foundation/NSException.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/Handshake.h"
 
@@ -13,11 +15,11 @@
 namespace
 {
 
-using kx::GlobalQueue;
-using kx::MainQueue;
-using kx::QualityOfService;
-using kx::test::CapturedLog;
-using kx::test::Handshake;
+using namespace kx;
+using test::CapturedLog;
+using test::Handshake;
+using test::linger;
+using Lines = std::vector<std::string>;
 
 constexpr std::pair<QualityOfService, const char *> kQualities[] = {
     {QualityOfService::Default, "kx.default"},
@@ -27,15 +29,14 @@ constexpr std::pair<QualityOfService, const char *> kQualities[] = {
 TEST(GlobalQueue, TasksFromManyThreadsAllRunThoseThatWaitForOneAnotherToo)
 {
     constexpr int kWaiting = 32;
-    constexpr int kShort = 2000;
+    constexpr int kTasks = 4 * 2000;
     for (const auto &[quality, name] : kQualities) {
-        GlobalQueue &queue = GlobalQueue::withQuality(quality);
         Handshake arrived;
         Handshake finished;
         std::vector<std::jthread> threads;
         for (int t = 0; t < 4; ++t)
-            threads.emplace_back([&] {
-                for (int i = 0; i < kWaiting / 4 + kShort; ++i)
+            threads.emplace_back([&, &queue = GlobalQueue::withQuality(quality)] {
+                for (int i = 0; i < kTasks / 4; ++i)
                     queue.async([&, waits = i < kWaiting / 4] {
                         if (waits)
                             arrived.announce();
@@ -43,29 +44,31 @@ TEST(GlobalQueue, TasksFromManyThreadsAllRunThoseThatWaitForOneAnotherToo)
                         finished.announce();
                     });
             });
-        EXPECT_TRUE(finished.await(kWaiting + 4 * kShort)) << name;
+        EXPECT_TRUE(finished.await(kTasks)) << name;
     }
 }
 
 TEST(GlobalQueue, ExceptionsAreLoggedAndBackgroundThreadsGiveWay)
 {
     for (const auto &[quality, name] : kQualities) {
-        GlobalQueue &queue = GlobalQueue::withQuality(quality);
         CapturedLog log;
         Handshake done;
-        std::shared_ptr<void> ended(nullptr, [&](void *) { done.announce(); }); // after the log line
-        queue.async([held = std::move(ended)] { throw std::runtime_error("%s broken"); });
-        ASSERT_TRUE(done.await());
         int nice = -100;
-        queue.async([&] {
+        std::shared_ptr<void> ended(nullptr, [&](void *) { done.announce(); }); // after the log line
+        GlobalQueue::withQuality(quality).async([&nice, held = std::move(ended)] {
             nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
-            done.announce();
+            throw std::runtime_error("%s broken");
         });
-        ASSERT_TRUE(done.await(2));
-        EXPECT_EQ(log.messages(), std::vector<std::string>{std::string(name) + ": exception:%s broken"});
+        ASSERT_TRUE(done.await());
+        EXPECT_EQ(log.messages(), Lines{std::string(name) + ": exception:%s broken"});
         const int own = getpriority(PRIO_PROCESS, 0);
         EXPECT_EQ(nice, quality == QualityOfService::Background ? std::max(own, 10) : own) << name;
     }
+}
+
+void runAtOnce(const std::function<void()> &task)
+{
+    task();
 }
 
 /// Leaves the process's main queue as it found it.
@@ -94,30 +97,10 @@ TEST_F(MainQueueTest, ATaskQueuedByATaskRunsAfterIt)
     EXPECT_EQ(order, "()"); // the inner one waits for the next turn of the caller's loop
     MainQueue::drain();
     EXPECT_EQ(order, "()inner");
-    MainQueue::install([](std::function<void()> run) { run(); }); // even with an executor that does not wait
+    MainQueue::install(runAtOnce); // even with an executor that does not wait
     MainQueue::async(task);
     EXPECT_EQ(order, "()inner()inner");
-    EXPECT_EQ(log.messages(), std::vector<std::string>{"kx.main: exception:broken"});
-}
-
-TEST_F(MainQueueTest, EachThreadsTasksKeepTheirOrder)
-{
-    constexpr int kTasks = 500;
-    std::vector<int> last(4, 0); // no lock: one task runs at a time
-    Handshake brought;
-    std::vector<std::jthread> threads;
-    for (int &own : last)
-        threads.emplace_back([&] {
-            for (int i = 0; i < kTasks; ++i) {
-                MainQueue::async([&own, i] { EXPECT_EQ(own++, i); });
-                brought.announce();
-            }
-        });
-    ASSERT_TRUE(brought.await(kTasks)); // some wait, others come while those are handed over
-    MainQueue::install([](std::function<void()> run) { run(); });
-    threads.clear();
-    MainQueue::install({});
-    EXPECT_EQ(last, std::vector<int>(4, kTasks));
+    EXPECT_EQ(log.messages(), Lines{"kx.main: exception:broken"});
 }
 
 TEST_F(MainQueueTest, SyncWaitsForItsTaskOrLearnsThatNobodyRunsIt)
@@ -133,60 +116,46 @@ TEST_F(MainQueueTest, SyncWaitsForItsTaskOrLearnsThatNobodyRunsIt)
         }).join();
         return text;
     };
-    EXPECT_EQ(outcome([] {}), "not run") << "nobody takes tasks";
-
     int runs = 0;
-    MainQueue::install([](const std::function<void()> &run) { run(); });
-    EXPECT_EQ(outcome([&] { ++runs; }), "ran");
+    const auto run = [&] { ++runs; };
+    EXPECT_EQ(outcome(run), "not run") << "nobody takes tasks";
+    MainQueue::install(runAtOnce);
+    EXPECT_EQ(outcome(run), "ran");
     EXPECT_EQ(outcome([] { throw std::runtime_error("broken"); }), "broken");
-    EXPECT_TRUE(MainQueue::sync([&] { ++runs; })) << "the main thread does not wait for itself";
-    EXPECT_EQ(runs, 2);
-
     MainQueue::install([](const std::function<void()> &) {}); // throws tasks away
-    EXPECT_EQ(outcome([&] { ++runs; }), "not run");
+    EXPECT_EQ(outcome(run), "not run");
+    EXPECT_TRUE(MainQueue::sync(run)) << "the main thread does not wait for itself";
 
     Handshake taken;
-    MainQueue::install([&](const std::function<void()> &) { // holds up the queue until the executor goes
+    MainQueue::install([&](const std::function<void()> &) { // goes while another task waits, as a rule
         taken.announce();
-        EXPECT_TRUE(taken.await(2));
+        linger();
+        MainQueue::install({});
     });
     std::jthread first([] { MainQueue::async([] {}); });
-    EXPECT_TRUE(taken.await(1));
-    std::string second;
-    std::thread waiting([&] { second = outcome([&] { ++runs; }); });
-    std::jthread removing([] { MainQueue::install({}); });
-    for (int i = 0; i < 1000; ++i)
-        std::this_thread::yield(); // until both have come, as a rule
-    taken.announce();
-    waiting.join();
-    EXPECT_EQ(second, "not run");
+    EXPECT_TRUE(taken.await());
+    EXPECT_EQ(outcome(run), "not run");
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(MainQueueTest, RemovingAnExecutorWaitsForItsCall)
+TEST_F(MainQueueTest, RemovingAnExecutorWaitsForItsCallAndOneMayReplaceItself)
 {
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 20; ++round) {
         Handshake called;
         Handshake removing;
         bool ended = false; // ordered by the removal alone
         MainQueue::install([&](const std::function<void()> &) {
             called.announce();
             EXPECT_TRUE(removing.await());
-            for (int i = 0; i < 100; ++i)
-                std::this_thread::yield();
+            linger(50);
             ended = true;
         });
-        std::thread bringing([] { MainQueue::async([] {}); });
+        std::jthread bringing([] { MainQueue::async([] {}); });
         EXPECT_TRUE(called.await());
         removing.announce();
         MainQueue::install({});
         EXPECT_TRUE(ended);
-        bringing.join();
     }
-}
-
-TEST_F(MainQueueTest, AnExecutorMayReplaceItself)
-{
     std::string calls;
     MainQueue::install([&](const std::function<void()> &) {
         calls += "1";
@@ -195,6 +164,85 @@ TEST_F(MainQueueTest, AnExecutorMayReplaceItself)
     MainQueue::async([] {});
     MainQueue::async([] {});
     EXPECT_EQ(calls, "12");
+}
+
+TEST(SerialQueue, OneTaskAtATimeAndEachThreadsTasksInOrder)
+{
+    constexpr int kTasks = 2000;
+    std::vector<int> last(4, 0); // guarded by the queue alone
+    int count = 0;
+    {
+        SerialQueue queue("kx.test");
+        std::vector<std::jthread> threads;
+        for (int &own : last)
+            threads.emplace_back([&] {
+                for (int i = 0; i < kTasks; ++i) {
+                    queue.async([&own, i] { EXPECT_EQ(own++, i); });
+                    queue.sync([&, id = std::this_thread::get_id()] {
+                        ++count;
+                        EXPECT_EQ(std::this_thread::get_id(), id);
+                    });
+                }
+            });
+    } // the destructor waits for what is queued
+    EXPECT_EQ(last, std::vector<int>(4, kTasks));
+    EXPECT_EQ(count, 4 * kTasks);
+}
+
+TEST(SerialQueue, ExceptionsAndReEntryReachTheCallerOrTheLogAndFreeTheQueue)
+{
+    CapturedLog log;
+    {
+        SerialQueue queue("kx.%n.test");
+        SerialQueue other("kx.other");
+        const auto enter = [&] { queue.sync([] {}); };
+        EXPECT_THROW(queue.sync([&] { other.sync(enter); }), NSException);
+        queue.async(nullptr);
+        queue.async([&] {
+            queue.async([] { throw NSGenericException; }); // queueing from inside is no re-entry
+            EXPECT_THROW(enter(), NSException);
+            throw NSException("name", "reason %s");
+        });
+        std::thread([&] { EXPECT_EQ(queue.sync([] { return 1; }), 1); }).join();
+    }
+    EXPECT_EQ(log.messages(),
+              (Lines{"kx.%n.test: exception:name: reason %s", "kx.%n.test: exception:NSGenericException"}));
+}
+
+TEST(SerialQueue, ItsOwnTasksMayHoldTheLastReferenceAndEnterTheQueueOnTheirWayOut)
+{
+    struct Owner {
+        explicit Owner(Handshake &handshake) : done(handshake) {}
+        ~Owner()
+        {
+            queue.sync([] {});
+            done.announce();
+        }
+        Handshake &done;
+        SerialQueue queue{"kx.test"};
+    };
+    for (int round = 0; round < 200; ++round) {
+        Handshake released;
+        Handshake done;
+        auto queue = std::make_shared<SerialQueue>("kx.test");
+        queue->async([&, own = queue]() mutable {
+            EXPECT_TRUE(released.await());
+            own.reset(); // destroys the queue inside its own task
+        });
+        queue->async([&] { done.announce(); }); // still runs
+        queue.reset();
+        auto owner = std::make_shared<Owner>(done);
+        owner->queue.async([&released, owner] { EXPECT_TRUE(released.await()); });
+        auto left = std::make_unique<SerialQueue>("kx.test");
+        left->sync([&, inside = left.get()] {
+            if (round % 2 == 0)
+                inside->async([&] { done.announce(); }); // cannot run before this task ends
+            left.reset();
+        });
+        owner.reset();
+        released.announce();
+        ASSERT_TRUE(done.await(round % 2 == 0 ? 3 : 2));
+    }
 }
 
 } // namespace
