@@ -70,21 +70,19 @@ TEST(Connections, ADisposedSourceIsHeldUntilTheHolderLetsGo)
 {
     Converter destination;
     SequenceSource feed;
-    const std::vector<std::pair<const char *, std::function<void()>>> ways{
-        {"another connection", [&] { connect(Converter(), destination); }},
-        {"no connection", [&] { connect(nullptr, destination); }},
-        {"a callback", [&] { feed.feed(destination); }},
-        {"the end of the holder", [&] { destination.dispose(); }}};
-    for (const auto &[name, letGo] : ways) {
+    const std::function<void()> ways[] = {[&] { connect(Converter(), destination); },
+                                          [&] { connect(nullptr, destination); }, [&] { feed.feed(destination); },
+                                          [&] { destination.dispose(); }};
+    for (const auto &letGo : ways) {
         std::weak_ptr<Unit> source;
         {
             const Converter passing;
             source = UnitRegistry::find(passing);
             ASSERT_EQ(connect(passing, destination), noErr);
         }
-        EXPECT_FALSE(source.expired()) << name;
+        EXPECT_FALSE(source.expired()) << "way " << &letGo - ways;
         letGo();
-        EXPECT_TRUE(source.expired()) << name;
+        EXPECT_TRUE(source.expired()) << "way " << &letGo - ways;
     }
 }
 
@@ -136,23 +134,20 @@ TEST(Connections, ChangesMeetRendersInOrder)
         }
     });
     std::thread changer([&] {
-        for (uint32_t i = 0; i < 300; ++i) {
-            EXPECT_EQ(set(destination, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 4096 + i),
-                      noErr);
-            EXPECT_EQ(AudioUnitReset(destination, kAudioUnitScope_Global, 0), noErr);
-            EXPECT_EQ(AudioUnitUninitialize(destination), noErr);
-            EXPECT_EQ(AudioUnitInitialize(destination), noErr);
-        }
+        for (uint32_t i = 0; i < 300; ++i)
+            for (const OSStatus status :
+                 {set(destination, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 4096 + i),
+                  AudioUnitReset(destination, kAudioUnitScope_Global, 0), AudioUnitUninitialize(destination),
+                  AudioUnitInitialize(destination)})
+                EXPECT_EQ(status, noErr);
     });
     for (int i = 0; i < 100; ++i) {
-        const Converter source;
-        EXPECT_EQ(setFormat(source, kAudioUnitScope_Input, kStandard), noErr);
-        EXPECT_EQ(feed.feed(source), noErr);
-        EXPECT_EQ(AudioUnitInitialize(source), noErr);
-        EXPECT_EQ(connect(source, destination), noErr);
-        EXPECT_EQ(AudioUnitUninitialize(source), noErr);
-        EXPECT_EQ(setFormat(source, kAudioUnitScope_Input, i % 2 ? kStandard : kNative16), noErr);
-        EXPECT_EQ(AudioUnitInitialize(source), noErr);
+        const Converter source(kStandard, kStereoFloat);
+        for (const OSStatus status :
+             {feed.feed(source), AudioUnitInitialize(source), connect(source, destination),
+              AudioUnitUninitialize(source), setFormat(source, kAudioUnitScope_Input, i % 2 ? kStandard : kNative16),
+              AudioUnitInitialize(source)})
+            EXPECT_EQ(status, noErr);
     }
     changer.join();
     done = true;

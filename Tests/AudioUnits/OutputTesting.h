@@ -21,9 +21,15 @@ inline std::vector<int16_t> sequence(uint64_t frames)
     return samples;
 }
 
+/// A property of the output unit.
+template <class T> T tell(AudioUnit unit, AudioUnitPropertyID property)
+{
+    return get<T>(unit, property, kAudioUnitScope_Global);
+}
+
 inline bool isRunning(AudioUnit unit)
 {
-    return get<uint32_t>(unit, kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global) != 0;
+    return tell<uint32_t>(unit, kAudioOutputUnitProperty_IsRunning) != 0;
 }
 
 inline OSStatus setDevice(AudioUnit unit, AudioObjectID device)
@@ -38,9 +44,11 @@ inline OSStatus setVolume(AudioUnit unit, float volume)
 
 /// A player's chain in small: a 16-bit source, a converter, an output unit on the default device, initialised.
 struct Chain {
-    Chain()
+    /// Of the sequence, or of what `work` gives.
+    explicit Chain(Callback::Work work = {})
     {
-        EXPECT_EQ(setFormat(converter, kAudioUnitScope_Input, kStandard), noErr);
+        if (work)
+            source.work = std::move(work);
         EXPECT_EQ(source.feed(converter), noErr);
         EXPECT_EQ(AudioUnitInitialize(converter), noErr);
         EXPECT_EQ(AudioUnitInitialize(output), noErr);
@@ -48,7 +56,7 @@ struct Chain {
     }
 
     SequenceSource source;
-    Converter converter;
+    Converter converter{kStandard, kStereoFloat};
     Output output;
 };
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <random>
+#include <span>
 
 namespace kx::test
 {
@@ -19,18 +20,15 @@ class Subject
 {
 public:
     Subject(const AudioComponentDescription &component, const std::function<void(AudioUnit)> &configure)
-        : feed_([this](const AudioTimeStamp &, uint32_t frames, AudioBufferList &data) { return fill(frames, data); })
+        : unit(component),
+          feed_([this](const auto &, uint32_t frames, AudioBufferList &data) { return fill(frames, data); })
     {
-        EXPECT_EQ(AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &component), &unit), noErr);
         configure(unit);
         input_ = format(unit, kAudioUnitScope_Input);
         output = format(unit, kAudioUnitScope_Output);
         EXPECT_EQ(feed_.feed(unit), noErr);
         EXPECT_EQ(AudioUnitInitialize(unit), noErr);
     }
-    ~Subject() { AudioComponentInstanceDispose(unit); }
-    Subject(const Subject &) = delete;
-    Subject &operator=(const Subject &) = delete;
 
     /// The output of slices of these sizes from the start on, buffer behind buffer; `before` is told each size.
     std::vector<std::byte> renderAnew(
@@ -51,34 +49,27 @@ public:
         return all[0];
     }
 
-    AudioUnit unit = nullptr;
+    OwnedUnit unit;
     AudioStreamBasicDescription output{};
 
 private:
     OSStatus fill(uint32_t frames, AudioBufferList &data)
     {
         EXPECT_EQ(data.mNumberBuffers, bufferCount(input_));
-        for (uint32_t i = 0; i < data.mNumberBuffers; ++i) {
-            EXPECT_EQ(data.mBuffers[i].mDataByteSize, frames * input_.mBytesPerFrame);
-            fillBuffer(frames, i, data.mBuffers[i].mData);
+        const uint32_t width = input_.mBitsPerChannel / 8;
+        const uint64_t perFrame = input_.mBytesPerFrame / width;
+        for (uint32_t buffer = 0; buffer < data.mNumberBuffers; ++buffer) {
+            EXPECT_EQ(data.mBuffers[buffer].mDataByteSize, frames * input_.mBytesPerFrame);
+            auto *bytes = static_cast<std::byte *>(data.mBuffers[buffer].mData);
+            for (uint64_t i = position_ * perFrame; i < (position_ + frames) * perFrame; ++i, bytes += width) {
+                const int16_t sample = sampleAt(i + buffer * 1000003u);
+                const float asFloat = static_cast<float>(sample) / 65536.0f;
+                const bool isFloat = input_.mFormatFlags & kAudioFormatFlagIsFloat;
+                std::memcpy(bytes, isFloat ? static_cast<const void *>(&asFloat) : &sample, width);
+            }
         }
         position_ += frames;
         return noErr;
-    }
-
-    void fillBuffer(uint32_t frames, uint32_t buffer, void *data) const
-    {
-        const uint32_t width = input_.mBitsPerChannel / 8;
-        const uint64_t perFrame = input_.mBytesPerFrame / width;
-        auto *bytes = static_cast<std::byte *>(data);
-        for (uint64_t i = position_ * perFrame; i < (position_ + frames) * perFrame; ++i, bytes += width) {
-            const int16_t sample = sampleAt(i + buffer * 1000003u);
-            const float asFloat = static_cast<float>(sample) / 65536.0f;
-            if (input_.mFormatFlags & kAudioFormatFlagIsFloat)
-                std::memcpy(bytes, &asFloat, sizeof asFloat);
-            else
-                std::memcpy(bytes, &sample, sizeof sample);
-        }
     }
 
     AudioStreamBasicDescription input_{};
@@ -101,41 +92,42 @@ std::vector<uint32_t> randomSlices()
 void checkStatuses(const Subject &subject)
 {
     const uint32_t buffers = bufferCount(subject.output);
-    const AudioTimeStamp time{};
-    const auto status = [&](uint32_t count, uint32_t frames, uint32_t bytes) {
-        const BufferList list(count, channelsPerBuffer(subject.output), bytes);
-        return AudioUnitRender(subject.unit, nullptr, &time, 0, frames, list.get());
-    };
     const uint32_t enough = 64 * subject.output.mBytesPerFrame;
-    EXPECT_EQ(status(buffers, 64, enough), noErr);
-    EXPECT_EQ(status(buffers, 0, 0), noErr);
-    EXPECT_EQ(status(buffers, 64, enough - 1), kAudioUnitErr_InvalidPropertyValue);
-    EXPECT_EQ(status(buffers + 1, 64, enough), kAudioUnitErr_FormatNotSupported);
-    EXPECT_EQ(status(0, 64, enough), kAudioUnitErr_FormatNotSupported);
-    EXPECT_EQ(status(buffers, kMaximum + 1, 2 * kMaximum * subject.output.mBytesPerFrame),
-              kAudioUnitErr_TooManyFramesToProcess);
-    EXPECT_EQ(AudioUnitRender(subject.unit, nullptr, &time, 0, 64, nullptr), kAudioUnitErr_InvalidParameter);
+    struct Row {
+        uint32_t count;
+        uint32_t frames;
+        uint32_t bytes;
+        OSStatus status;
+    };
+    for (const auto &[count, frames, bytes, status] :
+         {Row{buffers, 64, enough, noErr}, Row{buffers, 0, 0, noErr},
+          Row{buffers, 64, enough - 1, kAudioUnitErr_InvalidPropertyValue},
+          Row{buffers + 1, 64, enough, kAudioUnitErr_FormatNotSupported},
+          Row{0, 64, enough, kAudioUnitErr_FormatNotSupported},
+          Row{buffers, kMaximum + 1, 100 * enough, kAudioUnitErr_TooManyFramesToProcess}}) {
+        const BufferList list(count, channelsPerBuffer(subject.output), bytes);
+        EXPECT_EQ(AudioUnitRender(subject.unit, nullptr, nullptr, 0, frames, list.get()), status) << frames;
+    }
+    EXPECT_EQ(AudioUnitRender(subject.unit, nullptr, nullptr, 0, 64, nullptr), kAudioUnitErr_InvalidParameter);
 }
 
 /// Without memory from the caller the unit gives its own; control calls may be repeated.
 void checkOwnMemoryAndRepeatedControl(const Subject &subject)
 {
     const BufferList list(bufferCount(subject.output), channelsPerBuffer(subject.output), 0);
+    const std::span buffers(list.get()->mBuffers, list.get()->mNumberBuffers);
     const auto render = [&] {
-        for (uint32_t i = 0; i < list.get()->mNumberBuffers; ++i)
-            list.get()->mBuffers[i].mData = nullptr;
+        for (AudioBuffer &buffer : buffers)
+            buffer.mData = nullptr;
         return AudioUnitRender(subject.unit, nullptr, nullptr, 0, kMaximum, list.get());
     };
-    EXPECT_EQ(AudioUnitInitialize(subject.unit), noErr);
     EXPECT_EQ(AudioUnitUninitialize(subject.unit), noErr);
     EXPECT_EQ(AudioUnitUninitialize(subject.unit), noErr);
     EXPECT_EQ(render(), kAudioUnitErr_Uninitialized);
     EXPECT_EQ(AudioUnitInitialize(subject.unit), noErr);
     ASSERT_EQ(render(), noErr);
-    for (uint32_t i = 0; i < list.get()->mNumberBuffers; ++i) {
-        EXPECT_NE(list.get()->mBuffers[i].mData, nullptr);
-        EXPECT_EQ(list.get()->mBuffers[i].mDataByteSize, kMaximum * subject.output.mBytesPerFrame);
-    }
+    for (const AudioBuffer &buffer : buffers)
+        EXPECT_TRUE(buffer.mData && buffer.mDataByteSize == kMaximum * subject.output.mBytesPerFrame);
 }
 
 } // namespace
@@ -146,15 +138,17 @@ void checkContract(const AudioComponentDescription &component, const std::functi
     SCOPED_TRACE(testing::Message() << "to " << subject.output.mSampleRate << " Hz, "
                                     << subject.output.mChannelsPerFrame << " channels");
     const auto whole = subject.renderAnew(std::vector<uint32_t>(10, kMaximum));
+    EXPECT_LT(std::ranges::count(whole, std::byte{0}), std::ssize(whole)) << "silence";
     const auto slices = randomSlices();
     const RenderGuard guard;
     EXPECT_EQ(subject.renderAnew(slices), whole) << "the cut into slices, or a reset, changes the output";
     EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
     const auto setLongest = [&](uint32_t frames) {
         ASSERT_EQ(set(subject.unit, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, frames), noErr);
+        ASSERT_EQ(AudioUnitInitialize(subject.unit), noErr); // it is
     };
     EXPECT_EQ(subject.renderAnew(slices, [&](uint32_t frames) { setLongest(std::max(frames, 1U)); }), whole)
-        << "a change of the longest slice does";
+        << "a change of the longest slice, or another initialisation, does";
     setLongest(kMaximum);
     checkStatuses(subject);
     checkOwnMemoryAndRepeatedControl(subject);

@@ -24,9 +24,9 @@ inline constexpr AudioStreamBasicDescription kNative16 = interleaved(44100, 2, 1
 class OwnedUnit
 {
 public:
-    explicit OwnedUnit(FourCharCode type)
+    explicit OwnedUnit(FourCharCode type) : OwnedUnit({type, 0, kAudioUnitManufacturer_Platform, 0, 0}) {}
+    explicit OwnedUnit(const AudioComponentDescription &wanted)
     {
-        const AudioComponentDescription wanted{type, 0, kAudioUnitManufacturer_Platform, 0, 0};
         EXPECT_EQ(AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &wanted), &unit_), noErr);
     }
     ~OwnedUnit() { dispose(); }
@@ -38,14 +38,6 @@ public:
 
 private:
     AudioUnit unit_ = nullptr;
-};
-
-struct Converter : OwnedUnit {
-    Converter() : OwnedUnit(kAudioUnitType_FormatConverter) {}
-};
-
-struct Output : OwnedUnit {
-    Output() : OwnedUnit(kAudioUnitType_Output) {}
 };
 
 template <class T> OSStatus set(AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope, const T &value)
@@ -77,13 +69,24 @@ inline OSStatus connect(AudioUnit source, AudioUnit destination)
                AudioUnitConnection{source, 0, 0});
 }
 
+struct Converter : OwnedUnit {
+    Converter() : OwnedUnit(kAudioUnitType_FormatConverter) {}
+    Converter(const AudioStreamBasicDescription &in, const AudioStreamBasicDescription &out) : Converter()
+    {
+        EXPECT_EQ(setFormat(*this, kAudioUnitScope_Input, in), noErr);
+        EXPECT_EQ(setFormat(*this, kAudioUnitScope_Output, out), noErr);
+    }
+};
+
+struct Output : OwnedUnit {
+    Output() : OwnedUnit(kAudioUnitType_Output) {}
+};
+
 /// A render callback made of a function. Lives as long as it may be called.
-class Callback
-{
-public:
+struct Callback {
     using Work = std::function<OSStatus(const AudioTimeStamp &time, uint32_t frames, AudioBufferList &data)>;
 
-    explicit Callback(Work work) : work_(std::move(work)) {}
+    explicit Callback(Work does) : work(std::move(does)) {}
 
     OSStatus feed(AudioUnit unit)
     {
@@ -91,20 +94,18 @@ public:
                    AURenderCallbackStruct{&Callback::run, this});
     }
 
+    Work work;
     AudioUnitRenderActionFlags flagsOfNext = 0; ///< what the next call sets
 
 private:
     static OSStatus run(void *each, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time, uint32_t bus,
                         uint32_t frames, AudioBufferList *data)
     {
-        EXPECT_NE(flags, nullptr);
-        EXPECT_EQ(bus, 0u);
+        EXPECT_TRUE(flags && bus == 0);
         auto *const self = static_cast<Callback *>(each);
         *flags |= std::exchange(self->flagsOfNext, 0);
-        return self->work_(*time, frames, *data);
+        return self->work(*time, frames, *data);
     }
-
-    Work work_;
 };
 
 /// 16-bit sample number `index` of an endless sequence that does not repeat soon.
@@ -113,24 +114,22 @@ inline int16_t sampleAt(uint64_t index) noexcept
     return static_cast<int16_t>(static_cast<uint16_t>((index * 2654435761u) >> 8));
 }
 
-/// Frames `first` on of the sequence, two samples each, in either byte order.
-inline void writeFrames(uint64_t first, uint32_t frames, bool bigEndian, void *out) noexcept
+/// Frames `first` on of the sequence, two samples each, big-endian.
+inline void writeFrames(uint64_t first, uint32_t frames, void *out) noexcept
 {
     auto *bytes = static_cast<uint8_t *>(out);
     for (uint64_t i = first * 2; i < (first + frames) * 2; ++i) {
         const auto sample = static_cast<uint16_t>(sampleAt(i));
-        *bytes++ = static_cast<uint8_t>(bigEndian ? sample >> 8 : sample & 0xff);
-        *bytes++ = static_cast<uint8_t>(bigEndian ? sample & 0xff : sample >> 8);
+        *bytes++ = static_cast<uint8_t>(sample >> 8);
+        *bytes++ = static_cast<uint8_t>(sample & 0xff);
     }
 }
 
 /// Gives the sequence in the standard format (44,100 Hz, 16 bit, big-endian, stereo), counting.
-class SequenceSource
-{
-public:
+struct SequenceSource : Callback {
     SequenceSource()
-        : callback_([this](const AudioTimeStamp &, uint32_t frames, AudioBufferList &data) {
-              writeFrames(position.load(), frames, true, data.mBuffers[0].mData);
+        : Callback([this](const AudioTimeStamp &, uint32_t frames, AudioBufferList &data) {
+              writeFrames(position, frames, data.mBuffers[0].mData);
               position += frames;
               ++calls;
               return noErr;
@@ -138,13 +137,8 @@ public:
     {
     }
 
-    OSStatus feed(AudioUnit unit) { return callback_.feed(unit); }
-
     std::atomic<uint64_t> position{0}; ///< frames given so far
     std::atomic<uint64_t> calls{0};
-
-private:
-    Callback callback_;
 };
 
 /// Renders `frames` frames of `unit`, checked to succeed, as the bytes of all its buffers one after another.
