@@ -61,10 +61,14 @@ TEST(FiledAudioData, HasTheLengthInItsOwnFramesAndIsNullWhereItCannotBeOpened)
 {
     const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make({.rate = 48000, .frames = 48000}));
     EXPECT_EQ(data->numFrames(), 44100);
+    data->prereadFrames(512);
     data->finalizeForRead();
     data->finalizeForRead();
     EXPECT_EQ(data->numFrames(), 0) << "the file is closed";
     EXPECT_THROW(data->prepareForWrite(), const char *) << "nobody implements it";
+    data->setFileURL(make(indexed(5)));
+    data->prepareForRead(std::stop_token());
+    expectPasses(readIndices(*data), 5, 0, 0, 5);
 
     CapturedLog log;
     EXPECT_EQ(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(fileOf("not audio %s.wav", {'h', 'i'})), nullptr);
@@ -96,26 +100,6 @@ TEST(FiledAudioData, AFailingReadIsToldOnceAndAfterTheFramesBeforeIt)
     disk.reset();
     data->seek(kReadable - 10);
     expectPasses(readIndices(*data, 100), 100, kReadable - 10, 0, 300000);
-}
-
-TEST(FiledAudioData, PrereadsReadsAndSeeksOnThreeThreadsNeverMixFrames)
-{
-    constexpr int64_t kFrames = 300000;
-    const auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(make(indexed(kFrames)));
-    SerialQueue positions("positions");
-    const std::jthread timer([&](const std::stop_token &stop) {
-        while (!stop.stop_requested())
-            data->prereadFrames(44100);
-    });
-    const std::jthread seeker([&](const std::stop_token &stop) {
-        for (std::mt19937 random(5); !stop.stop_requested();)
-            positions.sync([&] { data->seek(static_cast<int64_t>(random() % kFrames)); });
-    });
-    for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
-        const auto numbers = positions.sync([&] { return readIndices(*data, 60000); }); // more than the ring has
-        if (!numbers.empty())
-            expectPasses(numbers, numbers.size(), numbers[0], 0, kFrames);
-    }
 }
 
 /// Whether a thread of this process sleeps, as it does in a lock that another one holds.
@@ -267,6 +251,8 @@ TEST(LoopWalk, BoundsWhateverTheSettersStored)
     EXPECT_EQ(kx::walkLoop({-4001, 4002, size, 4, true}, -7, 257, data).count, 256) << "whole frames only";
     EXPECT_EQ(data.heard[0], 0);
     EXPECT_EQ(kx::walkLoop({0, size, size, 4, true}, 256, size - 256, data).position, 0) << "it ends with the data";
+    NumberedData half(500, 0, 1000);
+    EXPECT_TRUE(kx::walkLoop({0, size, size, 4, false}, 0, size, half).ended) << "or where it cannot be read on";
 }
 
 TEST(RingBuffer, EqualsAQueueOfBytesOverRandomTransfers)

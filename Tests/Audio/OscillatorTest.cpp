@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -13,7 +12,6 @@
 #include <gtest/gtest.h>
 #include <numbers>
 #include <random>
-#include <thread>
 #include <vector>
 
 namespace kx::test
@@ -148,21 +146,6 @@ TEST(Oscillator, EqualsTheRulesBitForBitWithoutMemoryOrLocks)
         }
     }
     EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
-}
-
-TEST(Oscillator, TakesSettingsFromAnotherThreadWhileItIsPulled)
-{
-    KXOscillator oscillator;
-    const std::jthread setter([&](const std::stop_token &stop) {
-        for (unsigned i = 0; !stop.stop_requested(); ++i) {
-            oscillator.setType(static_cast<uint8_t>(i % 5));
-            oscillator.setPitch(static_cast<float>(i % 20000));
-            oscillator.setAmplitude(static_cast<float>(i % 3));
-        }
-    });
-    for (int block = 0; block < 200; ++block)
-        for (const float sample : pulled(oscillator, 100))
-            EXPECT_LE(std::abs(sample), 2.0F);
 }
 
 TEST(Oscillator, RefusesAModulatorThatLeadsBackToItAndLeavesOutWhatFails)

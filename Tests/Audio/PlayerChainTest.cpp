@@ -105,6 +105,7 @@ TEST_F(PlayerDeviceTest, FollowsTheDefaultDeviceOrStaysOnAChosenOneUntilItGoes)
     EXPECT_TRUE(allIsTold());
     EXPECT_EQ(rebuilt->count(), moves + 2) << "the list and the default are two notifications of one loss";
 
+    player->setFollowsDefaultOutput(false);
     hardware->setDevices({});
     ASSERT_TRUE(isOn(""));
     ASSERT_TRUE(eventually([&] { return player->isPlaying(); }));
@@ -148,6 +149,20 @@ TEST_F(PlayerDeviceTest, WritesTheBufferSizeAtEverySetUpAndItsBlockMayEndThePlay
     AudioObjectGetPropertyData(device("one"), &address, 0, nullptr, &size, &bytes);
     EXPECT_EQ(bytes, 4096U);
     EXPECT_EQ(player, nullptr);
+}
+
+TEST_F(PlayerDeviceTest, TwoPlayersPlayTheirOwnFilesAtOnce)
+{
+    const auto other = KXAFilePlayer::player();
+    ASSERT_TRUE(other->loadFileAtURL(make(indexed(390000))));
+    ASSERT_TRUE(other->setOutputDeviceID(device("two")));
+    other->setPositionInFrame(200000);
+    other->play();
+    const int64_t position = player->frameOffset();
+    auto frames = advance(5000);
+    const auto others = std::ranges::stable_partition(frames, [](int64_t frame) { return frame < 200000; });
+    expectPasses({frames.begin(), others.begin()}, 5000, position, 0, 400000);
+    expectPasses({others.begin(), others.end()}, 4000, 200000, 0, 390000);
 }
 
 TEST_F(PlayerDeviceTest, EndsOnTheLastOfManyDefaultsAndPlaysOn)

@@ -135,21 +135,6 @@ TEST_F(PlayerEffectTest, AJumpAndAnotherFileAreHeardAtOnce)
     EXPECT_EQ(exported().size(), 1024U) << "what a jump has let go is no part of an export";
 }
 
-TEST_F(PlayerEffectTest, TheEndOfTheDataIsHeardBeforeThePlayerStops)
-{
-    load({.frames = 3000, .signal = Signal::Noise}); // less than the look-ahead
-    turnTo(0.5F);
-    player->setLoop(false);
-    for (int round = 0; round < 2; ++round) {
-        player->setPositionInFrame(0);
-        const auto frames = playOut();
-        ASSERT_GE(frames.size(), 6000U);
-        EXPECT_LT(frames.size(), 6000U + 1024U) << "and no longer";
-        EXPECT_EQ(player->heardFrame().frame, 3000);
-    }
-    EXPECT_LE(playOut().size(), 512U) << "there is nothing to wait for";
-}
-
 TEST_F(PlayerEffectTest, KnowsTheFrameThatIsHeardWhateverComesBetween)
 {
     player->setOffsetFramesPlay(20000, 10000, 30000);
@@ -162,7 +147,7 @@ TEST_F(PlayerEffectTest, KnowsTheFrameThatIsHeardWhateverComesBetween)
         const KXAHeardFrame now = player->heardFrame();
         EXPECT_LE(std::exchange(time, now.hostTime), now.hostTime);
         const int64_t behind = (20000 + taken / 2 - now.frame) % 20000; // in the loop
-        ASSERT_TRUE(behind >= 0 && behind <= 1) << taken << " taken, " << now.frame << " heard";
+        ASSERT_TRUE(behind >= 0 && behind <= 1 && now.frame < 30000) << taken << " taken, " << now.frame << " heard";
     }
     player->stop();
     const int64_t stopped = player->heardFrame().frame;

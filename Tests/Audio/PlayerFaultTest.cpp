@@ -50,6 +50,7 @@ TEST_F(PlayerFaultTest, AFailingFileIsPlayedAsFarAsItGoesAndToldOnce)
     const auto told = std::make_shared<Handshake>();
     player->setPlaybackFailureBlock([told](const NSException &exception) {
         EXPECT_TRUE(exception.reason().starts_with("-[KXAFiledAudioData2 prereadFrames:]_block_invoke:97"));
+        EXPECT_EQ(exception.name(), "_ASSERT_NOERR failed exception");
         told->announce();
     });
     disk.emplace(44 + 4 * kReadable);

@@ -64,6 +64,7 @@ TEST(ChannelMix, SurroundIsFoldedWithTheStandardSharesOfTheLeftSide)
         EXPECT_EQ(sides[1][1], sides[0][0]) << "both sides are scaled alike";
         EXPECT_LE(std::max(sides[0].back(), sides[1].back()), 1.0F + 1e-6F) << "nothing clips";
     }
+    EXPECT_EQ(mixed(2, eachAlone(4))[1][2], 0) << "four channels have no centre";
     Planes noisy = eachAlone(6);
     noisy[3].assign(7, std::nanf("")); // of low frequencies
     for (const auto &plane : mixed(2, noisy))

@@ -6,12 +6,9 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
-#include <numeric>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace
@@ -21,14 +18,6 @@ constexpr uint32_t kSigned = kAudioFormatFlagIsSignedInteger;
 constexpr uint32_t kFloat = kAudioFormatFlagIsFloat;
 constexpr uint32_t kBig = kAudioFormatFlagIsBigEndian;
 constexpr uint32_t kPlanar = kAudioFormatFlagIsNonInterleaved;
-
-AudioStreamBasicDescription pcm(uint32_t channels, uint32_t bits, uint32_t flags)
-{
-    auto format = kx::interleaved(44100, channels, bits, flags);
-    if (kx::isNonInterleaved(format))
-        format.mBytesPerFrame = format.mBytesPerPacket = bits / 8;
-    return format;
-}
 
 using Planes = std::vector<std::vector<float>>;
 
@@ -83,19 +72,22 @@ uint64_t wordAt(const AudioStreamBasicDescription &format, const kx::BufferList 
 }
 
 /// Random formats, sizes and levels, the same for the same seed.
-class Chance
-{
-public:
-    explicit Chance(uint32_t seed) : random_(seed) {}
+struct Chance : std::mt19937 {
+    using std::mt19937::mt19937;
 
-    uint32_t upTo(uint32_t limit) { return static_cast<uint32_t>(random_() % (limit + 1)); }
+    uint32_t upTo(uint32_t limit) { return static_cast<uint32_t>((*this)() % (limit + 1)); }
 
     AudioStreamBasicDescription anyFormat()
     {
         constexpr std::pair<uint32_t, uint32_t> kinds[] = {{8, 0},        {8, kSigned}, {16, kSigned}, {24, kSigned},
                                                            {32, kSigned}, {32, kFloat}, {64, kFloat}};
         const auto [bits, flags] = kinds[upTo(6)];
-        return pcm(1 + upTo(3), bits, flags | (upTo(1) ? kBig : 0) | (upTo(1) ? kPlanar : 0));
+        auto format = kx::interleaved(44100, 1 + upTo(3), bits, flags | (upTo(1) ? kBig : 0));
+        if (upTo(1)) {
+            format.mFormatFlags |= kPlanar;
+            format.mBytesPerFrame = format.mBytesPerPacket = bits / 8;
+        }
+        return format;
     }
 
     /// Levels within and beyond the range, ties between two integers, and what is no level at all.
@@ -114,9 +106,6 @@ public:
             return static_cast<float>(upTo(1 << 24)) / 6e6F - 1.4F;
         }
     }
-
-private:
-    std::mt19937 random_;
 };
 
 /// Fills all of the list with what `byte` gives.
@@ -165,20 +154,18 @@ void expectBothWaysEqualTheModel(Chance &chance)
         return;
     // The shortcuts for the samples of decoders.
     Planes found(floats.size(), std::vector<float>(frames + 1, 7));
-    const std::byte *from = list.data(0) + first * format.mBytesPerFrame;
-    if (isShort)
-        kx::deinterleave(reinterpret_cast<const int16_t *>(from), format.mChannelsPerFrame, frames,
-                         pointersTo(found).data());
-    else
-        kx::deinterleave(reinterpret_cast<const float *>(from), format.mChannelsPerFrame, frames,
-                         pointersTo(found).data());
+    const auto *from = list.data(0) + first * format.mBytesPerFrame;
+    const auto shortcut = [&](const auto *samples) {
+        kx::deinterleave(samples, format.mChannelsPerFrame, frames, pointersTo(found).data());
+    };
+    isShort ? shortcut(reinterpret_cast<const int16_t *>(from)) : shortcut(reinterpret_cast<const float *>(from));
     EXPECT_EQ(found, floats);
 }
 
 TEST(SampleFormat, EqualsTheModelForRandomFormatsSizesAndLevels)
 {
     for (uint32_t seed = 1; seed <= 1000 && !HasFailure(); ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
         Chance chance(seed);
         expectBothWaysEqualTheModel(chance);
     }
