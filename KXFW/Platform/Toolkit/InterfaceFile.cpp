@@ -18,6 +18,12 @@ using kx::InterfaceFile;
     throw kx::nibLoadingException(file.path, text.toStdString());
 }
 
+/// The toolkit's reader takes elements in any case.
+bool isElement(const QXmlStreamReader &xml, QLatin1StringView name)
+{
+    return xml.name().compare(name, Qt::CaseInsensitive) == 0;
+}
+
 std::string localized(const std::string &path, const std::string &text)
 {
     const std::string usual = kx::StringTable::framework().localizedStringForKey(text);
@@ -26,13 +32,13 @@ std::string localized(const std::string &path, const std::string &text)
 
 void checkElement(const InterfaceFile &file, const QXmlStreamReader &xml, int depth)
 {
-    if (depth == 1 && xml.name() != QStringLiteral("ui"))
+    if (depth == 1 && !isElement(xml, QLatin1StringView("ui")))
         fail(file, xml, QStringLiteral("no interface file, but <%1>").arg(xml.name()));
     if (depth > InterfaceFile::kDeepestElement)
         fail(file, xml, QStringLiteral("more than %1 elements inside each other").arg(InterfaceFile::kDeepestElement));
     const QString name = xml.attributes().value(QStringLiteral("class")).toString();
-    const bool isUnknown = (xml.name() == QStringLiteral("widget") && !kx::isWidgetClass(name)) ||
-                           (xml.name() == QStringLiteral("layout") && !kx::isLayoutClass(name));
+    const bool isUnknown = (isElement(xml, QLatin1StringView("widget")) && !kx::isWidgetClass(name)) ||
+                           (isElement(xml, QLatin1StringView("layout")) && !kx::isLayoutClass(name));
     if (isUnknown)
         fail(file, xml, QStringLiteral("unknown class '%1'").arg(name));
 }
@@ -64,7 +70,7 @@ void kx::checkInterfaceFile(const InterfaceFile &file)
         const auto token = xml.readNext();
         if (token == QXmlStreamReader::StartElement) {
             checkElement(file, xml, ++depth);
-            hasWidget |= depth == 2 && xml.name() == QStringLiteral("widget");
+            hasWidget |= depth == 2 && isElement(xml, QLatin1StringView("widget"));
         } else if (token == QXmlStreamReader::EndElement) {
             --depth;
         } else if (token == QXmlStreamReader::DTD) {
@@ -85,7 +91,7 @@ kx::InterfaceFile kx::localizedInterfaceFile(const InterfaceFile &file)
     while (!xml.atEnd()) {
         xml.readNext();
         writer.writeCurrentToken(xml);
-        const bool isCaption = xml.isStartElement() && xml.name() == QStringLiteral("string") &&
+        const bool isCaption = xml.isStartElement() && isElement(xml, QLatin1StringView("string")) &&
                                xml.attributes().value(QStringLiteral("notr")) != QStringLiteral("true");
         if (!isCaption)
             continue;
