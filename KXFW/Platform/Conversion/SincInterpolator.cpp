@@ -1,8 +1,11 @@
 #include "KXFW/Platform/Conversion/SincInterpolator.h"
 
+#include "KXFW/Platform/Foundation/VectorClones.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 
 namespace kx
@@ -36,14 +39,55 @@ double kernelAt(double distance)
     return kCutoff * sinc * bessel0(kKaiserShape * std::sqrt(std::max(0.0, 1 - edge * edge))) / bessel0(kKaiserShape);
 }
 
-/// In four sums, so that the compiler may keep them side by side.
-float weightedSum(const float *samples, const float *weights, uint32_t count) noexcept
+/// Eight side by side, in whatever registers there are.
+using Lanes [[gnu::vector_size(8 * sizeof(float))]] = float;
+constexpr uint32_t kLanes = 8;
+
+[[gnu::always_inline]] inline void load(Lanes &lanes, const float *from) noexcept
 {
-    std::array<float, 4> sums{};
-    for (uint32_t i = 0; i < count; i += 4)
-        for (uint32_t j = 0; j < 4; ++j)
-            sums[j] += samples[i + j] * weights[i + j];
-    return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    std::memcpy(&lanes, from, sizeof lanes);
+}
+
+[[gnu::always_inline]] inline float sumOf(const Lanes &lanes) noexcept
+{
+    return ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) + ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
+}
+
+/// Two signals at once, with the same weights: `between` of the way from one row of weights to the next.
+struct PairRead {
+    const float *rows;
+    uint32_t rowBits;
+    uint32_t taps; ///< whole lanes
+    std::array<const float *, 2> planes;
+    std::array<float *, 2> out;
+};
+
+KX_VECTOR_CLONES void readPair(const PairRead &pair, uint64_t place, uint64_t step, uint32_t frames) noexcept
+{
+    const uint32_t restBits = 32 - pair.rowBits;
+    const float unit = 1.0F / static_cast<float>(1U << restBits);
+    for (uint32_t i = 0; i < frames; ++i, place += step) {
+        const auto part = static_cast<uint32_t>(place);
+        const float *const low = pair.rows + std::size_t{part >> restBits} * pair.taps;
+        const float between = static_cast<float>(part & ((1U << restBits) - 1)) * unit;
+        const auto sample = static_cast<int64_t>(place >> 32) + 1 - static_cast<int64_t>(pair.taps / 2);
+        Lanes left{};
+        Lanes right{};
+        for (uint32_t tap = 0; tap < pair.taps; tap += kLanes) {
+            Lanes weights;
+            Lanes next;
+            Lanes samples;
+            load(weights, low + tap);
+            load(next, low + pair.taps + tap);
+            weights += between * (next - weights);
+            load(samples, pair.planes[0] + sample + tap);
+            left += samples * weights;
+            load(samples, pair.planes[1] + sample + tap);
+            right += samples * weights;
+        }
+        pair.out[0][i] = sumOf(left);
+        pair.out[1][i] = sumOf(right);
+    }
 }
 
 } // namespace
@@ -57,9 +101,9 @@ SincInterpolator::SincInterpolator() : kernel_(kCrossings * kSteps + 2), rows_(s
 
 uint32_t SincInterpolator::reach(double speed) noexcept
 {
-    // Even, so that the sums run over whole fours.
-    const auto half = static_cast<uint32_t>(std::ceil(kCrossings / 2.0 * std::clamp(speed, 1.0, kFastest)));
-    return 2 * half;
+    // Both sides together are whole lanes.
+    constexpr uint32_t kGrain = kLanes / 2;
+    return kGrain * static_cast<uint32_t>(std::ceil(1.0 * kCrossings / kGrain * std::clamp(speed, 1.0, kFastest)));
 }
 
 /// The weights of the samples 1 - reach to reach around a place `fraction` behind sample 0.
@@ -91,20 +135,11 @@ void SincInterpolator::read(const float *const *planes, uint32_t channels, uint3
 {
     const double speed = static_cast<double>(step) / kOne;
     const uint32_t reached = reach(speed);
-    const uint32_t count = 2 * reached;
     prepare(std::min(1.0, 1 / speed), reached);
-    std::array<float, 2 * kReach> weights; // NOLINT: filled below as far as it is read
-    uint64_t place = fraction;
-    for (uint32_t i = 0; i < frames; ++i, place += step) {
-        const auto part = static_cast<uint32_t>(place);
-        const float *const low = rows_.data() + std::size_t{part / (1U << 24)} * count;
-        const float *const high = low + count;
-        const float between = static_cast<float>(part % (1U << 24)) * 0x1p-24F;
-        for (uint32_t tap = 0; tap < count; ++tap)
-            weights[tap] = low[tap] + between * (high[tap] - low[tap]);
-        const auto sample = static_cast<int64_t>(place >> 32) + 1 - static_cast<int64_t>(reached);
-        for (uint32_t channel = 0; channel < channels; ++channel)
-            out[channel][i] = weightedSum(planes[channel] + sample, weights.data(), count);
+    for (uint32_t first = 0; first < channels; first += 2) {
+        const uint32_t second = std::min(first + 1, channels - 1); // a channel without a fellow is read twice
+        readPair({rows_.data(), kRowBits, 2 * reached, {planes[first], planes[second]}, {out[first], out[second]}},
+                 fraction, step, frames);
     }
 }
 

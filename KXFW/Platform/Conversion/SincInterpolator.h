@@ -33,7 +33,8 @@ public:
               uint32_t frames) noexcept;
 
 private:
-    static constexpr uint32_t kRows = 256; ///< fractions of a sample that weights are kept for; between them, in line
+    static constexpr uint32_t kRowBits = 8; ///< of a fraction choose the row of weights; between two, in line
+    static constexpr uint32_t kRows = 1U << kRowBits;
 
     void prepare(double scale, uint32_t reach) noexcept;
     void weigh(double fraction, double scale, uint32_t reach, float *weights) const noexcept;
