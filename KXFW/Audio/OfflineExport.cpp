@@ -158,10 +158,12 @@ bool OfflineExport::cancelled() const
 /// Silence is no finished export where there is data left that could not be read.
 void OfflineExport::refuseHalf(int64_t silentFrames) const
 {
+    if (silentFrames <= 0)
+        return;
     const auto data = player_.audioData();
     const int64_t size = data ? data->bufferSize() : 0;
     const bool rangeHasData = framesIn(param_->startOffset()) < framesIn(std::min(param_->endOffset(), size));
-    if (silentFrames > 0 && rangeHasData && param_->byteOffset() < size)
+    if (rangeHasData && param_->byteOffset() < size)
         _ASSERT_NOERR(data->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
 }
 

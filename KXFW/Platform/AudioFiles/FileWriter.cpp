@@ -14,7 +14,7 @@ namespace kx
 namespace
 {
 
-constexpr uint32_t kBatchBytes = 1 << 20;
+constexpr uint32_t kBatchBytes = 1 << 18;
 constexpr uint32_t kWriterBlockFrames = 2048;
 
 bool isPlanarFloat(const AudioStreamBasicDescription &format)
