@@ -1,7 +1,5 @@
 #include "Tests/Support/MonitorRecorder.h"
 
-#include "KXFW/Platform/Hardware/Backends/PulseLoop.h"
-
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -10,6 +8,15 @@
 #include <pulse/pulseaudio.h>
 #include <stdexcept>
 #include <thread>
+
+namespace
+{
+
+template <auto Free> struct FreeWith {
+    template <class T> void operator()(T *object) const noexcept { Free(object); }
+};
+
+} // namespace
 
 /// The connection, on a thread of its own, and what came over it.
 struct kx::test::MonitorRecorder::Recording {

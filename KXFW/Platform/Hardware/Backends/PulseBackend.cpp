@@ -46,19 +46,19 @@ void kx::PulseBackend::waitUntilAnswered(Clock::time_point deadline)
 void kx::PulseBackend::connect()
 {
     dropContext();
-    context_.reset(pa_context_new(loop_->api(), program_invocation_short_name));
+    context_.reset(pulse().context_new(loop_->api(), program_invocation_short_name));
     if (!context_)
         return; // no memory: there is nothing to make a timer with either
-    pa_context_set_state_callback(
+    pulse().context_set_state_callback(
         context_.get(), [](pa_context *, void *self) noexcept { static_cast<PulseBackend *>(self)->heardState(); },
         this);
-    pa_context_set_subscribe_callback(
+    pulse().context_set_subscribe_callback(
         context_.get(),
         [](pa_context *, pa_subscription_event_type_t, uint32_t, void *self) noexcept {
             runLogged(kLabel, [self] { static_cast<PulseBackend *>(self)->ask(); });
         },
         this);
-    if (pa_context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+    if (pulse().context_connect(context_.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
         reconnectLater();
 }
 
@@ -69,20 +69,20 @@ void kx::PulseBackend::dropContext() noexcept
     mustAskAgain_ = false;
     if (!context_)
         return;
-    pa_context_set_state_callback(context_.get(), nullptr, nullptr);
-    pa_context_set_subscribe_callback(context_.get(), nullptr, nullptr);
-    pa_context_disconnect(context_.get());
+    pulse().context_set_state_callback(context_.get(), nullptr, nullptr);
+    pulse().context_set_subscribe_callback(context_.get(), nullptr, nullptr);
+    pulse().context_disconnect(context_.get());
     context_.reset();
 }
 
 void kx::PulseBackend::heardState() noexcept
 {
-    const pa_context_state_t state = pa_context_get_state(context_.get());
+    const pa_context_state_t state = pulse().context_get_state(context_.get());
     if (state == PA_CONTEXT_READY) {
         constexpr auto kEvents = static_cast<pa_subscription_mask_t>(
             PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SERVER);
-        if (pa_operation *ignored = pa_context_subscribe(context_.get(), kEvents, nullptr, nullptr))
-            pa_operation_unref(ignored);
+        if (pa_operation *ignored = pulse().context_subscribe(context_.get(), kEvents, nullptr, nullptr))
+            pulse().operation_unref(ignored);
         runLogged(kLabel, [this] { ask(); });
     } else if (!PA_CONTEXT_IS_GOOD(state)) {
         inquiry_.reset();
@@ -122,8 +122,8 @@ void kx::PulseBackend::reconnectLater()
     if (timer_ != nullptr)
         return;
     const auto delay = std::chrono::microseconds(nextDelay());
-    timer_ = pa_context_rttime_new(
-        context_.get(), pa_rtclock_now() + static_cast<pa_usec_t>(delay.count()),
+    timer_ = pulse().context_rttime_new(
+        context_.get(), pulse().rtclock_now() + static_cast<pa_usec_t>(delay.count()),
         [](pa_mainloop_api *, pa_time_event *, const timeval *, void *self) noexcept {
             static_cast<PulseBackend *>(self)->connect();
         },
@@ -190,7 +190,7 @@ kx::Result<std::unique_ptr<kx::OutputStream>> kx::PulseBackend::openOutput(const
     std::unique_ptr<PulseStream> stream;
     {
         const PulseLoop::Lock lock(*loop_);
-        if (!context_ || pa_context_get_state(context_.get()) != PA_CONTEXT_READY)
+        if (!context_ || pulse().context_get_state(context_.get()) != PA_CONTEXT_READY)
             return kAudioHardwareNotRunningError;
         stream = std::make_unique<PulseStream>(loop_, context_.get(), uid, *format, std::max(sliceFrames, 1u));
     }

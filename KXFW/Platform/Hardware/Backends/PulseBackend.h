@@ -36,7 +36,7 @@ public:
     Result<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) override;
 
 private:
-    using Context = std::unique_ptr<pa_context, FreeWith<pa_context_unref>>;
+    using Context = std::unique_ptr<pa_context, FreeWith<&PulseLibrary::context_unref>>;
 
     // With the loop's lock held:
     void connect();

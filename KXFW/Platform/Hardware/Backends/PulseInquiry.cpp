@@ -19,8 +19,8 @@ void kx::PulseInquiry::dropQuestions() noexcept
     for (pa_operation *question : questions_) {
         if (question == nullptr)
             continue;
-        pa_operation_cancel(question);
-        pa_operation_unref(question);
+        pulse().operation_cancel(question);
+        pulse().operation_unref(question);
     }
 }
 
@@ -37,10 +37,10 @@ void kx::PulseInquiry::ask()
     };
     devices_ = {};
     answered_ = 0;
-    questions_ = {pa_context_get_server_info(context_, serverAnswer, this),
-                  pa_context_get_sink_info_list(context_, sinkAnswer, this),
-                  pa_context_get_source_info_list(context_, sourceAnswer, this),
-                  pa_context_get_server_info(context_, serverAnswer, this)};
+    questions_ = {pulse().context_get_server_info(context_, serverAnswer, this),
+                  pulse().context_get_sink_info_list(context_, sinkAnswer, this),
+                  pulse().context_get_source_info_list(context_, sourceAnswer, this),
+                  pulse().context_get_server_info(context_, serverAnswer, this)};
 }
 
 void kx::PulseInquiry::hear(const pa_server_info *server)

@@ -2,16 +2,18 @@
 
 std::shared_ptr<kx::PulseLoop> kx::PulseLoop::start()
 {
-    Handle loop(pa_threaded_mainloop_new());
+    if (!PulseLibrary::load())
+        return nullptr;
+    Handle loop(pulse().threaded_mainloop_new());
     if (!loop)
         return nullptr;
-    pa_threaded_mainloop_set_name(loop.get(), "KXFW pulse");
-    if (pa_threaded_mainloop_start(loop.get()) < 0)
+    pulse().threaded_mainloop_set_name(loop.get(), "KXFW pulse");
+    if (pulse().threaded_mainloop_start(loop.get()) < 0)
         return nullptr;
     return std::shared_ptr<PulseLoop>(new PulseLoop(std::move(loop)));
 }
 
 kx::PulseLoop::~PulseLoop()
 {
-    pa_threaded_mainloop_stop(loop_.get());
+    pulse().threaded_mainloop_stop(loop_.get());
 }

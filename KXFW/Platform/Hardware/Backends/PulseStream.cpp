@@ -19,7 +19,7 @@ kx::PulseStream::PulseStream(std::shared_ptr<PulseLoop> loop, pa_context *contex
                              const PulseFormat &format, uint32_t sliceFrames)
     : loop_(std::move(loop)), format_(format), sliceFrames_(sliceFrames), leastRoomFrames_(sliceFrames)
 {
-    stream_.reset(pa_stream_new(context, "Playback", &format_.spec, &format_.map));
+    stream_.reset(pulse().stream_new(context, "Playback", &format_.spec, &format_.map));
     if (!stream_) {
         loss_ = kAudioHardwareNotRunningError;
         return;
@@ -28,7 +28,7 @@ kx::PulseStream::PulseStream(std::shared_ptr<PulseLoop> loop, pa_context *contex
     const pa_buffer_attr buffer = wantedBuffer();
     const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY |
                                                       PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE);
-    if (pa_stream_connect_playback(stream_.get(), sink.c_str(), &buffer, flags, nullptr, nullptr) < 0) {
+    if (pulse().stream_connect_playback(stream_.get(), sink.c_str(), &buffer, flags, nullptr, nullptr) < 0) {
         clearCallbacks();
         stream_.reset();
         loss_ = kAudioHardwareNotRunningError;
@@ -41,13 +41,13 @@ kx::PulseStream::~PulseStream()
     if (!stream_)
         return;
     clearCallbacks();
-    pa_stream_disconnect(stream_.get()); // nobody waits for the answer
+    pulse().stream_disconnect(stream_.get()); // nobody waits for the answer
     stream_.reset();
 }
 
 pa_buffer_attr kx::PulseStream::wantedBuffer() const noexcept
 {
-    const auto frameBytes = static_cast<uint32_t>(pa_frame_size(&format_.spec));
+    const auto frameBytes = static_cast<uint32_t>(pulse().frame_size(&format_.spec));
     pa_buffer_attr buffer{};
     buffer.maxlength = UINT32_MAX;
     buffer.tlength = bufferFrames(format_.spec.rate, sliceFrames_) * frameBytes;
@@ -59,36 +59,36 @@ pa_buffer_attr kx::PulseStream::wantedBuffer() const noexcept
 
 void kx::PulseStream::setCallbacks()
 {
-    pa_stream_set_state_callback(
+    pulse().stream_set_state_callback(
         stream_.get(), [](pa_stream *, void *self) noexcept { static_cast<PulseStream *>(self)->heardState(); }, this);
-    pa_stream_set_write_callback(
+    pulse().stream_set_write_callback(
         stream_.get(),
         [](pa_stream *, std::size_t, void *self) noexcept { static_cast<PulseStream *>(self)->changed_.raise(); },
         this);
-    pa_stream_set_underflow_callback(
+    pulse().stream_set_underflow_callback(
         stream_.get(), [](pa_stream *, void *self) noexcept { static_cast<PulseStream *>(self)->heardUnderflow(); },
         this);
 }
 
 void kx::PulseStream::clearCallbacks() noexcept
 {
-    pa_stream_set_state_callback(stream_.get(), nullptr, nullptr);
-    pa_stream_set_write_callback(stream_.get(), nullptr, nullptr);
-    pa_stream_set_underflow_callback(stream_.get(), nullptr, nullptr);
+    pulse().stream_set_state_callback(stream_.get(), nullptr, nullptr);
+    pulse().stream_set_write_callback(stream_.get(), nullptr, nullptr);
+    pulse().stream_set_underflow_callback(stream_.get(), nullptr, nullptr);
 }
 
 void kx::PulseStream::heardUnderflow() noexcept
 {
-    if (hasWritten_ && !isDraining_ && pa_stream_is_suspended(stream_.get()) == 0)
+    if (hasWritten_ && !isDraining_ && pulse().stream_is_suspended(stream_.get()) == 0)
         ++underruns_;
 }
 
 void kx::PulseStream::heardState() noexcept
 {
-    if (!PA_STREAM_IS_GOOD(pa_stream_get_state(stream_.get()))) {
+    if (!PA_STREAM_IS_GOOD(pulse().stream_get_state(stream_.get()))) {
         // Afterwards the stream does not know its context any more.
-        const pa_context *context = pa_stream_get_context(stream_.get());
-        const bool serverIsThere = context != nullptr && PA_CONTEXT_IS_GOOD(pa_context_get_state(context));
+        const pa_context *context = pulse().stream_get_context(stream_.get());
+        const bool serverIsThere = context != nullptr && PA_CONTEXT_IS_GOOD(pulse().context_get_state(context));
         loss_ = serverIsThere ? kAudioHardwareBadDeviceError : kAudioHardwareNotRunningError;
     }
     changed_.raise();
@@ -99,7 +99,7 @@ OSStatus kx::PulseStream::waitUntilReady()
     OSStatus status = kAudioHardwareNotRunningError;
     changed_.waitUntil(Clock::now() + kLongestWait, [&] {
         const PulseLoop::Lock lock(*loop_);
-        if (loss_ == noErr && pa_stream_get_state(stream_.get()) != PA_STREAM_READY)
+        if (loss_ == noErr && pulse().stream_get_state(stream_.get()) != PA_STREAM_READY)
             return false;
         status = loss_;
         return true;
@@ -108,8 +108,8 @@ OSStatus kx::PulseStream::waitUntilReady()
         return status;
     const PulseLoop::Lock lock(*loop_);
     // Half of the buffer that the server granted: less than a slice where it granted little.
-    if (const pa_buffer_attr *granted = pa_stream_get_buffer_attr(stream_.get())) {
-        const auto frames = granted->tlength / static_cast<uint32_t>(pa_frame_size(&format_.spec));
+    if (const pa_buffer_attr *granted = pulse().stream_get_buffer_attr(stream_.get())) {
+        const auto frames = granted->tlength / static_cast<uint32_t>(pulse().frame_size(&format_.spec));
         leastRoomFrames_ = std::clamp(frames / 2, 1u, sliceFrames_);
     }
     return noErr;
@@ -117,12 +117,12 @@ OSStatus kx::PulseStream::waitUntilReady()
 
 uint32_t kx::PulseStream::roomFrames() const noexcept
 {
-    if (pa_stream_get_state(stream_.get()) != PA_STREAM_READY)
+    if (pulse().stream_get_state(stream_.get()) != PA_STREAM_READY)
         return 0;
-    const std::size_t bytes = pa_stream_writable_size(stream_.get());
+    const std::size_t bytes = pulse().stream_writable_size(stream_.get());
     if (bytes == static_cast<std::size_t>(-1))
         return 0;
-    return static_cast<uint32_t>(std::min<std::size_t>(bytes / pa_frame_size(&format_.spec), sliceFrames_));
+    return static_cast<uint32_t>(std::min<std::size_t>(bytes / pulse().frame_size(&format_.spec), sliceFrames_));
 }
 
 kx::Result<uint32_t> kx::PulseStream::waitForRoom()
@@ -152,8 +152,8 @@ OSStatus kx::PulseStream::write(const void *interleaved, uint32_t frames)
     const PulseLoop::Lock lock(*loop_);
     if (loss_ != noErr)
         return loss_;
-    const std::size_t bytes = frames * pa_frame_size(&format_.spec);
-    if (pa_stream_write(stream_.get(), interleaved, bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0)
+    const std::size_t bytes = frames * pulse().frame_size(&format_.spec);
+    if (pulse().stream_write(stream_.get(), interleaved, bytes, nullptr, 0, PA_SEEK_RELATIVE) < 0)
         return kAudioHardwareUnspecifiedError;
     hasWritten_ = true;
     written_ += frames;
@@ -165,7 +165,7 @@ std::optional<std::chrono::microseconds> kx::PulseStream::heldTime() const noexc
 {
     pa_usec_t latency = 0;
     int isNegative = 0;
-    if (!stream_ || pa_stream_get_latency(stream_.get(), &latency, &isNegative) < 0)
+    if (!stream_ || pulse().stream_get_latency(stream_.get(), &latency, &isNegative) < 0)
         return std::nullopt;
     return isNegative != 0 ? 0us : std::min(std::chrono::microseconds(latency), kLongestHeldTime);
 }
@@ -203,7 +203,7 @@ void kx::PulseStream::drain()
         isDraining_ = true;
         isDrained_ = false;
         deadline = Clock::now() + heldTime().value_or(0us) + kLongestWait;
-        drain = pa_stream_drain(
+        drain = pulse().stream_drain(
             stream_.get(),
             [](pa_stream *, int, void *self) noexcept {
                 static_cast<PulseStream *>(self)->isDrained_ = true;
@@ -219,8 +219,8 @@ void kx::PulseStream::drain()
     isDraining_ = false;
     if (drain == nullptr)
         return;
-    pa_operation_cancel(drain);
-    pa_operation_unref(drain);
+    pulse().operation_cancel(drain);
+    pulse().operation_unref(drain);
 }
 
 /// A corked stream goes back by what the sink can still take back; what the sink has taken then will be heard.
@@ -235,19 +235,20 @@ void kx::PulseStream::halt()
         const PulseLoop::Lock lock(*loop_);
         if (!hasWritten_ || isDrained_ || loss_ != noErr)
             return;
-        operation = pa_stream_cork(stream_.get(), 1, raise, this);
+        operation = pulse().stream_cork(stream_.get(), 1, raise, this);
     }
     awaitAnswer(operation, deadline);
     {
         const PulseLoop::Lock lock(*loop_);
-        operation = pa_stream_update_timing_info(stream_.get(), raise, this);
+        operation = pulse().stream_update_timing_info(stream_.get(), raise, this);
     }
     const bool isAnswered = awaitAnswer(operation, deadline);
     const PulseLoop::Lock lock(*loop_);
-    const pa_timing_info *timing = isAnswered && loss_ == noErr ? pa_stream_get_timing_info(stream_.get()) : nullptr;
+    const pa_timing_info *timing =
+        isAnswered && loss_ == noErr ? pulse().stream_get_timing_info(stream_.get()) : nullptr;
     if (timing && timing->read_index_corrupt == 0) {
         const auto taken =
-            static_cast<uint64_t>(std::max<int64_t>(timing->read_index, 0)) / pa_frame_size(&format_.spec);
+            static_cast<uint64_t>(std::max<int64_t>(timing->read_index, 0)) / pulse().frame_size(&format_.spec);
         knownHeard_ = std::max(knownHeard_, std::min(taken, written_));
     }
     isHalted_ = true;
@@ -260,13 +261,13 @@ bool kx::PulseStream::awaitAnswer(pa_operation *operation, Clock::time_point dea
         return false;
     const auto isDone = [&] {
         const PulseLoop::Lock lock(*loop_);
-        return pa_operation_get_state(operation) != PA_OPERATION_RUNNING;
+        return pulse().operation_get_state(operation) != PA_OPERATION_RUNNING;
     };
     changed_.waitUntil(deadline, isDone);
     const PulseLoop::Lock lock(*loop_);
-    const bool isAnswered = pa_operation_get_state(operation) == PA_OPERATION_DONE;
-    pa_operation_cancel(operation);
-    pa_operation_unref(operation);
+    const bool isAnswered = pulse().operation_get_state(operation) == PA_OPERATION_DONE;
+    pulse().operation_cancel(operation);
+    pulse().operation_unref(operation);
     return isAnswered;
 }
 

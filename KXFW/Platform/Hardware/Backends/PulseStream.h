@@ -38,7 +38,7 @@ public:
 
 private:
     bool awaitAnswer(pa_operation *operation, std::chrono::steady_clock::time_point deadline); ///< [blocks]
-    using Stream = std::unique_ptr<pa_stream, FreeWith<pa_stream_unref>>;
+    using Stream = std::unique_ptr<pa_stream, FreeWith<&PulseLibrary::stream_unref>>;
 
     [[nodiscard]] pa_buffer_attr wantedBuffer() const noexcept;
     void setCallbacks();

@@ -1,0 +1,44 @@
+#include "KXFW/Platform/Hardware/Backends/PulseLibrary.h"
+
+#include "KXFW/Platform/Foundation/NSLog.h"
+
+#include <dlfcn.h>
+#include <type_traits>
+
+namespace
+{
+
+kx::PulseLibrary functions;
+
+/// Its version is that of the interface, which has not changed since 2007.
+constexpr const char *kLibrary = "libpulse.so.0";
+
+bool loadFunctions()
+{
+    void *const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    bool isWhole = library != nullptr;
+    const auto take = [&](auto &function, const char *name) {
+        if (isWhole)
+            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
+        isWhole = isWhole && function != nullptr;
+    };
+#define KX_TAKE(name) take(functions.name, "pa_" #name);
+    KX_PULSE_FUNCTIONS(KX_TAKE)
+#undef KX_TAKE
+    if (!isWhole)
+        NSLog("PulseAudio cannot be used: %@", dlerror());
+    return isWhole;
+}
+
+} // namespace
+
+bool kx::PulseLibrary::load()
+{
+    static const bool isLoaded = loadFunctions();
+    return isLoaded;
+}
+
+const kx::PulseLibrary &kx::pulse() noexcept
+{
+    return functions;
+}
