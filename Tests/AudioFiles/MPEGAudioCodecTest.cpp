@@ -1,9 +1,5 @@
 #include "FileTestSupport.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEGFrameWalk.h"
-#include "Tests/Support/Media.h"
-#include "Tests/Support/MemorySource.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
@@ -30,54 +26,36 @@ Bytes junk(std::size_t count, uint32_t seed = 3, uint32_t below = 255)
     return bytes;
 }
 
+/// Its body looks like the second byte of a header, after one that does like the first.
 Bytes id3v2(std::size_t body)
 {
-    Bytes tag = bytesOf("ID3");
-    tag.insert(tag.end(), {4, 0, 0, static_cast<uint8_t>(body >> 21), static_cast<uint8_t>(body >> 14 & 127),
-                           static_cast<uint8_t>(body >> 7 & 127), static_cast<uint8_t>(body & 127)});
-    tag.resize(10 + body, 0xFB); // looks like the second byte of a header, after one that does like the first
-    return tag;
+    const auto digit = [&](int shift) { return static_cast<uint8_t>(body >> shift & 127); };
+    return bytesOf("ID3") + Bytes{4, 0, 0, digit(21), digit(14), digit(7), digit(0)} + Bytes(body, 0xFB);
 }
 
 Bytes id3v1()
 {
-    Bytes tag = bytesOf("TAGtitle");
-    tag.resize(128, 0xFF);
-    return tag;
+    return bytesOf("TAGtitle") + Bytes(120, 0xFF);
 }
 
 Bytes ape(std::size_t body)
 {
-    Bytes head = bytesOf("APETAGEX") + Bytes(24);
-    putLittle(head, 8, 2000, 4);
-    putLittle(head, 12, body + 32, 4);
-    head[16] = 1;
-    head[23] = 0xA0;
-    Bytes foot = head;
-    foot[23] = 0x80;
-    return head + Bytes(body, 0xFF) + foot;
+    const auto end = [&](uint8_t flags) {
+        const Bytes bytes = bytesOf("APETAGEX") + Bytes(8) + Bytes{1, 0, 0, 0, 0, 0, 0, flags} + Bytes(8);
+        return withLittle(withLittle(bytes, 8, 2000, 4), 12, body + 32, 4);
+    };
+    return end(0xA0) + Bytes(body, 0xFF) + end(0x80);
 }
 
 std::vector<float> decodedMPEGAudio(const Bytes &bytes)
 {
-    auto opened = openBytes(openMPEGAudio, bytes);
-    EXPECT_TRUE(opened) << opened.status();
-    return opened ? readToEnd(**opened) : std::vector<float>();
+    return decoded(openMPEGAudio, bytes);
 }
 
 bool isRecognised(const Bytes &bytes)
 {
     MemorySource source(bytes);
     return recognisesMPEGAudio(source);
-}
-
-/// Where the four letters of the encoder's tag stand in a file of variable bit rate.
-std::size_t tagOffset(const Bytes &bytes)
-{
-    const std::string_view letters = "Xing";
-    const auto found = std::search(bytes.begin(), bytes.end(), letters.begin(), letters.end());
-    EXPECT_NE(found, bytes.end());
-    return static_cast<std::size_t>(found - bytes.begin());
 }
 
 TEST(MPEGAudioCodec, TakesNoOtherFileForItsOwn)
@@ -98,11 +76,10 @@ TEST(MPEGAudioCodec, TakesShortFilesThatEndWithAFrame)
     ASSERT_TRUE(walk.start());
     for (int frames = 1; frames <= 4; ++frames) {
         ASSERT_TRUE(walk.next(frame));
-        const Bytes some(whole.begin(), whole.begin() + frame.position + frame.header.bytes);
-        EXPECT_TRUE(isRecognised(some)) << frames;
-        EXPECT_EQ(decodedMPEGAudio(some).size(), static_cast<std::size_t>(frames) * 1152 * 2);
-        const Bytes spoilt(some.begin(), some.end() - 1); // the last frame lacks a byte
-        EXPECT_EQ(isRecognised(spoilt), frames > 1) << frames;
+        const auto end = static_cast<std::size_t>(frame.position + frame.header.bytes);
+        EXPECT_TRUE(isRecognised(part(whole, 0, end))) << frames;
+        EXPECT_EQ(decodedMPEGAudio(part(whole, 0, end)).size(), static_cast<std::size_t>(frames) * 1152 * 2);
+        EXPECT_EQ(isRecognised(part(whole, 0, end - 1)), frames > 1) << "the last frame lacks a byte";
     }
 }
 
@@ -123,21 +100,18 @@ TEST(MPEGAudioCodec, BelievesTheFramesRatherThanTheTag)
     const Bytes sound = mp3({"-V", "4"});
     const auto honest = decodedMPEGAudio(sound);
     for (const uint32_t stated : {0U, 1U, 30U, 44U, 1000U, 0xFFFFFFFFU}) {
-        Bytes lying = sound;
-        putBig(lying, tagOffset(sound) + 8, stated, 4);
-        const auto decoded = decodedMPEGAudio(lying);
-        ASSERT_NEAR(static_cast<double>(decoded.size()) / 2, kLength, 2304) << "stated " << stated;
-        EXPECT_TRUE(std::equal(decoded.begin(), decoded.begin() + kLength, honest.begin())) << stated;
+        const auto lying = decodedMPEGAudio(withBig(sound, placeOf("Xing", sound) + 8, stated, 4));
+        ASSERT_NEAR(static_cast<double>(lying.size()) / 2, kLength, 2304) << "stated " << stated;
+        EXPECT_TRUE(std::equal(lying.begin(), lying.begin() + kLength, honest.begin())) << stated;
     }
-    Bytes trimmedAway = mp3({"-V", "4"}, 1000);
-    putBig(trimmedAway, tagOffset(trimmedAway) + 120 + 21, 0xFFFFFF, 3);
-    EXPECT_TRUE(decodedMPEGAudio(trimmedAway).empty());
+    const Bytes brief = mp3({"-V", "4"}, 1000);
+    EXPECT_TRUE(decodedMPEGAudio(withBig(brief, placeOf("Xing", brief) + 120 + 21, 0xFFFFFF, 3)).empty());
 }
 
 TEST(MPEGAudioCodec, SeeksExactlyInAStreamThatBeginsInTheMiddle)
 {
     for (const Bytes &sound : {mp3({"-b", "128", "-t"}), mp3({"-b", "64", "-t"}, kLength, 22050)}) {
-        auto opened = openBytes(openMPEGAudio, {sound.begin() + 3000, sound.end()});
+        auto opened = openBytes(openMPEGAudio, part(sound, 3000));
         ASSERT_TRUE(opened);
         const auto straight = readToEnd(**opened);
         for (const int64_t target : {40000, 30001, 20003, 11005}) {
@@ -157,8 +131,8 @@ TEST(MPEGAudioCodec, LeavesOutFramesOfAnotherFormat)
     for (const std::size_t bytes : {1, 20000})
         EXPECT_EQ(frames(first + junk(bytes) + first), 2 * frames(first));
     // In the junk stand headers that no frame follows; behind it may stand a single frame that ends the file.
-    const Bytes header(first.begin(), first.begin() + 4);
-    const Bytes frame(first.begin(), first.begin() + 417); // of 128,000 bits a second, not padded
+    const Bytes header = part(first, 0, 4);
+    const Bytes frame = part(first, 0, 417); // of 128,000 bits a second, not padded
     EXPECT_EQ(frames(first + junk(50) + header + junk(70) + header + junk(20000) + first), 2 * frames(first));
     EXPECT_EQ(frames(first + junk(50) + header + junk(1000) + frame), frames(first) + 1152);
 }

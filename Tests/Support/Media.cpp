@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <numbers>
 #include <sstream>
@@ -24,32 +26,6 @@ namespace kx::test
 
 namespace
 {
-
-/// Made on first use; removed by the process that made it, not by its forked children.
-class TemporaryFolder
-{
-public:
-    TemporaryFolder() : owner_(getpid())
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kxtest-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr)
-            throw std::runtime_error("cannot make a temporary folder");
-        path_ = pattern;
-    }
-    ~TemporaryFolder()
-    {
-        std::error_code ignored;
-        if (getpid() == owner_)
-            std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-    [[nodiscard]] const std::filesystem::path &path() const { return path_; }
-
-private:
-    pid_t owner_;
-    std::filesystem::path path_;
-};
 
 double sines(double seconds, uint32_t channel)
 {
@@ -74,31 +50,17 @@ void append(std::vector<uint8_t> &bytes, const char *text)
 std::vector<uint8_t> waveHeader(uint32_t tag, uint32_t rate, uint32_t channels, uint32_t bits, uint64_t dataBytes)
 {
     const uint32_t frameBytes = channels * bits / 8;
+    const std::pair<uint64_t, uint32_t> format[] = {
+        {16, 4}, {tag, 2}, {channels, 2}, {rate, 4}, {uint64_t{rate} * frameBytes, 4}, {frameBytes, 2}, {bits, 2}};
     std::vector<uint8_t> bytes;
     append(bytes, "RIFF");
     append(bytes, 36 + dataBytes + dataBytes % 2, 4);
     append(bytes, "WAVEfmt ");
-    append(bytes, 16, 4);
-    append(bytes, tag, 2);
-    append(bytes, channels, 2);
-    append(bytes, rate, 4);
-    append(bytes, uint64_t{rate} * frameBytes, 4);
-    append(bytes, frameBytes, 2);
-    append(bytes, bits, 2);
+    for (const auto &[value, count] : format)
+        append(bytes, value, count);
     append(bytes, "data");
     append(bytes, dataBytes, 4);
     return bytes;
-}
-
-std::string keyOf(const MediaSpec &spec)
-{
-    std::string key = std::to_string(static_cast<int>(spec.codec));
-    for (const int64_t part : {int64_t{spec.rate}, int64_t{spec.channels}, spec.frames, int64_t{spec.bits},
-                               int64_t{spec.floats}, static_cast<int64_t>(spec.signal), int64_t{spec.seed}})
-        key += '/' + std::to_string(part);
-    for (const std::string &option : spec.options)
-        key += '/' + option;
-    return key;
 }
 
 /// How the file of a codec ends, and how it is made; OPTIONS stands for those of the spec.
@@ -107,31 +69,23 @@ struct Encoder {
     const char *command;
 };
 
-Encoder encoderOf(Codec codec)
+constexpr Encoder kEncoders[] = {
+    // in the order of Codec
+    {"wav", ""},
+    {"aiff", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a pcm_sBITSbe -f aiff OPTIONS TARGET"},
+    {"flac", "flac --silent --force OPTIONS -o TARGET SOURCE"},
+    {"oga", "flac --silent --force --ogg --serial-number 1 OPTIONS -o TARGET SOURCE"},
+    {"ogg", "oggenc -Q --serial 1 OPTIONS -o TARGET SOURCE"},
+    {"opus", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a libopus OPTIONS TARGET"},
+    {"mp3", "lame --quiet --noreplaygain OPTIONS SOURCE TARGET"},
+    {"mp2", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a mp2 -f mp2 OPTIONS TARGET"},
+    {"m4a", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a aac -f ipod OPTIONS TARGET"},
+    {"m4a", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a alac -sample_fmt KIND -f ipod OPTIONS TARGET"},
+};
+
+const Encoder &encoderOf(Codec codec)
 {
-    switch (codec) {
-    case Codec::WAV:
-        return {"wav", ""};
-    case Codec::AIFF:
-        return {"aiff", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a pcm_sBITSbe -f aiff OPTIONS TARGET"};
-    case Codec::FLAC:
-        return {"flac", "flac --silent --force OPTIONS -o TARGET SOURCE"};
-    case Codec::OggFLAC:
-        return {"oga", "flac --silent --force --ogg --serial-number 1 OPTIONS -o TARGET SOURCE"};
-    case Codec::Opus:
-        return {"opus", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a libopus OPTIONS TARGET"};
-    case Codec::Vorbis:
-        return {"ogg", "oggenc -Q --serial 1 OPTIONS -o TARGET SOURCE"};
-    case Codec::MP3:
-        return {"mp3", "lame --quiet --noreplaygain OPTIONS SOURCE TARGET"};
-    case Codec::MP2:
-        return {"mp2", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a mp2 -f mp2 OPTIONS TARGET"};
-    case Codec::AAC:
-        return {"m4a", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a aac -f ipod OPTIONS TARGET"};
-    case Codec::ALAC:
-        break;
-    }
-    return {"m4a", "ffmpeg -nostdin -v error -y -i SOURCE -bitexact -c:a alac -sample_fmt KIND -f ipod OPTIONS TARGET"};
+    return kEncoders[static_cast<std::size_t>(codec)];
 }
 
 /// The command that encodes `source` to `target`.
@@ -176,9 +130,9 @@ void encode(const MediaSpec &spec, const std::filesystem::path &target)
 std::filesystem::path make(const MediaSpec &spec)
 {
     static std::mutex mutex;
-    static std::map<std::string, std::filesystem::path> made;
+    static std::map<MediaSpec, std::filesystem::path> made;
     const std::lock_guard lock(mutex);
-    std::filesystem::path &path = made[keyOf(spec)];
+    std::filesystem::path &path = made[spec];
     if (path.empty()) {
         const std::filesystem::path target = temporaryPath(std::string("media.") + encoderOf(spec.codec).extension);
         encode(spec, target);
@@ -197,14 +151,11 @@ std::vector<int32_t> samples(const MediaSpec &spec)
         for (uint32_t channel = 0; channel < spec.channels; ++channel) {
             state = state * 1664525U + 1013904223U; // the same on every machine
             const double noise = static_cast<double>(static_cast<int32_t>(state)) / 2147483648.0;
-            double value = 0;
-            if (spec.signal == Signal::Sines)
-                value = sines(static_cast<double>(frame) / spec.rate, channel) + 0.05 * noise;
-            else if (spec.signal == Signal::Noise)
-                value = 0.5 * noise;
-            const bool isIndex = spec.signal == Signal::Index;
-            result.push_back(isIndex ? static_cast<int16_t>(frame >> (16 * (channel % 4)))
-                                     : static_cast<int32_t>(std::lrint(value * (scale - 1))));
+            const double wave = spec.signal == Signal::Noise
+                                    ? 0.5 * noise
+                                    : sines(static_cast<double>(frame) / spec.rate, channel) + 0.05 * noise;
+            result.push_back(spec.signal == Signal::Index ? static_cast<int16_t>(frame >> (16 * (channel % 4)))
+                                                          : static_cast<int32_t>(std::lrint(wave * (scale - 1))));
         }
     }
     return result;
@@ -216,6 +167,14 @@ std::vector<float> floatSamples(const MediaSpec &spec)
     for (const int32_t value : samples(spec))
         result.push_back(static_cast<float>(std::ldexp(value, 1 - static_cast<int>(spec.bits))));
     return result;
+}
+
+std::vector<uint8_t> bigEndian(const std::vector<int32_t> &samples)
+{
+    std::vector<uint8_t> bytes;
+    for (const int32_t sample : samples)
+        bytes.insert(bytes.end(), {static_cast<uint8_t>(sample >> 8), static_cast<uint8_t>(sample)});
+    return bytes;
 }
 
 std::vector<uint8_t> waveBytes(uint32_t rate, uint32_t channels, uint32_t bits, const std::vector<int32_t> &samples)
@@ -232,18 +191,27 @@ std::vector<uint8_t> waveBytes(uint32_t rate, uint32_t channels, uint32_t bits, 
 std::vector<uint8_t> floatWaveBytes(uint32_t rate, uint32_t channels, const std::vector<float> &samples)
 {
     std::vector<uint8_t> bytes = waveHeader(3, rate, channels, 32, samples.size() * 4);
-    for (const float sample : samples) {
-        uint32_t word = 0;
-        std::memcpy(&word, &sample, sizeof word);
-        append(bytes, word, 4);
-    }
+    for (const float sample : samples)
+        append(bytes, std::bit_cast<uint32_t>(sample), 4);
     return bytes;
 }
 
 std::filesystem::path temporaryFolder()
 {
-    static const TemporaryFolder folder;
-    return folder.path();
+    const auto make = [] {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kxtest-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr)
+            throw std::runtime_error("cannot make a temporary folder");
+        return new std::filesystem::path(pattern);
+    };
+    const auto remove = [owner = getpid()](const std::filesystem::path *folder) {
+        std::error_code ignored;
+        if (getpid() == owner) // not its forked children
+            std::filesystem::remove_all(*folder, ignored);
+        delete folder;
+    };
+    static const std::shared_ptr<std::filesystem::path> folder(make(), remove);
+    return *folder;
 }
 
 std::filesystem::path temporaryPath(const std::string &name)

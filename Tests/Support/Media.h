@@ -9,6 +9,7 @@
 /// All calls throw std::runtime_error when a tool or the disk fails, and may be made from any thread.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -31,10 +32,9 @@ enum class Codec {
 };
 
 enum class Signal {
-    Sines,   ///< three sines a channel, different in each, with a little seeded noise; peaks at 0.7
-    Noise,   ///< seeded white noise; peaks at 0.5
-    Silence, ///< zeros
-    Index,   ///< 16-bit samples that hold the frame number: channel c has bits 16c to 16c+15 of it (see indexOf)
+    Sines, ///< three sines a channel, different in each, with a little seeded noise; peaks at 0.7
+    Noise, ///< seeded white noise; peaks at 0.5
+    Index, ///< 16-bit samples that hold the frame number: channel c has bits 16c to 16c+15 of it (see indexOf)
 };
 
 struct MediaSpec {
@@ -47,6 +47,8 @@ struct MediaSpec {
     Signal signal = Signal::Sines;
     uint32_t seed = 1;                     ///< of the noise
     std::vector<std::string> options = {}; ///< passed on to the encoder
+
+    auto operator<=>(const MediaSpec &) const = default;
 };
 
 /// The file that `spec` describes, made on first use.
@@ -56,6 +58,8 @@ std::filesystem::path make(const MediaSpec &spec);
 std::vector<int32_t> samples(const MediaSpec &spec);
 /// The same, divided by 2^(bits-1).
 std::vector<float> floatSamples(const MediaSpec &spec);
+/// 16-bit samples as big-endian bytes.
+std::vector<uint8_t> bigEndian(const std::vector<int32_t> &samples);
 /// The frame number that a left and right sample of Signal::Index hold.
 constexpr int64_t indexOf(int16_t left, int16_t right)
 {

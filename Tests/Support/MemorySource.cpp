@@ -8,6 +8,8 @@ namespace kx::test
 
 int64_t MemorySource::readAt(int64_t offset, void *bytes, int64_t count) noexcept
 {
+    if (++reads == stopAt)
+        stop.request_stop();
     if (offset < 0 || count < 0 || offset >= length())
         return 0;
     count = std::min(count, length() - offset);

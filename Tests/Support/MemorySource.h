@@ -5,6 +5,7 @@
 #include "KXFW/Platform/AudioFiles/Codecs/Decoder.h"
 
 #include <cstdint>
+#include <stop_token>
 #include <vector>
 
 namespace kx::test
@@ -28,6 +29,10 @@ public:
     /// The file gets shorter under its reader; size() stays.
     void truncate(int64_t size) { bytes_.resize(static_cast<std::size_t>(size)); }
     [[nodiscard]] int64_t bytesRead() const noexcept { return bytesRead_; }
+
+    std::stop_source stop;
+    int reads = 0;
+    int stopAt = 0; ///< the read at which `stop` is requested
 
 private:
     [[nodiscard]] int64_t length() const noexcept { return static_cast<int64_t>(bytes_.size()); }

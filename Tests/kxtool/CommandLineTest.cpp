@@ -7,16 +7,15 @@ namespace kx::test
 namespace
 {
 
-using Line = std::vector<std::string>;
-
 /// Expects this status and one line that ends and has `part` in it, and nothing on the standard output.
 void expectRefused(int status, const std::string &part, const Line &line)
 {
+    SCOPED_TRACE(testing::PrintToString(line));
     const ToolResult result = kxtool(line);
-    EXPECT_EQ(result.status, status) << ::testing::PrintToString(line);
-    EXPECT_TRUE(isOneLine(result.errors)) << ::testing::PrintToString(line) << '\n' << result.errors;
-    EXPECT_NE(result.errors.find(part), std::string::npos) << ::testing::PrintToString(line) << '\n' << result.errors;
-    EXPECT_EQ(result.output, "") << ::testing::PrintToString(line);
+    EXPECT_EQ(result.status, status);
+    EXPECT_TRUE(isOneLine(result.errors)) << result.errors;
+    EXPECT_NE(result.errors.find(part), std::string::npos) << result.errors;
+    EXPECT_EQ(result.output, "");
 }
 
 TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
@@ -34,6 +33,7 @@ TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
         {"play", file, "--position"},
         {"export", file},
         {"export", file, file},
+        {"export", file, out, "--end", "0"},
         {"decode", file, file},
         {"format", file, "--save", file},
         {"decode", file, out, "--frames", "\xff\xfe"},
@@ -47,35 +47,31 @@ TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
         expectRefused(2, "--volume", {"play", file, "--volume", volume});
     for (const char *seconds : {"0", "nan", "1e300"})
         expectRefused(2, "--seconds", {"play", file, "--seconds", seconds});
-    const auto synth = [&](const std::string &type, const std::string &seconds, const Line &rest = {}) {
-        Line line{"synth", out, "--type", type, "--pitch", "441", "--amplitude", "1", "--seconds", seconds};
-        line.insert(line.end(), rest.begin(), rest.end());
-        return line;
+    const std::pair<const char *, Line> sounds[] = {
+        {"--type", {"saw", "1"}},
+        {"--seconds", {"sine", "24001"}},
+        {"--lfo-amplitude", {"sine", "1", "--lfo-type", "sine", "--lfo-pitch", "5"}},
+        {"--lfo-amplitude", {"sine", "1", "--lfo-type", "sine", "--lfo-pitch", "5", "--lfo-amplitude", "1e9"}},
     };
-    expectRefused(2, "--type", synth("saw", "1"));
-    expectRefused(2, "--seconds", synth("sine", "24001"));
-    expectRefused(2, "--lfo-amplitude", synth("sine", "1", {"--lfo-type", "sine", "--lfo-pitch", "5"}));
-    expectRefused(2, "--lfo-amplitude",
-                  synth("sine", "1", {"--lfo-type", "sine", "--lfo-pitch", "5", "--lfo-amplitude", "1e9"}));
+    for (const auto &[option, sound] : sounds) {
+        Line line{"synth", out, "--pitch", "441", "--amplitude", "1", "--type", sound[0], "--seconds", sound[1]};
+        line.insert(line.end(), sound.begin() + 2, sound.end());
+        expectRefused(2, option, line);
+    }
     EXPECT_FALSE(std::filesystem::exists(out));
-
     const ToolResult help = kxtool({"play", "--help"});
-    EXPECT_EQ(help.status, 0);
-    EXPECT_TRUE(help.errors.empty() && !help.output.empty());
+    EXPECT_TRUE(help.status == 0 && help.errors.empty() && !help.output.empty());
 }
 
 TEST(CommandLine, FailuresGiveStatusOneAndOneLineWithFileAndReason)
 {
     const std::string file = make({.frames = 1000});
-    const std::string text = fileOf("text.wav", std::vector<uint8_t>(100, 'x'));
     const std::string missing = temporaryPath("missing.wav");
     const std::string outside = missing + "/out.aiff";
     const std::string out = temporaryPath("out");
     const std::pair<std::string, Line> cases[] = {
         {missing, {"info", missing}},
-        {temporaryFolder(), {"info", temporaryFolder()}},
         {"/dev/null", {"info", "/dev/null"}},
-        {text, {"info", text}},
         {"", {"info", ""}},
         {missing, {"play", missing}},
         {file, {"play", file, "--start", "1001"}},
@@ -85,19 +81,17 @@ TEST(CommandLine, FailuresGiveStatusOneAndOneLineWithFileAndReason)
         {file, {"play", file, "--device", "no such device %s"}},
         {missing, {"export", missing, out}},
         {outside, {"export", file, outside}},
-        {temporaryFolder(), {"export", file, temporaryFolder()}},
-        {text, {"decode", text, out}},
+        {missing, {"decode", missing, out}},
         {outside, {"decode", file, outside}},
         {file, {"decode", file, out, "--from", "1001"}},
         {"/dev/full", {"decode", file, "/dev/full"}},
         {"/nowhere", {"tone", "/nowhere"}},
         {outside, {"synth", outside, "--type", "sine", "--pitch", "9", "--amplitude", "1", "--seconds", "1"}},
-        {"/dev/full", {"synth", "/dev/full", "--type", "sine", "--pitch", "9", "--amplitude", "1", "--seconds", "1"}},
     };
     for (const auto &[subject, line] : cases)
         expectRefused(1, subject + ": ", line);
     for (const ToolResult &result :
-         {kxtoolIn("/", {"info", file}, "/dev/full"), kxtool({"format", file, "--save", "/dev/full"})}) {
+         {kxtool({"info", file}, ".", "/dev/full"), kxtool({"format", file, "--save", "/dev/full"})}) {
         EXPECT_EQ(result.status, 1) << "the output cannot be written";
         EXPECT_TRUE(isOneLine(result.errors)) << result.errors;
     }
@@ -112,23 +106,18 @@ TEST(CommandLine, NamesOfAnyBytesAreOpenedAndShownWithoutControls)
         {"\x1b[31mred.wav", "\\x1b[31mred.wav"},
         {"\xff\xc3.wav", "\\xff\\xc3.wav"},
         {"\xed\xa0\x80\xc0\xaf.wav", "\\xed\\xa0\\x80\\xc0\\xaf.wav"},
-        {"\xc2\x9b"
-         "31m.wav",
-         "\\xc2\\x9b31m.wav"},
+        {"\xc2\x9bm.wav", "\\xc2\\x9bm.wav"},
         {"Käse 音 🎵.wav", "Käse 音 🎵.wav"},
         {"-loop.wav", "-loop.wav"},
     };
-    const auto content = readBytes(make({.frames = 100}));
     for (const auto &[name, shown] : cases) {
         SCOPED_TRACE(shown);
-        const ToolResult before = kxtoolIn(folder, {"info", "--", name});
+        const ToolResult before = kxtool({"info", "--", name}, folder);
         EXPECT_EQ(before.status, 1);
-        EXPECT_EQ(before.errors.find("kxtool: " + shown + ": "), 0U) << before.errors;
-        EXPECT_TRUE(isOneLine(before.errors)) << before.errors;
-        writeBytes(folder / name, content);
-        const ToolResult after = kxtoolIn(folder, {"info", "--", name});
-        EXPECT_EQ(after.status, 0) << after.errors;
-        EXPECT_EQ(valueOf("frames", after.output), "100");
+        EXPECT_TRUE(before.errors.starts_with("kxtool: " + shown + ": ") && isOneLine(before.errors)) << before.errors;
+        std::filesystem::copy_file(make({.frames = 100}), folder / name);
+        const ToolResult after = kxtool({"info", "--", name}, folder);
+        EXPECT_EQ(valueOf("frames", after.output), "100") << after.errors;
     }
 }
 

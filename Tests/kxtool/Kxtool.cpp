@@ -15,28 +15,10 @@
 namespace kx::test
 {
 
-namespace
-{
-
-void chooseVirtualSound()
+ToolResult kxtool(const Line &arguments, const std::string &folder, const std::string &output)
 {
     setenv("KXFW_AUDIO_BACKEND", "virtual", 1);
-}
-
-} // namespace
-
-ToolResult kxtool(std::vector<std::string> arguments)
-{
-    chooseVirtualSound();
-    arguments.insert(arguments.begin(), KXTOOL_PATH);
-    return runTool(arguments);
-}
-
-ToolResult kxtoolIn(const std::string &folder, const std::vector<std::string> &arguments, const std::string &output)
-{
-    chooseVirtualSound();
-    std::vector<std::string> command{"sh",        "-c",   R"(cd "$1" && out=$2 && shift 2 && exec "$0" "$@" >"$out")",
-                                     KXTOOL_PATH, folder, output};
+    Line command{"sh", "-c", R"(cd "$1" && out=$2 && shift 2 && exec "$0" "$@" >"$out")", KXTOOL_PATH, folder, output};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return runTool(command);
 }
@@ -52,30 +34,20 @@ bool isOneLine(const std::string &text)
     return std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
 }
 
-std::vector<uint8_t> decoded(const std::filesystem::path &file, const std::vector<std::string> &options)
+std::vector<uint8_t> decoded(const std::filesystem::path &file, const Line &options)
 {
     const auto output = temporaryPath("decoded.raw");
-    std::vector<std::string> arguments{"decode", file, output};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    const ToolResult result = kxtool(arguments);
+    Line line{"decode", file, output};
+    line.insert(line.end(), options.begin(), options.end());
+    const ToolResult result = kxtool(line);
     if (result.status != 0)
         throw std::runtime_error("decode failed: " + result.errors);
     return readBytes(output);
 }
 
-std::vector<uint8_t> bigEndian(const std::vector<int32_t> &samples)
+RunningKxtool::RunningKxtool(Line arguments)
 {
-    std::vector<uint8_t> bytes;
-    for (const int32_t sample : samples) {
-        bytes.push_back(static_cast<uint8_t>(sample >> 8 & 0xFF));
-        bytes.push_back(static_cast<uint8_t>(sample & 0xFF));
-    }
-    return bytes;
-}
-
-RunningKxtool::RunningKxtool(std::vector<std::string> arguments)
-{
-    chooseVirtualSound();
+    setenv("KXFW_AUDIO_BACKEND", "virtual", 1);
     arguments.insert(arguments.begin(), KXTOOL_PATH);
     std::vector<char *> argv;
     for (std::string &argument : arguments)

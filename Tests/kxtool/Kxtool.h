@@ -9,12 +9,11 @@
 namespace kx::test
 {
 
-/// Runs kxtool to its end, with the virtual sound system. [blocks]
-ToolResult kxtool(std::vector<std::string> arguments);
+using Line = std::vector<std::string>;
 
-/// The same from the folder `folder`, so that names can be relative, with standard output going to `output`. [blocks]
-ToolResult kxtoolIn(const std::string &folder, const std::vector<std::string> &arguments,
-                    const std::string &output = "/dev/stdout");
+/// Runs kxtool to its end, with the virtual sound system, in this folder and with standard output going to `output`.
+/// [blocks]
+ToolResult kxtool(const Line &arguments, const std::string &folder = ".", const std::string &output = "/dev/stdout");
 
 /// The value behind "key: " in the output of `info`, empty where there is none.
 std::string valueOf(const std::string &key, const std::string &output);
@@ -23,16 +22,13 @@ std::string valueOf(const std::string &key, const std::string &output);
 bool isOneLine(const std::string &text);
 
 /// The frames of an audio file as `decode` writes them: 16-bit big-endian stereo.
-std::vector<uint8_t> decoded(const std::filesystem::path &file, const std::vector<std::string> &options = {});
-
-/// 16-bit samples as big-endian bytes.
-std::vector<uint8_t> bigEndian(const std::vector<int32_t> &samples);
+std::vector<uint8_t> decoded(const std::filesystem::path &file, const Line &options = {});
 
 /// A kxtool that runs in a terminal that can be read, so that it shows its progress.
 class RunningKxtool
 {
 public:
-    explicit RunningKxtool(std::vector<std::string> arguments);
+    explicit RunningKxtool(Line arguments);
     ~RunningKxtool();
     RunningKxtool(const RunningKxtool &) = delete;
     RunningKxtool &operator=(const RunningKxtool &) = delete;

@@ -1,12 +1,12 @@
 /// @file
 /// Preloaded into kxtool: from the KX_FAULT_FROM-th call on a file in the folder KX_FAULT_IN, or the call of its own
-/// that KX_FAULT names, the system fails. Allocations are counted from the first read of such a file.
+/// that KX_FAULT names, the system fails. Allocations are counted from the first call on such a file.
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <new>
 #include <pthread.h>
 #include <string_view>
@@ -16,7 +16,7 @@
 namespace
 {
 
-std::atomic<int> callsLeft{0};
+std::atomic<int> calls{0};
 std::atomic<bool> isOpened{false};
 
 const char *variable(const char *name) noexcept
@@ -29,33 +29,42 @@ const char *variable(const char *name) noexcept
 bool strikes(std::string_view kind, bool once) noexcept
 {
     static const std::string_view chosen = variable("KX_FAULT");
-    static const int first = [] {
-        const int from = std::atoi(variable("KX_FAULT_FROM"));
-        callsLeft = from;
-        return from;
-    }();
-    if (kind != chosen || first == 0)
+    static const int first = std::atoi(variable("KX_FAULT_FROM"));
+    if (kind != chosen)
         return false;
-    const int left = callsLeft.fetch_sub(1);
-    return once ? left == 1 : left <= 1;
+    const int call = ++calls;
+    return once ? call == first : call >= first;
 }
 
 bool isWatched(int descriptor) noexcept
 {
-    char link[32] = "/proc/self/fd/";
-    char name[4096];
-    std::size_t length = std::strlen(link);
-    char digits[12];
-    int count = 0;
-    for (int rest = descriptor; rest > 0 || count == 0; rest /= 10)
-        digits[count++] = static_cast<char>('0' + rest % 10);
-    while (count > 0)
-        link[length++] = digits[--count];
-    link[length] = 0;
-    const ssize_t size = readlink(link, name, sizeof name - 1);
-    name[size < 0 ? 0 : size] = 0;
+    char link[32];
+    char name[4096] = {};
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
     static const char *const folder = variable("KX_FAULT_IN");
-    return *folder && std::strstr(name, folder);
+    return readlink(link, name, sizeof name - 1) > 0 && *folder && std::strstr(name, folder);
+}
+
+/// The names of the faults of a call on a file, and what it gives when it fails.
+struct Call {
+    std::string_view cut, interrupted, failing;
+    int error;
+};
+constexpr Call kRead{"short-read", "eintr-read", "read", EIO};
+constexpr Call kWrite{"short-write", "eintr-write", "full", ENOSPC};
+constexpr Call kSync{"", "eintr-sync", "sync", EIO};
+
+/// Whether a call fails; it may be told to do with fewer bytes.
+bool fails(const Call &kind, int descriptor, std::size_t &bytes) noexcept
+{
+    if (!isWatched(descriptor))
+        return false;
+    isOpened = true;
+    if (bytes > 7 && strikes(kind.cut, false))
+        bytes /= 2;
+    const bool isInterrupted = strikes(kind.interrupted, true);
+    errno = isInterrupted ? EINTR : kind.error;
+    return isInterrupted || strikes(kind.failing, false);
 }
 
 /// "descriptors": no more than these from the start on.
@@ -68,41 +77,10 @@ __attribute__((constructor)) void limitDescriptors()
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-template <class Function> Function *real(const char *name) noexcept
+/// The system's own.
+template <class Result, class... Arguments> Result call(const char *name, Arguments... arguments) noexcept
 {
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
-
-/// The failure of a read of a watched file, if it is to fail, and fewer bytes where reads are short.
-bool readFails(int descriptor, std::size_t &bytes) noexcept
-{
-    if (!isWatched(descriptor))
-        return false;
-    isOpened = true;
-    if (strikes("short", false) && bytes > 7)
-        bytes = 7;
-    if (strikes("eintr", true)) {
-        errno = EINTR;
-        return true;
-    }
-    if (strikes("read", false)) {
-        errno = EIO;
-        return true;
-    }
-    return false;
-}
-
-bool writeFails(int descriptor, std::size_t &bytes) noexcept
-{
-    if (!isWatched(descriptor))
-        return false;
-    if (strikes("short-write", false) && bytes > 7)
-        bytes = (bytes + 1) / 2;
-    if (strikes("full", false)) {
-        errno = ENOSPC;
-        return true;
-    }
-    return false;
+    return reinterpret_cast<Result (*)(Arguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
 }
 
 } // namespace
@@ -110,57 +88,30 @@ bool writeFails(int descriptor, std::size_t &bytes) noexcept
 #pragma GCC visibility push(default)
 extern "C" {
 
-ssize_t read(int descriptor, void *to, std::size_t bytes)
-{
-    return readFails(descriptor, bytes) ? -1 : real<ssize_t(int, void *, std::size_t)>("read")(descriptor, to, bytes);
-}
-
 ssize_t pread(int descriptor, void *to, std::size_t bytes, off_t at)
 {
-    return readFails(descriptor, bytes)
-               ? -1
-               : real<ssize_t(int, void *, std::size_t, off_t)>("pread")(descriptor, to, bytes, at);
-}
-
-ssize_t pread64(int descriptor, void *to, std::size_t bytes, off_t at)
-{
-    return pread(descriptor, to, bytes, at);
+    return fails(kRead, descriptor, bytes) ? -1 : call<ssize_t>("pread", descriptor, to, bytes, at);
 }
 
 ssize_t write(int descriptor, const void *from, std::size_t bytes)
 {
-    return writeFails(descriptor, bytes)
-               ? -1
-               : real<ssize_t(int, const void *, std::size_t)>("write")(descriptor, from, bytes);
+    return fails(kWrite, descriptor, bytes) ? -1 : call<ssize_t>("write", descriptor, from, bytes);
 }
 
 ssize_t pwrite(int descriptor, const void *from, std::size_t bytes, off_t at)
 {
-    return writeFails(descriptor, bytes)
-               ? -1
-               : real<ssize_t(int, const void *, std::size_t, off_t)>("pwrite")(descriptor, from, bytes, at);
-}
-
-ssize_t pwrite64(int descriptor, const void *from, std::size_t bytes, off_t at)
-{
-    return pwrite(descriptor, from, bytes, at);
+    return fails(kWrite, descriptor, bytes) ? -1 : call<ssize_t>("pwrite", descriptor, from, bytes, at);
 }
 
 int fsync(int descriptor)
 {
-    if (isWatched(descriptor) && strikes("sync", true)) {
-        errno = EIO;
-        return -1;
-    }
-    return real<int(int)>("fsync")(descriptor);
+    std::size_t none = 0;
+    return fails(kSync, descriptor, none) ? -1 : call<int>("fsync", descriptor);
 }
 
 int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*run)(void *), void *context)
 {
-    if (strikes("thread", false))
-        return EAGAIN;
-    return real<int(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *)>("pthread_create")(
-        thread, attributes, run, context);
+    return strikes("thread", false) ? EAGAIN : call<int>("pthread_create", thread, attributes, run, context);
 }
 }
 
