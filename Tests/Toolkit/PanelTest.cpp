@@ -1,10 +1,7 @@
 // Open and save panels: the toolkit's dialogs, worked as a user does.
 #include "KXFW/Platform/Toolkit/NSSavePanel.h"
 
-#include "Tests/Toolkit/ToolkitTesting.h"
-
 #include <QApplication>
-#include <QDialogButtonBox>
 #include <QFile>
 #include <QFileDialog>
 #include <QLineEdit>
@@ -34,7 +31,6 @@ class Panels : public testing::Test
 protected:
     Panels()
     {
-        window->resize(300, 200);
         window->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
         for (const char *name : {"take.wav", "TAKE.WAV", "notes.txt", "no.wav", "old.aiff"})
@@ -51,8 +47,8 @@ protected:
             EXPECT_FALSE(result) << "called twice";
             result = code;
         });
+        EXPECT_FALSE(result) << "it does not wait";
     }
-
     /// The dialog or question that is open.
     template <class Dialog> static Dialog *open()
     {
@@ -61,12 +57,12 @@ protected:
                 return dialog;
         return nullptr;
     }
+    static QLineEdit *nameField() { return open<QFileDialog>()->findChild<QLineEdit *>("fileNameEdit"); }
     /// Enters a name and presses Return.
     static void enter(const QString &name)
     {
-        auto *dialog = open<QFileDialog>();
-        auto *field = dialog->findChild<QLineEdit *>("fileNameEdit");
-        dialog->activateWindow();
+        auto *field = nameField();
+        open<QFileDialog>()->activateWindow();
         field->setFocus();
         EXPECT_TRUE(QTest::qWaitFor([&] { return field->hasFocus(); })); // else the selection replaces what is typed
         field->setCompleter(nullptr);                                    // its list would take the Return
@@ -74,24 +70,24 @@ protected:
         QTest::keyClicks(field, name);
         QTest::keyClick(field, Qt::Key_Return);
     }
-    /// Presses the button of that text in the question that is open, and gives the question.
-    static std::string answer(const QString &button)
+    /// Enters a name and presses that button of the question which follows. Gives the question.
+    static QString enter(const QString &name, const QString &button)
     {
-        auto *question = open<QMessageBox>();
-        if (!question)
-            return "no question";
-        const std::string text = question->text().toStdString();
-        for (QAbstractButton *each : question->buttons())
+        enter(name);
+        const auto *question = open<QMessageBox>();
+        const QString text = question ? question->text() : "no question";
+        for (QAbstractButton *each : question ? question->buttons() : QList<QAbstractButton *>())
             if (each->text().remove('&') == button)
                 QTest::mouseClick(each, Qt::LeftButton);
+        QCoreApplication::processEvents();
         return text;
     }
-    [[nodiscard]] std::optional<int64_t> wait() const
+    /// Whether the panel ends so, with that file of the folder.
+    bool ends(const NSSavePanel &panel, int64_t code, const char *name) const
     {
-        (void)QTest::qWaitFor([this] { return result.has_value(); });
-        return result;
+        return QTest::qWaitFor([this] { return result.has_value(); }) && result == code &&
+               panel.URL() == folder.filePath(name).toStdString();
     }
-    [[nodiscard]] std::filesystem::path path(const char *name) const { return folder.filePath(name).toStdString(); }
 
     QTemporaryDir folder;
     std::unique_ptr<QWidget> window = std::make_unique<QWidget>();
@@ -104,21 +100,14 @@ TEST_F(Panels, OpenGivesAFileOfAnAllowedTypeAndCancelTheOneBefore)
 {
     const auto panel = NSOpenPanel::openPanel();
     begin(*panel, {"aiff", "wav"});
-    EXPECT_FALSE(result) << "it does not wait";
-    enter("nowhere.wav");
-    EXPECT_EQ(answer("OK"), "There is no such file.");
-    enter("notes.txt");
-    EXPECT_EQ(answer("OK"), "This file cannot be chosen.");
+    EXPECT_EQ(enter("nowhere.wav", "OK"), "There is no such file.");
+    EXPECT_EQ(enter("notes.txt", "OK"), "This file cannot be chosen.");
     enter("sub");
     enter("../TAKE.WAV");
-    EXPECT_EQ(wait(), NSModalResponseOK);
-    EXPECT_TRUE(std::filesystem::equivalent(panel->URL(), path("TAKE.WAV"))) << panel->URL();
-    const auto chosen = panel->URL();
+    EXPECT_TRUE(ends(*panel, NSModalResponseOK, "TAKE.WAV")) << panel->URL();
     begin(*panel, {});
-    const auto *buttons = open<QFileDialog>()->findChild<QDialogButtonBox *>("buttonBox");
-    QTest::mouseClick(buttons->button(QDialogButtonBox::Cancel), Qt::LeftButton);
-    EXPECT_EQ(wait(), NSModalResponseCancel);
-    EXPECT_EQ(panel->URL(), chosen);
+    static_cast<QDialog *>(open<QFileDialog>())->reject();
+    EXPECT_TRUE(ends(*panel, NSModalResponseCancel, "TAKE.WAV")) << panel->URL();
 }
 
 TEST_F(Panels, ADelegateDecidesBesideTheTypes)
@@ -128,20 +117,20 @@ TEST_F(Panels, ADelegateDecidesBesideTheTypes)
     panel->setDelegate(delegate);
     begin(*panel, {"wav"});
     const auto *files = open<QFileDialog>()->findChild<QListView *>("listView");
-    const auto enabled = [&](const char *name) {
-        for (int row = 0; row < files->model()->rowCount(files->rootIndex()); ++row) {
-            const QModelIndex index = files->model()->index(row, 0, files->rootIndex());
-            if (index.data().toString() == name)
-                return index.flags().testFlag(Qt::ItemIsEnabled) ? "yes" : "no";
-        }
-        return "not listed";
+    const auto enabled = [&] {
+        QStringList names;
+        for (int row = 0; row < files->model()->rowCount(files->rootIndex()); ++row)
+            if (const auto index = files->model()->index(row, 0, files->rootIndex()); index.flags() & Qt::ItemIsEnabled)
+                names << index.data().toString();
+        names.sort();
+        return names;
     };
-    EXPECT_TRUE(QTest::qWaitFor([&] { return enabled("no.wav") == std::string("no"); }));
-    EXPECT_STREQ(enabled("take.wav"), "yes");
-    enter("no.wav");
-    EXPECT_EQ(answer("OK"), "This file cannot be chosen.");
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return enabled() == QStringList{"TAKE.WAV", "sub", "take.wav"};
+    })) << enabled().join(" ").toStdString();
+    EXPECT_EQ(enter("no.wav", "OK"), "This file cannot be chosen.");
     enter("take.wav");
-    EXPECT_EQ(wait(), NSModalResponseOK);
+    EXPECT_TRUE(ends(*panel, NSModalResponseOK, "take.wav"));
 }
 
 TEST_F(Panels, SaveAddsTheTypeAndAsksBeforeItReplaces)
@@ -152,19 +141,15 @@ TEST_F(Panels, SaveAddsTheTypeAndAsksBeforeItReplaces)
     for (const auto &[typed, saved] : names) {
         begin(*panel, {"aiff"});
         enter(typed);
-        EXPECT_EQ(wait(), NSModalResponseOK) << typed;
-        EXPECT_EQ(panel->URL(), path(saved));
+        EXPECT_TRUE(ends(*panel, NSModalResponseOK, saved)) << typed << ": " << panel->URL();
     }
     panel->setNameFieldStringValue("old");
     begin(*panel, {"aiff"});
-    QTest::keyClick(open<QFileDialog>()->findChild<QLineEdit *>("fileNameEdit"), Qt::Key_Return);
-    EXPECT_EQ(answer("Cancel"), "This file exists. Replace it?");
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(open<QFileDialog>() && !result) << "back in the panel";
-    enter("old.aiff");
-    EXPECT_EQ(answer("Replace"), "This file exists. Replace it?");
-    EXPECT_EQ(wait(), NSModalResponseOK);
-    EXPECT_EQ(panel->URL(), path("old.aiff"));
+    EXPECT_EQ(nameField()->text(), "old");
+    EXPECT_EQ(enter("old", "Cancel"), "This file exists. Replace it?");
+    EXPECT_FALSE(result) << "back in the panel";
+    EXPECT_EQ(enter("old.aiff", "Replace"), "This file exists. Replace it?");
+    EXPECT_TRUE(ends(*panel, NSModalResponseOK, "old.aiff"));
 }
 
 TEST_F(Panels, MayLoseTheirWindow)
@@ -172,27 +157,23 @@ TEST_F(Panels, MayLoseTheirWindow)
     auto panel = NSSavePanel::savePanel();
     begin(*panel, {"aiff"});
     enter("old"); // with the question open
-    ASSERT_TRUE(open<QMessageBox>());
-    std::weak_ptr<NSSavePanel> weak = panel;
+    const std::weak_ptr<NSSavePanel> weak = panel;
     panel.reset();
     EXPECT_FALSE(weak.expired()) << "kept while it is open";
     window.reset();
-    EXPECT_EQ(wait(), NSModalResponseCancel);
+    EXPECT_TRUE(QTest::qWaitFor([this] { return result == NSModalResponseCancel; }));
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_TRUE(weak.expired());
-    EXPECT_FALSE(open<QDialog>());
+    EXPECT_TRUE(weak.expired() && !open<QDialog>());
 }
 
 TEST_F(Panels, TakeAPathThatIsTypedBeforeTheFirstTurn)
 {
-    for (const char *name : {"take.wav", "sub/../take.wav"}) {
+    for (const QString &name : {folder.filePath("take.wav"), QString("sub/../take.wav")}) {
         const auto panel = NSOpenPanel::openPanel();
         begin(*panel, {"wav"});
-        auto *field = open<QFileDialog>()->findChild<QLineEdit *>("fileNameEdit");
-        open<QFileDialog>()->setDirectory(*name == 't' ? "/" : folder.path());
-        QTest::keyClicks(field, *name == 't' ? folder.filePath(name) : name);
-        QTest::keyClick(field, Qt::Key_Return);
-        EXPECT_EQ(wait(), NSModalResponseOK) << name;
-        EXPECT_EQ(panel->URL(), path("take.wav"));
+        open<QFileDialog>()->setDirectory(name[0] == '/' ? "/" : folder.path());
+        QTest::keyClicks(nameField(), name);
+        QTest::keyClick(nameField(), Qt::Key_Return);
+        EXPECT_TRUE(ends(*panel, NSModalResponseOK, "take.wav")) << panel->URL();
     }
 }

@@ -56,34 +56,22 @@ std::unique_ptr<kx::TopLevelObjects> load(const Files &files, const std::shared_
 const std::string kButton = widget("QPushButton", "button");
 const std::string kView = widget("SampleView", "view");
 
-struct WrongScreen {
-    const char *what;
-    Files files;
-    std::string fault;
-};
-
-const WrongScreen kWrongScreens[] = {
-    {"outlets missing",
-     {{"Screen", screen("")}},
+const std::pair<Files, std::string> kWrongScreens[] = {
+    {{{"Screen", screen("")}},
      ":/Screen.ui: no object for the outlet 'button'; :/Screen.ui: no object for the outlet 'view'"},
-    {"a view for a control, and the other way round",
-     {{"Screen", screen(widget("SampleView", "button") + widget("QPushButton", "view"))}},
+    {{{"Screen", screen(widget("SampleView", "button") + widget("QPushButton", "view"))}},
      ":/Screen.ui: the outlet 'button' takes an object of class NSButton, not a (anonymous namespace)::SampleView; "
      ":/Screen.ui: the outlet 'view' takes an object of class (anonymous namespace)::SampleView, not a QPushButton"},
-    {"unknown action in a further file",
-     {{"Screen", screen(property("topLevelObjects", "Sheet") + kButton + kView)},
+    {{{"Screen", screen(property("topLevelObjects", "Sheet") + kButton + kView)},
       {"Sheet", "<ui version=\"4.0\">" + widget("QPushButton", "other", property("action", "click:")) + "</ui>"}},
      ":/Sheet.ui: 'other' has the unknown action 'click:'"},
-    {"action of what sends none",
-     {{"Screen", screen(kButton + kView + widget("QFrame", "frame", property("action", "act:")))}},
+    {{{"Screen", screen(kButton + kView + widget("QFrame", "frame", property("action", "act:")))}},
      ":/Screen.ui: 'frame' has an action, but a QFrame sends none"},
-    {"delegate of another name",
-     {{"Screen", screen(kButton + widget("SampleView", "view", property("delegate", "button")))}},
+    {{{"Screen", screen(kButton + widget("SampleView", "view", property("delegate", "button")))}},
      ":/Screen.ui: 'view' has the unknown delegate 'button'; it can only be 'owner'"},
-    {"delegate of what takes none",
-     {{"Screen", screen(kView + widget("QPushButton", "button", property("delegate", "owner")))}},
+    {{{"Screen", screen(kView + widget("QPushButton", "button", property("delegate", "owner")))}},
      ":/Screen.ui: 'button', a QPushButton, takes no delegate of class (anonymous namespace)::Owner"},
-    {"names taken twice", {{"Screen", screen(kButton + kView + kView)}}, ":/Screen.ui: the name 'view' is given twice"},
+    {{{"Screen", screen(kButton + kView + kView)}}, ":/Screen.ui: the name 'view' is given twice"},
 };
 
 } // namespace
@@ -92,15 +80,14 @@ TEST(LoadScreen, SaysAllThatIsWrongInOneErrorAndLeavesNothing)
 {
     awakened.clear();
     const auto widgets = QApplication::allWidgets();
-    for (const WrongScreen &wrong : kWrongScreens) {
+    for (const auto &[files, fault] : kWrongScreens) {
         const auto owner = std::make_shared<Owner>();
         kx::NibConnections connections;
         connections.outlet("button", owner->button);
         connections.outlet("view", owner->view);
         connections.action("act:", [](const NSControl &) {});
-        EXPECT_EQ(faultOf([&] { (void)load(wrong.files, owner, connections); }), wrong.fault) << wrong.what;
-        EXPECT_FALSE(owner->button || owner->view.lock()) << wrong.what;
-        EXPECT_EQ(owner.use_count(), 1) << wrong.what;
+        EXPECT_EQ(faultOf([&] { (void)load(files, owner, connections); }), fault);
+        EXPECT_TRUE(!owner->button && !owner->view.lock() && owner.use_count() == 1) << fault;
     }
     EXPECT_EQ(QApplication::allWidgets(), widgets);
     EXPECT_TRUE(awakened.empty()) << "no view awakes in a screen that is not connected";

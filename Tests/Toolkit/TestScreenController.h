@@ -1,7 +1,6 @@
 #pragma once
 
 #include "KXFW/Platform/Toolkit/NSButton.h"
-#include "KXFW/Platform/Toolkit/NSProgressIndicator.h"
 #include "KXFW/Platform/Toolkit/NSSlider.h"
 #include "KXFW/Platform/Toolkit/NSTextField.h"
 #include "KXFW/Platform/Toolkit/NSViewController.h"
@@ -26,7 +25,6 @@ public:
     NSTextField timeField;
     NSSlider rateSlider;
     NSWindow sheet;
-    NSProgressIndicator progress;
     NSButton cancelButton;
     std::vector<std::string> log;
     std::function<void()> onAction = [] {};
@@ -48,7 +46,6 @@ protected:
         connections.outlet("timeField", timeField);
         connections.outlet("rateSlider", rateSlider);
         connections.outlet("sheet", sheet);
-        connections.outlet("progress", progress);
         connections.outlet("cancelButton", cancelButton);
         for (const char *name :
              {"clickPlayButton:", "clickLoopButton:", "clickCancelButton:", "changeTime:", "changeRate:"})

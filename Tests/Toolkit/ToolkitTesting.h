@@ -4,9 +4,12 @@
 #include "KXFW/Platform/Toolkit/ToolkitEdge.h"
 
 #include <QImage>
-#include <QWidget>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
 
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace kx::test
@@ -20,7 +23,7 @@ public:
     {
         installToolkit();
         NSAlert::setPresenter([this](const NSAlert &alert) {
-            shown.push_back(alert);
+            shown.push_back(alert.messageText() + ": " + alert.informativeText());
             if (fails)
                 throw std::runtime_error("no display");
         });
@@ -29,7 +32,7 @@ public:
     AlertRecorder(const AlertRecorder &) = delete;
     AlertRecorder &operator=(const AlertRecorder &) = delete;
 
-    std::vector<NSAlert> shown;
+    std::vector<std::string> shown;
     bool fails = false; ///< whether showing one throws
 };
 
@@ -42,5 +45,23 @@ inline QImage picture(QWidget &widget, double scale)
     widget.render(&image);
     return image;
 }
+
+/// The user's hands on a window.
+struct Hands {
+    template <class Widget> Widget *find(const char *name) const { return root().findChild<Widget *>(name); }
+    void click(const char *name) const { QTest::mouseClick(find<QPushButton>(name), Qt::LeftButton); }
+    void type(const char *name, const QString &text) const
+    {
+        find<QLineEdit>(name)->selectAll();
+        QTest::keyClicks(find<QLineEdit>(name), text);
+        QTest::keyClick(find<QLineEdit>(name), Qt::Key_Return);
+    }
+    static bool eventually(const std::function<bool()> &reached) { return QTest::qWaitFor(reached, 60000); }
+
+protected:
+    Hands() = default;
+    virtual ~Hands() = default;
+    [[nodiscard]] virtual QWidget &root() const = 0;
+};
 
 } // namespace kx::test

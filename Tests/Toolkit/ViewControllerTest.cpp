@@ -5,7 +5,6 @@
 #include <QApplication>
 #include <QPointer>
 #include <QTest>
-#include <QVBoxLayout>
 
 #include <gtest/gtest.h>
 
@@ -77,24 +76,24 @@ TEST(NSViewController, OwnsItsWindowsUntilTheyHaveAParent)
     EXPECT_TRUE(weak.expired()) << "the view does not hold its controller";
     EXPECT_FALSE(alone || sheet);
 
-    controller = std::make_shared<TestScreen>();
     auto window = std::make_unique<QWidget>();
-    (new QVBoxLayout(window.get()))->addWidget(controller->view());
-    EXPECT_EQ(controller->window().widget(), window.get());
-    window.reset();
-    EXPECT_EQ(controller->view(), nullptr);
-    controller->playButton.setTitle("Stop"); // nothing happens
-
-    controller = std::make_shared<TestScreen>();
-    window = std::make_unique<QWidget>();
-    (new QVBoxLayout(window.get()))->addWidget(controller->view());
-    const QPointer<QWidget> button = controller->playButton.widget();
     bool acted = false;
-    controller->onAction = [&] { acted = true; };
-    controller.reset();
-    ASSERT_TRUE(button) << "the window owns it";
-    QTest::mouseClick(button, Qt::LeftButton);
-    EXPECT_FALSE(acted);
+    for (const bool windowFirst : {false, true}) {
+        controller = std::make_shared<TestScreen>();
+        controller->view()->setParent(window.get());
+        controller->onAction = [&] { acted = true; };
+        EXPECT_EQ(controller->window().widget(), window.get());
+        const QPointer<QWidget> button = controller->playButton.widget();
+        if (windowFirst)
+            window.reset();
+        else
+            controller.reset();
+        ASSERT_EQ(button.isNull(), windowFirst) << "the window owns it";
+        if (button)
+            QTest::mouseClick(button, Qt::LeftButton);
+    }
+    EXPECT_FALSE(acted || controller->view());
+    controller->playButton.setTitle("Stop"); // nothing happens
 }
 
 TEST(NSViewController, MayGoInItsOwnAction)

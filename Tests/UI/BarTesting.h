@@ -4,6 +4,8 @@
 #include "KXFW/Platform/Toolkit/ViewWidget.h"
 #include "KXFW/UI/KXPlayPositionView.h"
 
+#include <QLineEdit>
+
 #include <functional>
 #include <limits>
 #include <memory>
@@ -60,6 +62,8 @@ struct Hosted {
     {
         widget->resize(420, 40);
         widget->backWithLayer();
+        if (parent)
+            after = new QLineEdit(parent);
         widget->awake();
         view->setDelegate(delegate);
         view->setNumFrames(441000);
@@ -70,7 +74,8 @@ struct Hosted {
 
     std::shared_ptr<Listener> delegate = std::make_shared<Listener>();
     std::shared_ptr<KXPlayPositionView> view = std::make_shared<KXPlayPositionView>();
-    kx::ViewWidget *widget; ///< owned by its parent
+    kx::ViewWidget *widget;     ///< owned by its parent, where it has one
+    QLineEdit *after = nullptr; ///< stands there, made before the bar awoke
 };
 
 } // namespace bar

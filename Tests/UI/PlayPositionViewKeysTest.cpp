@@ -1,4 +1,4 @@
-// The transport bar for keys and screen readers.
+// The transport bar for keys and screen readers, and the toolkit's alerts.
 #include "Tests/Toolkit/ToolkitTesting.h"
 #include "Tests/UI/BarTesting.h"
 
@@ -11,8 +11,8 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QPointer>
-#include <QTest>
 #include <QTimer>
+#include <QWindow>
 
 #include <gtest/gtest.h>
 
@@ -37,55 +37,57 @@ TEST(SpokenTime, SaysHoursMinutesSeconds)
         EXPECT_EQ(kx::spokenTime(frame), spoken) << frame;
 }
 
-/// The bar in a window.
-class PlayPositionViewKeys : public testing::Test
+TEST(PlayPositionViewKeys, MoveEachPartWithinTheMousesLimits)
 {
-protected:
-    PlayPositionViewKeys()
-    {
-        window.resize(600, 300);
-        bar.widget->move(50, 70);
-        window.show();
-        window.activateWindow();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
-    }
-
     QWidget window;
-    bar::Hosted bar{&window};
-};
-
-TEST_F(PlayPositionViewKeys, MoveEachPartWithinTheMousesLimits)
-{
+    bar::Hosted bar(&window);
+    window.resize(600, 300);
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     struct Stop {
-        const char *name;
-        const char *value;
+        QString spoken;
         QRect place;
         Heard heard; // of Right, Page Up, End, Right, Home
     };
-    const std::vector<Stop> stops{
-        {"Play position", "2.5 seconds", {108, 10, 5, 16}, {{"play", 114660}, {"play", 220500}, {"play", 0}}},
-        {"Loop start", "1 second", {38, 22, 14, 14}, {{"start", 48510}, {"start", 176400}, {"start", 0}}},
-        {"Loop end", "5 seconds", {208, 22, 14, 14}, {{"end", 224910}, {"end", 441000}, {"end", 44100}}}};
-    QWidget *stop = QApplication::focusWidget();
+    const Stop stops[] = {
+        {"Play position 2.5 seconds", {108, 10, 5, 16}, {{"play", 114660}, {"play", 220500}, {"play", 0}}},
+        {"Loop start 1 second", {38, 22, 14, 14}, {{"start", 48510}, {"start", 176400}, {"start", 0}}},
+        {"Loop end 5 seconds", {208, 22, 14, 14}, {{"end", 224910}, {"end", 441000}, {"end", 44100}}}};
     for (const Stop &expected : stops) {
+        QWidget *stop = QApplication::focusWidget();
         ASSERT_NE(stop, nullptr);
-        QAccessibleInterface *spoken = QAccessible::queryAccessibleInterface(stop);
-        EXPECT_EQ(spoken->text(QAccessible::Name), expected.name);
-        EXPECT_EQ(spoken->text(QAccessible::Value), expected.value);
-        EXPECT_TRUE(QTest::qWaitFor([&] { return stop->geometry() == expected.place; })) << expected.name;
+        const QAccessibleInterface *read = QAccessible::queryAccessibleInterface(stop);
+        EXPECT_EQ(read->text(QAccessible::Name) + " " + read->text(QAccessible::Value), expected.spoken);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return stop->geometry() == expected.place; })) << stop->geometry().x();
         for (const Qt::Key key : {Qt::Key_Right, Qt::Key_PageUp, Qt::Key_End, Qt::Key_Right, Qt::Key_Home})
             QTest::keyClick(stop, key);
         EXPECT_EQ(bar.delegate->take(), expected.heard) << "at a limit nothing is told";
         QTest::keyClick(stop, Qt::Key_Tab);
-        stop = QApplication::focusWidget();
     }
-    bar.view->setEnabled(false);
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] { return !QApplication::focusWidget() || QApplication::focusWidget()->parent() != bar.widget; }));
-}
+    EXPECT_TRUE(bar.after->hasFocus()) << "the stops come where the bar does";
 
-TEST_F(PlayPositionViewKeys, StayAtTheEdgeForFramesFarBeyondTheFile)
-{
+    bar.view->setEndFrame(220500);
+    auto *line = bar.widget->findChild<QWidget *>();
+    auto *read = QAccessible::queryAccessibleInterface(line)->valueInterface();
+    const auto press = [&](Qt::Key key, int64_t from = 110250, Qt::KeyboardModifiers modifiers = {}) {
+        bar.view->setPlayFrame(from);
+        QTest::keyClick(line, key, modifiers);
+        return bar.view->playFrame();
+    };
+    EXPECT_EQ(press(Qt::Key_Left), 110250 - 4410);
+    EXPECT_EQ(press(Qt::Key_PageDown), 0);
+    EXPECT_EQ(press(Qt::Key_Left, bar::kSmallest), 0) << "from outside its limits to the nearer one";
+    EXPECT_EQ(press(Qt::Key_Up, bar::kLargest), bar.view->endFrame());
+    EXPECT_EQ(press(Qt::Key_Left, 5, Qt::ControlModifier), 5) << "with a modifier it is somebody's shortcut";
+    read->setCurrentValue(read->maximumValue().toLongLong() - 1);
+    EXPECT_EQ(bar.view->playFrame(), bar.view->endFrame() - 1);
+    bar.widget->setEnabled(false);
+    read->setCurrentValue(qlonglong(70));
+    EXPECT_EQ(bar.view->playFrame(), bar.view->endFrame() - 1) << "nor by a screen reader while it is disabled";
+    bar.widget->setEnabled(true);
+    QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, line->mapTo(&window, QPoint(3, 8)));
+    EXPECT_EQ(bar.delegate->take().back().first, "play") << "the mouse is the bar's";
     for (const int64_t end : {bar::kLargest, bar::kSmallest}) {
         kx::test::EventCount paints(*bar.widget, QEvent::Paint);
         bar.view->setEndFrame(end);
@@ -93,6 +95,8 @@ TEST_F(PlayPositionViewKeys, StayAtTheEdgeForFramesFarBeyondTheFile)
         for (const QWidget *stop : bar.widget->findChildren<QWidget *>())
             EXPECT_LE(std::abs(stop->x()), bar.widget->width()) << end;
     }
+    bar.view->setEnabled(false);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !bar.widget->findChild<QWidget *>()->isEnabled(); }));
 }
 
 TEST(PlayPositionViewElements, RestWhileDraggedDisabledOrGone)
@@ -101,18 +105,16 @@ TEST(PlayPositionViewElements, RestWhileDraggedDisabledOrGone)
     const auto listener = std::make_shared<bar::Listener>();
     view->setDelegate(listener);
     const auto elements = view->sliderElements();
-    view->setPlayFrame(110250);
     view->mouseDown(NSEvent({300, 35}));
-    elements[0]->move(0);
+    elements[0]->move(4410);
     view->mouseUp(NSEvent({300, 35}));
     view->setEnabled(false);
-    elements[0]->move(0);
-    EXPECT_EQ(view->playFrame(), 110250);
+    elements[0]->move(4410);
+    EXPECT_EQ(view->playFrame(), 0);
     view.reset();
     for (const auto &element : elements) {
         element->move(4410);
-        EXPECT_FALSE(element->enabled());
-        EXPECT_EQ(element->frame(), NSRect{});
+        EXPECT_TRUE(!element->enabled() && element->frame() == NSRect{});
     }
     EXPECT_EQ(listener->take(), Heard{});
 }
@@ -131,29 +133,25 @@ TEST(Alerts, MayLoseTheWindowTheyStandOver)
 
 TEST(Alerts, JoinTheOneThatIsOpen)
 {
+    kx::installToolkit();
     int answered = 0;
-    const auto show = [&](const char *message, const char *text) {
-        kx::MainQueue::async([&answered, message, text] {
+    const std::pair<const char *, const char *> alerts[] = {{"Failed to read a file.", "a.mp3"},
+                                                            {"Failed to read a file.", "b.mp3"},
+                                                            {"Failed to read a file.", "a.mp3"},
+                                                            {"The disk is full.", "c.aiff"}};
+    for (const auto &each : alerts)
+        kx::MainQueue::async([&answered, each] {
             NSAlert alert;
-            alert.setMessageText(message);
-            alert.setInformativeText(text);
+            alert.setMessageText(each.first);
+            alert.setInformativeText(each.second);
             alert.runModal();
             ++answered;
         });
-    };
-    kx::installToolkit();
-    for (const char *file : {"a.mp3", "b.mp3", "a.mp3"})
-        show("Failed to read a file.", file);
-    show("The disk is full.", "c.aiff");
-    QTimer::singleShot(0, [&] { // after them
-        std::vector<QMessageBox *> boxes;
-        for (QWidget *widget : QApplication::topLevelWidgets())
-            if (auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
-                boxes.push_back(box);
-        ASSERT_EQ(boxes.size(), 1U);
-        EXPECT_EQ(boxes[0]->text(), "Failed to read a file.");
-        EXPECT_EQ(boxes[0]->informativeText(), "a.mp3\n\nb.mp3\n\nThe disk is full.\nc.aiff");
-        boxes[0]->accept();
+    QTimer::singleShot(0, [] { // after them
+        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        EXPECT_EQ(box->text() + "|" + box->informativeText(),
+                  "Failed to read a file.|a.mp3\n\nb.mp3\n\nThe disk is full.\nc.aiff");
+        box->accept();
     });
     EXPECT_TRUE(QTest::qWaitFor([&] { return answered == 4; }));
 }

@@ -2,156 +2,125 @@
 #include "Tests/UI/PlayerScreenTesting.h"
 
 #include "KXFW/Platform/Foundation/StringTable.h"
+#include "KXFW/Platform/Toolkit/SliderElement.h"
+#include "KXFW/UI/KXNibLoadedViewController.h"
 
 #include <algorithm>
-#include <fstream>
 
 namespace
 {
 
-using kx::test::make;
 using kx::test::PlayerScreen;
 
 TEST_F(PlayerScreen, OpensPlaysFollowsAndStops)
 {
-    EXPECT_TRUE(enabled("openButton"));
-    EXPECT_FALSE(enabled("playButton") || enabled("exportButton") || bar()->enabled());
+    EXPECT_EQ(shown(), "[Open] (Play) (Export) ; fields 0 0 0 of 44100; disabled bar 0 44100 0; player 0 0 0 loops");
     type("playTimeField", "-99999999999"); // read as 32 bits
-    EXPECT_EQ(bar()->playFrame(), INT32_MIN);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return bar()->playFrame() == 0; })) << "the timer shows where the player stands";
-    EXPECT_EQ(text("playTimeField"), "0");
+    EXPECT_EQ(screen->playPositionView()->playFrame(), INT32_MIN);
+    EXPECT_TRUE(eventually([&] { return screen->playPositionView()->playFrame() == 0; })) << "the timer shows it";
 
     openSamples();
-    EXPECT_EQ(text("fileNameField"), make({.frames = kFrames}).filename().string());
-    EXPECT_EQ(bar()->numFrames(), kFrames);
-    EXPECT_EQ(bar()->endFrame(), kFrames);
-    EXPECT_TRUE(bar()->enabled() && enabled("playButton") && enabled("exportButton") && enabled("openButton"));
-
+    const std::string name = kx::test::make({.frames = kx::test::kFiveSeconds}).filename().string();
+    EXPECT_EQ(shown(),
+              "[Open] [Play] [Export] " + name + "; fields 0 0 0 of 220500; bar 0 220500 0; player 0 220500 0 loops");
     click("playButton");
-    EXPECT_EQ(screen->playButton().title(), "Stop");
-    EXPECT_TRUE(screen->player()->isPlaying());
-    EXPECT_FALSE(enabled("openButton") || enabled("exportButton"));
     hardware->advance(44100);
-    const int64_t frame = screen->player()->frameOffset();
-    EXPECT_GE(frame, 44100);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return bar()->playFrame() == frame; })) << "the timer shows it";
-    EXPECT_EQ(text("playTimeField"), std::to_string(frame));
-
+    EXPECT_GE(screen->player()->frameOffset(), 44100);
+    const std::string frame = std::to_string(screen->player()->frameOffset());
+    EXPECT_TRUE(eventually([&] { return screen->playTimeField().stringValue() == frame; })) << "the timer shows it";
+    EXPECT_EQ(shown(), "(Open) [Stop] (Export) " + name + "; fields 0 0 " + frame + " of 220500; bar 0 220500 " +
+                           frame + "; player 0 220500 " + frame + " plays loops");
     click("playButton");
-    EXPECT_EQ(screen->playButton().title(), "Play");
-    EXPECT_FALSE(screen->player()->isPlaying());
     auto *box = find<QWidget>("loopButton");
-    for (const bool loops : {false, true}) {
-        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(8, box->height() / 2));
-        EXPECT_EQ(screen->player()->loop(), loops);
-    }
-    EXPECT_TRUE(enabled("openButton") && enabled("exportButton") && alerts.shown.empty());
+    QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(8, box->height() / 2));
+    EXPECT_EQ(shown(), "[Open] [Play] [Export] " + name + "; fields 0 0 " + frame + " of 220500; bar 0 220500 " +
+                           frame + "; player 0 220500 " + frame);
+    EXPECT_TRUE(alerts.shown.empty());
 }
 
 TEST_F(PlayerScreen, FieldsMoveThePlayerAndTheBarAndTheBarMovesBoth)
 {
+    const auto bar = screen->playPositionView();
     openSamples();
     type("startTimeField", "88200");
-    type("endTimeField", "132300");
-    type("playTimeField", "99225");
-    EXPECT_EQ(screen->player()->startOffsetInFrame(), 88200);
-    EXPECT_EQ(bar()->startFrame(), 88200);
-    EXPECT_EQ(screen->player()->endOffsetInFrame(), 132300);
-    EXPECT_EQ(bar()->endFrame(), 132300);
-    EXPECT_EQ(screen->player()->frameOffset(), 99225);
-    EXPECT_EQ(bar()->playFrame(), 99225);
     type("endTimeField", "99999999999");
-    EXPECT_EQ(bar()->endFrame(), INT32_MAX);
-    EXPECT_EQ(screen->player()->endOffsetInFrame(), INT32_MAX);
+    type("playTimeField", "99225");
+    const std::string file = "[Open] [Play] [Export] " + screen->fileNameField().stringValue();
+    EXPECT_EQ(shown(), file + "; fields 88200 99999999999 99225 of 220500; bar 88200 2147483647 99225; player 88200 "
+                              "2147483647 99225 loops");
 
     openSamples();
-    dragKnob(*bar()->startFrameLayer(), 100);
-    dragKnob(*bar()->endFrameLayer(), -100);
-    EXPECT_NEAR(double(bar()->startFrame()), 34000, 2000);
-    EXPECT_EQ(screen->player()->startOffsetInFrame(), bar()->startFrame());
-    EXPECT_EQ(screen->player()->endOffsetInFrame(), bar()->endFrame());
-    EXPECT_EQ(text("startTimeField"), std::to_string(bar()->startFrame()));
-    EXPECT_EQ(text("endTimeField"), std::to_string(bar()->endFrame()));
-    const double y = bar()->bounds().size.height / 2;
-    mouse(QTest::MousePress, 200, y);
-    mouse(QTest::MouseMove, 300, y);
-    mouse(QTest::MouseRelease, 300, y);
-    EXPECT_GT(bar()->playFrame(), bar()->startFrame());
-    EXPECT_EQ(screen->player()->frameOffset(), bar()->playFrame());
-    EXPECT_EQ(text("playTimeField"), std::to_string(bar()->playFrame()));
+    bar->sliderElements()[0]->move(66150);
+    bar->sliderElements()[1]->move(33075);
+    bar->sliderElements()[2]->move(198450);
+    EXPECT_EQ(shown(),
+              file + "; fields 33075 198450 66150 of 220500; bar 33075 198450 66150; player 33075 198450 66150 loops");
 }
 
 TEST_F(PlayerScreen, BrokenFileAlertsAndLeavesNone)
 {
     openSamples();
-    const auto broken = make({.frames = 8}).parent_path() / "broken.wav";
-    std::ofstream(broken) << "no sound";
-    open(broken);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !alerts.shown.empty(); }));
-    ASSERT_EQ(alerts.shown.size(), 1U);
-    EXPECT_EQ(alerts.shown[0].messageText(), "Failed to read a file.");
-    EXPECT_EQ(alerts.shown[0].informativeText(), "Check whether the file is not broken");
-    EXPECT_EQ(text("fileNameField"), "broken.wav");
-    EXPECT_EQ(screen->player()->audioData(), nullptr);
-    EXPECT_EQ(bar()->numFrames(), kFrames) << "nothing else changes";
-    EXPECT_TRUE(enabled("playButton"));
+    const auto broken = kx::test::fileOf("broken.wav", {'n', 'o'});
+    choose("openButton", broken);
+    EXPECT_TRUE(eventually([&] { return !alerts.shown.empty(); }));
+    EXPECT_EQ(alerts.shown, std::vector<std::string>{"Failed to read a file.: Check whether the file is not broken"});
     click("playButton");
-    EXPECT_FALSE(enabled("playButton") || enabled("exportButton"));
+    EXPECT_EQ(shown(), "[Open] (Play) (Export) " + broken.filename().string() +
+                           "; fields 0 0 0 of 220500; bar 0 220500 0; player 0 0 0 loops");
     openSamples(44100);
-    EXPECT_EQ(bar()->numFrames(), 44100);
+    EXPECT_EQ(screen->playPositionView()->numFrames(), 44100);
 }
 
 TEST_F(PlayerScreen, PanelMayShowFoldersAndWhatCanBePlayed)
 {
     const auto asked = NSSavePanel::savePanel();
-    EXPECT_TRUE(screen->panel(*asked, "/nowhere/take.wav") && screen->panel(*asked, "/tmp"));
-    for (const char *file : {"/nowhere/take.WAV", "/nowhere/notes.txt", "/nowhere"})
-        EXPECT_FALSE(screen->panel(*asked, file)) << file;
+    for (const char *file : {"/nowhere/take.wav", "/tmp", "/nowhere/take.WAV", "/nowhere/notes.txt", "/nowhere"})
+        EXPECT_EQ(screen->panel(*asked, file), file == std::string("/tmp") || std::string(file).ends_with(".wav"));
+}
+
+/// The texts of the screen and its sheet that hold letters.
+std::vector<std::string> captions()
+{
+    const auto screen = std::make_shared<KXAFilePlayerViewController>();
+    std::vector<std::string> found;
+    QWidget *view = screen->view();
+    QWidget *sheet = screen->exportProgressSheet().widget();
+    const auto widgets =
+        view->findChildren<QWidget *>() + sheet->findChildren<QWidget *>() + QList<QWidget *>{view, sheet};
+    for (const QWidget *widget : widgets)
+        for (const char *name : {"text", "placeholderText", "accessibleName", "windowTitle"}) {
+            const QString caption = widget->property(name).toString();
+            if (std::ranges::any_of(caption, [](QChar c) { return c.isLetter(); }))
+                found.push_back(caption.toStdString());
+        }
+    return found;
 }
 
 TEST(PlayerScreenCaptions, ComeFromTheFrameworksTexts)
 {
+    auto expected = captions();
     kx::StringTable::Texts texts;
-    for (const char *key : {"Open",
-                            "File",
-                            "No file",
-                            "Export",
-                            "Play",
-                            "Loop",
-                            "Position",
-                            "Position, in frames",
-                            "Start",
-                            "Start, in frames",
-                            "End",
-                            "End, in frames",
-                            "Rate",
-                            "Pitch",
-                            "Cancel",
-                            "Exporting the range",
-                            "Progress of the export",
-                            "Play position",
-                            "Loop start",
-                            "Loop end"})
-        texts[key] = "#" + std::string(key);
+    for (std::string &caption : expected)
+        caption = texts[caption] = "#" + caption;
     kx::StringTable::framework().setTexts("xx", texts);
     kx::StringTable::setPreferredLanguages({"xx"});
-    const auto screen = std::make_shared<KXAFilePlayerViewController>();
-    int captions = 0;
-    for (QWidget *window : {screen->view(), screen->exportProgressSheet().widget()}) {
-        auto widgets = window->findChildren<QWidget *>();
-        widgets << window;
-        for (QWidget *widget : std::as_const(widgets))
-            for (const char *name : {"text", "placeholderText", "accessibleName", "windowTitle"}) {
-                const QString caption = widget->property(name).toString();
-                if (!std::ranges::any_of(caption, [](QChar c) { return c.isLetter(); }))
-                    continue;
-                ++captions;
-                EXPECT_TRUE(caption.startsWith('#')) << name << " " << caption.toStdString();
-            }
-    }
-    EXPECT_GT(captions, 20);
+    EXPECT_EQ(captions(), expected);
+    EXPECT_GT(expected.size(), 20U);
     kx::StringTable::setPreferredLanguages(kx::StringTable::languagesOfEnvironment());
     kx::StringTable::framework().setTexts("xx", {});
+}
+
+struct NibLoadedScreen : KXNibLoadedViewController {
+    using KXNibLoadedViewController::KXNibLoadedViewController;
+    static std::optional<std::string> nibName() { return "NibLoadedScreen"; }
+};
+
+TEST(KXNibLoadedViewController, MakesTheReceivingClassWithItsFileAndBundle)
+{
+    const std::shared_ptr<NibLoadedScreen> screen = KXNibLoadedViewController::viewController<NibLoadedScreen>();
+    EXPECT_EQ(screen->view()->objectName(), "NibLoadedScreen");
+    EXPECT_EQ(screen->nibBundle().name(), "test_UI");
+    EXPECT_EQ(KXNibLoadedViewController::viewController()->nibName(), std::nullopt) << "left to the platform";
 }
 
 } // namespace

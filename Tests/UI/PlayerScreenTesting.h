@@ -7,22 +7,39 @@
 
 #include <QApplication>
 #include <QFileDialog>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QTest>
 
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 namespace kx::test
 {
 
+inline constexpr int64_t kFiveSeconds = 220500;
+
+/// The buttons, in round brackets those that are disabled, and start, end and position as fields, bar and player have
+/// them.
+inline std::string shownOn(const KXAFilePlayerViewController &screen)
+{
+    std::ostringstream text;
+    for (const NSButton &button : {screen.openButton(), screen.playButton(), screen.exportButton()})
+        text << (button.enabled() ? "[" : "(") << button.title() << (button.enabled() ? "] " : ") ");
+    text << screen.fileNameField().stringValue() << "; fields ";
+    for (const NSTextField &field : {screen.startTimeField(), screen.endTimeField(), screen.playTimeField()})
+        text << field.stringValue() << (field.enabled() ? " " : "(disabled) ");
+    const auto bar = screen.playPositionView();
+    text << "of " << bar->numFrames() << (bar->enabled() ? "; bar " : "; disabled bar ") << bar->startFrame() << " "
+         << bar->endFrame() << " " << bar->playFrame();
+    const auto player = screen.player();
+    text << "; player " << player->startOffsetInFrame() << " " << player->endOffsetInFrame() << " "
+         << player->frameOffset() << (player->isPlaying() ? " plays" : "") << (player->loop() ? " loops" : "");
+    return text.str();
+}
+
 /// The screen in its window, and the user's hands.
-class PlayerScreen : public testing::Test
+class PlayerScreen : public testing::Test, protected Hands
 {
 protected:
-    static constexpr int64_t kFrames = 220500; // five seconds
-
     PlayerScreen()
     {
         screen->view()->resize(700, 240);
@@ -30,77 +47,29 @@ protected:
         EXPECT_TRUE(QTest::qWaitForWindowExposed(screen->view()));
     }
 
-    template <class Widget> Widget *find(const char *name) const
-    {
-        auto *found = screen->view()->findChild<Widget *>(name);
-        EXPECT_NE(found, nullptr) << name;
-        return found;
-    }
-    void click(const char *name) { QTest::mouseClick(find<QPushButton>(name), Qt::LeftButton); }
-    void type(const char *name, const QString &text)
-    {
-        auto *field = find<QLineEdit>(name);
-        field->selectAll();
-        QTest::keyClicks(field, text);
-        QTest::keyClick(field, Qt::Key_Return);
-    }
-    std::string text(const char *name) const { return find<QLineEdit>(name)->text().toStdString(); }
+    [[nodiscard]] QWidget &root() const override { return *screen->view(); }
+    std::string shown() const { return shownOn(*screen); }
 
     /// The panel that is open now.
-    static QFileDialog *panel()
+    static QDialog *panel()
     {
-        QFileDialog *open = nullptr;
-        EXPECT_TRUE(QTest::qWaitFor([&] {
-            for (QWidget *window : QApplication::topLevelWidgets())
-                if (auto *dialog = qobject_cast<QFileDialog *>(window); dialog && dialog->isVisible())
-                    open = dialog;
-            return open != nullptr;
-        })) << "no panel";
-        return open;
+        for (QWidget *window : QApplication::topLevelWidgets())
+            if (auto *dialog = qobject_cast<QFileDialog *>(window); dialog && dialog->isVisible())
+                return dialog;
+        throw std::runtime_error("no panel");
     }
-    /// Chooses the file, and says yes where the panel asks whether to replace it.
-    static void answer(const std::filesystem::path &path)
+    /// Clicks the button and chooses the file.
+    void choose(const char *button, const std::filesystem::path &path) const
     {
-        QFileDialog *open = panel();
-        ASSERT_NE(open, nullptr);
-        open->selectFile(QString::fromStdString(path.string()));
-        static_cast<QDialog *>(open)->accept();
-        if (const auto *question = open->findChild<QMessageBox *>())
-            for (QAbstractButton *button : question->buttons())
-                if (question->buttonRole(button) == QMessageBox::DestructiveRole)
-                    button->click();
+        click(button);
+        QDialog *open = panel();
+        static_cast<QFileDialog *>(open)->selectFile(QString::fromStdString(path.string()));
+        open->accept();
         QTest::qWait(0);
     }
-    void open(const std::filesystem::path &path)
-    {
-        click("openButton");
-        answer(path);
-    }
-    void openSamples(int64_t frames = kFrames)
-    {
-        open(make({.frames = frames}));
-        ASSERT_NE(screen->player()->audioData(), nullptr);
-    }
+    void openSamples(int64_t frames = kFiveSeconds) const { choose("openButton", make({.frames = frames})); }
 
-    /// What the mouse does to the bar, where y counts upward, as the bar counts.
-    void mouse(QTest::MouseAction action, double x, double y)
-    {
-        auto *widget = find<QWidget>("playPositionView");
-        QTest::mouseEvent(action, widget, Qt::LeftButton, {}, QPointF(x, widget->height() - y).toPoint());
-    }
-    void dragKnob(const CALayer &knob, double distance)
-    {
-        const double x = knob.frame().origin.x + knob.frame().size.width / 2;
-        const double y = knob.frame().origin.y + knob.frame().size.height / 4;
-        mouse(QTest::MousePress, x, y);
-        mouse(QTest::MouseMove, x + distance, y);
-        mouse(QTest::MouseRelease, x + distance, y);
-    }
-
-    [[nodiscard]] bool enabled(const char *name) const { return find<QWidget>(name)->isEnabled(); }
-    std::shared_ptr<KXPlayPositionView> bar() const { return screen->playPositionView(); }
-
-    kx::test::ScopedVirtualHardware hardware{kx::VirtualClock::Manual};
+    ScopedVirtualHardware hardware{kx::VirtualClock::Manual};
     AlertRecorder alerts;
     std::shared_ptr<KXAFilePlayerViewController> screen = std::make_shared<KXAFilePlayerViewController>();
 };
