@@ -42,18 +42,18 @@ TEST(FilePaths, ComeFromUrisAndArgumentsByteForByte)
 
 TEST(FilePaths, RefuseWhatIsNoFileWithOneSentence)
 {
-    const QByteArrayList uris{"http://example.org/x.mp3",
-                              "file://server/x",
-                              "file:x",
-                              "file:///%0",
-                              "file:///%zz",
-                              "file:///%00",
-                              "file:///%+1",
-                              "file:///a?b",
-                              "file://",
-                              QByteArray("file:///\0", 9),
-                              "file:///" + QByteArray(20000, 'a')};
-    for (const QByteArray &uri : uris) {
+    const char *const uris[] = {"http://example.org/x.mp3",
+                                "file://server/x",
+                                "file:x",
+                                "file:///%0",
+                                "file:///%zz",
+                                "file:///%00",
+                                "file:///%+1",
+                                "file:///a?b",
+                                "file://"};
+    QByteArrayList all(std::begin(uris), std::end(uris));
+    all << QByteArray("file:///\0", 9) << "file:///" + QByteArray(20000, 'a');
+    for (const QByteArray &uri : all) {
         const std::string text = pathOf(pathOfUri(uri));
         EXPECT_TRUE(text.starts_with("refused: “") && text.ends_with(".")) << text;
         EXPECT_EQ(pathOf(pathOfArgument(uri)), text);
@@ -75,12 +75,11 @@ TEST(FilePaths, ComeFromDrops)
     EXPECT_EQ(pathOf(pathOfDrop(drop)), "/c\xff");
 }
 
-std::vector<std::string> namesIn(const QMenu &menu)
+QStringList namesIn(const QMenu &menu)
 {
-    std::vector<std::string> names;
+    QStringList names;
     for (const QAction *action : menu.actions())
-        if (!action->isSeparator())
-            names.push_back(action->text().toStdString());
+        names << action->text();
     return names;
 }
 
@@ -88,15 +87,12 @@ TEST(RecentFiles, KeepTheLastTenThatAreThere)
 {
     const QString store = QString::fromStdString(temporaryPath("settings.ini").string());
     std::vector<std::filesystem::path> files;
-    {
-        QSettings settings(store, QSettings::IniFormat);
-        RecentFiles recent(settings);
-        for (int i = 0; i < 12; ++i)
-            recent.add(files.emplace_back(fileOf("R&B \xff.wav", {})));
-        recent.add(files[5]);
-    }
-    QSettings settings(store, QSettings::IniFormat); // as in the next session
-    RecentFiles recent(settings);
+    for (int i = 0; i < 12; ++i)
+        files.push_back(fileOf("R&B \xff.wav", {}));
+    QSettings settings(store, QSettings::IniFormat);
+    for (const int i : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 5})
+        RecentFiles(settings).add(files[static_cast<std::size_t>(i)]);
+    RecentFiles recent(settings); // as in the next session
     EXPECT_EQ(recent.present(), (std::vector{files[5], files[11], files[10], files[9], files[8], files[7], files[6],
                                              files[4], files[3], files[2]}));
     RecentFilesMenu menu(recent);
@@ -104,15 +100,15 @@ TEST(RecentFiles, KeepTheLastTenThatAreThere)
     QObject::connect(&menu, &RecentFilesMenu::fileChosen, [&](const auto &file) { chosen = file; });
     std::filesystem::remove(files[11]);
     emit menu.aboutToShow();
-    EXPECT_EQ(namesIn(menu).size(), 10U); // nine files, and "Clear List"
-    EXPECT_TRUE(namesIn(menu)[0].ends_with("-R&&B \uFFFD.wav")) << namesIn(menu)[0];
+    EXPECT_EQ(namesIn(menu).size(), 11) << "nine files, a separator and \"Clear List\"";
+    EXPECT_TRUE(namesIn(menu)[0].endsWith(QStringLiteral("-R&&B \uFFFD.wav"))) << namesIn(menu)[0].toStdString();
     const QString tip = menu.actions()[0]->toolTip();
     EXPECT_TRUE(Qt::mightBeRichText(tip) && tip.contains("R&amp;B")) << "shown as R&B: " << tip.toStdString();
     menu.actions()[1]->trigger();
     EXPECT_EQ(chosen, files[10]);
     menu.actions().last()->trigger();
     emit menu.aboutToShow();
-    EXPECT_EQ(namesIn(menu), (std::vector<std::string>{"No Files", "Clear List"}));
+    EXPECT_EQ(namesIn(menu), (QStringList{"No Files", "", "Clear List"}));
 
     settings.setValue("recentFiles", QStringList{"http://x/y", "", uriOfPath(files[0]), uriOfPath(files[0])});
     EXPECT_EQ(recent.present(), std::vector{files[0]});

@@ -25,21 +25,22 @@ constexpr auto kName = "org.mpris.MediaPlayer2.kxplayer";
 
 /// Writes down what it is asked.
 struct FakePlayer : kxplayer::PlayerCommands {
-    void play() override { asked << "play"; }
-    void pause() override { asked << "pause"; }
+    void play() override { note("play"); }
+    void pause() override { note("pause"); }
     void stop() override { throw std::runtime_error("no stopping"); }
-    void setPositionInFrame(int64_t frame) override { asked << "position " + QString::number(position = frame); }
-    void setRate(double rate) override { asked << "rate " + QString::number(rate); }
-    void setLoop(bool loop) override { asked << (loop ? "loop" : "no loop"); }
-    void setGain(double gain) override { asked << "gain " + QString::number(gain); }
-    void openFile(const std::filesystem::path &file) override { asked << QByteArray::fromStdString(file.string()); }
-    void raise() override { asked << "raise"; }
-    void quit() override { asked << "quit"; }
+    void setPositionInFrame(int64_t frame) override { note("position " + QString::number(position = frame)); }
+    void setRate(double rate) override { note("rate " + QString::number(rate)); }
+    void setLoop(bool loop) override { note(loop ? "loop" : "no loop"); }
+    void setGain(double gain) override { note("gain " + QString::number(gain)); }
+    void openFile(const std::filesystem::path &file) override { note(QByteArray::fromStdString(file.string())); }
+    void raise() override { note("raise"); }
+    void quit() override { note("quit"); }
     [[nodiscard]] int64_t positionInFrame() const override { return position; }
 
-    QStringList take() { return std::exchange(asked, {}); }
+    void note(const QString &what) { asked += what + ", "; }
+    QString take() { return std::exchange(asked, {}); }
 
-    QStringList asked;
+    QString asked;
     int64_t position = 0;
 };
 
@@ -77,62 +78,56 @@ protected:
 
 TEST_F(MediaPlayerServiceTest, ShowsWhatPlays)
 {
-    EXPECT_EQ(get("SupportedUriSchemes", kRoot).toStringList(), QStringList{"file"});
     PlayerState state = openState();
     state.playback = kxplayer::Playback::Playing;
     state.rate = 0.5;
     service.setState(state);
     player.position = 44100;
-    EXPECT_EQ(get("PlaybackStatus"), "Playing");
-    EXPECT_EQ(get("Position").toLongLong(), 1000000);
-    EXPECT_EQ(get("Rate").toDouble(), 0.5);
-    EXPECT_EQ(get("CanSeek"), true);
     const auto metadata = qdbus_cast<QVariantMap>(get("Metadata"));
-    EXPECT_EQ(metadata["xesam:title"], QStringLiteral("ä b.wav"));
-    EXPECT_EQ(metadata["xesam:url"], "file:///tmp/%C3%A4%20b.wav");
-    EXPECT_EQ(metadata["mpris:length"].toLongLong(), 10000000);
+    const QVariantList shown{
+        get("SupportedUriSchemes", kRoot), get("PlaybackStatus"), get("Position"),         get("Rate"), get("CanSeek"),
+        metadata["xesam:title"],           metadata["xesam:url"], metadata["mpris:length"]};
+    EXPECT_EQ(shown, (QVariantList{QStringList{"file"}, "Playing", 1000000LL, 0.5, true, QStringLiteral("ä b.wav"),
+                                   "file:///tmp/%C3%A4%20b.wav", 10000000LL}));
 }
 
 TEST_F(MediaPlayerServiceTest, PassesOnWhatMakesSense)
 {
+    const auto track = [](int number) {
+        return QVariant::fromValue(QDBusObjectPath("/kxplayer/track/" + QString::number(number)));
+    };
     call(kPlayer, "Play");
-    call(kPlayer, "SetPosition", {QVariant::fromValue(QDBusObjectPath("/kxplayer/track/0")), 0LL});
+    call(kPlayer, "SetPosition", {track(0), 0LL});
     call(kPlayer, "Seek", {5LL});
-    EXPECT_EQ(player.take(), QStringList()) << "nothing is open";
+    EXPECT_EQ(player.take(), "") << "nothing is open";
     PlayerState state = openState(7);
     service.setState(state);
-    const QVariant track = QVariant::fromValue(QDBusObjectPath("/kxplayer/track/7"));
-
     call(kPlayer, "PlayPause");
     state.playback = kxplayer::Playback::Playing;
     service.setState(state);
     call(kPlayer, "PlayPause");
-    EXPECT_EQ(player.take(), (QStringList{"play", "pause"}));
+    EXPECT_EQ(player.take(), "play, pause, ");
 
-    call(kPlayer, "SetPosition", {track, 2500000LL});
-    call(kPlayer, "Seek", {-500000LL});
-    for (const qlonglong move : {LLONG_MIN, LLONG_MAX})
+    call(kPlayer, "SetPosition", {track(7), 2500000LL});
+    for (const qlonglong move : {-500000LL, LLONG_MAX, LLONG_MIN})
         call(kPlayer, "Seek", {move});
-    EXPECT_EQ(player.take(), (QStringList{"position 110250", "position 88200", "position 0", "position 441000"}));
-    for (const qlonglong position : {-1LL, LLONG_MIN, LLONG_MAX, 10000001LL})
-        call(kPlayer, "SetPosition", {track, position});
-    call(kPlayer, "SetPosition", {QVariant::fromValue(QDBusObjectPath("/kxplayer/track/6")), 0LL});
-    EXPECT_EQ(player.take(), QStringList()) << "outside, and another track";
+    for (const qlonglong position : {-1LL, LLONG_MIN, LLONG_MAX, 10000001LL}) // outside
+        call(kPlayer, "SetPosition", {track(7), position});
+    call(kPlayer, "SetPosition", {track(6), 0LL}); // another track
+    EXPECT_EQ(player.take(), "position 110250, position 88200, position 441000, position 0, ");
 
     for (const double rate : {2.0, 0.01, 1e300, 0.0, -1.0, std::nan(""), std::numeric_limits<double>::infinity()})
         set("Rate", rate);
-    EXPECT_EQ(player.take(), (QStringList{"rate 2", "rate 0.25", "rate 4", "pause"}));
     for (const double volume : {0.5, -3.0, 7.0, std::nan("")})
         set("Volume", volume);
-    EXPECT_EQ(player.take(), (QStringList{"gain 0.5", "gain 0", "gain 1"}));
     for (const char *loop : {"Track", "None", "Playlist", "", "track"})
         set("LoopStatus", loop);
     set("LoopStatus", 5);
-    EXPECT_EQ(player.take(), (QStringList{"loop", "no loop"}));
     set("PlaybackStatus", "Playing");
     call(kRoot, "Raise");
     call(kRoot, "Quit");
-    EXPECT_EQ(player.take(), (QStringList{"raise", "quit"}));
+    EXPECT_EQ(player.take(),
+              "rate 2, rate 0.25, rate 4, pause, gain 0.5, gain 0, gain 1, loop, no loop, raise, quit, ");
     CapturedLog log;
     EXPECT_EQ(call(kPlayer, "Stop").type(), QDBusMessage::ReplyMessage);
     EXPECT_EQ(log.messages(), std::vector<std::string>{"media controls: no stopping"});
@@ -141,13 +136,13 @@ TEST_F(MediaPlayerServiceTest, PassesOnWhatMakesSense)
 TEST_F(MediaPlayerServiceTest, OpensFilesAndRefusesOtherThingsWithAReason)
 {
     EXPECT_EQ(call(kPlayer, "OpenUri", {"file:///tmp/%C3%A4%20b.wav"}).type(), QDBusMessage::ReplyMessage);
-    EXPECT_EQ(player.take(), QStringList{QStringLiteral("/tmp/ä b.wav")});
+    EXPECT_EQ(player.take(), QStringLiteral("/tmp/ä b.wav, "));
     for (const char *uri : {"http://example.org/a.mp3", "", "/tmp/a.wav"}) {
         const QDBusMessage answer = call(kPlayer, "OpenUri", {uri});
         EXPECT_EQ(answer.errorName(), "org.freedesktop.DBus.Error.InvalidArgs") << uri;
         EXPECT_TRUE(answer.errorMessage().contains(QString("“%1” cannot be opened: ").arg(uri))) << uri;
     }
-    EXPECT_EQ(player.take(), QStringList());
+    EXPECT_EQ(player.take(), "");
 }
 
 TEST_F(MediaPlayerServiceTest, TellsWhatChangesAndJumps)
@@ -166,7 +161,6 @@ TEST_F(MediaPlayerServiceTest, TellsWhatChangesAndJumps)
     const auto changed = [&](int i) { return qdbus_cast<QVariantMap>(changes.messages[i].arguments().value(1)); };
     EXPECT_EQ(changed(0).keys(), (QStringList{"CanPause", "CanPlay", "CanSeek", "Metadata"}));
     EXPECT_EQ(changed(1), (QVariantMap{{"LoopStatus", "Track"}})) << "an unchanged state is not told";
-    EXPECT_EQ(changes.messages[0].arguments().value(0), kPlayer);
     call(kPlayer, "Seek", {1000000LL});
     service.announceJump(22050);
     ASSERT_TRUE(jumps.await(1));
@@ -177,8 +171,7 @@ TEST_F(MediaPlayerServiceTest, ASecondOneHasANameOfItsOwnAndWithoutABusThereIsNo
 {
     const MediaPlayerService second(player, bus.connection());
     EXPECT_EQ(second.name(), QString(kName) + ".instance" + QString::number(QCoreApplication::applicationPid()));
-    const MediaPlayerService third(player, bus.connection());
-    EXPECT_EQ(third.name(), "") << "both names are taken";
+    EXPECT_EQ(MediaPlayerService(player, bus.connection()).name(), "") << "both names are taken";
     MediaPlayerService absent(player, QDBusConnection("none"));
     EXPECT_EQ(absent.name(), "");
     absent.setState(openState());

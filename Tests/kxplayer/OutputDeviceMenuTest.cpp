@@ -13,27 +13,16 @@ using kxplayer::OutputDeviceMenu;
 namespace
 {
 
-QStringList textsOf(const QMenu &menu)
-{
-    QStringList texts;
-    for (const QAction *action : menu.actions())
-        if (!action->isSeparator())
-            texts << (action->isChecked() ? "*" : "") + action->text();
-    return texts;
-}
-
-void click(const QMenu &menu, const QString &start)
-{
-    for (QAction *action : menu.actions())
-        if (action->text().startsWith(start))
-            return action->trigger();
-    FAIL() << start.toStdString() << " is not in the menu";
-}
-
 void expectTexts(const QMenu &menu, const QStringList &texts)
 {
-    EXPECT_TRUE(QTest::qWaitFor([&] { return textsOf(menu) == texts; }, 30000))
-        << textsOf(menu).join(" | ").toStdString();
+    const auto shown = [&] {
+        QStringList result;
+        for (const QAction *action : menu.actions())
+            if (!action->isSeparator())
+                result << (action->isChecked() ? "*" : "") + action->text().remove(" (virtual, not heard)");
+        return result;
+    };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown() == texts; }, 30000)) << shown().join(" | ").toStdString();
 }
 
 TEST(OutputDeviceMenu, FollowsTheDevicesThatComeAndGo)
@@ -43,22 +32,21 @@ TEST(OutputDeviceMenu, FollowsTheDevicesThatComeAndGo)
     OutputDeviceMenu menu;
     std::vector<AudioObjectID> chosen;
     QObject::connect(&menu, &OutputDeviceMenu::deviceChosen, [&](AudioObjectID device) { chosen.push_back(device); });
-    const QString heard = " (virtual, not heard)";
-    expectTexts(menu, {"*Default Device (Speaker" + heard + ")", "Speaker" + heard, "A && B" + heard});
-
+    const auto click = [&](int action) { menu.actions()[action]->trigger(); }; // the second is a separator
+    expectTexts(menu, {"*Default Device (Speaker)", "Speaker", "A && B"});
+    EXPECT_EQ(menu.actions()[2]->text(), "Speaker (virtual, not heard)");
     const AudioObjectID second = KXAHardwareManager::deviceIDNamed("A & B");
-    click(menu, "A && B");
-    click(menu, "A && B");
+    click(3);
+    click(3);
     EXPECT_EQ(chosen, std::vector{second});
-    EXPECT_EQ(menu.chosenDevice(), second);
     system->setDefaultOutput("A & B");
-    expectTexts(menu, {"Default Device (A && B" + heard + ")", "Speaker" + heard, "*A && B" + heard});
+    expectTexts(menu, {"Default Device (A && B)", "Speaker", "*A && B"});
     system->setDevices({{"Speaker"}});
-    expectTexts(menu, {"*Default Device (Speaker" + heard + ")", "Speaker" + heard});
-    EXPECT_EQ(chosen, (std::vector<AudioObjectID>{second, kAudioObjectUnknown}));
-    click(menu, "Speaker");
-    click(menu, "Default");
-    EXPECT_EQ(chosen.size(), 4U);
+    expectTexts(menu, {"*Default Device (Speaker)", "Speaker"});
+    click(2);
+    click(0);
+    const AudioObjectID first = KXAHardwareManager::deviceIDNamed("Speaker");
+    EXPECT_EQ(chosen, (std::vector{second, kAudioObjectUnknown, first, kAudioObjectUnknown}));
     system->setDevices({});
     expectTexts(menu, {"*Default Device (none)"});
     EXPECT_TRUE(menu.onlyVirtual());

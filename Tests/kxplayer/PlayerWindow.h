@@ -3,70 +3,62 @@
 #pragma once
 
 #include "Apps/kxplayer/MainWindow.h"
-#include "Tests/Support/Media.h"
-#include "Tests/Support/ScopedVirtualHardware.h"
+#include "Tests/UI/PlayerScreenTesting.h"
 
-#include <QLineEdit>
 #include <QSettings>
 #include <QTemporaryDir>
-#include <QTest>
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
+#include <algorithm>
 
 namespace kx::test
 {
 
-inline constexpr int64_t kFiveSeconds = 220500;
-
-class PlayerWindow : public testing::Test
+class PlayerWindow : public testing::Test, protected Hands
 {
 protected:
     PlayerWindow()
     {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+        show();
+    }
+
+    void show()
+    {
         window = std::make_unique<kxplayer::MainWindow>();
         window->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-        NSAlert::setPresenter([this](const NSAlert &alert) {
-            alerts.push_back(alert.messageText());
-            alertDetails += alert.informativeText();
-        });
     }
-    ~PlayerWindow() override { NSAlert::setPresenter({}); }
-
+    [[nodiscard]] QWidget &root() const override { return *window; }
     [[nodiscard]] kxplayer::PlayerScreen &screen() const { return *window->screen(); }
     [[nodiscard]] KXAFilePlayer &player() const { return *screen().player(); }
+    [[nodiscard]] std::string shown() const { return shownOn(screen()); }
+    [[nodiscard]] QString text(const char *name) const { return find<QWidget>(name)->property("text").toString(); }
     void open(const std::filesystem::path &file) const
     {
         window->openFile(file);
         EXPECT_TRUE(eventually([this] { return !screen().isOpening(); }));
     }
     void open(int64_t frames = kFiveSeconds) const { open(make({.frames = frames})); }
-    template <class Widget> Widget *find(const char *name) const { return window->findChild<Widget *>(name); }
-    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const { QTest::keyClick(window.get(), key, modifiers); }
-    void type(const char *name, const QString &text) const
-    {
-        find<QLineEdit>(name)->selectAll();
-        QTest::keyClicks(find<QLineEdit>(name), text);
-        QTest::keyClick(find<QLineEdit>(name), Qt::Key_Return);
-    }
+    void key(Qt::Key key) const { QTest::keyClick(window.get(), key); }
     /// Lets the device take frames until the player has nothing more to give or has given that many.
     void advance(uint32_t frames) const
     {
         for (uint64_t taken = 0; taken < frames && player().isPlaying();)
             taken += kx::VirtualHardware::instance().advance(512);
     }
-    static bool eventually(const std::function<bool()> &reached) { return QTest::qWaitFor(reached, 30000); }
+    /// Waits until an alert that begins so has come. Gives how many have.
+    std::ptrdiff_t told(const std::string &text) const
+    {
+        const auto count = [&] {
+            return std::ranges::count_if(alerts.shown, [&](const auto &alert) { return alert.starts_with(text); });
+        };
+        EXPECT_TRUE(eventually([&] { return count() > 0; })) << text;
+        return count();
+    }
 
     QTemporaryDir settings;
-    kx::test::ScopedVirtualHardware hardware{kx::VirtualClock::Manual};
-    std::vector<std::string> alerts;
-    std::string alertDetails; ///< of all alerts
+    ScopedVirtualHardware hardware{kx::VirtualClock::Manual};
+    AlertRecorder alerts;
     std::unique_ptr<kxplayer::MainWindow> window;
 };
 

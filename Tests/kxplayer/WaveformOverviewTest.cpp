@@ -31,47 +31,40 @@ bool includes(Peak peak, const Peak &other)
     return peak == before;
 }
 
-void expectNaivePeaks(const WaveformLevels &levels, const std::vector<int16_t> &samples, const std::string &what)
+void expectNaivePeaks(const WaveformLevels &levels, const std::vector<int16_t> &samples)
 {
     const auto frames = static_cast<int64_t>(samples.size() / 2);
     for (std::size_t level = 0; level < levels.levelCount(); ++level) {
         const int64_t size = levels.blockFrames(level);
+        std::vector<Peak> naive;
+        for (int64_t first = 0; first < frames; first += size)
+            naive.push_back(naivePeak(samples, first, std::min(first + size, frames)));
         const auto blocks = levels.blocks(level);
-        ASSERT_EQ(static_cast<int64_t>(blocks.size()), (frames + size - 1) / size) << what << " level " << level;
-        for (std::size_t i = 0; i < blocks.size(); ++i) {
-            const int64_t first = static_cast<int64_t>(i) * size;
-            ASSERT_EQ(blocks[i], naivePeak(samples, first, std::min(first + size, frames)))
-                << what << " level " << level << " block " << i;
-        }
+        ASSERT_TRUE(std::ranges::equal(blocks, naive)) << frames << " frames, level " << level;
     }
-}
-
-std::vector<int16_t> randomSamples(int64_t frames, std::mt19937 &random)
-{
-    std::vector<int16_t> samples(static_cast<std::size_t>(frames * 2));
-    for (int16_t &sample : samples)
-        sample = static_cast<int16_t>(std::uniform_int_distribution<int>(-20000, 20000)(random));
-    return samples;
 }
 
 TEST(WaveformLevels, EqualNaivePeaksAtEveryLevelAndForAnySpan)
 {
     std::mt19937 random(7);
     for (const int64_t frames : {1L, 3L, 4L, 5L, 1021L, 65536L, 65537L, 300001L}) {
-        const auto samples = randomSamples(frames, random);
+        std::vector<int16_t> samples(static_cast<std::size_t>(frames * 2));
+        std::ranges::generate(samples, [&] { return static_cast<int16_t>(random()); });
         WaveformLevels levels(frames);
         for (std::size_t i = 0; i < samples.size();) { // in pieces that divide nothing
             const std::size_t piece = std::min<std::size_t>(2 * (1 + random() % 5000), samples.size() - i);
             levels.add(std::span(samples).subspan(i, piece));
             i += piece;
-            ASSERT_LE(levels.framesDone(), static_cast<int64_t>(i / 2));
+            const int64_t done = levels.framesDone();
+            ASSERT_LE(done, static_cast<int64_t>(i / 2));
+            ASSERT_TRUE(done == 0 || includes(*levels.peakOf(0, done), naivePeak(samples, 0, done))) << done;
         }
         levels.add(samples); // beyond the length
         levels.end();
         EXPECT_EQ(levels.framesDone(), frames);
         EXPECT_LE(static_cast<int64_t>(levels.blocks(0).size()), WaveformLevels::kMostBlocks);
         EXPECT_EQ(levels.blocks(levels.levelCount() - 1).size(), 1U);
-        expectNaivePeaks(levels, samples, std::to_string(frames) + " frames");
+        expectNaivePeaks(levels, samples);
         for (int i = 0; i < 200; ++i) {
             const auto first = static_cast<int64_t>(random() % static_cast<uint64_t>(frames));
             const int64_t end = first + 1 + static_cast<int64_t>(random() % static_cast<uint64_t>(frames - first));
@@ -107,54 +100,40 @@ TEST(WaveformOverview, EqualsTheFilesPeaksAndEndsWithWhatCouldBeRead)
     const auto levels = overview.open(make(stereo), stereo.frames);
     ASSERT_TRUE(QTest::qWaitFor([&] { return levels->hasEnded(); }, 30000));
     const auto source = samples(stereo);
-    expectNaivePeaks(*levels, std::vector<int16_t>(source.begin(), source.end()), "stereo");
+    expectNaivePeaks(*levels, std::vector<int16_t>(source.begin(), source.end()));
 
-    const auto path = make({.frames = 40000});
-    auto bytes = readBytes(path);
+    auto bytes = readBytes(make({.frames = 40000}));
     bytes.resize(bytes.size() / 2);
     const std::tuple<std::filesystem::path, int64_t, int64_t> table[] = {
-        {path, 40000, 40000}, // said to have 1,000,000
+        // each is said to have 1,000,000
         {make({.rate = 22050, .channels = 1, .frames = 50000}), 100000, 100000},
         {fileOf("cut.wav", bytes), 1, 20000},
-        {fileOf("text.wav", {'a', 'b'}), 0, 0},
         {temporaryPath("missing.wav"), 0, 0}};
     for (const auto &[file, least, most] : table) {
         const auto read = overview.open(file, 1000000);
         ASSERT_TRUE(QTest::qWaitFor([&] { return read->hasEnded(); }, 30000)) << file;
-        EXPECT_GE(read->framesDone(), least) << file;
-        EXPECT_LE(read->framesDone(), most) << file;
+        EXPECT_TRUE(read->framesDone() >= least && read->framesDone() <= most) << file << read->framesDone();
     }
 }
 
-/// A WAVE file of silence that takes no room on the disk.
-std::filesystem::path silence(int64_t frames)
+TEST(WaveformOverview, LeavesAnHourAtOnceForAnotherFile)
 {
-    auto bytes = waveBytes(44100, 2, 16, std::vector<int32_t>(2));
+    constexpr int64_t frames = int64_t{3600} * 44100;
+    auto bytes = waveBytes(44100, 2, 16, std::vector<int32_t>(2)); // silence that takes no room on the disk
     const auto dataBytes = static_cast<uint32_t>(frames * 4);
     std::memcpy(&bytes[40], &dataBytes, sizeof dataBytes);
     const auto path = fileOf("hour.wav", bytes);
     std::filesystem::resize_file(path, 44 + dataBytes);
-    return path;
-}
-
-TEST(WaveformOverview, ReadsAnHourAndLeavesItAtOnceForAnotherFile)
-{
-    constexpr int64_t frames = int64_t{3600} * 44100;
-    const auto path = silence(frames);
     std::vector<std::shared_ptr<const WaveformLevels>> left;
     {
         WaveformOverview overview;
         for (int i = 0; i < 5; ++i)
             left.push_back(overview.open(path, frames));
-#ifndef KX_SANITIZED
-        ASSERT_TRUE(QTest::qWaitFor([&] { return left.back()->hasEnded(); }, 60000));
-        EXPECT_EQ(left.back()->framesDone(), frames);
-#endif
-        left.push_back(overview.open(path, frames));
-        ASSERT_TRUE(QTest::qWaitFor([&] { return left.back()->framesDone() > 0; }, 30000));
+        // It reads when all else is idle.
+        ASSERT_TRUE(QTest::qWaitFor([&] { return left.back()->framesDone() > 0; }, 120000));
     }
     for (const auto &levels : left)
-        EXPECT_TRUE(levels->hasEnded()) << "no thread outlives the overview";
+        EXPECT_TRUE(QTest::qWaitFor([&] { return levels->hasEnded(); }, 120000)) << "no thread goes on";
     EXPECT_LT(left.front()->framesDone(), frames);
     EXPECT_LT(left.back()->framesDone(), frames);
 }

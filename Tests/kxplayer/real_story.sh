@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tells kxplayer's whole story in a window of a virtual X server, with a real pointer and keyboard, against a private
-# sound server whose output is recorded: an export cancelled, play, drag, loop, type, export, a broken file, a slow one,
+# sound server whose output is recorded: an export cancelled, play, drag, export, a broken file, a slow one,
 # a signal.
 # Usage: real_story.sh KXPLAYER KXTOOL [FOLDER FOR PICTURES [dark]]     dark: on a desktop with dark colours
 set -euo pipefail
@@ -142,25 +142,6 @@ length=$(frames "$work/range.aiff")
 [ "$length" -gt 441000 ] && [ "$length" -lt 882000 ] || fail "exported $length frames"
 back
 
-# A time typed as the range's end: so much is exported, whole slices of 512 frames.
-enter() {
-    xdotool mousemove --window "$window" "$1" $((GEOMETRY_HEIGHT - 55)) click 1 key ctrl+a type --delay 2 "$2"
-    xdotool key Return
-}
-enter 509 0:01.5
-choose ctrl+e "$work/typed.aiff"
-eventually frames "$work/typed.aiff"
-[ "$(frames "$work/typed.aiff")" = 66560 ] || fail "exported $(frames "$work/typed.aiff") frames of 66150"
-back
-plays() { LC_ALL=C pactl list sink-inputs | grep -q 'Corked: no'; }
-rests() { ! plays; }
-# Without the loop it plays on from where a time is typed, to the end.
-xdotool key l
-enter 125 0:19.5
-xdotool key space
-eventually plays
-eventually rests
-
 # A broken file brings the alert; what was open stays.
 choose ctrl+o "$work/broken.mp3"
 alert() { over | grep -vx "$panel"; }
@@ -173,6 +154,8 @@ titled 'music.wav - kxplayer' || fail "the broken file is open"
 
 # While a file is being opened from a disk that does not answer, the old one plays on, Escape leaves it, and the window
 # answers; once the disk does, the file is there.
+plays() { LC_ALL=C pactl list sink-inputs | grep -q 'Corked: no'; }
+rests() { ! plays; }
 touch "$work/hold"
 choose ctrl+o "$work/slow.wav"
 back
