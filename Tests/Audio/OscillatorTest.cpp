@@ -93,7 +93,7 @@ struct Chance : std::mt19937 {
     /// With up to three modulators.
     std::shared_ptr<KXOscillator> oscillator(Model &model, int depth = 0)
     {
-        const auto made = std::make_shared<KXOscillator>();
+        auto made = std::make_shared<KXOscillator>();
         change(*made, model, depth);
         model.phase = between(0, 6.28F);
         if (oneOf(4)) { // near where the waveforms turn, for the first sample

@@ -53,6 +53,7 @@ TEST_F(PlayerExportTest, WritesTheRangeInWholeSlicesUnlessItIsCancelled)
         frames.erase(behind, frames.end());
         expectPasses(frames, frames.size(), row.start, 0, 60000);
     }
+    player->setLoop(false);
     player->setOffsetFramesPlay(0, 10000, 5000);
     EXPECT_TRUE(exportRange(player, destination).completed) << "a range of nothing is no data that is missing";
 }
