@@ -131,6 +131,7 @@ public:
         player_->setFollowsDefaultOutput(false);
         load();
         player_->play();
+        go(1); // a jump is expected from what has been heard
     }
     ~Soak()
     {
