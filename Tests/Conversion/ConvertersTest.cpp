@@ -198,16 +198,17 @@ double interpolationError(double frequency, double speed)
     Samples source(kBefore * 2 + 4 * kFrames + 1);
     for (std::size_t i = 0; i < source.size(); ++i)
         source[i] = static_cast<float>(sine(static_cast<double>(i)));
-    Samples read(kFrames);
-    const float *const in = source.data() + kBefore;
-    float *const out = read.data();
+    const Samples down = negated(source);
+    const float *const in[] = {source.data() + kBefore, down.data() + kBefore};
+    Planes read(2, Samples(kFrames));
     const auto step = static_cast<uint64_t>(std::llround(speed * kx::SincInterpolator::kOne));
-    kx::SincInterpolator().read(&in, 1, kThird, step, &out, kFrames);
+    kx::SincInterpolator().read(in, 2, kThird, step, pointersTo(read).data(), kFrames);
+    EXPECT_EQ(read[1], negated(read[0])) << "the channels mix";
     double power = 0;
     for (uint32_t i = 0; i < kFrames; ++i) {
         const double passed =
             (kThird + static_cast<double>(i) * static_cast<double>(step)) / kx::SincInterpolator::kOne;
-        const double error = read[i] - (frequency * speed < 0.5 ? sine(kBefore + passed) : 0);
+        const double error = read[0][i] - (frequency * speed < 0.5 ? sine(kBefore + passed) : 0);
         power += error * error;
     }
     return 10 * std::log10(2 * power / kFrames);
