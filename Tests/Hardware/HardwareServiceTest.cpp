@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <list>
 #include <thread>
 #include <tuple>
 
@@ -100,16 +101,15 @@ TEST_F(HardwareServiceTest, CutsListsToWholeEntriesAndRefusesCutValues)
         EXPECT_EQ(size, std::min<uint32_t>(room / 4, 3) * 4) << room;
     }
     EXPECT_TRUE(std::equal(ids.begin(), ids.end(), list.begin()));
-
-    std::array<char, sizeof "Speakers" + 1> text{};
-    uint32_t size = sizeof "Speakers" - 1;
-    EXPECT_EQ(get(ids[0], anywhere(kAudioDevicePropertyDeviceName), size, text.data()),
-              kAudioHardwareBadPropertySizeError);
-    EXPECT_EQ(text[0], '\0');
-    size = text.size();
-    EXPECT_EQ(get(ids[0], anywhere(kAudioDevicePropertyDeviceName), size, text.data()), noErr);
-    EXPECT_EQ(size, sizeof "Speakers");
-    size = 3;
+    constexpr uint32_t kName = sizeof "Speakers";
+    for (const uint32_t room : {kName - 1, kName, kName + 1}) {
+        std::array<char, kName + 1> text{};
+        uint32_t size = room;
+        EXPECT_EQ(get(ids[0], anywhere(kAudioDevicePropertyDeviceName), size, text.data()),
+                  room < kName ? kAudioHardwareBadPropertySizeError : noErr);
+        EXPECT_TRUE(room < kName ? text[0] == '\0' : size == kName) << room;
+    }
+    uint32_t size = 3;
     EXPECT_EQ(get(kAudioObjectSystemObject, anywhere(kAudioHardwarePropertyDefaultOutputDevice), size, list.data()),
               kAudioHardwareBadPropertySizeError);
 }
@@ -147,12 +147,7 @@ TEST_F(HardwareServiceTest, DevicesKeepTheirNumbersWhilePresentAndNumbersAreNotG
 
     hardware->setDevices({});
     EXPECT_TRUE(devicesOf(service).empty());
-    uint32_t size = sizeof(AudioObjectID);
-    AudioObjectID none = 77;
-    EXPECT_EQ(get(kAudioObjectSystemObject, anywhere(kAudioHardwarePropertyDefaultOutputDevice), size, &none), noErr);
-    EXPECT_EQ(none, kAudioObjectUnknown);
-    EXPECT_EQ(size, 4u);
-
+    EXPECT_EQ(defaultOutput(service), kAudioObjectUnknown);
     hardware->setDevices(threeDevices());
     for (const AudioObjectID id : devicesOf(service))
         EXPECT_EQ(std::ranges::count(before, id), 0) << id;
@@ -160,31 +155,42 @@ TEST_F(HardwareServiceTest, DevicesKeepTheirNumbersWhilePresentAndNumbersAreNotG
 
 TEST_F(HardwareServiceTest, OnlyWhatReallyChangedIsTold)
 {
-    TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
-    TestListener input(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultInputDevice);
-    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
-    TestListener sleeping(service, kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed);
+    constexpr AudioObjectID kSystem = kAudioObjectSystemObject;
     const AudioObjectID speakers = devicesOf(service)[0];
-    TestListener bufferSize(service, speakers, kAudioDevicePropertyBufferSize);
-    TestListener format(service, speakers, kAudioDevicePropertyStreamFormat);
-
-    hardware->setDevices(threeDevices()); // the same again
-    hardware->setDefaultOutput("Interface");
-    ASSERT_TRUE(output.waitForCalls(1));
-    set(kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed, 1); // as it was
-    set(speakers, kAudioDevicePropertyBufferSize, 512);
-    ASSERT_TRUE(bufferSize.waitForCalls(1));
+    const AudioObjectID interface = devicesOf(service)[1];
+    std::string told; // by the notification thread
+    std::list<TestListener> listeners;
+    const std::tuple<AudioObjectID, AudioObjectPropertySelector, const char *> listened[] = {
+        {kSystem, kAudioHardwarePropertyDevices, "devices "},
+        {kSystem, kAudioHardwarePropertyDefaultInputDevice, "input "},
+        {kSystem, kAudioHardwarePropertyDefaultOutputDevice, "output "},
+        {kSystem, kAudioHardwarePropertySleepingIsAllowed, "sleeping "},
+        {speakers, kAudioDevicePropertyBufferSize, "size "},
+        {speakers, kAudioDevicePropertyStreamFormat, "format "}};
+    for (const auto &[object, property, name] : listened)
+        listeners.emplace_back(service, object, property, [&told, text = name] { told += text; });
     auto faster = threeDevices();
     faster[0].sampleRate = 96000;
-    hardware->setDevices(faster);
-    ASSERT_TRUE(format.waitForCalls(1));
-    set(kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed, 0);
-    ASSERT_TRUE(sleeping.waitForCalls(1));
-
-    EXPECT_EQ(devices.calls(), 0);
-    EXPECT_EQ(input.calls(), 0);
-    EXPECT_EQ(output.calls(), 1);
-    EXPECT_EQ(bufferSize.calls(), 1);
+    const std::pair<std::function<void()>, const char *> changes[] = {
+        {[&] { hardware->setDevices(threeDevices()); }, ""},
+        {[&] { hardware->setDefaultOutput("Interface"); }, "output "},
+        {[&] { hardware->setDefaultInput("Microphone"); }, "input "},
+        {[&] { set(kSystem, kAudioHardwarePropertySleepingIsAllowed, 1); }, ""}, // as it was
+        {[&] { set(kSystem, kAudioHardwarePropertySleepingIsAllowed, 0); }, "sleeping "},
+        {[&] { set(speakers, kAudioDevicePropertyBufferSize, 512); }, "size "},
+        {[&] { hardware->setDevices(faster); }, "format "},
+        {[&] {
+             hardware->setDevices({faster[0], faster[1]});
+         },
+         "devices input "}};
+    TestListener last(service, interface, kAudioDevicePropertyBufferSize);
+    int count = 0;
+    for (const auto &[change, expected] : changes) {
+        change();
+        set(interface, kAudioDevicePropertyBufferSize, 2400 + 24 * static_cast<uint32_t>(++count));
+        ASSERT_TRUE(last.waitForCalls(count)) << "told at once, after what was to be told";
+        EXPECT_EQ(std::exchange(told, ""), expected);
+    }
 }
 
 TEST_F(HardwareServiceTest, ABurstOfChangesIsToldOnceAndLast)
@@ -206,8 +212,7 @@ TEST_F(HardwareServiceTest, ABurstOfChangesIsToldOnceAndLast)
         hardware->setDefaultOutput(name);
         EXPECT_EQ(defaultOutputName(patient), name) << "a question is answered at once";
     }
-    for (int i = 0; i < 5000; ++i)
-        std::this_thread::yield(); // so that a telling that does not wait is seen
+    linger(1000);
     EXPECT_EQ(output.calls(), 0) << "while changes come";
     setSleeping(1, 2);
     setSleeping(0, 3);

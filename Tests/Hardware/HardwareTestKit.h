@@ -1,73 +1,75 @@
 #pragma once
 
 #include "KXFW/Platform/Hardware/HardwareService.h"
+#include "Tests/Support/Handshake.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <cstring>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
 namespace kx::test
 {
 
-inline constexpr std::chrono::seconds kPatience{20}; ///< against hangs only: no test asserts a time
-
 constexpr AudioObjectPropertyAddress anywhere(AudioObjectPropertySelector selector)
 {
     return {selector, kAudioObjectPropertyScopeWildcard, kAudioObjectPropertyElementWildcard};
+}
+
+/// A property as an array, empty where there is none.
+template <class T>
+std::vector<T> listOf(const HardwareService &service, AudioObjectID object, AudioObjectPropertySelector selector)
+{
+    const auto address = anywhere(selector);
+    uint32_t size = 0;
+    if (service.getSize(object, &address, &size) != noErr)
+        return {};
+    std::vector<T> entries(size / sizeof(T) + 1); // one more: there is memory in any case
+    if (service.getData(object, &address, &size, entries.data()) != noErr)
+        return {};
+    entries.resize(size / sizeof(T));
+    return entries;
 }
 
 /// A property of fixed size, 0 where there is none.
 template <class T>
 T propertyOf(const HardwareService &service, AudioObjectID object, AudioObjectPropertySelector selector)
 {
-    T value{};
-    uint32_t size = sizeof value;
-    const auto address = anywhere(selector);
-    return service.getData(object, &address, &size, &value) == noErr ? value : T{};
+    const auto values = listOf<T>(service, object, selector);
+    return values.empty() ? T{} : values[0];
 }
 
 inline std::string textOf(const HardwareService &service, AudioObjectID object, AudioObjectPropertySelector selector)
 {
-    const auto address = anywhere(selector);
-    uint32_t size = 0;
-    if (service.getSize(object, &address, &size) != noErr)
-        return {};
-    std::string text(size, '?');
-    service.getData(object, &address, &size, text.data());
-    return text.c_str();
+    const auto text = listOf<char>(service, object, selector);
+    return text.empty() ? "" : text.data();
 }
 
 inline std::vector<AudioObjectID> devicesOf(const HardwareService &service)
 {
-    const auto address = anywhere(kAudioHardwarePropertyDevices);
-    uint32_t size = 0;
-    service.getSize(kAudioObjectSystemObject, &address, &size);
-    std::vector<AudioObjectID> ids(size / sizeof(AudioObjectID) + 1);
-    size = static_cast<uint32_t>(ids.size() * sizeof(AudioObjectID));
-    service.getData(kAudioObjectSystemObject, &address, &size, ids.data());
-    ids.resize(size / sizeof(AudioObjectID));
-    return ids;
+    return listOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
 }
 
-inline AudioObjectID deviceNamed(const HardwareService &service, const std::string &name)
+/// The first device whose name, or UID, is `text`.
+inline AudioObjectID deviceOf(const HardwareService &service, const std::string &text,
+                              AudioObjectPropertySelector selector = kAudioDevicePropertyDeviceUID)
 {
     for (const AudioObjectID id : devicesOf(service))
-        if (textOf(service, id, kAudioDevicePropertyDeviceName) == name)
+        if (textOf(service, id, selector) == text)
             return id;
     return kAudioObjectUnknown;
 }
 
+inline AudioObjectID defaultOutput(const HardwareService &service)
+{
+    return propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+}
+
 inline std::string defaultOutputName(const HardwareService &service)
 {
-    const auto id =
-        propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
-    return textOf(service, id, kAudioDevicePropertyDeviceName);
+    return textOf(service, defaultOutput(service), kAudioDevicePropertyDeviceName);
 }
 
 /// Listens to one property while it lives and counts what it hears.
@@ -78,34 +80,24 @@ public:
                  std::function<void()> action = {})
         : service_(service), object_(object), address_(anywhere(selector)), action_(std::move(action))
     {
-        status_ = service_.addListener(object_, &address_, &TestListener::heard, this);
+        EXPECT_EQ(add(), noErr);
     }
     ~TestListener() { remove(); }
     TestListener(const TestListener &) = delete;
     TestListener &operator=(const TestListener &) = delete;
 
-    [[nodiscard]] OSStatus status() const { return status_; }
-    void add() { service_.addListener(object_, &address_, &TestListener::heard, this); }
+    OSStatus add() { return service_.addListener(object_, &address_, &TestListener::heard, this); }
     void remove() { service_.removeListener(object_, &address_, &TestListener::heard, this); }
 
-    [[nodiscard]] int calls() const
-    {
-        const std::lock_guard guard(lock_);
-        return calls_;
-    }
+    [[nodiscard]] int calls() { return heard_.count(); }
+    bool waitForCalls(int count) { return heard_.await(count); }
     /// Waits for `condition`, which is asked anew after each call that comes.
     bool waitUntil(const std::function<bool()> &condition)
     {
-        std::unique_lock guard(lock_);
-        const auto deadline = std::chrono::steady_clock::now() + kPatience;
-        while (!condition())
-            if (changed_.wait_until(guard, deadline) == std::cv_status::timeout)
+        for (int seen = calls(); !condition(); seen = calls())
+            if (!heard_.await(seen + 1))
                 return condition();
         return true;
-    }
-    bool waitForCalls(int count)
-    {
-        return waitUntil([&] { return calls_ >= count; });
     }
 
 private:
@@ -113,13 +105,10 @@ private:
                           void *clientData)
     {
         auto &self = *static_cast<TestListener *>(clientData);
-        if (object != self.object_ || count != 1 || addresses[0].mSelector != self.address_.mSelector)
-            ADD_FAILURE() << "told of object " << object << " when listening to " << self.object_;
+        EXPECT_TRUE(object == self.object_ && count == 1 && addresses[0].mSelector == self.address_.mSelector);
         if (self.action_)
             self.action_();
-        const std::lock_guard guard(self.lock_);
-        ++self.calls_;
-        self.changed_.notify_all();
+        self.heard_.announce();
         return noErr;
     }
 
@@ -127,10 +116,7 @@ private:
     const AudioObjectID object_;
     const AudioObjectPropertyAddress address_;
     const std::function<void()> action_;
-    OSStatus status_ = noErr;
-    mutable std::mutex lock_;
-    std::condition_variable changed_;
-    int calls_ = 0;
+    Handshake heard_;
 };
 
 } // namespace kx::test

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <stdexcept>
 #include <thread>
 
@@ -77,26 +76,24 @@ TEST_F(PropertyListenersTest, AListenerMayDoAllFromInside)
 
 TEST_F(PropertyListenersTest, RemoveWaitsForTheCallThatIsUnderWayWhoeverRemoves)
 {
-    for (int round = 0; round < 100; ++round) {
-        std::atomic<bool> isInside = false;
-        std::latch removers{2};
+    for (int round = 0; round < 50; ++round) {
+        Handshake inside;
+        Handshake removing;
         int ended = 0; // ordered by the removal alone
         TestListener listener(service, device, kBufferSize, [&] {
-            isInside = true;
-            isInside.notify_all();
-            removers.wait();
-            for (int i = 0; i < 100; ++i)
-                std::this_thread::yield(); // both are in the removal by now, nearly always
+            inside.announce();
+            EXPECT_TRUE(removing.await(2));
+            linger(20); // both are in the removal by now, nearly always
             ++ended;
         });
         const auto remove = [&] {
-            removers.count_down();
+            removing.announce();
             listener.remove();
             EXPECT_EQ(ended, 1);
         };
         change();
-        isInside.wait(false);
-        std::jthread second(remove);
+        ASSERT_TRUE(inside.await());
+        std::thread second(remove);
         remove();
         second.join();
         TestListener last(service, device, kBufferSize);

@@ -25,19 +25,6 @@ std::unique_ptr<kx::HardwareBackend> pulseBackend()
     return backend;
 }
 
-AudioObjectID defaultOutput(const HardwareService &service)
-{
-    return propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
-}
-
-AudioObjectID deviceOf(const HardwareService &service, const std::string &uid)
-{
-    for (const AudioObjectID id : devicesOf(service))
-        if (textOf(service, id, kAudioDevicePropertyDeviceUID) == uid)
-            return id;
-    return kAudioObjectUnknown;
-}
-
 std::unique_ptr<OutputStream> openOn(HardwareService &service, const std::string &uid)
 {
     auto stream = service.openOutputStream(deviceOf(service, uid));
@@ -46,20 +33,10 @@ std::unique_ptr<OutputStream> openOn(HardwareService &service, const std::string
     return std::move(*stream);
 }
 
-/// The numbers that were heard, silence left out.
-std::vector<uint32_t> soundIn(const std::vector<int16_t> &samples)
-{
-    auto frames = frameNumbers(samples);
-    std::erase(frames, 0u);
-    return frames;
-}
-
 bool hasHeard(const MonitorRecorder &recorder, uint32_t frame)
 {
-    return recorder.waitUntil([&](const std::vector<int16_t> &samples) {
-        const auto frames = frameNumbers(samples);
-        return std::find(frames.rbegin(), frames.rend(), frame) != frames.rend();
-    });
+    return recorder.waitUntil(
+        [&](const std::vector<int16_t> &samples) { return std::ranges::count(frameNumbers(samples), frame) > 0; });
 }
 
 TEST(PulseBackend, DescribesTheServersDevices)
@@ -80,7 +57,7 @@ TEST(PulseBackend, DescribesTheServersDevices)
         propertyOf<AudioObjectID>(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultInputDevice);
     EXPECT_EQ(input, deviceOf(service, "mic"));
     EXPECT_EQ(service.openOutputStream(input).status(), kAudioHardwareBadDeviceError);
-    EXPECT_NE(deviceNamed(service, "%s %n"), kAudioObjectUnknown);
+    EXPECT_EQ(deviceOf(service, "%s %n", kAudioDevicePropertyDeviceName), deviceOf(service, "odd"));
     EXPECT_EQ(textOf(service, deviceOf(service, "long"), kAudioDevicePropertyDeviceName), longName.substr(0, 254));
 
     constexpr uint32_t kFloat = kAudioFormatFlagIsFloat;
@@ -109,7 +86,7 @@ TEST(PulseBackend, ACrowdOfClientsFindsTheServer)
         EXPECT_TRUE(client.get());
 }
 
-TEST(PulseBackend, TellsWhatChanges)
+TEST(PulseBackend, TellsWhatChangesUpToTheLastOfABurst)
 {
     PulseServer server({{"kx1"}, {"kx2"}});
     HardwareService service(pulseBackend());
@@ -117,6 +94,8 @@ TEST(PulseBackend, TellsWhatChanges)
     TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
     TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
 
+    for (int i = 0; i < 99; ++i)
+        server.setDefaultSink(i % 2 == 0 ? "kx2" : "kx1");
     server.setDefaultSink("kx2");
     EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == kx2; }));
     EXPECT_EQ(devices.calls(), 0);
@@ -136,18 +115,6 @@ TEST(PulseBackend, TellsWhatChanges)
     EXPECT_NE(deviceOf(service, "kx2"), kx2) << "a number that was given twice";
 }
 
-TEST(PulseBackend, ABurstOfDefaultChangesEndsOnTheLast)
-{
-    PulseServer server({{"kx1"}, {"kx2"}, {"kx3"}});
-    HardwareService service(pulseBackend());
-    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
-    for (int i = 0; i < 99; ++i)
-        server.setDefaultSink(i % 2 == 0 ? "kx2" : "kx1");
-    server.setDefaultSink("kx3");
-    const AudioObjectID kx3 = deviceOf(service, "kx3");
-    EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == kx3; }));
-}
-
 TEST(PulseBackend, DevicesGoAndComeBackWithTheServer)
 {
     PulseServer server;
@@ -155,27 +122,20 @@ TEST(PulseBackend, DevicesGoAndComeBackWithTheServer)
     HardwareService service(kx::makePulseBackend());
     EXPECT_TRUE(devicesOf(service).empty());
     TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
-    TestListener output(service, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
-    server.start();
-    ASSERT_TRUE(output.waitUntil([&] { return defaultOutput(service) != kAudioObjectUnknown; }));
     for (int round = 0; round < 2; ++round) {
         SCOPED_TRACE(round);
+        server.start();
+        ASSERT_TRUE(devices.waitUntil([&] { return defaultOutput(service) != kAudioObjectUnknown; }));
         const AudioObjectID device = deviceOf(service, "kx1");
+        EXPECT_EQ(defaultOutput(service), device);
         const auto stream = openOn(service, "kx1");
         CountingWriter writer(*stream);
         server.kill();
         EXPECT_EQ(writer.status(), kAudioHardwareNotRunningError);
         EXPECT_TRUE(devices.waitUntil([&] { return devicesOf(service).empty(); }));
-        EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == kAudioObjectUnknown; }));
+        EXPECT_EQ(defaultOutput(service), kAudioObjectUnknown);
         EXPECT_EQ(service.openOutputStream(device).status(), kAudioHardwareBadDeviceError);
-        server.start();
-        EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) != kAudioObjectUnknown; }));
-        EXPECT_EQ(defaultOutput(service), deviceOf(service, "kx1"));
     }
-    const auto stream = openOn(service, "kx1");
-    MonitorRecorder recorder("kx1");
-    CountingWriter writer(*stream, kSecond / 10);
-    EXPECT_TRUE(hasHeard(recorder, kSecond / 10));
 }
 
 TEST(PulseBackend, AServerThatHangsHoldsNobodyUp)
@@ -208,31 +168,29 @@ TEST(PulseBackend, ASuspendedSinkIsAPauseAndNoLoss)
 {
     PulseServer server;
     HardwareService service(pulseBackend());
-    MonitorRecorder recorder("kx1");
+    const MonitorRecorder recorder("kx1");
     const auto stream = openOn(service, "kx1");
     constexpr uint32_t kFrames = kSecond / 2;
     uint32_t written = 0;
-    const auto writeUntil = [&](uint32_t end) {
-        while (written < end) {
-            const auto room = stream->waitForRoom();
-            ASSERT_TRUE(room);
-            const uint32_t frames = std::min(*room, end - written);
-            if (frames == 0)
-                return;
-            ASSERT_EQ(stream->write(numberedFrames(frames, written + 1).data(), frames), noErr);
-            written += frames;
-        }
+    const auto write = [&](uint32_t end) { // false when there was no room for a second
+        const uint32_t frames = std::min(*stream->waitForRoom(), end - written);
+        EXPECT_EQ(stream->write(numberedFrames(frames, written + 1).data(), frames), noErr);
+        written += frames;
+        return frames > 0;
     };
-    writeUntil(kFrames / 2);
+    while (write(kFrames / 2))
+        continue;
     server.control({"suspend-sink", "kx1", "1"});
-    writeUntil(kFrames); // returns when there was no room for a second
+    while (write(kFrames))
+        continue;
     EXPECT_LT(written, kFrames);
     server.control({"suspend-sink", "kx1", "0"});
     while (written < kFrames)
-        writeUntil(kFrames);
+        write(kFrames);
     stream->drain();
     ASSERT_TRUE(hasHeard(recorder, kFrames));
-    const auto heard = soundIn(recorder.samples());
+    auto heard = frameNumbers(recorder.samples());
+    std::erase(heard, 0U); // silence
     EXPECT_TRUE(std::ranges::is_sorted(heard, std::less_equal())) << "out of order, or twice";
     // The server's monitor wakes after its sink: the block that the sink takes first is played but not recorded.
     EXPECT_GE(heard.size() + kx::kDefaultDeviceBufferBytes / 4, kFrames);

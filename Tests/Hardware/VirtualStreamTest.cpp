@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <thread>
 
 namespace
@@ -63,23 +62,21 @@ TEST(VirtualStream, TheRealTimeClockNeverGivesMoreThanTimeHasPassed)
     const auto stream = openOn();
     const std::vector<uint32_t> slice(kStreamSlice);
     const auto start = std::chrono::steady_clock::now();
-    uint64_t written = 0;
+    const auto passed = [&] { // frames
+        return 44100 * std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    uint32_t written = 0;
     while (written < 13230) {
         const auto room = stream->waitForRoom();
         ASSERT_TRUE(room && *room > 0);
         stream->write(slice.data(), *room);
         written += *room;
-        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
-        ASSERT_LE(static_cast<double>(written), passed.count() * 44100 + kx::kMaximumSliceFrames);
+        ASSERT_LE(written, passed() + kx::kMaximumSliceFrames);
         ASSERT_LE(stream->latencyFrames(), 4 * kStreamSlice);
     }
-    const uint64_t underruns = stream->underruns();
     stream->drain();
-    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(passed.count(), static_cast<double>(written) / 44100) << "it was not heard to its end";
+    EXPECT_GE(passed(), written) << "it was not heard to its end";
     EXPECT_EQ(stream->latencyFrames(), 0u);
-    EXPECT_GT(*stream->waitForRoom(), 0u);
-    EXPECT_EQ(stream->underruns(), underruns) << "the end of the data is no underrun";
 }
 
 TEST(VirtualStream, NoCaptureRunsAfterItWasReplaced)
@@ -88,25 +85,24 @@ TEST(VirtualStream, NoCaptureRunsAfterItWasReplaced)
     const auto stream = openOn();
     CountingWriter writer(*stream);
     for (int round = 0; round < 500; ++round) {
-        const auto counter = std::make_shared<std::pair<int, std::atomic<bool>>>(); // the first is plain: no late call
-        std::latch called(3);
-        hardware->setCapture([&called, counter](const std::string &, std::span<const std::byte>) {
-            if (++counter->first <= 3)
-                called.count_down();
+        Handshake called;
+        const auto replaced = std::make_shared<std::atomic<bool>>(false);
+        hardware->setCapture([&called, replaced](const std::string &, std::span<const std::byte>) {
             std::this_thread::yield(); // it is running when it is replaced
-            EXPECT_FALSE(counter->second);
+            if (!*replaced)
+                called.announce();
+            EXPECT_FALSE(*replaced);
         });
-        called.wait();
+        ASSERT_TRUE(called.await(3));
         hardware->setCapture(nullptr);
-        counter->second = true;
-        EXPECT_GE(counter->first, 3);
+        *replaced = true;
     }
-    std::latch replaced(1);
+    Handshake replaced;
     hardware->setCapture([&](const std::string &, std::span<const std::byte>) {
         hardware->setCapture(nullptr); // from inside it waits for nobody
-        replaced.count_down();
+        replaced.announce();
     });
-    replaced.wait();
+    EXPECT_TRUE(replaced.await());
 }
 
 } // namespace
