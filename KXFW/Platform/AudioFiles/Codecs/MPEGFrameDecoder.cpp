@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace kx
 {
@@ -66,16 +67,33 @@ void MPEGFrameDecoder::restart() noexcept
     mpg123_close(handle_.get());
     mpg123_open_feed(handle_.get());
     reservoirBytes_ = 0;
+    isPrimed_ = false;
 }
 
 void MPEGFrameDecoder::decode(const MPEGFrameHeader &header, const uint8_t *bytes, std::span<float> sound) noexcept
 {
-    if (header.layer == 3)
+    if (header.layer == 3) {
+        if (!std::exchange(isPrimed_, true))
+            prime(header, bytes, sound);
         bytes = withoutMissingData(header, bytes);
+    }
     if (decodeWhole(bytes, header.bytes, sound))
         return;
     std::fill(sound.begin(), sound.end(), 0.0F);
     restart();
+}
+
+/// Decodes a silent frame to nowhere. The library leaves the spectrum of short blocks that end too early as its memory
+/// held it, which is that of the frame before, and for the first frame whatever the heap held.
+void MPEGFrameDecoder::prime(const MPEGFrameHeader &header, const uint8_t *bytes, std::span<float> sound) noexcept
+{
+    constexpr std::size_t kHeaderBytes = 4;
+    if (header.bytes < kHeaderBytes || header.bytes > silenced_.size())
+        return;
+    std::fill_n(silenced_.begin(), header.bytes, uint8_t{0});
+    std::memcpy(silenced_.data(), bytes, kHeaderBytes);
+    silenced_[1] |= 1; // without a checksum
+    decodeWhole(silenced_.data(), header.bytes, sound);
 }
 
 /// A frame that begins in data that was not seen is given silent side information here: the library does so too, but

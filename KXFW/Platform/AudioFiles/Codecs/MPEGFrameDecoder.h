@@ -31,12 +31,14 @@ private:
         void operator()(mpg123_handle_struct *handle) const noexcept;
     };
 
+    void prime(const MPEGFrameHeader &header, const uint8_t *bytes, std::span<float> sound) noexcept;
     const uint8_t *withoutMissingData(const MPEGFrameHeader &header, const uint8_t *bytes) noexcept;
     bool decodeWhole(const uint8_t *bytes, std::size_t count, std::span<float> sound) noexcept;
 
     std::unique_ptr<mpg123_handle_struct, HandleDeleter> handle_;
     std::vector<uint8_t> silenced_; ///< room for the frame that stands in for one without its data
-    uint32_t reservoirBytes_ = 0;   ///< main data of earlier frames that a frame may begin in
+    bool isPrimed_ = false;
+    uint32_t reservoirBytes_ = 0; ///< main data of earlier frames that a frame may begin in
 };
 
 } // namespace kx
