@@ -18,8 +18,8 @@ constexpr uint64_t kHugePage = 2 << 20;
 /// Large rings are made of huge pages where the system has some: a lap of 16 MiB then meets 8 page faults, not 4096.
 char *allocate(uint64_t size)
 {
-    if (size % kHugePage != 0 || size == 0)
-        return static_cast<char *>(std::malloc(size));
+    if (size == 0 || size % kHugePage != 0)
+        return static_cast<char *>(std::malloc(std::max<uint64_t>(size, 1)));
     void *const bytes = std::aligned_alloc(kHugePage, size);
     if (bytes)
         madvise(bytes, size, MADV_HUGEPAGE);

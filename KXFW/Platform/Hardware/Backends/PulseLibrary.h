@@ -23,7 +23,7 @@ namespace kx
 /// libpulse, loaded when a backend first wants it: what plays nothing starts without it and the many libraries that it
 /// brings, and where it is not installed the other backends play. It stays until the process ends.
 struct PulseLibrary {
-#define KX_DECLARE(name) decltype(&::pa_##name) name = nullptr;
+#define KX_DECLARE(name) decltype(&::pa_##name) name = nullptr; // NOLINT(bugprone-macro-parentheses): a declarator
     KX_PULSE_FUNCTIONS(KX_DECLARE)
 #undef KX_DECLARE
 
