@@ -170,7 +170,7 @@ TEST_F(OutputUnitTest, AVolumeChangeIsLimitedAndHasNoStep)
         const auto got = heard<float>();
         for (std::size_t i = 0; i < got.size(); i += 2)
             ASSERT_LE(std::abs(got[i] - std::exchange(last, got[i])), 1.01f / 512) << "sample " << i;
-        for (const std::size_t frame : {511, 1037})
+        for (const std::size_t frame : {511U, 1037U})
             EXPECT_EQ(got[2 * frame], std::clamp(volume, 0.0f, 1.0f)) << "reached exactly, in time";
     }
 }
