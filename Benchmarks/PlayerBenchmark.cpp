@@ -83,6 +83,29 @@ void BM_SliceFromAudioData(benchmark::State &state)
 }
 BENCHMARK(BM_SliceFromAudioData);
 
+/// The floor of a slice of the chain: the copy, and a plain loop from its samples to planar floats.
+void BM_SliceToFloatsReference(benchmark::State &state)
+{
+    std::vector<char> ring(1 << 24);
+    std::vector<int16_t> samples(kSlice * 2);
+    std::vector<float> left(kSlice);
+    std::vector<float> right(kSlice);
+    std::size_t at = 0;
+    for (auto _ : state) {
+        std::memcpy(samples.data(), ring.data() + at, kSlice * 4);
+        at = (at + kSlice * 4) % (ring.size() - kSlice * 4);
+        benchmark::DoNotOptimize(samples.data());
+        for (std::size_t i = 0; i < kSlice; ++i) {
+            left[i] = static_cast<float>(samples[2 * i]) / 32768;
+            right[i] = static_cast<float>(samples[2 * i + 1]) / 32768;
+        }
+        benchmark::DoNotOptimize(left.data());
+        benchmark::DoNotOptimize(right.data());
+    }
+    state.SetItemsProcessed(state.iterations() * kSlice);
+}
+BENCHMARK(BM_SliceToFloatsReference);
+
 /// A whole slice of the chain: ring, walk, queue, converter.
 void BM_SliceFromChain(benchmark::State &state)
 {

@@ -74,8 +74,10 @@ def main():
         make_media(Path(folder))
         for job, ours, name, theirs, most in programs(build / 'bin/kxtool', Path(folder)):
             row(job, processor_ms(ours), 'ms', processor_ms(theirs), name, f'at most {most:g}')
-    row('a slice from the ring to planar floats', kxbench(build, 'BM_SliceFromAudioData'), 'ns',
+    row('a slice out of the ring', kxbench(build, 'BM_SliceFromAudioData'), 'ns',
         kxbench(build, 'BM_SliceCopyReference'), 'the copy alone', 'at most 2')
+    row('a slice from the ring to planar floats, through the chain', kxbench(build, 'BM_SliceFromChain'), 'ns',
+        kxbench(build, 'BM_SliceToFloatsReference'), 'a copy and a plain loop', 'at most 2')
     row('a sine', kxbench(build, 'loop/sineOfTheLibrary'), 'ns', kxbench(build, 'oscillator/type:0/lfo:0'),
         'KXOscillator; the figure is the loop over libm', 'at least 2.5')
 
