@@ -3,7 +3,7 @@
 # build/fuzz/corpus/TARGET for the next run; an input that breaks something is left in build/fuzz/findings, and fails
 # this script. Once it is mended the input goes into Fuzz/Corpora/TARGET, made small: fuzz_TARGET -minimize_crash=1.
 # Usage: scripts/fuzz.sh [SECONDS [TARGET...]]     60 seconds for each target; the targets are in Fuzz/CMakeLists.txt
-# KX_FUZZ_SEED=N has the same inputs made each time, as a check of a change wants; without it each run makes others.
+# KX_FUZZ_SEED=N begins with the same inputs each time, as a check of a change wants; without it each run makes others.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
@@ -24,8 +24,8 @@ fuzz() {
     local seeds=("Fuzz/Corpora/$target")
     [ "$target" != file ] || seeds+=(Tests/AudioFiles/hostile)
     mkdir -p "build/fuzz/corpus/$target" build/fuzz/findings
-    if build/fuzz/bin/fuzz_"$target" -seed="${KX_FUZZ_SEED:-0}" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -malloc_limit_mb=100 \
-        -max_len=8192 -dict=Fuzz/xml.dict -print_final_stats=1 -artifact_prefix="build/fuzz/findings/$target-" \
+    if build/fuzz/bin/fuzz_"$target" -seed="${KX_FUZZ_SEED:-0}" -max_total_time="$seconds" \
+        -timeout=20 -rss_limit_mb=2048 -malloc_limit_mb=100 -max_len=8192 -dict=Fuzz/xml.dict -print_final_stats=1 -artifact_prefix="build/fuzz/findings/$target-" \
         "build/fuzz/corpus/$target" "${seeds[@]}" >"$log" 2>&1; then
         echo "fuzz: $target: $(sed -n 's/^stat::number_of_executed_units: *//p' "$log") runs, nothing found"
     else

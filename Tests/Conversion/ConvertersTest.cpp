@@ -2,6 +2,7 @@
 #include "KXFW/Platform/Conversion/ChannelMix.h"
 #include "KXFW/Platform/Conversion/RateConverter.h"
 #include "KXFW/Platform/Conversion/SincInterpolator.h"
+#include "Tests/Conversion/TestPlanes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,15 +16,8 @@ namespace
 {
 
 using Samples = std::vector<float>;
-using Planes = std::vector<Samples>;
-
-std::vector<float *> pointersTo(Planes &planes)
-{
-    std::vector<float *> pointers;
-    for (auto &plane : planes)
-        pointers.push_back(plane.data());
-    return pointers;
-}
+using Planes = kx::test::TestPlanes;
+using kx::test::pointersTo;
 
 Planes mixed(uint32_t outputs, Planes in)
 {

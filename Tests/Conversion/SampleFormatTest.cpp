@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/Foundation/BufferList.h"
 #include "KXFW/Platform/Foundation/StreamFormat.h"
+#include "Tests/Conversion/TestPlanes.h"
 
 #include <algorithm>
 #include <bit>
@@ -19,15 +20,8 @@ constexpr uint32_t kFloat = kAudioFormatFlagIsFloat;
 constexpr uint32_t kBig = kAudioFormatFlagIsBigEndian;
 constexpr uint32_t kPlanar = kAudioFormatFlagIsNonInterleaved;
 
-using Planes = std::vector<std::vector<float>>;
-
-std::vector<float *> pointersTo(Planes &planes)
-{
-    std::vector<float *> pointers;
-    for (auto &plane : planes)
-        pointers.push_back(plane.data());
-    return pointers;
-}
+using Planes = kx::test::TestPlanes;
+using kx::test::pointersTo;
 
 /// The naive model: a sample is a number whose bytes lie in one of two orders.
 uint64_t modelStore(float value, uint32_t bits, uint32_t flags)

@@ -43,6 +43,17 @@ TEST(Devices, ShowsTheVirtualDeviceAsTheDefaultOutput)
     EXPECT_NE(result.output.find("\tdefault output\tvirtual\n"), std::string::npos) << result.output;
 }
 
+TEST(Devices, AreVirtualWhereTheSoundSystemsLibraryIsNoGood)
+{
+    const auto folder = temporaryPath("libraries");
+    std::filesystem::create_directory(folder);
+    writeBytes(folder / "libpulse.so.0", {});
+    const ToolResult result =
+        runTool({"env", "KXFW_AUDIO_BACKEND=pulse", "LD_LIBRARY_PATH=" + folder.string(), KXTOOL_PATH, "devices"});
+    EXPECT_NE(result.output.find("\tvirtual\n"), std::string::npos) << result.output;
+    EXPECT_TRUE(isOneLine(result.errors)) << result.errors;
+}
+
 TEST(Decode, WritesTheFramesThatAreAskedForByteForByteAndNoneBeyondTheEnd)
 {
     const MediaSpec spec{.frames = 300001}; // more than one pre-read of 262,144 frames

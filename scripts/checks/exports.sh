@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Shows that the libraries export marked names only, and that libKXFW depends on no toolkit and on none of the MPEG-4
-# libraries.   Usage: scripts/checks/exports.sh [FOLDER OF THE LIBRARIES]
+# Shows that the libraries export marked names only, and that libKXFW depends on no toolkit and on none of the
+# libraries that it loads when they are wanted.   Usage: scripts/checks/exports.sh [FOLDER OF THE LIBRARIES]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 folder=${1:-$root/build/release/lib}
@@ -15,7 +15,7 @@ done
 
 library=$folder/libKXFW.so
 needed=$(readelf -d "$library" | grep -F '(NEEDED)' || true)
-if grep -Ei 'lib(av(format|codec|util|filter)|swresample|swscale|Qt)' <<<"$needed"; then
+if grep -Ei 'lib(pulse|av(format|codec|util|filter)|swresample|swscale|Qt)' <<<"$needed"; then
     fail "$library must not depend on these"
 fi
 if nm -DC "$library" | grep -E ' (Q[A-Z][A-Za-z]*::|q[A-Z][A-Za-z]*\()'; then

@@ -48,7 +48,8 @@ private:
 /// sequence lock, with the orders of H.-J. Boehm, "Can Seqlocks Get Along With Programming Language Memory Models?",
 /// MSPC 2012.
 template <class Value>
-requires(std::is_trivially_copyable_v<Value> && sizeof(Value) % sizeof(uint64_t) == 0) class Guarded<Value>
+requires(std::is_trivially_copyable_v<Value> && sizeof(Value) % sizeof(uint64_t) == 0 &&
+         std::atomic<uint64_t>::is_always_lock_free) class Guarded<Value>
 {
 public:
     Guarded() : Guarded(Value{}) {}

@@ -24,6 +24,16 @@ bool isElement(const QXmlStreamReader &xml, QLatin1StringView name)
     return xml.name().compare(name, Qt::CaseInsensitive) == 0;
 }
 
+/// The toolkit's reader takes the last attribute of that local name, whatever its prefix.
+QString attributeOf(const QXmlStreamReader &xml, QLatin1StringView name)
+{
+    QString value;
+    for (const QXmlStreamAttribute &attribute : xml.attributes())
+        if (attribute.name() == name)
+            value = attribute.value().toString();
+    return value;
+}
+
 std::string localized(const std::string &path, const std::string &text)
 {
     const std::string usual = kx::StringTable::framework().localizedStringForKey(text);
@@ -36,7 +46,7 @@ void checkElement(const InterfaceFile &file, const QXmlStreamReader &xml, int de
         fail(file, xml, QStringLiteral("no interface file, but <%1>").arg(xml.name()));
     if (depth > InterfaceFile::kDeepestElement)
         fail(file, xml, QStringLiteral("more than %1 elements inside each other").arg(InterfaceFile::kDeepestElement));
-    const QString name = xml.attributes().value(QStringLiteral("class")).toString();
+    const QString name = attributeOf(xml, QLatin1StringView("class"));
     const bool isUnknown = (isElement(xml, QLatin1StringView("widget")) && !kx::isWidgetClass(name)) ||
                            (isElement(xml, QLatin1StringView("layout")) && !kx::isLayoutClass(name));
     if (isUnknown)
@@ -92,7 +102,7 @@ kx::InterfaceFile kx::localizedInterfaceFile(const InterfaceFile &file)
         xml.readNext();
         writer.writeCurrentToken(xml);
         const bool isCaption = xml.isStartElement() && isElement(xml, QLatin1StringView("string")) &&
-                               xml.attributes().value(QStringLiteral("notr")) != QStringLiteral("true");
+                               attributeOf(xml, QLatin1StringView("notr")) != QStringLiteral("true");
         if (!isCaption)
             continue;
         writer.writeCharacters(QString::fromStdString(localized(file.path, xml.readElementText().toStdString())));

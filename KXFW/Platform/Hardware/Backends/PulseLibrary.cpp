@@ -8,12 +8,10 @@
 namespace
 {
 
-kx::PulseLibrary functions;
-
-/// Its version is that of the interface, which has not changed since 2007.
+/// Its version is that of the interface; since 2007 functions were only added.
 constexpr const char *kLibrary = "libpulse.so.0";
 
-bool loadFunctions()
+bool loadFunctions(kx::PulseLibrary &functions)
 {
     void *const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     bool isWhole = library != nullptr;
@@ -32,13 +30,19 @@ bool loadFunctions()
 
 } // namespace
 
+kx::PulseLibrary &kx::PulseLibrary::instance() noexcept
+{
+    static PulseLibrary functions;
+    return functions;
+}
+
 bool kx::PulseLibrary::load()
 {
-    static const bool isLoaded = loadFunctions();
+    static const bool isLoaded = loadFunctions(instance());
     return isLoaded;
 }
 
 const kx::PulseLibrary &kx::pulse() noexcept
 {
-    return functions;
+    return PulseLibrary::instance();
 }

@@ -27,8 +27,12 @@ struct PulseLibrary {
     KX_PULSE_FUNCTIONS(KX_DECLARE)
 #undef KX_DECLARE
 
-    /// Whether it could be loaded; a failure is logged, once. [any] [blocks]
+    /// Whether it could be loaded; a failure is logged, once. The first call waits for the disk. [any] [blocks]
     [[nodiscard]] static bool load();
+
+private:
+    friend const PulseLibrary &pulse() noexcept;
+    static PulseLibrary &instance() noexcept;
 };
 
 /// The library's functions, once `load` was true. [any]
