@@ -4,8 +4,11 @@
 #include "Apps/kxtool/Progress.h"
 #include "Apps/kxtool/Waiter.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -85,11 +88,20 @@ std::string subjectOf(const NSException &failure, const ExportOptions &options)
     return reading ? options.file : options.output;
 }
 
+void requireAIFF(const std::string &output)
+{
+    std::string suffix = std::filesystem::path(output).extension();
+    std::ranges::transform(suffix, suffix.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (!suffix.empty() && suffix != ".aiff" && suffix != ".aif")
+        throw UsageError(printable(output) + ": an export is an AIFF file, .aiff or .aif, and no " + printable(suffix));
+}
+
 } // namespace
 
 void exportRange(const ExportOptions &options)
 {
     requireOrder(options.range);
+    requireAIFF(options.output);
     requireDifferentFiles(options.file, options.output);
     setenv("KXFW_AUDIO_BACKEND", "virtual", 0); // an export plays nothing, and waits for no sound server
     const auto waiter = std::make_shared<Waiter>();

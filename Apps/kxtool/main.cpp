@@ -3,6 +3,7 @@
 /// in one message on the standard error; 2 for a command line that makes no sense.
 #include "Apps/kxtool/Commands.h"
 #include "Apps/kxtool/Failure.h"
+#include "Apps/kxtool/Time.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -34,10 +35,12 @@ template <class Number> Number numberIn(const std::string &option, const std::st
     return value;
 }
 
-/// A frame or byte count stays clear of overflow in the product of frames and bytes.
 int64_t frameIn(const std::string &option, const std::string &text)
 {
-    return numberIn<int64_t>(option, text, 0, INT64_MAX / 8);
+    const auto frames = framesOf(text);
+    if (!frames)
+        throw CLI::ValidationError(option, printable(text) + " is neither a frame nor a time such as 1:37.5");
+    return *frames;
 }
 
 void addFrame(CLI::App &command, const std::string &name, std::function<void(int64_t)> take, const std::string &help)
@@ -45,7 +48,7 @@ void addFrame(CLI::App &command, const std::string &name, std::function<void(int
     command
         .add_option_function<std::string>(
             name, [name, take = std::move(take)](const std::string &text) { take(frameIn(name, text)); }, help)
-        ->type_name("FRAME");
+        ->type_name("TIME");
 }
 
 void addRange(CLI::App &command, RangeOptions &range)
@@ -223,8 +226,10 @@ int run(const std::function<void()> &command, const std::string &file)
 
 int runCommandLine(int argc, char **argv)
 {
-    CLI::App app("Looks at audio files, plays, exports, decodes and synthesises them. Frames are of 44,100 a second.",
-                 "kxtool");
+    CLI::App app(
+        "Looks at audio files, plays, exports, decodes and synthesises them. A TIME is a frame of 44,100 a second "
+        "(66150), seconds (1.5 or 3s), or minutes and seconds (1:37.5).",
+        "kxtool");
     app.require_subcommand(1);
     std::string file;
     PlayOptions playing;

@@ -33,6 +33,7 @@ TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
         {"play", file, "--position"},
         {"export", file},
         {"export", file, file},
+        {"export", file, temporaryPath("never.wav")},
         {"export", file, out, "--end", "0"},
         {"decode", file, file},
         {"format", file, "--save", file},
@@ -41,7 +42,8 @@ TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
     };
     for (const Line &line : lines)
         expectRefused(2, "", line);
-    for (const char *frame : {"-1", "1.5", "0x10", "12abc", "", "%s%n", "9223372036854775807", "9223372036854775808"})
+    for (const char *frame : {"-1", "0x10", "12abc", "", "%s%n", "1:60", "1:2:3:4", ":5", "1:", "1e3", "nan",
+                              "9223372036854775807", "9223372036854775808"})
         expectRefused(2, "--start", {"play", file, "--start", frame});
     for (const char *volume : {"nan", "inf", "1.01", "-0.5", "1e999"})
         expectRefused(2, "--volume", {"play", file, "--volume", volume});

@@ -62,6 +62,8 @@ TEST(Decode, WritesTheFramesThatAreAskedForByteForByteAndNoneBeyondTheEnd)
         {{}, 0, 300001},
         {{"--frames", "1"}, 0, 1},
         {{"--from", "12345", "--frames", "678"}, 12345, 13023},
+        {{"--from", "1.5", "--frames", "0:0:02.25"}, 66150, 165375},
+        {{"--from", "3s", "--frames", "1:37.5"}, 132300, 300001},
         {{"--from", "299991", "--frames", "4000"}, 299991, 300001},
         {{"--from", "300001"}, 300001, 300001}};
     for (const auto &[options, from, end] : cases)
