@@ -18,7 +18,7 @@ cmake --build --preset fuzz --target "${targets[@]/#/fuzz_}"
 
 # Less memory than the sanitizers like, as they fill it again and again. No allocation that hostile counts could explain.
 export ASAN_OPTIONS=quarantine_size_mb=16:malloc_context_size=3 UBSAN_OPTIONS=print_stacktrace=1
-export QT_QPA_PLATFORM=offscreen
+export QT_QPA_PLATFORM=offscreen LSAN_OPTIONS=suppressions=$PWD/Fuzz/lsan.supp:print_suppressions=0
 fuzz() {
     local target=$1 seconds=$2 log=build/fuzz/$1.log
     local seeds=("Fuzz/Corpora/$target")
