@@ -3,7 +3,6 @@
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <dlfcn.h>
-#include <type_traits>
 
 namespace
 {
@@ -15,10 +14,10 @@ bool loadFunctions(kx::PulseLibrary &functions)
 {
     void *const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     bool isWhole = library != nullptr;
-    const auto take = [&](auto &function, const char *name) {
+    const auto take = [&]<class Pointer>(kx::LoadedFunction<Pointer> &function, const char *name) {
         if (isWhole)
-            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, name));
-        isWhole = isWhole && function != nullptr;
+            function.pointer = reinterpret_cast<Pointer>(dlsym(library, name));
+        isWhole = isWhole && function.pointer != nullptr;
     };
 #define KX_TAKE(name) take(functions.name, "pa_" #name);
     KX_PULSE_FUNCTIONS(KX_TAKE)

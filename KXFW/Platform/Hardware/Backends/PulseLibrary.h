@@ -1,9 +1,22 @@
 #pragma once
 
+#include <cstdlib>
 #include <pulse/pulseaudio.h>
 
 namespace kx
 {
+
+/// A function of a library that may not be there; to call it then ends the program.
+template <class Pointer> struct LoadedFunction {
+    Pointer pointer = nullptr;
+
+    template <class... Arguments> auto operator()(Arguments... arguments) const
+    {
+        if (pointer == nullptr)
+            std::abort();
+        return pointer(arguments...);
+    }
+};
 
 // clang-format off
 /// The functions of libpulse that are used, without their prefix.
@@ -23,7 +36,8 @@ namespace kx
 /// libpulse, loaded when a backend first wants it: what plays nothing starts without it and the many libraries that it
 /// brings, and where it is not installed the other backends play. It stays until the process ends.
 struct PulseLibrary {
-#define KX_DECLARE(name) decltype(&::pa_##name) name = nullptr; // NOLINT(bugprone-macro-parentheses): a declarator
+#define KX_DECLARE(name)                                                                                               \
+    LoadedFunction<decltype(&::pa_##name)> name; // NOLINT(bugprone-macro-parentheses): a declarator
     KX_PULSE_FUNCTIONS(KX_DECLARE)
 #undef KX_DECLARE
 
