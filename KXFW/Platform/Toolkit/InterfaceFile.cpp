@@ -7,6 +7,8 @@
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <array>
+
 namespace
 {
 
@@ -75,11 +77,15 @@ void kx::checkInterfaceFile(const InterfaceFile &file)
                                   "larger than " + std::to_string(InterfaceFile::kMostBytes / 1024) + " KiB");
     QXmlStreamReader xml(file.contents);
     int depth = 0;
+    std::array<int, InterfaceFile::kDeepestElement + 2> layouts{}; // in the element of each depth
     bool hasWidget = false;
     while (!xml.atEnd()) {
         const auto token = xml.readNext();
         if (token == QXmlStreamReader::StartElement) {
             checkElement(file, xml, ++depth);
+            layouts[static_cast<std::size_t>(depth) + 1] = 0;
+            if (isElement(xml, QLatin1StringView("layout")) && ++layouts[static_cast<std::size_t>(depth)] > 1)
+                fail(file, xml, QStringLiteral("two layouts in one place"));
             hasWidget |= depth == 2 && isElement(xml, QLatin1StringView("widget"));
         } else if (token == QXmlStreamReader::EndElement) {
             --depth;
