@@ -10,7 +10,7 @@ namespace
 {
 
 constexpr double kFramesPerSecond = 44100;
-constexpr double kLongestSeconds = 1e8;
+constexpr double kLongestTime = 1e8;           ///< seconds: three years
 constexpr int64_t kMostFrames = INT64_MAX / 8; ///< stays clear of overflow in the product of frames and bytes
 
 /// `text` as a whole as a number: digits, and a point in them where `format` is given.
@@ -49,7 +49,7 @@ std::optional<int64_t> framesOf(std::string_view text)
     if (text.ends_with('s'))
         text.remove_suffix(1);
     const auto seconds = secondsOf(text);
-    if (!seconds || !(*seconds <= kLongestSeconds))
+    if (!seconds || !(*seconds <= kLongestTime))
         return std::nullopt;
     return std::llround(*seconds * kFramesPerSecond);
 }
