@@ -42,7 +42,7 @@ TEST(CommandLine, WrongUsageGivesStatusTwoAndOneLine)
     };
     for (const Line &line : lines)
         expectRefused(2, "", line);
-    for (const char *frame : {"-1", "0x10", "12abc", "", "%s%n", "1:60", "1:2:3:4", ":5", "1:", "1e3", "nan",
+    for (const char *frame : {"-1", "0x10", "12abc", "", "%s%n", "1:60", "1:2:3:4", ":5", "1:", "1.5:30", "1e3", "nan",
                               "9223372036854775807", "9223372036854775808"})
         expectRefused(2, "--start", {"play", file, "--start", frame});
     for (const char *volume : {"nan", "inf", "1.01", "-0.5", "1e999"})
