@@ -37,7 +37,7 @@ private:
     int64_t size_;
 };
 
-using OpenedReader = kx::Result<std::unique_ptr<kx::FileReader>>;
+using OpenedReader = kx::StatusOr<std::unique_ptr<kx::FileReader>>;
 
 /// The MPEG-4 module is linked into this program, so that the fuzzer sees its ways.
 OpenedReader openMPEG4Here(const std::shared_ptr<kx::OpeningSource> &source)

@@ -38,7 +38,7 @@ template <class Call> auto uninterrupted(Call call)
 
 } // namespace
 
-Result<std::unique_ptr<AtomicFile>> AtomicFile::create(const std::filesystem::path &destination, Existing existing)
+StatusOr<std::unique_ptr<AtomicFile>> AtomicFile::create(const std::filesystem::path &destination, Existing existing)
 {
     auto place = findPlace(destination);
     if (!place)

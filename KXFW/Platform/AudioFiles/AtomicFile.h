@@ -2,7 +2,7 @@
 
 #include "KXFW/Platform/AudioFiles/FileDescriptor.h"
 #include "KXFW/Platform/AudioFiles/FilePlace.h"
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <sys/types.h>
 
@@ -28,8 +28,8 @@ enum class Existing { Refuse, Replace };
 class AtomicFile
 {
 public:
-    static Result<std::unique_ptr<AtomicFile>> create(const std::filesystem::path &destination,
-                                                      Existing existing); ///< [any] [blocks]
+    static StatusOr<std::unique_ptr<AtomicFile>> create(const std::filesystem::path &destination,
+                                                        Existing existing); ///< [any] [blocks]
     ~AtomicFile();
 
     /// All bytes, or a failure that `commit` repeats. [any] [blocks]

@@ -26,7 +26,7 @@ bool isBigEndian(const AudioStreamBasicDescription &format)
 
 } // namespace
 
-Result<std::unique_ptr<ClientStream>> ClientStream::make(Decoder &decoder, const AudioStreamBasicDescription &client)
+StatusOr<std::unique_ptr<ClientStream>> ClientStream::make(Decoder &decoder, const AudioStreamBasicDescription &client)
 {
     std::unique_ptr<ClientStream> stream(new ClientStream(decoder, client));
     if (!stream->direct_)
@@ -81,7 +81,7 @@ OSStatus ClientStream::moveTo(int64_t frame)
     return decoder_.seek(std::min(restart.input, decoder_.format().frames));
 }
 
-Result<uint32_t> ClientStream::read(AudioBufferList &out, uint32_t first, uint32_t frames)
+StatusOr<uint32_t> ClientStream::read(AudioBufferList &out, uint32_t first, uint32_t frames)
 {
     uint32_t done = 0;
     while (done < frames) {
@@ -98,7 +98,7 @@ Result<uint32_t> ClientStream::read(AudioBufferList &out, uint32_t first, uint32
     return done;
 }
 
-Result<uint32_t> ClientStream::readDirect(AudioBufferList &out, uint32_t first, uint32_t frames)
+StatusOr<uint32_t> ClientStream::readDirect(AudioBufferList &out, uint32_t first, uint32_t frames)
 {
     std::byte *const samples = frameAt(client_, out, 0, first);
     auto made = decoder_.read(samples, frames);
@@ -107,7 +107,7 @@ Result<uint32_t> ClientStream::readDirect(AudioBufferList &out, uint32_t first, 
     return made;
 }
 
-Result<uint32_t> ClientStream::readBlock(AudioBufferList &out, uint32_t first, uint32_t frames)
+StatusOr<uint32_t> ClientStream::readBlock(AudioBufferList &out, uint32_t first, uint32_t frames)
 {
     auto made = decodeBlock(std::min(frames, kBlockFrames));
     if (made)
@@ -116,7 +116,7 @@ Result<uint32_t> ClientStream::readBlock(AudioBufferList &out, uint32_t first, u
 }
 
 /// Some frames more out of the rate converter; 0 at the end of the file.
-Result<uint32_t> ClientStream::readConverted(AudioBufferList &out, uint32_t first, uint32_t frames)
+StatusOr<uint32_t> ClientStream::readConverted(AudioBufferList &out, uint32_t first, uint32_t frames)
 {
     const uint32_t room = std::min(frames, kBlockFrames);
     while (true) {
@@ -152,7 +152,7 @@ OSStatus ClientStream::refill()
 }
 
 /// Decodes up to `frames` frames into the planes and folds them.
-Result<uint32_t> ClientStream::decodeBlock(uint32_t frames)
+StatusOr<uint32_t> ClientStream::decodeBlock(uint32_t frames)
 {
     const auto made = decoder_.read(decoded_.get(), frames);
     if (!made)

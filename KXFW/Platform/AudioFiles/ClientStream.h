@@ -24,14 +24,14 @@ class ClientStream
 {
 public:
     /// `client` has been checked. [any]
-    static Result<std::unique_ptr<ClientStream>> make(Decoder &decoder, const AudioStreamBasicDescription &client);
+    static StatusOr<std::unique_ptr<ClientStream>> make(Decoder &decoder, const AudioStreamBasicDescription &client);
 
     /// The next frame read is client frame `frame`, 0 to `length`. [blocks]
     OSStatus moveTo(int64_t frame);
 
     /// Fills frames `first` to `first + frames` of `out`: how many were made, fewer only at the end. Fails only if none
     /// was made. [blocks]
-    Result<uint32_t> read(AudioBufferList &out, uint32_t first, uint32_t frames);
+    StatusOr<uint32_t> read(AudioBufferList &out, uint32_t first, uint32_t frames);
 
     [[nodiscard]] const AudioStreamBasicDescription &client() const noexcept { return client_; }
     [[nodiscard]] const FrameMath &frameMath() const noexcept { return math_; }
@@ -42,10 +42,10 @@ private:
     ClientStream(Decoder &decoder, const AudioStreamBasicDescription &client);
     OSStatus makeConverters();
 
-    Result<uint32_t> readDirect(AudioBufferList &out, uint32_t first, uint32_t frames);
-    Result<uint32_t> readBlock(AudioBufferList &out, uint32_t first, uint32_t frames);
-    Result<uint32_t> readConverted(AudioBufferList &out, uint32_t first, uint32_t frames);
-    Result<uint32_t> decodeBlock(uint32_t frames);
+    StatusOr<uint32_t> readDirect(AudioBufferList &out, uint32_t first, uint32_t frames);
+    StatusOr<uint32_t> readBlock(AudioBufferList &out, uint32_t first, uint32_t frames);
+    StatusOr<uint32_t> readConverted(AudioBufferList &out, uint32_t first, uint32_t frames);
+    StatusOr<uint32_t> decodeBlock(uint32_t frames);
     OSStatus refill();
     void deliver(float *const *planes, uint32_t frames, AudioBufferList &out, uint32_t first);
 

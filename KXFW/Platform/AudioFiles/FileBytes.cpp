@@ -3,7 +3,7 @@
 namespace kx
 {
 
-Result<std::shared_ptr<FileBytes>> FileBytes::open(const std::filesystem::path &path)
+StatusOr<std::shared_ptr<FileBytes>> FileBytes::open(const std::filesystem::path &path)
 {
     auto file = std::make_shared<DiskFile>();
     if (const OSStatus status = file->open(path); status != noErr)

@@ -18,7 +18,7 @@ class FileBytes final : public ByteSource
 {
 public:
     /// As DiskFile opens it; kAudioFileNotRespondingError when it was given up. [any] [blocks]
-    static Result<std::shared_ptr<FileBytes>> open(const std::filesystem::path &path);
+    static StatusOr<std::shared_ptr<FileBytes>> open(const std::filesystem::path &path);
 
     explicit FileBytes(std::shared_ptr<DiskFile> file) noexcept : file_(std::move(file)) {}
 

@@ -41,7 +41,7 @@ OSStatus enter(FilePlace &place, const std::filesystem::path &path)
 }
 
 /// Where the link leads that is open as `link`.
-Result<std::filesystem::path> targetOf(const FileDescriptor &link)
+StatusOr<std::filesystem::path> targetOf(const FileDescriptor &link)
 {
     char target[PATH_MAX];
     const auto length = ::readlinkat(link.number(), "", target, sizeof target);
@@ -52,7 +52,7 @@ Result<std::filesystem::path> targetOf(const FileDescriptor &link)
 
 } // namespace
 
-Result<FilePlace> findPlace(const std::filesystem::path &path)
+StatusOr<FilePlace> findPlace(const std::filesystem::path &path)
 {
     FilePlace place;
     OSStatus status = enter(place, path);

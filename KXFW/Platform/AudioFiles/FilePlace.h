@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KXFW/Platform/AudioFiles/FileDescriptor.h"
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <filesystem>
 #include <optional>
@@ -22,6 +22,6 @@ struct FilePlace {
 /// Follows the links that the last component names, as far and as warily as the kernel does: in a folder where all may
 /// write and only owners may delete, a link is followed only if it belongs to this user or to the folder's owner. A
 /// status for a path that names no place. [any] [blocks]
-Result<FilePlace> findPlace(const std::filesystem::path &path);
+StatusOr<FilePlace> findPlace(const std::filesystem::path &path);
 
 } // namespace kx

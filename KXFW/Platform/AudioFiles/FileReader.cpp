@@ -23,7 +23,7 @@ bool isSupported(const DecodedFormat &format)
 
 } // namespace
 
-Result<std::unique_ptr<FileReader>> FileReader::open(const std::filesystem::path &path, std::stop_token stop)
+StatusOr<std::unique_ptr<FileReader>> FileReader::open(const std::filesystem::path &path, std::stop_token stop)
 {
     const auto bytes = FileBytes::open(path);
     if (!bytes)
@@ -34,23 +34,23 @@ Result<std::unique_ptr<FileReader>> FileReader::open(const std::filesystem::path
     return reader;
 }
 
-Result<std::unique_ptr<FileReader>> FileReader::open(std::shared_ptr<ByteSource> source, std::stop_token stop)
+StatusOr<std::unique_ptr<FileReader>> FileReader::open(std::shared_ptr<ByteSource> source, std::stop_token stop)
 {
     const auto opening = std::make_shared<OpeningSource>(std::move(source), std::move(stop));
     auto decoder = openDecoder(opening);
     if (const OSStatus status = opening->finish(); status != noErr)
         return status; // whatever a codec made of reads that failed
-    return decoder ? open(*std::move(decoder)) : Result<std::unique_ptr<FileReader>>(decoder.status());
+    return decoder ? open(*std::move(decoder)) : StatusOr<std::unique_ptr<FileReader>>(decoder.status());
 }
 
-Result<std::unique_ptr<FileReader>> FileReader::open(std::unique_ptr<Decoder> decoder)
+StatusOr<std::unique_ptr<FileReader>> FileReader::open(std::unique_ptr<Decoder> decoder)
 {
     const DecodedFormat &format = decoder->format();
     if (!isSupported(format))
         return kAudioFileUnsupportedDataFormatError;
     std::unique_ptr<FileReader> reader(new FileReader(std::move(decoder)));
     const OSStatus status = reader->setClient(interleaved(format.rate, format.channels, 32, kAudioFormatFlagIsFloat));
-    return status == noErr ? Result<std::unique_ptr<FileReader>>(std::move(reader)) : status;
+    return status == noErr ? StatusOr<std::unique_ptr<FileReader>>(std::move(reader)) : status;
 }
 
 OSStatus FileReader::setClient(const AudioStreamBasicDescription &client)
@@ -84,7 +84,7 @@ OSStatus FileReader::read(uint32_t &frames, AudioBufferList &out)
 }
 
 /// Some of the next frames, from the cache unless the stream stands there already.
-Result<uint32_t> FileReader::fetch(uint32_t frames, AudioBufferList &out, uint32_t first)
+StatusOr<uint32_t> FileReader::fetch(uint32_t frames, AudioBufferList &out, uint32_t first)
 {
     if (standing_ != next_) {
         if (const uint32_t copied = cache_->copy(next_, frames, out, first))

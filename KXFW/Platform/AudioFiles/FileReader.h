@@ -22,10 +22,10 @@ class FileReader
 public:
     /// Opens within limits on bytes read and time taken that grow with the file's length, or until `stop` is requested
     /// on any thread. [any] [blocks]
-    static Result<std::unique_ptr<FileReader>> open(const std::filesystem::path &path, std::stop_token stop = {});
-    static Result<std::unique_ptr<FileReader>> open(std::shared_ptr<ByteSource> source,
-                                                    std::stop_token stop = {});        ///< The same. [any] [blocks]
-    static Result<std::unique_ptr<FileReader>> open(std::unique_ptr<Decoder> decoder); ///< [any]
+    static StatusOr<std::unique_ptr<FileReader>> open(const std::filesystem::path &path, std::stop_token stop = {});
+    static StatusOr<std::unique_ptr<FileReader>> open(std::shared_ptr<ByteSource> source,
+                                                      std::stop_token stop = {});        ///< The same. [any] [blocks]
+    static StatusOr<std::unique_ptr<FileReader>> open(std::unique_ptr<Decoder> decoder); ///< [any]
 
     [[nodiscard]] const DecodedFormat &format() const noexcept { return decoder_->format(); }              ///< [any]
     [[nodiscard]] const AudioStreamBasicDescription &client() const noexcept { return stream_->client(); } ///< [any]
@@ -45,7 +45,7 @@ public:
 private:
     explicit FileReader(std::unique_ptr<Decoder> decoder) : decoder_(std::move(decoder)) {}
     void place(int64_t fileFrame) noexcept;
-    Result<uint32_t> fetch(uint32_t frames, AudioBufferList &out, uint32_t first);
+    StatusOr<uint32_t> fetch(uint32_t frames, AudioBufferList &out, uint32_t first);
 
     std::shared_ptr<const FileBytes> bytes_; ///< null where the bytes are no file's
     std::unique_ptr<Decoder> decoder_;

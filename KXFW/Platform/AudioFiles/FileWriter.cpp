@@ -24,8 +24,8 @@ bool isPlanarFloat(const AudioStreamBasicDescription &format)
 
 } // namespace
 
-Result<std::unique_ptr<FileWriter>> FileWriter::create(const std::filesystem::path &path, AudioFileTypeID type,
-                                                       const AudioStreamBasicDescription &format, Existing existing)
+StatusOr<std::unique_ptr<FileWriter>> FileWriter::create(const std::filesystem::path &path, AudioFileTypeID type,
+                                                         const AudioStreamBasicDescription &format, Existing existing)
 {
     auto file = AtomicFile::create(path, existing);
     if (!file)

@@ -21,8 +21,8 @@ class FileWriter
 {
 public:
     /// `format` has been checked for `type`. [any] [blocks]
-    static Result<std::unique_ptr<FileWriter>> create(const std::filesystem::path &path, AudioFileTypeID type,
-                                                      const AudioStreamBasicDescription &format, Existing existing);
+    static StatusOr<std::unique_ptr<FileWriter>> create(const std::filesystem::path &path, AudioFileTypeID type,
+                                                        const AudioStreamBasicDescription &format, Existing existing);
 
     [[nodiscard]] const AudioStreamBasicDescription &format() const noexcept { return format_; } ///< [any]
     [[nodiscard]] const AudioStreamBasicDescription &client() const noexcept { return client_; } ///< [any]

@@ -6,7 +6,7 @@
 #include "KXFW/Platform/AudioUnits/UnitInput.h"
 #include "KXFW/Platform/Foundation/BufferList.h"
 #include "KXFW/Platform/Foundation/PriorityMutex.h"
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <atomic>
 #include <memory>
@@ -116,7 +116,7 @@ protected:
     explicit Unit(const UnitShape &shape);
 
     /// A renderer for `formats`, which are convertible on the settable sides. Called with `control_` held. [any]
-    virtual Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) = 0;
+    virtual StatusOr<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) = 0;
     [[nodiscard]] virtual double latencySeconds() const { return 0; }
     /// Input frames that were drawn and are not played, when `behind` frames of the output are not. [any] [render]
     [[nodiscard]] virtual uint32_t ownHeldFrames(uint32_t behind) const { return behind; }

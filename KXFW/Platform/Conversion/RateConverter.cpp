@@ -202,8 +202,8 @@ void RateConverter::Impl::start() noexcept
         left -= takeSilence(left);
 }
 
-Result<std::unique_ptr<RateConverter>> RateConverter::make(double inRate, double outRate, uint32_t channels,
-                                                           uint32_t maximumFrames)
+StatusOr<std::unique_ptr<RateConverter>> RateConverter::make(double inRate, double outRate, uint32_t channels,
+                                                             uint32_t maximumFrames)
 {
     if (!isRate(inRate) || !isRate(outRate) || channels == 0 || channels > kMaximumChannels || maximumFrames == 0)
         return kAudioUnitErr_FormatNotSupported;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <cstdint>
 #include <memory>
@@ -19,8 +19,8 @@ public:
     /// Rates in frames per second within the limits of StreamFormat.h, rounded to whole numbers; `maximumFrames`, the
     /// most input frames a call, is at least 1. Makes all buffers as large as they will need, so that `process` does
     /// not allocate afterwards, for rates that rise by up to 48 times. [any]
-    static Result<std::unique_ptr<RateConverter>> make(double inRate, double outRate, uint32_t channels,
-                                                       uint32_t maximumFrames);
+    static StatusOr<std::unique_ptr<RateConverter>> make(double inRate, double outRate, uint32_t channels,
+                                                         uint32_t maximumFrames);
     ~RateConverter();
 
     struct Progress {

@@ -49,7 +49,7 @@ OSStatus AudioObjectRemovePropertyListener(AudioObjectID object, const AudioObje
         [&] { return kx::HardwareService::shared().removeListener(object, address, listener, clientData); });
 }
 
-kx::Result<std::unique_ptr<kx::OutputStream>> kx::openOutputStream(AudioObjectID device)
+kx::StatusOr<std::unique_ptr<kx::OutputStream>> kx::openOutputStream(AudioObjectID device)
 {
     return HardwareService::shared().openOutputStream(device);
 }

@@ -7,7 +7,7 @@
 namespace
 {
 
-using kx::Device;
+using kx::DeviceEntry;
 using kx::HardwareSnapshot;
 using kx::PropertyChange;
 
@@ -18,12 +18,12 @@ uint32_t saneBufferBytes(uint32_t bytes, const AudioStreamBasicDescription &form
     return std::clamp(frames, kx::kMinimumSliceFrames, kx::kMaximumSliceFrames) * frameBytes;
 }
 
-bool sameNumbers(const std::vector<Device> &a, const std::vector<Device> &b)
+bool sameNumbers(const std::vector<DeviceEntry> &a, const std::vector<DeviceEntry> &b)
 {
-    return std::ranges::equal(a, b, {}, &Device::id, &Device::id);
+    return std::ranges::equal(a, b, {}, &DeviceEntry::id, &DeviceEntry::id);
 }
 
-void addDeviceChanges(const Device &before, const Device &after, std::vector<PropertyChange> &changes)
+void addDeviceChanges(const DeviceEntry &before, const DeviceEntry &after, std::vector<PropertyChange> &changes)
 {
     if (before.info.name != after.info.name)
         changes.push_back({after.id, kAudioDevicePropertyDeviceName});
@@ -34,19 +34,19 @@ void addDeviceChanges(const Device &before, const Device &after, std::vector<Pro
 }
 
 /// The number of the device `uid` as a default, where it is present and can be one.
-AudioObjectID defaultNumber(const std::vector<Device> &devices, const std::string &uid,
+AudioObjectID defaultNumber(const std::vector<DeviceEntry> &devices, const std::string &uid,
                             bool kx::DeviceInfo::*direction) noexcept
 {
     const auto found = std::ranges::find_if(
-        devices, [&](const Device &device) { return device.info.uid == uid && device.info.*direction; });
+        devices, [&](const DeviceEntry &device) { return device.info.uid == uid && device.info.*direction; });
     return found == devices.end() ? kAudioObjectUnknown : found->id;
 }
 
 } // namespace
 
-const Device *HardwareSnapshot::find(AudioObjectID id) const noexcept
+const DeviceEntry *HardwareSnapshot::find(AudioObjectID id) const noexcept
 {
-    const auto found = std::ranges::find(devices, id, &Device::id);
+    const auto found = std::ranges::find(devices, id, &DeviceEntry::id);
     return found == devices.end() ? nullptr : &*found;
 }
 
@@ -61,17 +61,17 @@ std::vector<PropertyChange> kx::differences(const HardwareSnapshot &before, cons
         changes.push_back({kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice});
     if (before.sleepingIsAllowed != after.sleepingIsAllowed)
         changes.push_back({kAudioObjectSystemObject, kAudioHardwarePropertySleepingIsAllowed});
-    for (const Device &device : after.devices)
-        if (const Device *old = before.find(device.id))
+    for (const DeviceEntry &device : after.devices)
+        if (const DeviceEntry *old = before.find(device.id))
             addDeviceChanges(*old, device, changes);
     return changes;
 }
 
-Device kx::DeviceTable::deviceFor(const DeviceInfo &info)
+DeviceEntry kx::DeviceTable::deviceFor(const DeviceInfo &info)
 {
-    Device device{kAudioObjectUnknown, info, 0};
+    DeviceEntry device{kAudioObjectUnknown, info, 0};
     const auto &old = snapshot_.devices;
-    const auto known = std::ranges::find(old, info.uid, [](const Device &each) { return each.info.uid; });
+    const auto known = std::ranges::find(old, info.uid, [](const DeviceEntry &each) { return each.info.uid; });
     if (known != old.end()) {
         device.id = known->id;
         device.bufferBytes = known->bufferBytes;
@@ -84,7 +84,7 @@ Device kx::DeviceTable::deviceFor(const DeviceInfo &info)
 
 void kx::DeviceTable::update(const HardwareState &state)
 {
-    std::vector<Device> devices;
+    std::vector<DeviceEntry> devices;
     devices.reserve(state.devices.size());
     for (const DeviceInfo &info : state.devices)
         devices.push_back(deviceFor(info));
@@ -95,7 +95,7 @@ void kx::DeviceTable::update(const HardwareState &state)
 
 bool kx::DeviceTable::setBufferBytes(AudioObjectID id, uint32_t bytes)
 {
-    const auto found = std::ranges::find(snapshot_.devices, id, &Device::id);
+    const auto found = std::ranges::find(snapshot_.devices, id, &DeviceEntry::id);
     if (found == snapshot_.devices.end())
         return false;
     found->bufferBytes = saneBufferBytes(bytes, found->info.format);

@@ -13,7 +13,7 @@ inline constexpr uint32_t kMinimumSliceFrames = 64;
 inline constexpr uint32_t kMaximumSliceFrames = 16384;
 
 /// A present device under its number.
-struct Device {
+struct DeviceEntry {
     AudioObjectID id = kAudioObjectUnknown;
     DeviceInfo info;
     uint32_t bufferBytes = kDefaultDeviceBufferBytes; ///< whole frames of the device's own format
@@ -21,13 +21,13 @@ struct Device {
 
 /// All that the hardware properties are answered from, at one moment.
 struct HardwareSnapshot {
-    std::vector<Device> devices;
+    std::vector<DeviceEntry> devices;
     AudioObjectID defaultInput = kAudioObjectUnknown;
     AudioObjectID defaultOutput = kAudioObjectUnknown;
     bool sleepingIsAllowed = true;
     bool changesAreUntold = false;
 
-    [[nodiscard]] const Device *find(AudioObjectID id) const noexcept;
+    [[nodiscard]] const DeviceEntry *find(AudioObjectID id) const noexcept;
 };
 
 struct PropertyChange {
@@ -55,7 +55,7 @@ public:
     void setChangesAreUntold(bool untold) noexcept { snapshot_.changesAreUntold = untold; }
 
 private:
-    [[nodiscard]] Device deviceFor(const DeviceInfo &info);
+    [[nodiscard]] DeviceEntry deviceFor(const DeviceInfo &info);
 
     HardwareSnapshot snapshot_;
     AudioObjectID nextId_ = kAudioObjectSystemObject + 1;

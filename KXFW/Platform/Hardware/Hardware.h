@@ -8,6 +8,6 @@ namespace kx
 
 /// Opens a stream to a device by its object number, with slices of the device's buffer size.
 /// kAudioHardwareBadDeviceError when it is not present or has no output. For the output unit. [any] [blocks]
-Result<std::unique_ptr<OutputStream>> openOutputStream(AudioObjectID device);
+StatusOr<std::unique_ptr<OutputStream>> openOutputStream(AudioObjectID device);
 
 } // namespace kx

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "KXFW/Platform/Foundation/AudioTypes.h"
-#include "KXFW/Platform/Foundation/Result.h"
 #include "KXFW/Platform/Foundation/Status.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <chrono>
 #include <cstdint>
@@ -45,7 +45,7 @@ public:
 
     /// Waits until the device wants frames: how many (at least 1); 0 after `interrupt` or a second without an answer;
     /// a status when the stream is lost for good (the device is gone, the server died). [blocks]
-    virtual Result<uint32_t> waitForRoom() = 0;
+    virtual StatusOr<uint32_t> waitForRoom() = 0;
     virtual OSStatus write(const void *interleaved, uint32_t frames) = 0;
     /// Waits until all that was written has been heard, or `interrupt`, or a deadline. [blocks]
     virtual void drain() = 0;
@@ -78,7 +78,7 @@ public:
 
     /// Opens a stream to the device `uid` that asks for `sliceFrames` frames at a time, as far as the system lets it.
     /// The stream stays on that device: it fails rather than move. [blocks]
-    virtual Result<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) = 0;
+    virtual StatusOr<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) = 0;
 };
 
 struct BackendEntry {

@@ -35,7 +35,7 @@ OSStatus kx::HardwareService::getSize(AudioObjectID object, const AudioObjectPro
     if (address == nullptr || size == nullptr)
         return kAudioHardwareIllegalOperationError;
     const std::lock_guard guard(lock_);
-    const Result<PropertyValue> value = propertyValue(table_.snapshot(), object, *address);
+    const StatusOr<PropertyValue> value = propertyValue(table_.snapshot(), object, *address);
     if (value)
         *size = static_cast<uint32_t>((*value).bytes.size());
     return value.status();
@@ -47,7 +47,7 @@ OSStatus kx::HardwareService::getData(AudioObjectID object, const AudioObjectPro
     if (address == nullptr || size == nullptr || data == nullptr)
         return kAudioHardwareIllegalOperationError;
     const std::lock_guard guard(lock_);
-    const Result<PropertyValue> value = propertyValue(table_.snapshot(), object, *address);
+    const StatusOr<PropertyValue> value = propertyValue(table_.snapshot(), object, *address);
     return value ? copyValue(*value, *size, data) : value.status();
 }
 
@@ -97,13 +97,13 @@ OSStatus kx::HardwareService::removeListener(AudioObjectID object, const AudioOb
     return noErr;
 }
 
-kx::Result<std::unique_ptr<kx::OutputStream>> kx::HardwareService::openOutputStream(AudioObjectID id)
+kx::StatusOr<std::unique_ptr<kx::OutputStream>> kx::HardwareService::openOutputStream(AudioObjectID id)
 {
     std::string uid;
     uint32_t sliceFrames = 0;
     {
         const std::lock_guard guard(lock_);
-        const Device *device = table_.snapshot().find(id);
+        const DeviceEntry *device = table_.snapshot().find(id);
         if (device == nullptr || !device->info.hasOutput)
             return kAudioHardwareBadDeviceError;
         uid = device->info.uid;

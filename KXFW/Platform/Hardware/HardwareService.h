@@ -48,7 +48,7 @@ public:
     OSStatus removeListener(AudioObjectID object, const AudioObjectPropertyAddress *address,
                             AudioObjectPropertyListenerProc listener, void *clientData);
 
-    Result<std::unique_ptr<OutputStream>> openOutputStream(AudioObjectID device);
+    StatusOr<std::unique_ptr<OutputStream>> openOutputStream(AudioObjectID device);
 
 private:
     using Clock = std::chrono::steady_clock;

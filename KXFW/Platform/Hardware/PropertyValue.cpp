@@ -8,7 +8,7 @@ namespace
 {
 
 using kx::PropertyValue;
-using kx::Result;
+using kx::StatusOr;
 using Kind = PropertyValue::Kind;
 
 constexpr std::array kScopes{kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyScopeWildcard,
@@ -26,7 +26,7 @@ PropertyValue text(const std::string &value)
     return {Kind::Text, {begin, begin + value.size() + 1}};
 }
 
-PropertyValue deviceList(const std::vector<kx::Device> &devices)
+PropertyValue deviceList(const std::vector<kx::DeviceEntry> &devices)
 {
     PropertyValue list{Kind::List, std::vector<std::byte>(devices.size() * sizeof(AudioObjectID))};
     for (std::size_t i = 0; i < devices.size(); ++i)
@@ -34,7 +34,7 @@ PropertyValue deviceList(const std::vector<kx::Device> &devices)
     return list;
 }
 
-Result<PropertyValue> systemValue(const kx::HardwareSnapshot &snapshot, AudioObjectPropertySelector selector)
+StatusOr<PropertyValue> systemValue(const kx::HardwareSnapshot &snapshot, AudioObjectPropertySelector selector)
 {
     switch (selector) {
     case kAudioHardwarePropertyDevices:
@@ -52,7 +52,7 @@ Result<PropertyValue> systemValue(const kx::HardwareSnapshot &snapshot, AudioObj
     }
 }
 
-Result<PropertyValue> deviceValue(const kx::Device &device, const AudioObjectPropertyAddress &address)
+StatusOr<PropertyValue> deviceValue(const kx::DeviceEntry &device, const AudioObjectPropertyAddress &address)
 {
     switch (address.mSelector) {
     case kAudioDevicePropertyDeviceName:
@@ -75,10 +75,10 @@ Result<PropertyValue> deviceValue(const kx::Device &device, const AudioObjectPro
 
 } // namespace
 
-Result<PropertyValue> kx::propertyValue(const HardwareSnapshot &snapshot, AudioObjectID object,
-                                        const AudioObjectPropertyAddress &address)
+StatusOr<PropertyValue> kx::propertyValue(const HardwareSnapshot &snapshot, AudioObjectID object,
+                                          const AudioObjectPropertyAddress &address)
 {
-    const Device *device = snapshot.find(object);
+    const DeviceEntry *device = snapshot.find(object);
     if (object != kAudioObjectSystemObject && device == nullptr)
         return kAudioHardwareBadObjectError;
     if (std::ranges::find(kScopes, address.mScope) == kScopes.end())

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 #include "KXFW/Platform/Hardware/DeviceTable.h"
 
 #include <cstddef>
@@ -22,8 +22,8 @@ struct PropertyValue {
 
 /// The value of a property. A property has one value, whatever the scope and the element it is asked for by; scopes
 /// that do not exist have none.
-Result<PropertyValue> propertyValue(const HardwareSnapshot &snapshot, AudioObjectID object,
-                                    const AudioObjectPropertyAddress &address);
+StatusOr<PropertyValue> propertyValue(const HardwareSnapshot &snapshot, AudioObjectID object,
+                                      const AudioObjectPropertyAddress &address);
 
 /// Copies `value` into `size` bytes at `data`; `size` becomes what was copied.
 OSStatus copyValue(const PropertyValue &value, uint32_t &size, void *data);

@@ -36,7 +36,7 @@ OSStatus ByteWindow::fill(int64_t offset, int64_t count)
     return got < 0 ? source_.error() : noErr;
 }
 
-Result<int64_t> ByteWindow::copy(int64_t offset, std::byte *out, int64_t count)
+StatusOr<int64_t> ByteWindow::copy(int64_t offset, std::byte *out, int64_t count)
 {
     int64_t done = 0;
     while (done < count) {
@@ -45,7 +45,7 @@ Result<int64_t> ByteWindow::copy(int64_t offset, std::byte *out, int64_t count)
         if (bytes.empty() && wanted >= kDirectRead) {
             const int64_t got = source_.readAt(offset + done, out + done, wanted);
             if (got < 0)
-                return done > 0 ? Result<int64_t>(done) : source_.error();
+                return done > 0 ? StatusOr<int64_t>(done) : source_.error();
             return done + got;
         }
         if (bytes.empty()) {
@@ -61,7 +61,7 @@ Result<int64_t> ByteWindow::copy(int64_t offset, std::byte *out, int64_t count)
     return done;
 }
 
-Result<std::span<const std::byte>> ByteWindow::view(int64_t offset, int64_t count)
+StatusOr<std::span<const std::byte>> ByteWindow::view(int64_t offset, int64_t count)
 {
     count = std::min(count, kCapacity);
     if (const auto bytes = held(offset, count); static_cast<int64_t>(bytes.size()) == count)

@@ -22,10 +22,10 @@ public:
     }
 
     /// Copies up to `count` bytes from `offset` on: the number copied, fewer only at the end. [blocks]
-    Result<int64_t> copy(int64_t offset, std::byte *out, int64_t count);
+    StatusOr<int64_t> copy(int64_t offset, std::byte *out, int64_t count);
 
     /// Up to `count` (at most kCapacity) bytes from `offset` on where they lie, until the next call. [blocks]
-    Result<std::span<const std::byte>> view(int64_t offset, int64_t count);
+    StatusOr<std::span<const std::byte>> view(int64_t offset, int64_t count);
 
 private:
     [[nodiscard]] std::span<const std::byte> held(int64_t offset, int64_t count) const noexcept;

@@ -32,7 +32,7 @@ public:
     }
 
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
-    Result<uint32_t> read(void *out, uint32_t frames) override
+    StatusOr<uint32_t> read(void *out, uint32_t frames) override
     {
         const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames, format_.frames - position_));
         AudioBufferList list{1, {{format_.channels, wanted * stream_->client().mBytesPerFrame, out}}};
@@ -84,7 +84,7 @@ ChainDecoder::ChainDecoder(std::vector<ChainLink> links) : format_(links.front()
     }
 }
 
-Result<uint32_t> ChainDecoder::read(void *interleaved, uint32_t frames)
+StatusOr<uint32_t> ChainDecoder::read(void *interleaved, uint32_t frames)
 {
     const std::size_t frameBytes =
         format_.channels * (format_.kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float));
@@ -97,7 +97,7 @@ Result<uint32_t> ChainDecoder::read(void *interleaved, uint32_t frames)
             status = decoder_->seek(position_ - parts_[part].start);
         if (status != noErr) {
             entered_ = SIZE_MAX;
-            return done > 0 ? Result<uint32_t>(done) : status;
+            return done > 0 ? StatusOr<uint32_t>(done) : status;
         }
         decoderPosition_ = position_;
         const auto inPart = std::min<int64_t>(wanted - done, parts_[part].start + parts_[part].frames - position_);
@@ -106,7 +106,7 @@ Result<uint32_t> ChainDecoder::read(void *interleaved, uint32_t frames)
         if (!made)
             entered_ = SIZE_MAX;
         if (!made || *made == 0)
-            return made || done > 0 ? Result<uint32_t>(done) : made.status();
+            return made || done > 0 ? StatusOr<uint32_t>(done) : made.status();
         done += *made;
         position_ += *made;
         decoderPosition_ += *made;

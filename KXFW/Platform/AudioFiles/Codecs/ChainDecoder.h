@@ -23,7 +23,7 @@ public:
     static DecoderResult make(std::vector<ChainLink> links);
 
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
-    Result<uint32_t> read(void *interleaved, uint32_t frames) override;
+    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override;
     OSStatus seek(int64_t frame) override;
 
 private:

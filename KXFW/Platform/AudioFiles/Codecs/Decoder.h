@@ -6,8 +6,8 @@
 #pragma once
 
 #include "KXFW/Platform/Foundation/AudioTypes.h"
-#include "KXFW/Platform/Foundation/Result.h"
 #include "KXFW/Platform/Foundation/Status.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <cstdint>
 #include <memory>
@@ -53,14 +53,14 @@ public:
     [[nodiscard]] virtual const DecodedFormat &format() const noexcept = 0;
     /// The next `frames` frames, interleaved; fewer only at the end (a file cut short ends early, without an error).
     /// Fails only when the bytes cannot be read. [blocks]
-    virtual Result<uint32_t> read(void *interleaved, uint32_t frames) = 0;
+    virtual StatusOr<uint32_t> read(void *interleaved, uint32_t frames) = 0;
     /// The next frame read is number `frame` of the straight decode, sample for sample. 0 to format().frames. [blocks]
     virtual OSStatus seek(int64_t frame) = 0;
     /// Asks for big-endian or native Int16 samples from now on. False where only native ones are given. [any]
     virtual bool setBigEndian(bool) noexcept { return false; }
 };
 
-using DecoderResult = Result<std::unique_ptr<Decoder>>;
+using DecoderResult = StatusOr<std::unique_ptr<Decoder>>;
 
 struct CodecEntry {
     const char *name;

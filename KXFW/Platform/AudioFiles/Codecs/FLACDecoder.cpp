@@ -179,7 +179,7 @@ int64_t FLACDecoder::lastFrameEnd()
     }
 }
 
-Result<uint32_t> FLACDecoder::read(void *interleaved, uint32_t frames)
+StatusOr<uint32_t> FLACDecoder::read(void *interleaved, uint32_t frames)
 {
     auto *out = static_cast<std::byte *>(interleaved);
     const int64_t wanted = std::min<int64_t>(frames, format_.frames - position_);

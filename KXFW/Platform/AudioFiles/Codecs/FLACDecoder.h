@@ -22,7 +22,7 @@ public:
     ~FLACDecoder() override;
 
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
-    Result<uint32_t> read(void *interleaved, uint32_t frames) override;
+    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override;
     OSStatus seek(int64_t frame) override;
 
 private:

@@ -86,7 +86,7 @@ public:
     {
     }
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return decoder_->format(); }
-    Result<uint32_t> read(void *interleaved, uint32_t frames) override { return decoder_->read(interleaved, frames); }
+    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override { return decoder_->read(interleaved, frames); }
     OSStatus seek(int64_t frame) override { return decoder_->seek(frame); }
 
 private:

@@ -93,7 +93,7 @@ public:
     [[nodiscard]] bool isUsable() const noexcept { return frameDecoder_.isUsable(); }
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
 
-    Result<uint32_t> read(void *interleaved, uint32_t frames) override
+    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override
     {
         auto *out = static_cast<float *>(interleaved);
         const auto wanted = std::min<int64_t>(frames, format_.frames - position_);

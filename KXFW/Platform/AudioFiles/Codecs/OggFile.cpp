@@ -12,7 +12,7 @@ namespace kx
 namespace
 {
 
-Result<ChainLink> chainLinkOf(const std::shared_ptr<ByteSource> &source, OggLink link)
+StatusOr<ChainLink> chainLinkOf(const std::shared_ptr<ByteSource> &source, OggLink link)
 {
     if (!link.isFLAC) {
         const DecodedFormat format = link.format;
@@ -22,7 +22,7 @@ Result<ChainLink> chainLinkOf(const std::shared_ptr<ByteSource> &source, OggLink
         return FLACDecoder::makeInOgg(source, bytes, serial);
     };
     const auto opened = open();
-    return opened ? Result<ChainLink>({(*opened)->format(), open}) : opened.status();
+    return opened ? StatusOr<ChainLink>({(*opened)->format(), open}) : opened.status();
 }
 
 } // namespace

@@ -21,7 +21,7 @@ OggLinkDecoder::OggLinkDecoder(std::shared_ptr<ByteSource> source, OggLink link,
 {
 }
 
-Result<uint32_t> OggLinkDecoder::read(void *interleaved, uint32_t frames)
+StatusOr<uint32_t> OggLinkDecoder::read(void *interleaved, uint32_t frames)
 {
     auto *out = static_cast<float *>(interleaved);
     const int64_t channels = link_.format.channels;

@@ -15,7 +15,7 @@ public:
     static DecoderResult make(std::shared_ptr<ByteSource> source, OggLink link);
 
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return link_.format; }
-    Result<uint32_t> read(void *interleaved, uint32_t frames) override;
+    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override;
     OSStatus seek(int64_t frame) override;
 
 private:

@@ -100,7 +100,7 @@ public:
     }
 
     /// The link as it ends at byte `end`, or why it cannot be played.
-    Result<OggLink> finish(int64_t end)
+    StatusOr<OggLink> finish(int64_t end)
     {
         link_.bytes.end = end;
         if (link_.isFLAC)
@@ -154,7 +154,7 @@ class LinkWalk
 public:
     explicit LinkWalk(ByteSource &source) : source_(source), pages_(source, {0, source.size()}) {}
 
-    Result<std::vector<OggLink>> run()
+    StatusOr<std::vector<OggLink>> run()
     {
         while (ogg_page *page = pages_.next()) {
             const bool isHead = ogg_page_bos(page) != 0;
@@ -244,7 +244,7 @@ std::unique_ptr<OggCodec> makeOggCodec(ByteSource &source, const OggLink &link)
     return codec;
 }
 
-Result<std::vector<OggLink>> findOggLinks(ByteSource &source)
+StatusOr<std::vector<OggLink>> findOggLinks(ByteSource &source)
 {
     return LinkWalk(source).run();
 }

@@ -35,6 +35,6 @@ std::unique_ptr<OggCodec> makeOggCodec(const ogg_packet &first);
 
 /// Walks over all pages. The length of a link is that of its whole packets, cut where its first and last page say so.
 /// A link that cannot be played is left out; fails if that leaves none. [blocks]
-Result<std::vector<OggLink>> findOggLinks(ByteSource &source);
+StatusOr<std::vector<OggLink>> findOggLinks(ByteSource &source);
 
 } // namespace kx

@@ -42,7 +42,7 @@ bool PlainPCMDecoder::setBigEndian(bool bigEndian) noexcept
     return deliverBigEndian_ == bigEndian;
 }
 
-Result<uint32_t> PlainPCMDecoder::read(void *interleaved, uint32_t frames)
+StatusOr<uint32_t> PlainPCMDecoder::read(void *interleaved, uint32_t frames)
 {
     auto *out = static_cast<std::byte *>(interleaved);
     const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames, format_.frames - position_));
@@ -60,7 +60,7 @@ OSStatus PlainPCMDecoder::seek(int64_t frame)
     return noErr;
 }
 
-Result<uint32_t> PlainPCMDecoder::read16(std::byte *out, uint32_t frames)
+StatusOr<uint32_t> PlainPCMDecoder::read16(std::byte *out, uint32_t frames)
 {
     const auto bytes = window_.copy(offsetOf(position_), out, frames * frameBytes_);
     if (!bytes)
@@ -71,7 +71,7 @@ Result<uint32_t> PlainPCMDecoder::read16(std::byte *out, uint32_t frames)
     return got;
 }
 
-Result<uint32_t> PlainPCMDecoder::readOther(std::byte *out, uint32_t frames)
+StatusOr<uint32_t> PlainPCMDecoder::readOther(std::byte *out, uint32_t frames)
 {
     const std::size_t outBytes =
         (format_.kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float)) * format_.channels;

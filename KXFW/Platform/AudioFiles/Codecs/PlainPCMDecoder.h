@@ -21,13 +21,13 @@ public:
     PlainPCMDecoder(std::shared_ptr<ByteSource> source, const PlainPCMLayout &layout);
 
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
-    Result<uint32_t> read(void *interleaved, uint32_t frames) override;
+    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override;
     OSStatus seek(int64_t frame) override;
     bool setBigEndian(bool bigEndian) noexcept override;
 
 private:
-    Result<uint32_t> read16(std::byte *out, uint32_t frames);
-    Result<uint32_t> readOther(std::byte *out, uint32_t frames);
+    StatusOr<uint32_t> read16(std::byte *out, uint32_t frames);
+    StatusOr<uint32_t> readOther(std::byte *out, uint32_t frames);
     void convert(const std::byte *in, std::byte *out, uint32_t samples) const noexcept;
     [[nodiscard]] int64_t offsetOf(int64_t frame) const noexcept { return dataOffset_ + frame * frameBytes_; }
 

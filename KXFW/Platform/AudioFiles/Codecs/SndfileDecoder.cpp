@@ -69,7 +69,7 @@ uint32_t SndfileDecoder::decode(void *interleaved, uint32_t frames)
     return static_cast<uint32_t>(std::max<sf_count_t>(got, 0));
 }
 
-Result<uint32_t> SndfileDecoder::read(void *interleaved, uint32_t frames)
+StatusOr<uint32_t> SndfileDecoder::read(void *interleaved, uint32_t frames)
 {
     const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames, format_.frames - position_));
     if (wanted == 0)

@@ -29,9 +29,9 @@ bool sameRate(double a, double b) noexcept
 
 } // namespace
 
-Result<std::unique_ptr<FormatConversion>> FormatConversion::make(const AudioStreamBasicDescription &in,
-                                                                 const AudioStreamBasicDescription &out,
-                                                                 uint32_t maximumFrames)
+StatusOr<std::unique_ptr<FormatConversion>> FormatConversion::make(const AudioStreamBasicDescription &in,
+                                                                   const AudioStreamBasicDescription &out,
+                                                                   uint32_t maximumFrames)
 {
     if (!isConvertible(in) || !isConvertible(out))
         return kAudioUnitErr_FormatNotSupported;

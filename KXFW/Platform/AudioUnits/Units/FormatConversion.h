@@ -5,7 +5,7 @@
 #include "KXFW/Platform/Conversion/ChannelMix.h"
 #include "KXFW/Platform/Conversion/RateConverter.h"
 #include "KXFW/Platform/Foundation/BufferList.h"
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <memory>
 #include <vector>
@@ -22,7 +22,7 @@ class FormatConversion
 {
 public:
     /// Both formats convertible; slices of up to `maximumFrames` frames. Makes all memory. [any]
-    static Result<std::unique_ptr<FormatConversion>>
+    static StatusOr<std::unique_ptr<FormatConversion>>
     make(const AudioStreamBasicDescription &in, const AudioStreamBasicDescription &out, uint32_t maximumFrames);
 
     struct Outcome {

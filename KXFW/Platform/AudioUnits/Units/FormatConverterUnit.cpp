@@ -89,7 +89,7 @@ constexpr UnitShape kFormatConverterShape{
 
 FormatConverterUnit::FormatConverterUnit() : Unit(kFormatConverterShape) {}
 
-Result<std::unique_ptr<Renderer>> FormatConverterUnit::makeRenderer(const UnitFormats &formats)
+StatusOr<std::unique_ptr<Renderer>> FormatConverterUnit::makeRenderer(const UnitFormats &formats)
 {
     auto conversion = FormatConversion::make(formats.input, formats.output, formats.maximumFrames);
     if (!conversion)

@@ -16,7 +16,7 @@ public:
     void tellKept(int64_t parts) noexcept { kept_ = parts; }
 
 protected:
-    Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
+    StatusOr<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
     [[nodiscard]] uint32_t ownHeldFrames(uint32_t behind) const override;
     [[nodiscard]] double ownDrawRate() const override;
 

@@ -56,7 +56,7 @@ OutputDevice defaultOutputDevice()
     return device ? *device : OutputDevice{};
 }
 
-Result<OutputDevice> presentDevice(AudioObjectID device)
+StatusOr<OutputDevice> presentDevice(AudioObjectID device)
 {
     if (device == kAudioObjectUnknown)
         return OutputDevice{};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 #include "KXFW/Platform/Hardware/AudioObject.h"
 
 #include <string>
@@ -20,7 +20,7 @@ OutputDevice defaultOutputDevice();
 
 /// The device of that number; kAudioHardwareBadDeviceError when it is not present, kAudioHardwareIllegalOperationError
 /// when it cannot play. 0 is no device. [any]
-Result<OutputDevice> presentDevice(AudioObjectID number);
+StatusOr<OutputDevice> presentDevice(AudioObjectID number);
 
 /// The number that the device has now, or kAudioObjectUnknown. [any]
 AudioObjectID numberOf(const OutputDevice &device);

@@ -57,7 +57,7 @@ OutputUnit::OutputUnit()
 {
 }
 
-Result<std::unique_ptr<Renderer>> OutputUnit::makeRenderer(const UnitFormats &)
+StatusOr<std::unique_ptr<Renderer>> OutputUnit::makeRenderer(const UnitFormats &)
 {
     return std::unique_ptr<Renderer>(std::make_unique<SliceRenderer>(*this));
 }

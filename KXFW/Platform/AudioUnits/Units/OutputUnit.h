@@ -29,7 +29,7 @@ public:
     void applyVolume(AudioBufferList &slice, uint32_t frames) noexcept;
 
 protected:
-    Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
+    StatusOr<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
     [[nodiscard]] double latencySeconds() const override;
     std::span<Parameter> parameters() noexcept override { return parameters_; }
     [[nodiscard]] std::span<const PropertyRow> ownProperties() const noexcept override;

@@ -28,7 +28,7 @@ TimePitchSetting TimePitchUnit::setting() const noexcept
     return {parameters_[0].value, parameters_[1].value};
 }
 
-Result<std::unique_ptr<Renderer>> TimePitchUnit::makeRenderer(const UnitFormats &formats)
+StatusOr<std::unique_ptr<Renderer>> TimePitchUnit::makeRenderer(const UnitFormats &formats)
 {
     return std::unique_ptr<Renderer>(std::make_unique<TimePitchRenderer>(*this, formats.maximumFrames));
 }

@@ -19,7 +19,7 @@ public:
     void tellHeldFrames(uint32_t frames) noexcept { held_ = frames; }
 
 protected:
-    Result<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
+    StatusOr<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
     [[nodiscard]] double latencySeconds() const override;
     std::span<Parameter> parameters() noexcept override { return parameters_; }
     [[nodiscard]] uint32_t ownHeldFrames(uint32_t behind) const override;

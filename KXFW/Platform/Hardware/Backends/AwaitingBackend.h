@@ -16,7 +16,7 @@ public:
 
     [[nodiscard]] HardwareState state() const override { return chosen().state(); }
     void setChangeHandler(std::function<void()> handler) override;
-    Result<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) override
+    StatusOr<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) override
     {
         return chosen().openOutput(uid, sliceFrames);
     }

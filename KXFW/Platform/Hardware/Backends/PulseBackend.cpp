@@ -182,7 +182,8 @@ std::optional<kx::PulseFormat> kx::PulseBackend::formatOf(const std::string &uid
     return found == devices_.sinkFormats.end() ? std::nullopt : std::optional(found->second);
 }
 
-kx::Result<std::unique_ptr<kx::OutputStream>> kx::PulseBackend::openOutput(const std::string &uid, uint32_t sliceFrames)
+kx::StatusOr<std::unique_ptr<kx::OutputStream>> kx::PulseBackend::openOutput(const std::string &uid,
+                                                                             uint32_t sliceFrames)
 {
     const std::optional<PulseFormat> format = formatOf(uid);
     if (!format)

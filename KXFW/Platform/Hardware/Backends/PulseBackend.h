@@ -33,7 +33,7 @@ public:
 
     [[nodiscard]] HardwareState state() const override;
     void setChangeHandler(std::function<void()> handler) override;
-    Result<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) override;
+    StatusOr<std::unique_ptr<OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) override;
 
 private:
     using Context = std::unique_ptr<pa_context, FreeWith<&PulseLibrary::context_unref>>;

@@ -125,7 +125,7 @@ uint32_t kx::PulseStream::roomFrames() const noexcept
     return static_cast<uint32_t>(std::min<std::size_t>(bytes / pulse().frame_size(&format_.spec), sliceFrames_));
 }
 
-kx::Result<uint32_t> kx::PulseStream::waitForRoom()
+kx::StatusOr<uint32_t> kx::PulseStream::waitForRoom()
 {
     OSStatus status = noErr;
     uint32_t room = 0;

@@ -27,7 +27,7 @@ public:
     OSStatus waitUntilReady();
 
     [[nodiscard]] const AudioStreamBasicDescription &format() const noexcept override { return format_.description; }
-    Result<uint32_t> waitForRoom() override;
+    StatusOr<uint32_t> waitForRoom() override;
     OSStatus write(const void *interleaved, uint32_t frames) override;
     void drain() override;
     void halt() override;

@@ -17,7 +17,7 @@ public:
     {
         return port_->settings().format;
     }
-    kx::Result<uint32_t> waitForRoom() override { return port_->waitForRoom(); }
+    kx::StatusOr<uint32_t> waitForRoom() override { return port_->waitForRoom(); }
     OSStatus write(const void *interleaved, uint32_t frames) override;
     void drain() override { port_->drain(); }
     void interrupt() noexcept override { port_->interrupt(); }
@@ -56,7 +56,7 @@ public:
         subscription_ = VirtualSystem::instance().subscribe(std::move(handler));
     }
 
-    kx::Result<std::unique_ptr<kx::OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) override
+    kx::StatusOr<std::unique_ptr<kx::OutputStream>> openOutput(const std::string &uid, uint32_t sliceFrames) override
     {
         auto port = VirtualSystem::instance().open(uid, sliceFrames);
         if (!port)

@@ -20,7 +20,7 @@ kx::VirtualPort::VirtualPort(VirtualPortSettings settings)
 {
 }
 
-kx::Result<uint32_t> kx::VirtualPort::waitForRoom()
+kx::StatusOr<uint32_t> kx::VirtualPort::waitForRoom()
 {
     std::unique_lock guard(lock_);
     const Clock::time_point deadline = Clock::now() + kLongestWait;

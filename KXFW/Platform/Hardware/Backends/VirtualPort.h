@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KXFW/Platform/Foundation/AudioTypes.h"
-#include "KXFW/Platform/Foundation/Result.h"
+#include "KXFW/Platform/Foundation/StatusOr.h"
 #include "KXFW/Platform/Hardware/Backends/PacedBuffer.h"
 #include "KXFW/Platform/Hardware/VirtualHardware.h"
 
@@ -31,7 +31,7 @@ public:
     [[nodiscard]] const VirtualPortSettings &settings() const noexcept { return settings_; }
 
     /// As of OutputStream. [blocks]
-    Result<uint32_t> waitForRoom();
+    StatusOr<uint32_t> waitForRoom();
     enum class Fate {
         Heard,
         Cut, ///< the stream was interrupted

@@ -61,7 +61,7 @@ public:
 
     [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
 
-    Result<uint32_t> read(void *interleaved, uint32_t frames) override
+    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override
     {
         const std::size_t frameBytes = packet_.channels * bytesPerSample();
         const auto wanted = std::min<int64_t>(frames, format_.frames - position_);

@@ -97,7 +97,7 @@ bool MPEG4PacketList::add(int64_t position, uint32_t bytes)
     return true;
 }
 
-Result<MPEG4Track> readMPEG4Track(ByteSource &source)
+StatusOr<MPEG4Track> readMPEG4Track(ByteSource &source)
 {
     MPEG4BoxReader boxes(source);
     const auto movie = boxes.find(boxes.file(), {fourCharCode("moov")});
@@ -111,7 +111,7 @@ Result<MPEG4Track> readMPEG4Track(ByteSource &source)
         if (!track.parameters)
             continue;
         const OSStatus status = readTrack(boxes, *movie, *box, track);
-        return status == noErr ? Result<MPEG4Track>(std::move(track)) : status;
+        return status == noErr ? StatusOr<MPEG4Track>(std::move(track)) : status;
     }
     return source.error() != noErr ? source.error() : kAudioFileUnsupportedDataFormatError;
 }

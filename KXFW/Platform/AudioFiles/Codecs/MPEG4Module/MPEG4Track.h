@@ -63,6 +63,6 @@ struct MPEG4Track {
 
 /// kAudioFileUnsupportedDataFormatError if the file has no track of these kinds, kAudioFileInvalidFileError if it has
 /// no header or its tables do not fit into it. Takes time and memory in proportion to the file's length. [blocks]
-Result<MPEG4Track> readMPEG4Track(ByteSource &source);
+StatusOr<MPEG4Track> readMPEG4Track(ByteSource &source);
 
 } // namespace kx

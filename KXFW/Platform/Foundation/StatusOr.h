@@ -9,11 +9,11 @@ namespace kx
 {
 
 /// A value, or the status that says why there is none (never noErr).
-template <class T> class [[nodiscard]] Result
+template <class T> class [[nodiscard]] StatusOr
 {
 public:
-    Result(T value) : content_(std::in_place_index<0>, std::move(value)) {} // NOLINT: converts on purpose
-    Result(OSStatus failure) : content_(std::in_place_index<1>, failure) {} // NOLINT: converts on purpose
+    StatusOr(T value) : content_(std::in_place_index<0>, std::move(value)) {} // NOLINT: converts on purpose
+    StatusOr(OSStatus failure) : content_(std::in_place_index<1>, failure) {} // NOLINT: converts on purpose
 
     explicit operator bool() const noexcept { return content_.index() == 0; }
     T &operator*() & { return std::get<0>(content_); }
