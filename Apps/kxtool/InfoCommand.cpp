@@ -21,7 +21,7 @@ std::string codecName(FourCharCode format)
         std::pair{kAudioFormatMPEGLayer2, "MPEG layer 2"},
         std::pair{kAudioFormatMPEGLayer3, "MP3"},
         std::pair{kAudioFormatMPEG4AAC, "AAC"},
-        std::pair{kAudioFormatAppleLossless, "ALAC"},
+        std::pair{kAudioFormatALAC, "ALAC"},
         std::pair{kAudioFormatFLAC, "FLAC"},
         std::pair{kAudioFormatVorbis, "Vorbis"},
         std::pair{kAudioFormatOpus, "Opus"},

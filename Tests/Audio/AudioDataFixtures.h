@@ -15,7 +15,7 @@ namespace kx::test
 {
 
 /// A file whose frames hold their numbers.
-inline MediaSpec indexed(int64_t frames)
+inline Media indexed(int64_t frames)
 {
     return {.frames = frames, .signal = Signal::Index};
 }

@@ -258,7 +258,7 @@ TEST_F(PlayerTest, StartsWithoutDecodingOnTheRenderThread)
 }
 
 /// Nothing here lets the disk go on while a call is under way, so that one that waits for it hangs the test.
-class HungDiskTest : public PlayerTest, public testing::WithParamInterface<MediaSpec>
+class HungDiskTest : public PlayerTest, public testing::WithParamInterface<Media>
 {
 protected:
     static constexpr int64_t kFrames = 600000; ///< of 44,100 Hz
@@ -319,12 +319,12 @@ TEST_P(HungDiskTest, CallsReturnTheSoundPausesAndGoesOnWhereItWasSought)
 }
 
 INSTANTIATE_TEST_SUITE_P(Containers, HungDiskTest,
-                         testing::Values(MediaSpec{.frames = 600000}, MediaSpec{.rate = 22050, .frames = 300000},
-                                         MediaSpec{.codec = Codec::AIFF, .frames = 600000},
-                                         MediaSpec{.codec = Codec::FLAC, .frames = 600000},
-                                         MediaSpec{.codec = Codec::Vorbis, .frames = 600000, .signal = Signal::Noise},
-                                         MediaSpec{.codec = Codec::MP3, .frames = 600000},
-                                         MediaSpec{.codec = Codec::AAC, .frames = 600000}));
+                         testing::Values(Media{.frames = 600000}, Media{.rate = 22050, .frames = 300000},
+                                         Media{.codec = Codec::AIFF, .frames = 600000},
+                                         Media{.codec = Codec::FLAC, .frames = 600000},
+                                         Media{.codec = Codec::Vorbis, .frames = 600000, .signal = Signal::Noise},
+                                         Media{.codec = Codec::MP3, .frames = 600000},
+                                         Media{.codec = Codec::AAC, .frames = 600000}));
 
 TEST_F(HungDiskTest, AnotherFileIsLoadedAnExportWaitsAndThePlayerEnds)
 {

@@ -83,7 +83,7 @@ protected:
         });
     }
 
-    void load(const MediaSpec &spec) { ASSERT_TRUE(player->loadFileAtURL(make(spec))); }
+    void load(const Media &media) { ASSERT_TRUE(player->loadFileAtURL(make(media))); }
 
     /// Turns the device's clock by `frames` frames of a running player, and gives what the device got.
     std::vector<int64_t> advance(uint32_t frames)

@@ -108,15 +108,15 @@ TEST_F(PlayerTest, JumpsWithinTheRangeAndTheFileAlsoWhilePlaying)
 TEST_F(PlayerTest, PassesAreCopiesInEveryFormat)
 {
     constexpr int64_t kStart = 12345;
-    for (const MediaSpec &spec :
-         {MediaSpec{.frames = 90000}, MediaSpec{.codec = Codec::MP3, .frames = 90000},
-          MediaSpec{.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "0"}},
-          MediaSpec{.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "1"}},
-          MediaSpec{.codec = Codec::FLAC, .rate = 48000, .frames = 90000}, MediaSpec{.rate = 22050, .frames = 45000}}) {
-        const auto all = indicesOf(make(spec));
-        load(spec);
+    for (const Media &media :
+         {Media{.frames = 90000}, Media{.codec = Codec::MP3, .frames = 90000},
+          Media{.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "0"}},
+          Media{.codec = Codec::AAC, .frames = 90000, .options = {"-aac_pns", "1"}},
+          Media{.codec = Codec::FLAC, .rate = 48000, .frames = 90000}, Media{.rate = 22050, .frames = 45000}}) {
+        const auto all = indicesOf(make(media));
+        load(media);
         for (const int64_t length : {1, 7, 511, 513, 44101}) {
-            SCOPED_TRACE(testing::Message() << make(spec) << ", " << length << " frames");
+            SCOPED_TRACE(testing::Message() << make(media) << ", " << length << " frames");
             player->setOffsetFramesPlay(kStart, kStart, kStart + length);
             player->play();
             const auto frames = advance(static_cast<uint32_t>(3 * length + 700));
@@ -126,7 +126,7 @@ TEST_F(PlayerTest, PassesAreCopiesInEveryFormat)
             while (passes.size() < frames.size())
                 passes.insert(passes.end(), all.begin() + kStart, all.begin() + kStart + length);
             // Where a rate is changed, the start of a range is reached by a seek.
-            expectSamples(frames, passes, spec.rate == 44100 ? 0 : 1);
+            expectSamples(frames, passes, media.rate == 44100 ? 0 : 1);
         }
     }
 }

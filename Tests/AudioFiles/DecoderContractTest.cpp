@@ -15,7 +15,7 @@ namespace
 struct ContractCase {
     const char *name;
     OpenDecoder open;
-    MediaSpec media;
+    Media media;
     bool statesLength; ///< the file says how much of the encoder's sound is the source
 };
 
@@ -26,8 +26,8 @@ std::ostream &operator<<(std::ostream &out, const ContractCase &value)
 
 constexpr int64_t kContractLength = 100003; // a number that divides nothing
 
-MediaSpec spec(Codec codec, std::vector<std::string> options = {}, uint32_t bits = 16, uint32_t channels = 2,
-               uint32_t rate = 44100)
+Media mediaOf(Codec codec, std::vector<std::string> options = {}, uint32_t bits = 16, uint32_t channels = 2,
+              uint32_t rate = 44100)
 {
     if (codec == Codec::AAC || codec == Codec::ALAC)
         options.insert(options.end(), {"-movflags", "+faststart"});
@@ -51,35 +51,35 @@ double difference(const std::vector<float> &sound, const std::vector<float> &sou
 }
 
 const ContractCase kContractCases[] = {
-    {"Wav8", openPCMContainer, spec(Codec::WAV, {}, 8), true},
-    {"Wav16Mono", openPCMContainer, spec(Codec::WAV, {}, 16, 1), true},
-    {"Wav32SixChannels", openPCMContainer, spec(Codec::WAV, {}, 32, 6), true},
-    {"Aiff24", openPCMContainer, spec(Codec::AIFF, {}, 24), true},
-    {"Flac16", openFLAC, spec(Codec::FLAC), true},
-    {"Flac24", openFLAC, spec(Codec::FLAC, {}, 24), true},
-    {"FlacInOgg", openOgg, spec(Codec::OggFLAC), true},
-    {"FlacInOgg24", openOgg, spec(Codec::OggFLAC, {}, 24), true},
-    {"VorbisMono", openOgg, spec(Codec::Vorbis, {}, 16, 1), true},
-    {"VorbisSixChannels", openOgg, spec(Codec::Vorbis, {}, 16, 6), true},
-    {"Opus", openOgg, spec(Codec::Opus, {}, 16, 2, 48000), true},
-    {"OpusSixChannels", openOgg, spec(Codec::Opus, {"-b:a", "384k"}, 16, 6, 48000), true},
-    {"OpusSpeechMono", openOgg, spec(Codec::Opus, {"-b:a", "12k", "-application", "voip"}, 16, 1, 48000), false},
-    {"Mp3Constant128", openMPEGAudio, spec(Codec::MP3, {"-b", "128"}), true},
-    {"Mp3Constant32Mono", openMPEGAudio, spec(Codec::MP3, {"-b", "32", "--resample", "44.1"}, 16, 1, 44100), false},
-    {"Mp3Variable", openMPEGAudio, spec(Codec::MP3, {"-V", "2"}), true},
-    {"Mp3Checksums", openMPEGAudio, spec(Codec::MP3, {"-V", "5", "-p", "--resample", "44.1"}), true},
-    {"Mp3ConstantUntagged", openMPEGAudio, spec(Codec::MP3, {"-b", "128", "-t"}), false},
-    {"Mp3VariableUntagged", openMPEGAudio, spec(Codec::MP3, {"-V", "2", "-t"}), false},
-    {"Mp3Rate8000Mono", openMPEGAudio, spec(Codec::MP3, {"-b", "8", "--resample", "8"}, 16, 1, 8000), false},
-    {"Mp3Rate22050Tagged", openMPEGAudio, spec(Codec::MP3, {"-b", "64", "--resample", "22.05"}, 16, 2, 22050), true},
-    {"Mp2", openMPEGAudio, spec(Codec::MP2), false},
-    {"AacWithNoiseSubstitution", openMPEG4, spec(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
-    {"AacWithoutNoiseSubstitution", openMPEG4, spec(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
+    {"Wav8", openPCMContainer, mediaOf(Codec::WAV, {}, 8), true},
+    {"Wav16Mono", openPCMContainer, mediaOf(Codec::WAV, {}, 16, 1), true},
+    {"Wav32SixChannels", openPCMContainer, mediaOf(Codec::WAV, {}, 32, 6), true},
+    {"Aiff24", openPCMContainer, mediaOf(Codec::AIFF, {}, 24), true},
+    {"Flac16", openFLAC, mediaOf(Codec::FLAC), true},
+    {"Flac24", openFLAC, mediaOf(Codec::FLAC, {}, 24), true},
+    {"FlacInOgg", openOgg, mediaOf(Codec::OggFLAC), true},
+    {"FlacInOgg24", openOgg, mediaOf(Codec::OggFLAC, {}, 24), true},
+    {"VorbisMono", openOgg, mediaOf(Codec::Vorbis, {}, 16, 1), true},
+    {"VorbisSixChannels", openOgg, mediaOf(Codec::Vorbis, {}, 16, 6), true},
+    {"Opus", openOgg, mediaOf(Codec::Opus, {}, 16, 2, 48000), true},
+    {"OpusSixChannels", openOgg, mediaOf(Codec::Opus, {"-b:a", "384k"}, 16, 6, 48000), true},
+    {"OpusSpeechMono", openOgg, mediaOf(Codec::Opus, {"-b:a", "12k", "-application", "voip"}, 16, 1, 48000), false},
+    {"Mp3Constant128", openMPEGAudio, mediaOf(Codec::MP3, {"-b", "128"}), true},
+    {"Mp3Constant32Mono", openMPEGAudio, mediaOf(Codec::MP3, {"-b", "32", "--resample", "44.1"}, 16, 1, 44100), false},
+    {"Mp3Variable", openMPEGAudio, mediaOf(Codec::MP3, {"-V", "2"}), true},
+    {"Mp3Checksums", openMPEGAudio, mediaOf(Codec::MP3, {"-V", "5", "-p", "--resample", "44.1"}), true},
+    {"Mp3ConstantUntagged", openMPEGAudio, mediaOf(Codec::MP3, {"-b", "128", "-t"}), false},
+    {"Mp3VariableUntagged", openMPEGAudio, mediaOf(Codec::MP3, {"-V", "2", "-t"}), false},
+    {"Mp3Rate8000Mono", openMPEGAudio, mediaOf(Codec::MP3, {"-b", "8", "--resample", "8"}, 16, 1, 8000), false},
+    {"Mp3Rate22050Tagged", openMPEGAudio, mediaOf(Codec::MP3, {"-b", "64", "--resample", "22.05"}, 16, 2, 22050), true},
+    {"Mp2", openMPEGAudio, mediaOf(Codec::MP2), false},
+    {"AacWithNoiseSubstitution", openMPEG4, mediaOf(Codec::AAC, {"-b:a", "64k", "-aac_pns", "1"}), true},
+    {"AacWithoutNoiseSubstitution", openMPEG4, mediaOf(Codec::AAC, {"-b:a", "128k", "-aac_pns", "0"}), true},
     {"AacFragmented", openMPEG4,
-     spec(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}), false},
-    {"AacSixChannels", openMPEG4, spec(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
-    {"Alac16", openMPEG4, spec(Codec::ALAC, {}), true},
-    {"Alac24", openMPEG4, spec(Codec::ALAC, {}, 24), true},
+     mediaOf(Codec::AAC, {"-movflags", "frag_keyframe+empty_moov", "-frag_duration", "300000"}), false},
+    {"AacSixChannels", openMPEG4, mediaOf(Codec::AAC, {"-b:a", "256k"}, 16, 6), true},
+    {"Alac16", openMPEG4, mediaOf(Codec::ALAC, {}), true},
+    {"Alac24", openMPEG4, mediaOf(Codec::ALAC, {}, 24), true},
 };
 
 class DecoderContract : public testing::TestWithParam<ContractCase>
@@ -87,7 +87,7 @@ class DecoderContract : public testing::TestWithParam<ContractCase>
 protected:
     void SetUp() override { open(GetParam().media); }
 
-    void open(const MediaSpec &media)
+    void open(const Media &media)
     {
         source_ = std::make_shared<MemorySource>(readBytes(make(media)));
         auto opened = GetParam().open(source_);
@@ -98,16 +98,16 @@ protected:
     }
 
     /// A file that no codec holds in its buffers whole.
-    static MediaSpec longMedia()
+    static Media longMedia()
     {
-        MediaSpec media = GetParam().media;
+        Media media = GetParam().media;
         media.frames *= 4;
         return media;
     }
 
     static Bytes briefFile()
     {
-        MediaSpec media = GetParam().media;
+        Media media = GetParam().media;
         media.frames = 9000;
         return readBytes(make(media));
     }

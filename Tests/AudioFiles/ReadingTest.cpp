@@ -110,10 +110,10 @@ TEST(Reading, EveryClientLayoutGetsTheSamplesKeptOrRoundedToNearest)
 {
     for (const Codec codec : {Codec::WAV, Codec::AIFF, Codec::FLAC})
         for (const uint32_t bits : {16U, 24U}) {
-            const MediaSpec spec{.codec = codec, .frames = 20'011, .bits = bits, .signal = Signal::Noise};
-            const auto path = make(spec);
+            const Media media{.codec = codec, .frames = 20'011, .bits = bits, .signal = Signal::Noise};
+            const auto path = make(media);
             SCOPED_TRACE(testing::Message() << path << ", " << bits << " bits");
-            const auto source = floatSamples(spec);
+            const auto source = floatSamples(media);
             std::vector<int32_t> expected;
             for (const float sample : source)
                 expected.push_back(static_cast<int32_t>(std::min(std::nearbyint(sample * 32768), 32767.0F)));

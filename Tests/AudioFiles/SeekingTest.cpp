@@ -9,7 +9,7 @@ namespace kx::test
 namespace
 {
 
-void expectEveryMixOfSeeksAndReadsToGiveTheFramesOfTheStraightRead(const MediaSpec &media, int64_t clientRate)
+void expectEveryMixOfSeeksAndReadsToGiveTheFramesOfTheStraightRead(const Media &media, int64_t clientRate)
 {
     auto opened = FileReader::open(make(media));
     ASSERT_TRUE(opened) << opened.status();
@@ -56,7 +56,7 @@ void expectEveryMixOfSeeksAndReadsToGiveTheFramesOfTheStraightRead(const MediaSp
 TEST(Seeking, EveryMixOfSeeksAndReadsGivesTheFramesOfTheStraightRead)
 {
     constexpr int64_t kFrames = 400'009;
-    const std::pair<MediaSpec, int64_t> cases[] = {
+    const std::pair<Media, int64_t> cases[] = {
         {{.codec = Codec::WAV, .frames = kFrames}, 44100},
         {{.codec = Codec::FLAC, .frames = kFrames}, 44100},
         {{.codec = Codec::Vorbis, .frames = kFrames}, 44100},

@@ -79,8 +79,8 @@ TEST(Writing, BlockSizeDoesNotMatterNeitherToRateNorChannels)
     for (const auto &[type, format, channels, room] : {Way{kAudioFileAIFFType, standardFormat(), 2, 0},
                                                        {kAudioFileWAVEType, native16(48000), 1, 2.0 / 32768},
                                                        {kAudioFileWAVEType, native16(), 6, 1.0 / 32768}}) {
-        const MediaSpec spec{.channels = channels, .frames = 700'000, .signal = Signal::Noise}; // several batches
-        const auto source = floatSamples(spec);
+        const Media media{.channels = channels, .frames = 700'000, .signal = Signal::Noise}; // several batches
+        const auto source = floatSamples(media);
         const auto path = temporaryPath("blocks");
         NewFile file(path, type, format);
         ASSERT_EQ(file.setClient(floats(44100, channels)), noErr);
@@ -90,7 +90,7 @@ TEST(Writing, BlockSizeDoesNotMatterNeitherToRateNorChannels)
             ASSERT_EQ(file.write(std::vector(std::exchange(from, to), to), channels), noErr);
         }
         ASSERT_EQ(file.close(), noErr);
-        OpenFile straight(make(spec), floats(format.mSampleRate));
+        OpenFile straight(make(media), floats(format.mSampleRate));
         OpenFile reader(path, floats(format.mSampleRate));
         const auto expected = readAll<float>(straight);
         const auto found = readAll<float>(reader);

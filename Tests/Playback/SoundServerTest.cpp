@@ -113,7 +113,7 @@ protected:
     }
 
     static PulseServer &server() { return test::server(GetParam()); }
-    void load(const MediaSpec &spec) { ASSERT_TRUE(player->loadFileAtURL(make(spec))); }
+    void load(const Media &media) { ASSERT_TRUE(player->loadFileAtURL(make(media))); }
 
     static constexpr int64_t kFrames = 4'000'000;
     std::shared_ptr<KXAFilePlayer> player;

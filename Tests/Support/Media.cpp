@@ -63,7 +63,7 @@ std::vector<uint8_t> waveHeader(uint32_t tag, uint32_t rate, uint32_t channels, 
     return bytes;
 }
 
-/// How the file of a codec ends, and how it is made; OPTIONS stands for those of the spec.
+/// How the file of a codec ends, and how it is made; OPTIONS stands for those that are asked for.
 struct Encoder {
     const char *extension;
     const char *command;
@@ -89,17 +89,17 @@ const Encoder &encoderOf(Codec codec)
 }
 
 /// The command that encodes `source` to `target`.
-std::vector<std::string> encoderCommand(const MediaSpec &spec, const std::string &source, const std::string &target)
+std::vector<std::string> encoderCommand(const Media &media, const std::string &source, const std::string &target)
 {
     const std::map<std::string, std::vector<std::string>> parts{
         {"SOURCE", {source}},
         {"TARGET", {target}},
-        {"OPTIONS", spec.options},
-        {"KIND", {spec.bits > 16 ? "s32p" : "s16p"}},
-        {"pcm_sBITSbe", {"pcm_s" + std::to_string(spec.bits) + "be"}},
+        {"OPTIONS", media.options},
+        {"KIND", {media.bits > 16 ? "s32p" : "s16p"}},
+        {"pcm_sBITSbe", {"pcm_s" + std::to_string(media.bits) + "be"}},
     };
     std::vector<std::string> command;
-    std::istringstream words(encoderOf(spec.codec).command);
+    std::istringstream words(encoderOf(media.codec).command);
     for (std::string word; words >> word;) {
         const auto part = parts.find(word);
         const auto &added = part == parts.end() ? std::vector{word} : part->second;
@@ -108,18 +108,18 @@ std::vector<std::string> encoderCommand(const MediaSpec &spec, const std::string
     return command;
 }
 
-std::vector<uint8_t> waveOf(const MediaSpec &spec)
+std::vector<uint8_t> waveOf(const Media &media)
 {
-    return spec.floats ? floatWaveBytes(spec.rate, spec.channels, floatSamples(spec))
-                       : waveBytes(spec.rate, spec.channels, spec.bits, samples(spec));
+    return media.floats ? floatWaveBytes(media.rate, media.channels, floatSamples(media))
+                        : waveBytes(media.rate, media.channels, media.bits, samples(media));
 }
 
-void encode(const MediaSpec &spec, const std::filesystem::path &target)
+void encode(const Media &media, const std::filesystem::path &target)
 {
-    if (spec.codec == Codec::WAV)
-        return writeBytes(target, waveOf(spec));
-    const std::filesystem::path source = fileOf("source.wav", waveOf(spec));
-    const ToolResult result = runTool(encoderCommand(spec, source.string(), target.string()));
+    if (media.codec == Codec::WAV)
+        return writeBytes(target, waveOf(media));
+    const std::filesystem::path source = fileOf("source.wav", waveOf(media));
+    const ToolResult result = runTool(encoderCommand(media, source.string(), target.string()));
     std::filesystem::remove(source);
     if (result.status != 0)
         throw std::runtime_error("the encoder failed: " + result.errors);
@@ -127,45 +127,45 @@ void encode(const MediaSpec &spec, const std::filesystem::path &target)
 
 } // namespace
 
-std::filesystem::path make(const MediaSpec &spec)
+std::filesystem::path make(const Media &media)
 {
     static std::mutex mutex;
-    static std::map<MediaSpec, std::filesystem::path> made;
+    static std::map<Media, std::filesystem::path> made;
     const std::lock_guard lock(mutex);
-    std::filesystem::path &path = made[spec];
+    std::filesystem::path &path = made[media];
     if (path.empty()) {
-        const std::filesystem::path target = temporaryPath(std::string("media.") + encoderOf(spec.codec).extension);
-        encode(spec, target);
+        const std::filesystem::path target = temporaryPath(std::string("media.") + encoderOf(media.codec).extension);
+        encode(media, target);
         path = target;
     }
     return path;
 }
 
-std::vector<int32_t> samples(const MediaSpec &spec)
+std::vector<int32_t> samples(const Media &media)
 {
-    const double scale = std::ldexp(1.0, static_cast<int>(spec.bits) - 1);
-    uint32_t state = spec.seed * 2654435761U + 1;
+    const double scale = std::ldexp(1.0, static_cast<int>(media.bits) - 1);
+    uint32_t state = media.seed * 2654435761U + 1;
     std::vector<int32_t> result;
-    result.reserve(static_cast<std::size_t>(spec.frames) * spec.channels);
-    for (int64_t frame = 0; frame < spec.frames; ++frame) {
-        for (uint32_t channel = 0; channel < spec.channels; ++channel) {
+    result.reserve(static_cast<std::size_t>(media.frames) * media.channels);
+    for (int64_t frame = 0; frame < media.frames; ++frame) {
+        for (uint32_t channel = 0; channel < media.channels; ++channel) {
             state = state * 1664525U + 1013904223U; // the same on every machine
             const double noise = static_cast<double>(static_cast<int32_t>(state)) / 2147483648.0;
-            const double wave = spec.signal == Signal::Noise
+            const double wave = media.signal == Signal::Noise
                                     ? 0.5 * noise
-                                    : sines(static_cast<double>(frame) / spec.rate, channel) + 0.05 * noise;
-            result.push_back(spec.signal == Signal::Index ? static_cast<int16_t>(frame >> (16 * (channel % 4)))
-                                                          : static_cast<int32_t>(std::lrint(wave * (scale - 1))));
+                                    : sines(static_cast<double>(frame) / media.rate, channel) + 0.05 * noise;
+            result.push_back(media.signal == Signal::Index ? static_cast<int16_t>(frame >> (16 * (channel % 4)))
+                                                           : static_cast<int32_t>(std::lrint(wave * (scale - 1))));
         }
     }
     return result;
 }
 
-std::vector<float> floatSamples(const MediaSpec &spec)
+std::vector<float> floatSamples(const Media &media)
 {
     std::vector<float> result;
-    for (const int32_t value : samples(spec))
-        result.push_back(static_cast<float>(std::ldexp(value, 1 - static_cast<int>(spec.bits))));
+    for (const int32_t value : samples(media))
+        result.push_back(static_cast<float>(std::ldexp(value, 1 - static_cast<int>(media.bits))));
     return result;
 }
 

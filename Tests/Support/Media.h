@@ -37,7 +37,8 @@ enum class Signal {
     Index, ///< 16-bit samples that hold the frame number: channel c has bits 16c to 16c+15 of it (see indexOf)
 };
 
-struct MediaSpec {
+/// What a file holds, and how it is encoded.
+struct Media {
     Codec codec = Codec::WAV;
     uint32_t rate = 44100; ///< frames per second
     uint32_t channels = 2;
@@ -48,16 +49,16 @@ struct MediaSpec {
     uint32_t seed = 1;                     ///< of the noise
     std::vector<std::string> options = {}; ///< passed on to the encoder
 
-    auto operator<=>(const MediaSpec &) const = default;
+    auto operator<=>(const Media &) const = default;
 };
 
-/// The file that `spec` describes, made on first use.
-std::filesystem::path make(const MediaSpec &spec);
+/// The file that `media` describes, made on first use.
+std::filesystem::path make(const Media &media);
 
-/// The interleaved source samples of `spec`, integers of `bits` bits (8-bit ones signed too).
-std::vector<int32_t> samples(const MediaSpec &spec);
+/// The interleaved source samples of `media`, integers of `bits` bits (8-bit ones signed too).
+std::vector<int32_t> samples(const Media &media);
 /// The same, divided by 2^(bits-1).
-std::vector<float> floatSamples(const MediaSpec &spec);
+std::vector<float> floatSamples(const Media &media);
 /// 16-bit samples as big-endian bytes.
 std::vector<uint8_t> bigEndian(const std::vector<int32_t> &samples);
 /// The frame number that a left and right sample of Signal::Index hold.

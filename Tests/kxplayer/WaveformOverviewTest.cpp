@@ -95,7 +95,7 @@ TEST(WaveformLevels, TakeLittleMemoryForAnyLengthAndKnowNothingOfNothing)
 
 TEST(WaveformOverview, EqualsTheFilesPeaksAndEndsWithWhatCouldBeRead)
 {
-    const MediaSpec stereo{.frames = 100003};
+    const Media stereo{.frames = 100003};
     WaveformOverview overview;
     const auto levels = overview.open(make(stereo), stereo.frames);
     ASSERT_TRUE(QTest::qWaitFor([&] { return levels->hasEnded(); }, 30000));

@@ -16,7 +16,7 @@ namespace
 TEST(Info, TellsLengthRateChannelsAndCodec)
 {
     // What is made; client frames, trunc(frames x 44,100 / rate); seconds; codec.
-    const std::tuple<MediaSpec, const char *, const char *, const char *> cases[] = {
+    const std::tuple<Media, const char *, const char *, const char *> cases[] = {
         {{.rate = 48000, .channels = 1, .frames = 48001, .bits = 24},
          "44100",
          "1.000021",
@@ -27,12 +27,12 @@ TEST(Info, TellsLengthRateChannelsAndCodec)
         {{.codec = Codec::AAC, .frames = 44100}, "44100", "1.000000", "AAC"},
         {{.frames = 0}, "0", "0.000000", "Linear PCM, 16-bit integer"},
     };
-    for (const auto &[spec, frames, duration, codec] : cases) {
+    for (const auto &[media, frames, duration, codec] : cases) {
         std::ostringstream expected;
-        expected << "file-frames: " << spec.frames << "\nfile-rate: " << spec.rate
-                 << "\nfile-channels: " << spec.channels << "\nframes: " << frames << "\nduration: " << duration
+        expected << "file-frames: " << media.frames << "\nfile-rate: " << media.rate
+                 << "\nfile-channels: " << media.channels << "\nframes: " << frames << "\nduration: " << duration
                  << "\ncodec: " << codec << '\n';
-        EXPECT_EQ(kxtool({"info", make(spec)}).output, expected.str());
+        EXPECT_EQ(kxtool({"info", make(media)}).output, expected.str());
     }
 }
 
@@ -56,8 +56,8 @@ TEST(Devices, AreVirtualWhereTheSoundSystemsLibraryIsNoGood)
 
 TEST(Decode, WritesTheFramesThatAreAskedForByteForByteAndNoneBeyondTheEnd)
 {
-    const MediaSpec spec{.frames = 300001}; // more than one pre-read of 262,144 frames
-    const auto all = bigEndian(samples(spec));
+    const Media media{.frames = 300001}; // more than one pre-read of 262,144 frames
+    const auto all = bigEndian(samples(media));
     const std::tuple<Line, std::size_t, std::size_t> cases[] = {
         {{}, 0, 300001},
         {{"--frames", "1"}, 0, 1},
@@ -67,7 +67,7 @@ TEST(Decode, WritesTheFramesThatAreAskedForByteForByteAndNoneBeyondTheEnd)
         {{"--from", "299991", "--frames", "4000"}, 299991, 300001},
         {{"--from", "300001"}, 300001, 300001}};
     for (const auto &[options, from, end] : cases)
-        EXPECT_EQ(decoded(make(spec), options), part(all, from * 4, end * 4)) << testing::PrintToString(options);
+        EXPECT_EQ(decoded(make(media), options), part(all, from * 4, end * 4)) << testing::PrintToString(options);
 }
 
 TEST(Decode, ReplacesAFileThroughLinksAndWritesToPipes)

@@ -36,10 +36,10 @@ constexpr SampleEncoding kEncodings[] = {
     {SF_FORMAT_ALAW, kAudioFormatALaw, 8, 0, SampleKind::Int16},
     {SF_FORMAT_IMA_ADPCM, kFormatIMA4, 0, 0, SampleKind::Int16},
     {SF_FORMAT_MS_ADPCM, kFormatMicrosoftADPCM, 0, 0, SampleKind::Int16},
-    {SF_FORMAT_ALAC_16, kAudioFormatAppleLossless, 0, 0, SampleKind::Int16},
-    {SF_FORMAT_ALAC_20, kAudioFormatAppleLossless, 0, 0, SampleKind::Float32},
-    {SF_FORMAT_ALAC_24, kAudioFormatAppleLossless, 0, 0, SampleKind::Float32},
-    {SF_FORMAT_ALAC_32, kAudioFormatAppleLossless, 0, 0, SampleKind::Float32},
+    {SF_FORMAT_ALAC_16, kAudioFormatALAC, 0, 0, SampleKind::Int16},
+    {SF_FORMAT_ALAC_20, kAudioFormatALAC, 0, 0, SampleKind::Float32},
+    {SF_FORMAT_ALAC_24, kAudioFormatALAC, 0, 0, SampleKind::Float32},
+    {SF_FORMAT_ALAC_32, kAudioFormatALAC, 0, 0, SampleKind::Float32},
 };
 
 const SampleEncoding *encodingOf(const SF_INFO &info)

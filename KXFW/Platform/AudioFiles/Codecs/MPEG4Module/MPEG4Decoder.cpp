@@ -157,15 +157,9 @@ private:
         const uint32_t bits = track_.parameters->extradata_size >= 36 ? track_.parameters->extradata[17] : 0;
         const uint32_t flags = !isALAC() ? 0 : bits <= 16 ? 1 : bits <= 20 ? 2 : bits <= 24 ? 3 : 4;
         const auto rate = static_cast<double>(packet_.rate);
-        const AudioStreamBasicDescription file{rate,
-                                               isALAC() ? kAudioFormatAppleLossless : kAudioFormatMPEG4AAC,
-                                               flags,
-                                               0,
-                                               packet_.frames,
-                                               0,
-                                               packet_.channels,
-                                               0,
-                                               0};
+        const AudioStreamBasicDescription file{
+            rate, isALAC() ? kAudioFormatALAC : kAudioFormatMPEG4AAC, flags, 0, packet_.frames, 0, packet_.channels, 0,
+            0};
         format_ = {file, packet_.kind, packet_.channels, rate, timeline_.frames};
     }
 
