@@ -4,7 +4,7 @@ include(cmake/KXPublicHeaders.cmake)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KXFW)
 
-set(umbrellas KXFW/KXFW.h)
+set(umbrellas kx/kx.h KXFW/KXFW.h)
 install(TARGETS KXFW EXPORT KXFWTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT KXFWTargets NAMESPACE KXFW:: DESTINATION ${package_dir})

@@ -13,16 +13,27 @@ namespace kxplayer
 namespace
 {
 
-QString textOf(const OutputDevice &device)
+constexpr kx::DeviceID kNone = 0;
+
+QString textOf(const kx::Device &device)
 {
     const QString name = menuText(QString::fromStdString(device.name));
     return device.isVirtual ? OutputDeviceMenu::tr("%1 (virtual, not heard)").arg(name) : name;
 }
 
+/// The devices that can play.
+std::vector<kx::Device> outputDevices()
+{
+    std::vector<kx::Device> devices = kx::devices();
+    std::erase_if(devices, [](const kx::Device &device) { return !device.canPlay; });
+    return devices;
+}
+
 } // namespace
 
 OutputDeviceMenu::OutputDeviceMenu(QWidget *parent)
-    : QMenu(tr("Output Device"), parent), group_(new QActionGroup(this)), observer_(&devicesChanged, this)
+    : QMenu(tr("Output Device"), parent), group_(new QActionGroup(this)),
+      subscription_(kx::onDevicesChanged([this] { devicesChanged(); }))
 {
     kx::installToolkit();
     refresh();
@@ -31,45 +42,41 @@ OutputDeviceMenu::OutputDeviceMenu(QWidget *parent)
 OutputDeviceMenu::~OutputDeviceMenu() = default;
 
 /// On the platform's notification thread.
-OSStatus OutputDeviceMenu::devicesChanged(AudioObjectID /*object*/, uint32_t /*count*/,
-                                          const AudioObjectPropertyAddress * /*addresses*/, void *menu)
+void OutputDeviceMenu::devicesChanged()
 {
-    auto *const self = static_cast<OutputDeviceMenu *>(menu);
-    if (!self->refreshIsDue_.exchange(true))
-        kx::MainQueue::async([weak = std::weak_ptr(self->self_)] {
+    if (!refreshIsDue_.exchange(true))
+        kx::MainQueue::async([weak = std::weak_ptr(self_)] {
             if (const auto present = weak.lock())
                 (*present)->refresh();
         });
-    return noErr;
 }
 
 void OutputDeviceMenu::refresh()
 {
     refreshIsDue_ = false; // first: a change from here on brings another call
-    const std::vector<OutputDevice> devices = presentOutputDevices();
-    const bool isThere = std::ranges::find(devices, chosen_, &OutputDevice::id) != devices.end();
-    const bool hasLost = chosen_ != kAudioObjectUnknown && !isThere;
+    const std::vector<kx::Device> devices = outputDevices();
+    const bool isThere = std::ranges::find(devices, chosen_, &kx::Device::id) != devices.end();
+    const bool hasLost = chosen_ != kNone && !isThere;
     if (hasLost)
-        chosen_ = kAudioObjectUnknown;
+        chosen_ = kNone;
     build(devices);
     if (hasLost)
         emit deviceChosen(chosen_);
-    setOnlyVirtual(std::ranges::all_of(devices, &OutputDevice::isVirtual));
+    setOnlyVirtual(std::ranges::all_of(devices, &kx::Device::isVirtual));
 }
 
-void OutputDeviceMenu::build(const std::vector<OutputDevice> &devices)
+void OutputDeviceMenu::build(const std::vector<kx::Device> &devices)
 {
     clear();
-    const AudioObjectID current = KXAHardwareManager::defaultOutputDeviceID();
-    const auto found = std::ranges::find(devices, current, &OutputDevice::id);
+    const auto found = std::ranges::find(devices, true, &kx::Device::isDefaultOutput);
     addDevice(found != devices.end() ? tr("Default Device (%1)").arg(textOf(*found)) : tr("Default Device (none)"),
-              kAudioObjectUnknown);
+              kNone);
     addSeparator();
-    for (const OutputDevice &device : devices)
+    for (const kx::Device &device : devices)
         addDevice(textOf(device), device.id);
 }
 
-void OutputDeviceMenu::addDevice(const QString &text, AudioObjectID device)
+void OutputDeviceMenu::addDevice(const QString &text, kx::DeviceID device)
 {
     QAction *const action = addAction(text, this, [this, device] { choose(device); });
     action->setCheckable(true);
@@ -81,10 +88,10 @@ void OutputDeviceMenu::addDevice(const QString &text, AudioObjectID device)
 void OutputDeviceMenu::chooseDefault()
 {
     actions().constFirst()->setChecked(true);
-    choose(kAudioObjectUnknown);
+    choose(kNone);
 }
 
-void OutputDeviceMenu::choose(AudioObjectID device)
+void OutputDeviceMenu::choose(kx::DeviceID device)
 {
     if (device == chosen_)
         return;

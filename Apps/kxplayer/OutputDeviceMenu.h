@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Apps/kxplayer/OutputDevices.h"
+#include "kx/Device.h"
 
 #include <QMenu>
 
@@ -23,8 +23,8 @@ public:
     explicit OutputDeviceMenu(QWidget *parent = nullptr);
     ~OutputDeviceMenu() override;
 
-    /// The device that was chosen, or kAudioObjectUnknown: follow the default one.
-    [[nodiscard]] AudioObjectID chosenDevice() const noexcept { return chosen_; }
+    /// The device that was chosen, or 0: follow the default one.
+    [[nodiscard]] kx::DeviceID chosenDevice() const noexcept { return chosen_; }
     /// Whether nothing can be heard: there is no device but virtual ones.
     [[nodiscard]] bool onlyVirtual() const noexcept { return onlyVirtual_; }
 
@@ -33,24 +33,23 @@ public:
 
 signals:
     /// The choice is another one: by the user, or because the chosen device has gone.
-    void deviceChosen(AudioObjectID device);
+    void deviceChosen(kx::DeviceID device);
     void onlyVirtualChanged(bool onlyVirtual);
 
 private:
-    static OSStatus devicesChanged(AudioObjectID object, uint32_t count, const AudioObjectPropertyAddress *addresses,
-                                   void *menu);
+    void devicesChanged();
     void refresh();
-    void build(const std::vector<OutputDevice> &devices);
-    void addDevice(const QString &text, AudioObjectID device);
-    void choose(AudioObjectID device);
+    void build(const std::vector<kx::Device> &devices);
+    void addDevice(const QString &text, kx::DeviceID device);
+    void choose(kx::DeviceID device);
     void setOnlyVirtual(bool onlyVirtual);
 
-    AudioObjectID chosen_ = kAudioObjectUnknown;
+    kx::DeviceID chosen_ = 0;
     bool onlyVirtual_ = false;
     QActionGroup *group_;
     std::shared_ptr<OutputDeviceMenu *> self_ = std::make_shared<OutputDeviceMenu *>(this); ///< while it is there
     std::atomic<bool> refreshIsDue_{false}; ///< bursts of changes are met once
-    DeviceObserver observer_;
+    kx::Subscription subscription_;
 };
 
 } // namespace kxplayer

@@ -30,12 +30,12 @@ TEST(OutputDeviceMenu, FollowsTheDevicesThatComeAndGo)
     const ScopedVirtualHardware system(kx::VirtualClock::Manual,
                                        {{"Speaker"}, {"Mic", 48000, 1, 16, true, false}, {"A & B"}});
     OutputDeviceMenu menu;
-    std::vector<AudioObjectID> chosen;
-    QObject::connect(&menu, &OutputDeviceMenu::deviceChosen, [&](AudioObjectID device) { chosen.push_back(device); });
+    std::vector<kx::DeviceID> chosen;
+    QObject::connect(&menu, &OutputDeviceMenu::deviceChosen, [&](kx::DeviceID device) { chosen.push_back(device); });
     const auto click = [&](int action) { menu.actions()[action]->trigger(); }; // the second is a separator
     expectTexts(menu, {"*Default Device (Speaker)", "Speaker", "A && B"});
     EXPECT_EQ(menu.actions()[2]->text(), "Speaker (virtual, not heard)");
-    const AudioObjectID second = KXAHardwareManager::deviceIDNamed("A & B");
+    const kx::DeviceID second = kx::deviceNamed("A & B")->id;
     click(3);
     click(3);
     EXPECT_EQ(chosen, std::vector{second});
@@ -45,8 +45,8 @@ TEST(OutputDeviceMenu, FollowsTheDevicesThatComeAndGo)
     expectTexts(menu, {"*Default Device (Speaker)", "Speaker"});
     click(2);
     click(0);
-    const AudioObjectID first = KXAHardwareManager::deviceIDNamed("Speaker");
-    EXPECT_EQ(chosen, (std::vector{second, kAudioObjectUnknown, first, kAudioObjectUnknown}));
+    const kx::DeviceID first = kx::deviceNamed("Speaker")->id;
+    EXPECT_EQ(chosen, (std::vector<kx::DeviceID>{second, 0, first, 0}));
     system->setDevices({});
     expectTexts(menu, {"*Default Device (none)"});
     EXPECT_TRUE(menu.onlyVirtual());

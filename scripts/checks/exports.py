@@ -64,7 +64,7 @@ def main():
     if sys.argv[1:] == ['--self-test']:
         return self_test()
     root = Path(sys.argv[1] if len(sys.argv) > 1 else Path(__file__).resolve().parents[2])
-    classes, names = marked_names(h.read_text() for h in sorted((root / 'KXFW').rglob('*.h')))
+    classes, names = marked_names(h.read_text() for folder in ('KXFW', 'kx') for h in sorted((root / folder).rglob('*.h')))
     symbols = [line.split(' ', 2)[2].strip() for line in sys.stdin if re.match(r'[0-9a-f]+ [A-Za-z] ', line)]
     faults = list(unmarked(symbols, classes, names))
     for symbol in faults:

@@ -44,6 +44,11 @@ def row_of(area, rows):
     return area
 
 
+def is_face(path):
+    """A public header for C++ programmers."""
+    return re.fullmatch(r'kx/\w+\.h', path) is not None
+
+
 def related(folder, other):
     return folder == other or folder.startswith(other + '/') or other.startswith(folder + '/')
 
@@ -68,8 +73,10 @@ def faults_of(path, text, rows):
         mark, name = found.groups()
         if not row:
             yield number, 'no row of the table covers this file'
-        elif mark == '"' and not re.match(r'(KXFW|Apps|Examples)/', name):
+        elif mark == '"' and not re.match(r'(kx|KXFW|Apps|Examples)/', name):
             yield number, f'"{name}" is not written from the root'
+        elif is_face(path) and not (mark == '"' and is_face(name) or re.fullmatch(r'[a-z_]+', name)):
+            yield number, f'a header of kx/ sees kx/ and the standard library alone, not "{name}"'
         elif mark == '"' and not allowed_project(area, row, rows, name):
             yield number, f'{row} must not include "{name}"'
         elif mark == '<' and not _SYSTEM.fullmatch(name):
@@ -81,7 +88,7 @@ def faults_of(path, text, rows):
 def check(root):
     rows = read_table((root / 'docs/architecture.md').read_text())
     failed = False
-    for folder in ('KXFW', 'Apps', 'Examples'):
+    for folder in ('kx', 'KXFW', 'Apps', 'Examples'):
         for source in sorted(p for p in (root / folder).rglob('*') if p.suffix in _SOURCES):
             path = str(source.relative_to(root))
             for number, fault in faults_of(path, source.read_text(errors='replace'), rows):
@@ -98,7 +105,8 @@ def self_test(root):
             ('KXFW/Platform/AudioFiles/Codecs/PCM.cpp', '"KXFW/Platform/AudioFiles/ExtendedAudioFile.h"'),
             ('KXFW/Platform/AudioFiles/Codecs/MPEG4Module/Module.cpp', '<libavcodec/avcodec.h>'),
             ('KXFW/Platform/Hardware/Hardware.cpp', '"KXFW/Platform/Hardware/Backends/BackendTable.h"'),
-            ('KXFW/KXFW.h', '"KXFW/Audio/KXAFilePlayer.h"'),
+            ('KXFW/KXFW.h', '"KXFW/Audio/KXAFilePlayer.h"'), ('kx/Player.h', '"kx/Error.h"'),
+            ('kx/Player.cpp', '"KXFW/Audio/KXAFilePlayer.h"'), ('Apps/kxtool/main.cpp', '"kx/Player.h"'),
             ('Apps/kxtool/main.cpp', '"KXFW/KXFW.h"'), ('Apps/kxtool/main.cpp', '"Apps/kxtool/Commands.h"'),
             ('Apps/kxtool/main.cpp', '<CLI/CLI.hpp>'), ('Examples/loop.cpp', '"KXFW/KXFW.h"'),
             ('Examples/UI/bar.cpp', '"KXFW/KXFWUI.h"'), ('Examples/UI/bar.cpp', '<QApplication>')]
@@ -111,7 +119,9 @@ def self_test(root):
            ('KXFW/Platform/Foundation/NSLog.cpp', '"KXFW/Audio/KXAData.h"'),
            ('KXFW/Platform/Dispatch/MainQueue.cpp', '<QWidget>'),
            ('Apps/kxtool/main.cpp', '"KXFW/Platform/Foundation/NSLog.h"'), ('Examples/loop.cpp', '<CLI/CLI.hpp>'),
-           ('Examples/loop.cpp', '<QApplication>'),
+           ('Examples/loop.cpp', '<QApplication>'), ('kx/Player.h', '"KXFW/Audio/KXAFilePlayer.h"'),
+           ('kx/Player.h', '<sys/stat.h>'), ('kx/Player.cpp', '<sndfile.h>'),
+           ('Apps/kxtool/main.cpp', '"kx/Internal/Errors.h"'),
            ('Examples/loop.cpp', '"Apps/kxtool/Commands.h"'), ('KXFW/Elsewhere/a.cpp', '<vector>')]
     for path, name in good:
         assert not list(faults_of(path, f'#include {name}\n', rows)), f'{path} may include {name}'
@@ -119,7 +129,7 @@ def self_test(root):
         assert list(faults_of(path, f'#include {name}\n', rows)), f'{path} must not include {name}'
     with tempfile.TemporaryDirectory() as folder:
         tree = Path(folder)
-        for name in ('docs', 'KXFW/Audio', 'Apps', 'Examples'):
+        for name in ('docs', 'kx', 'KXFW/Audio', 'Apps', 'Examples'):
             (tree / name).mkdir(parents=True)
         (tree / 'docs/architecture.md').write_text((root / 'docs/architecture.md').read_text())
         (tree / 'KXFW/Audio/A.cpp').write_text('#include <soxr.h>\n')

@@ -9,13 +9,13 @@ cd "$(dirname "$0")/../.."
 build=${KX_BUILD:-build/release}
 [ -e "$build/compile_commands.json" ] || { echo "tidy: configure $build first" >&2; exit 1; }
 
-all_sources() { git ls-files -- 'KXFW/*.cpp' 'Apps/*.cpp' 'Examples/*.cpp'; }
+all_sources() { git ls-files -- 'kx/*.cpp' 'KXFW/*.cpp' 'Apps/*.cpp' 'Examples/*.cpp'; }
 
 changed_sources() {
     local header changed
     changed=$(git diff --name-only --diff-filter=d "$1" -- '*.cpp' '*.h')
     {
-        grep -E '^(KXFW|Apps|Examples)/.*\.cpp$' <<<"$changed" || true
+        grep -E '^(kx|KXFW|Apps|Examples)/.*\.cpp$' <<<"$changed" || true
         for header in $(grep -E '\.h$' <<<"$changed" || true); do
             all_sources | xargs -r grep -lF "#include \"$header\"" || true
         done

@@ -50,7 +50,7 @@ std::string uidOf(AudioObjectID device)
 
 } // namespace
 
-OutputDevice defaultOutputDevice()
+OutputDevice defaultDeviceForOutput()
 {
     const auto device = presentDevice(number(kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice));
     return device ? *device : OutputDevice{};

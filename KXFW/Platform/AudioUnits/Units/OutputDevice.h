@@ -16,7 +16,7 @@ struct OutputDevice {
 };
 
 /// The system's default output device; no device where there is none. [any]
-OutputDevice defaultOutputDevice();
+OutputDevice defaultDeviceForOutput();
 
 /// The device of that number; kAudioHardwareBadDeviceError when it is not present, kAudioHardwareIllegalOperationError
 /// when it cannot play. 0 is no device. [any]

@@ -53,7 +53,7 @@ private:
 } // namespace
 
 OutputUnit::OutputUnit()
-    : Unit(kOutputShape), parameters_{Parameter{kHALOutputParam_Volume, 0, 1, 1}}, device_(defaultOutputDevice())
+    : Unit(kOutputShape), parameters_{Parameter{kHALOutputParam_Volume, 0, 1, 1}}, device_(defaultDeviceForOutput())
 {
 }
 

@@ -1,0 +1,9 @@
+/// @file
+/// All of the interface for C++ programmers. It stands on the standard library alone.
+#pragma once
+
+#include "kx/Device.h"
+#include "kx/Error.h"
+#include "kx/Frames.h"
+#include "kx/Subscription.h"
+#include "kx/Version.h"
