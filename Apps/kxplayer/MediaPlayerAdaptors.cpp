@@ -1,6 +1,7 @@
 #include "Apps/kxplayer/MediaPlayerAdaptors.h"
 
 #include "Apps/kxplayer/MediaPlayerService.h"
+#include "KXFW/KXFW.h"
 
 namespace kxplayer
 {
@@ -19,8 +20,11 @@ QString RootAdaptor::desktopEntry() const
 
 QStringList RootAdaptor::mimeTypes() const
 {
-    return {"audio/x-wav", "audio/vnd.wave", "audio/x-aiff", "audio/flac",
-            "audio/ogg",   "audio/mpeg",     "audio/mp4",    "audio/x-m4a"};
+    QStringList types;
+    for (const kx::FileFormat &format : kx::fileFormatTable())
+        for (const std::string &type : format.mimeTypes)
+            types << QString::fromStdString(type);
+    return types;
 }
 
 void RootAdaptor::Raise()

@@ -57,6 +57,7 @@ public:
     void setGain(double gain);
     void setNotice(const QString &text); ///< A line above the screen; empty for none.
 
+    [[nodiscard]] const std::vector<std::string> &_allowedExtensions() const override; ///< All that can be opened.
     void viewDidLoad() override;
     void _timerFired(NSTimer *timer) override;
     void _updateUI() override;

@@ -23,6 +23,17 @@ QString sentence(const char *text)
 
 } // namespace
 
+const std::vector<std::string> &kxplayer::PlayerScreen::_allowedExtensions() const
+{
+    static const std::vector<std::string> extensions = [] {
+        std::vector<std::string> all;
+        for (const kx::FileFormat &format : kx::fileFormatTable())
+            all.insert(all.end(), format.suffixes.begin(), format.suffixes.end());
+        return all;
+    }();
+    return extensions;
+}
+
 bool kxplayer::PlayerScreen::_openFileAtURL(const std::filesystem::path &url)
 {
     showOpening(false);

@@ -68,6 +68,7 @@ struct FormatOptions {
 };
 
 void showInfo(const std::string &file);
+void showFormats();
 void showDevices();
 void play(const PlayOptions &options);
 void exportRange(const ExportOptions &options);

@@ -242,6 +242,9 @@ int runCommandLine(int argc, char **argv)
     addCommand(app, "info", "Shows what a file holds", &file).final_callback([&] {
         chosen = [&file] { showInfo(file); };
     });
+    addCommand(app, "formats", "Lists the kinds of files that can be opened", nullptr).final_callback([&] {
+        chosen = showFormats;
+    });
     addCommand(app, "devices", "Lists the audio devices", nullptr).final_callback([&] { chosen = showDevices; });
     addPlay(app, playing, chosen);
     addExport(app, exporting, chosen);

@@ -127,7 +127,8 @@ public:
     /// From `_exportToURL` until the file is closed; a cancelled export still has to end.
     [[nodiscard]] bool isExporting() const noexcept { return isExporting_; }
     void _showFileReadingErrorAlert();
-    [[nodiscard]] const std::vector<std::string> &_allowedExtensions() const;
+    /// The kinds of files that the open panel offers: "aiff", "wav", "mp3", "m4a".
+    [[nodiscard]] virtual const std::vector<std::string> &_allowedExtensions() const;
 
 protected:
     void declareConnections(kx::NibConnections &connections) override; ///< [main]

@@ -140,6 +140,21 @@ TEST_P(DecoderContract, DescribesTheFileAndGivesItsSoundInItsPlaceBitForBitWhere
     }
 }
 
+TEST_P(DecoderContract, IsListedUnderTheSuffixAndTheEncodingOfTheFile)
+{
+    const std::string suffix = make(GetParam().media).extension().string().substr(1);
+    const FourCharCode encoding = decoder_->format().file.mFormatID;
+    const auto codec = std::ranges::find(codecTable(), GetParam().open, &CodecEntry::open);
+    ASSERT_NE(codec, codecTable().end());
+    EXPECT_TRUE(std::ranges::any_of(codec->formats,
+                                    [&](const FileFormat &format) {
+                                        return std::ranges::find(format.suffixes, suffix) != format.suffixes.end() &&
+                                               std::ranges::find(format.encodings, encoding,
+                                                                 &SoundEncoding::formatID) != format.encodings.end();
+                                    }))
+        << suffix << ", " << codeText(encoding);
+}
+
 TEST_P(DecoderContract, ReadsInBlocksOfAnySizeAndSeeksToAnyFrameOfTheStraightDecodeAndNoFurther)
 {
     const auto straight = readToEnd(*decoder_);

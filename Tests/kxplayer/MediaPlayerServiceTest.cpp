@@ -89,6 +89,7 @@ TEST_F(MediaPlayerServiceTest, ShowsWhatPlays)
         metadata["xesam:title"],           metadata["xesam:url"], metadata["mpris:length"]};
     EXPECT_EQ(shown, (QVariantList{QStringList{"file"}, "Playing", 1000000LL, 0.5, true, QStringLiteral("ä b.wav"),
                                    "file:///tmp/%C3%A4%20b.wav", 10000000LL}));
+    EXPECT_TRUE(get("SupportedMimeTypes", kRoot).toStringList().contains("audio/mpeg"));
 }
 
 TEST_F(MediaPlayerServiceTest, PassesOnWhatMakesSense)

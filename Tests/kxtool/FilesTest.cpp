@@ -36,6 +36,17 @@ TEST(Info, TellsLengthRateChannelsAndCodec)
     }
 }
 
+TEST(Formats, ThoseOfAModuleAreListedWhereItIsInstalled)
+{
+    const auto folder = temporaryPath("library");
+    std::filesystem::create_directory(folder);
+    std::filesystem::copy(std::filesystem::path(KXTOOL_PATH).parent_path() / "../lib/libKXFW.so.1", folder);
+    const std::string all = kxtool({"formats"}).output;
+    const std::string without = runTool({"env", "LD_LIBRARY_PATH=" + folder.string(), KXTOOL_PATH, "formats"}).output;
+    EXPECT_NE(all.find("MPEG-4\tm4a m4b mp4\taudio/mp4 audio/x-m4a audio/x-m4b\n"), std::string::npos) << all;
+    EXPECT_TRUE(without.starts_with("WAVE\twav ") && without.find("MPEG-4") == std::string::npos) << without;
+}
+
 TEST(Devices, ShowsTheVirtualDeviceAsTheDefaultOutput)
 {
     const ToolResult result = kxtool({"devices"});

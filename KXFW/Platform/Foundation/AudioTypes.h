@@ -68,6 +68,8 @@ inline constexpr FourCharCode kAudioFormatVorbis = kx::fourCharCode("vorb");
 inline constexpr FourCharCode kAudioFormatOpus = kx::fourCharCode("opus");
 inline constexpr FourCharCode kAudioFormatULaw = kx::fourCharCode("ulaw");
 inline constexpr FourCharCode kAudioFormatALaw = kx::fourCharCode("alaw");
+inline constexpr FourCharCode kAudioFormatIMA4 = kx::fourCharCode("ima4");
+inline constexpr FourCharCode kAudioFormatMSADPCM = 0x6D730002; ///< "ms" and the number 2
 
 enum : uint32_t {
     kAudioFormatFlagIsFloat = 1,

@@ -69,17 +69,16 @@ const StatusEntry *find(OSStatus status) noexcept
     return found == kTable.end() ? nullptr : &*found;
 }
 
-/// The number, or its four characters in quotes where all of them can be printed.
-std::string codeText(OSStatus status)
+} // namespace
+
+std::string kx::codeText(FourCharCode code)
 {
     std::string characters;
     for (int shift = 24; shift >= 0; shift -= 8)
-        characters += static_cast<char>(static_cast<uint32_t>(status) >> shift);
+        characters += static_cast<char>(code >> shift);
     const bool printable = std::ranges::all_of(characters, [](char c) { return c >= 0x20 && c <= 0x7e; });
-    return printable ? "'" + characters + "'" : std::to_string(status);
+    return printable ? "'" + characters + "'" : std::to_string(static_cast<int32_t>(code));
 }
-
-} // namespace
 
 std::span<const kx::StatusEntry> kx::statusTable() noexcept
 {
@@ -95,5 +94,5 @@ const char *kx::statusName(OSStatus status) noexcept
 std::string kx::statusText(OSStatus status)
 {
     const StatusEntry *entry = find(status);
-    return entry ? entry->text : "unknown error " + codeText(status);
+    return entry ? entry->text : "unknown error " + codeText(static_cast<FourCharCode>(status));
 }

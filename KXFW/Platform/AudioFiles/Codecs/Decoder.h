@@ -5,12 +5,14 @@
 /// Only pure interfaces and plain data, so that a codec can live in a module loaded at run time.
 #pragma once
 
+#include "KXFW/Platform/AudioFiles/FileFormats.h"
 #include "KXFW/Platform/Foundation/AudioTypes.h"
 #include "KXFW/Platform/Foundation/Status.h"
 #include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace kx
 {
@@ -62,10 +64,12 @@ public:
 
 using DecoderResult = StatusOr<std::unique_ptr<Decoder>>;
 
+/// A codec and all that is said of it elsewhere: a new one is a row and nothing more.
 struct CodecEntry {
-    const char *name;
     bool (*recognises)(ByteSource &source); ///< by the first few KiB, cheap, never throws
     DecoderResult (*open)(std::shared_ptr<ByteSource> source);
+    bool (*isInstalled)();           ///< [blocks]
+    std::vector<FileFormat> formats; ///< that it opens
 };
 
 // The codecs, one file each.
@@ -79,6 +83,10 @@ bool recognisesMPEGAudio(ByteSource &source); ///< MP3, with or without tags
 DecoderResult openMPEGAudio(std::shared_ptr<ByteSource> source);
 bool recognisesMPEG4(ByteSource &source);                    ///< m4a and its kin: AAC, ALAC
 DecoderResult openMPEG4(std::shared_ptr<ByteSource> source); ///< through the module, loaded on first use
+bool isMPEG4Installed();                                     ///< Whether the module is there. [any] [blocks]
+
+/// All codecs. [any]
+[[nodiscard]] const std::vector<CodecEntry> &codecTable();
 
 /// Opens with the first row of the table that recognises the content; kAudioFileUnsupportedFileTypeError if none does.
 DecoderResult openDecoder(std::shared_ptr<ByteSource> source);

@@ -46,23 +46,32 @@ const std::filesystem::path &ownFolder()
     ownFolder();
 }
 
-MPEG4ModuleOpen loadModule()
+/// Empty where it is not installed.
+std::filesystem::path findModule()
 {
     const std::filesystem::path &folder = ownFolder();
     std::error_code ignored;
     for (const char *place : {".", "kxfw", "../lib", "../lib/kxfw"}) {
-        const std::filesystem::path path = folder / place / kMPEG4ModuleFile;
-        if (folder.empty() || !std::filesystem::exists(path, ignored))
-            continue;
-        void *module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-        void *entry = module == nullptr ? nullptr : dlsym(module, kMPEG4ModuleEntry);
-        if (entry != nullptr)
-            return reinterpret_cast<MPEG4ModuleOpen>(entry);
-        const char *reason = dlerror();
-        NSLog("The MPEG-4 module %@ cannot be loaded: %@", path.string(), reason == nullptr ? "no entry" : reason);
+        std::filesystem::path path = folder / place / kMPEG4ModuleFile;
+        if (!folder.empty() && std::filesystem::exists(path, ignored))
+            return path;
+    }
+    return {};
+}
+
+MPEG4ModuleOpen loadModule()
+{
+    const std::filesystem::path path = findModule();
+    if (path.empty()) {
+        NSLog("The MPEG-4 module %@ is not installed.", kMPEG4ModuleFile);
         return nullptr;
     }
-    NSLog("The MPEG-4 module %@ is not installed.", kMPEG4ModuleFile);
+    void *module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    void *entry = module == nullptr ? nullptr : dlsym(module, kMPEG4ModuleEntry);
+    if (entry != nullptr)
+        return reinterpret_cast<MPEG4ModuleOpen>(entry);
+    const char *reason = dlerror();
+    NSLog("The MPEG-4 module %@ cannot be loaded: %@", path.string(), reason == nullptr ? "no entry" : reason);
     return nullptr;
 }
 
@@ -100,6 +109,11 @@ bool recognisesMPEG4(ByteSource &source)
 {
     std::array<uint8_t, 8> head{};
     return source.readAt(0, head.data(), 8) == 8 && std::memcmp(&head[4], "ftyp", 4) == 0;
+}
+
+bool isMPEG4Installed()
+{
+    return !findModule().empty();
 }
 
 DecoderResult openMPEG4(std::shared_ptr<ByteSource> source)

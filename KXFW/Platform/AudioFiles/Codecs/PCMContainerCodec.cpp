@@ -21,9 +21,6 @@ struct SampleEncoding {
     SampleKind kind;
 };
 
-constexpr FourCharCode kFormatIMA4 = fourCharCode("ima4");
-constexpr FourCharCode kFormatMicrosoftADPCM = 0x6D730002;
-
 constexpr SampleEncoding kEncodings[] = {
     {SF_FORMAT_PCM_S8, kAudioFormatLinearPCM, 8, kAudioFormatFlagIsSignedInteger, SampleKind::Int16},
     {SF_FORMAT_PCM_U8, kAudioFormatLinearPCM, 8, 0, SampleKind::Int16},
@@ -34,8 +31,8 @@ constexpr SampleEncoding kEncodings[] = {
     {SF_FORMAT_DOUBLE, kAudioFormatLinearPCM, 64, kAudioFormatFlagIsFloat, SampleKind::Float32},
     {SF_FORMAT_ULAW, kAudioFormatULaw, 8, 0, SampleKind::Int16},
     {SF_FORMAT_ALAW, kAudioFormatALaw, 8, 0, SampleKind::Int16},
-    {SF_FORMAT_IMA_ADPCM, kFormatIMA4, 0, 0, SampleKind::Int16},
-    {SF_FORMAT_MS_ADPCM, kFormatMicrosoftADPCM, 0, 0, SampleKind::Int16},
+    {SF_FORMAT_IMA_ADPCM, kAudioFormatIMA4, 0, 0, SampleKind::Int16},
+    {SF_FORMAT_MS_ADPCM, kAudioFormatMSADPCM, 0, 0, SampleKind::Int16},
     {SF_FORMAT_ALAC_16, kAudioFormatALAC, 0, 0, SampleKind::Int16},
     {SF_FORMAT_ALAC_20, kAudioFormatALAC, 0, 0, SampleKind::Float32},
     {SF_FORMAT_ALAC_24, kAudioFormatALAC, 0, 0, SampleKind::Float32},

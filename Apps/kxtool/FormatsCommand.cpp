@@ -1,0 +1,30 @@
+#include "Apps/kxtool/Commands.h"
+#include "KXFW/KXFW.h"
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace kxtool
+{
+
+namespace
+{
+
+std::string joined(const std::vector<std::string> &words)
+{
+    std::string text;
+    for (const std::string &word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
+} // namespace
+
+void showFormats()
+{
+    for (const kx::FileFormat &format : kx::fileFormatTable())
+        std::cout << format.name << '\t' << joined(format.suffixes) << '\t' << joined(format.mimeTypes) << '\n';
+}
+
+} // namespace kxtool
