@@ -2,6 +2,7 @@
 /// All of the interface for C++ programmers. It stands on the standard library alone.
 #pragma once
 
+#include "kx/AtomicFile.h"
 #include "kx/Device.h"
 #include "kx/Error.h"
 #include "kx/Frames.h"

@@ -1,8 +1,8 @@
 #include "Apps/kxtool/Commands.h"
 #include "Apps/kxtool/Failure.h"
 #include "Apps/kxtool/Input.h"
-#include "Apps/kxtool/OutputFile.h"
 #include "Apps/kxtool/Waiter.h"
+#include "kx/AtomicFile.h"
 
 #include <algorithm>
 #include <vector>
@@ -16,7 +16,7 @@ namespace
 constexpr uint32_t kBlockFrames = 65536; ///< a quarter of what one pre-read takes
 
 /// Copies `frames` frames from where the data stands; returns how many there were.
-int64_t copyFrames(KXAFiledAudioData2 &data, int64_t frames, OutputFile &output, Waiter &waiter,
+int64_t copyFrames(KXAFiledAudioData2 &data, int64_t frames, kx::AtomicFile &output, Waiter &waiter,
                    const std::string &name)
 {
     const std::size_t frameBytes = data.format().mBytesPerFrame;
@@ -29,7 +29,7 @@ int64_t copyFrames(KXAFiledAudioData2 &data, int64_t frames, OutputFile &output,
         data.readToBuffer(block.data(), &count);
         if (count == 0)
             break;
-        output.write(std::span(block).first(count * frameBytes));
+        requireSuccess(output.write(std::span(block).first(count * frameBytes)));
         copied += count;
     }
     return copied;
@@ -45,10 +45,10 @@ void decode(const DecodeOptions &options)
     const int64_t length = data->numFrames();
     const Range range = rangeIn(options.file, {{}, options.from}, length);
     const int64_t frames = std::min(options.frames.value_or(length), length - range.end);
-    OutputFile output(options.output);
+    kx::AtomicFile output = valueOf(kx::AtomicFile::create(options.output));
     data->seek(options.from);
     const int64_t copied = copyFrames(*data, frames, output, waiter, options.output);
-    output.finish();
+    requireSuccess(output.commit());
     if (copied < frames)
         throw Failure(options.file,
                       "ended after " + std::to_string(copied) + " of " + std::to_string(frames) + " frames");

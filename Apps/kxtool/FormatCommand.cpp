@@ -1,6 +1,7 @@
 #include "Apps/kxtool/Commands.h"
 #include "Apps/kxtool/Failure.h"
 #include "Apps/kxtool/Input.h"
+#include "kx/AtomicFile.h"
 
 #include <iostream>
 #include <utility>
@@ -36,9 +37,8 @@ void showFormat(const FormatOptions &options)
         std::cout << line << '\n';
     if (!options.save)
         return;
-    const auto failure = kx::writePropertyList(*KXAudioUtil::dictionaryFromASBD(description), *options.save);
-    if (failure)
-        throw Failure(*options.save, failure.message());
+    const std::string text = kx::propertyListText(*KXAudioUtil::dictionaryFromASBD(description));
+    requireSuccess(kx::writeFile(*options.save, std::as_bytes(std::span(text))));
 }
 
 void makeTone(const std::string &directory)

@@ -22,6 +22,8 @@ protected:
         fs::create_directory(folder);
         fs::copy_file(make({.codec = codec, .rate = codec == Codec::Opus ? 48000U : 44100U, .frames = 30000}), input);
         line = {command, input, output};
+        if (command == "format")
+            line.insert(line.begin() + 2, "--save");
         ASSERT_EQ(kxtool(line).status, 0);
         whole = readBytes(output);
     }
@@ -77,13 +79,12 @@ TEST_F(Faults, ShortAndInterruptedCallsChangeNothing)
 
 TEST_F(Faults, NothingIsHalfWrittenWhateverFailsAtWhateverCall)
 {
-    const std::pair<const char *, bool> faults[] = {{"read", true},    {"full", true},        {"sync", false},
-                                                    {"thread", false}, {"descriptors", true}, {"memory", false}};
-    const std::pair<const char *, Codec> stories[] = {{"export", Codec::WAV},
-                                                      {"export", Codec::FLAC},
-                                                      {"decode", Codec::Vorbis},
-                                                      {"decode", Codec::MP3},
-                                                      {"export", Codec::AAC}};
+    const std::pair<const char *, bool> faults[] = {{"read", true},   {"full", true},    {"no-write", true},
+                                                    {"sync", true},   {"thread", false}, {"descriptors", true},
+                                                    {"memory", false}};
+    const std::pair<const char *, Codec> stories[] = {{"export", Codec::WAV},    {"export", Codec::FLAC},
+                                                      {"decode", Codec::Vorbis}, {"decode", Codec::MP3},
+                                                      {"format", Codec::WAV},    {"export", Codec::AAC}};
     for (const auto &[command, codec] : stories) {
         prepare(command, codec);
         for (const auto &[fault, strikes] : faults) {

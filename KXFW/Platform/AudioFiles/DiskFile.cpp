@@ -1,6 +1,6 @@
 #include "KXFW/Platform/AudioFiles/DiskFile.h"
 
-#include "KXFW/Platform/AudioFiles/FileErrors.h"
+#include "KXFW/Platform/Foundation/FileErrors.h"
 #include "KXFW/Platform/Foundation/Status.h"
 
 #include <fcntl.h>
@@ -23,11 +23,7 @@ constexpr std::chrono::milliseconds kLeastTry{20}; ///< for a disk that does ans
 
 int openForReading(const char *path)
 {
-    int number = -1;
-    do
-        number = ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    while (number < 0 && errno == EINTR);
-    return number;
+    return uninterrupted([&] { return ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY); });
 }
 
 } // namespace
@@ -82,10 +78,10 @@ int64_t DiskFile::readNow(int64_t offset, void *bytes, int64_t count) noexcept
 {
     int64_t done = 0;
     while (done < count) {
-        const auto got = ::pread(file_.number(), static_cast<char *>(bytes) + done,
-                                 static_cast<std::size_t>(count - done), offset + done);
-        if (got < 0 && errno == EINTR)
-            continue;
+        const auto got = uninterrupted([&] {
+            return ::pread(file_.number(), static_cast<char *>(bytes) + done, static_cast<std::size_t>(count - done),
+                           offset + done);
+        });
         if (got < 0)
             return done > 0 ? done : -1; // the bytes before the fault are good; the next read meets it at its start
         if (got == 0)

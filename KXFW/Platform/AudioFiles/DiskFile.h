@@ -1,9 +1,9 @@
 #pragma once
 
 #include "KXFW/Platform/AudioFiles/DiskDeadline.h"
-#include "KXFW/Platform/AudioFiles/FileDescriptor.h"
 #include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "KXFW/Platform/Foundation/AudioTypes.h"
+#include "KXFW/Platform/Foundation/FileDescriptor.h"
 
 #include <atomic>
 #include <condition_variable>

@@ -27,7 +27,7 @@ bool isPlanarFloat(const AudioStreamBasicDescription &format)
 StatusOr<std::unique_ptr<FileWriter>> FileWriter::create(const std::filesystem::path &path, AudioFileTypeID type,
                                                          const AudioStreamBasicDescription &format, Existing existing)
 {
-    auto file = AtomicFile::create(path, existing);
+    auto file = StagedFile::create(path, existing);
     if (!file)
         return file.status();
     std::unique_ptr<FileWriter> writer(new FileWriter(*std::move(file), type, format));
@@ -36,7 +36,7 @@ StatusOr<std::unique_ptr<FileWriter>> FileWriter::create(const std::filesystem::
     return writer;
 }
 
-FileWriter::FileWriter(std::unique_ptr<AtomicFile> file, AudioFileTypeID type,
+FileWriter::FileWriter(std::unique_ptr<StagedFile> file, AudioFileTypeID type,
                        const AudioStreamBasicDescription &format)
     : file_(std::move(file)), type_(type), format_(format), client_(format),
       math_(format.mSampleRate, format.mSampleRate), batchFrames_(kBatchBytes / format.mBytesPerFrame),
@@ -47,7 +47,7 @@ FileWriter::FileWriter(std::unique_ptr<AtomicFile> file, AudioFileTypeID type,
 OSStatus FileWriter::begin()
 {
     const auto header = fileHeader(type_, format_, 0);
-    return file_->append(header.data(), header.size());
+    return file_->append(header);
 }
 
 FileWriter::Path FileWriter::pathFor(const AudioStreamBasicDescription &client) const noexcept
@@ -115,16 +115,12 @@ OSStatus FileWriter::write(uint32_t frames, const AudioBufferList &in)
     }
 }
 
-OSStatus FileWriter::writeBytes(uint32_t frames, const AudioBufferList &in)
+/// Calls `fill(frames done, most frames)`, which puts frames into the batch from batchUsed_ on and returns how many,
+/// until `frames` are there; a full batch goes to the disk.
+template <class Fill> OSStatus FileWriter::fillBatch(uint32_t frames, Fill fill)
 {
     for (uint32_t done = 0; done < frames;) {
-        const uint32_t count = std::min(frames - done, batchFrames_ - batchUsed_);
-        const std::byte *from = frameAt(client_, in, 0, done);
-        std::byte *to = frameAt(format_, *batch_.get(), 0, batchUsed_);
-        if (path_ == Path::Swap16)
-            swapBytes16(from, to, std::size_t{count} * format_.mChannelsPerFrame);
-        else
-            std::memcpy(to, from, std::size_t{count} * format_.mBytesPerFrame);
+        const uint32_t count = fill(done, std::min(frames - done, batchFrames_ - batchUsed_));
         done += count;
         batchUsed_ += count;
         storedFrames_ += count;
@@ -133,6 +129,19 @@ OSStatus FileWriter::writeBytes(uint32_t frames, const AudioBufferList &in)
                 return status;
     }
     return noErr;
+}
+
+OSStatus FileWriter::writeBytes(uint32_t frames, const AudioBufferList &in)
+{
+    return fillBatch(frames, [&](uint32_t done, uint32_t count) {
+        const std::byte *from = frameAt(client_, in, 0, done);
+        std::byte *to = frameAt(format_, *batch_.get(), 0, batchUsed_);
+        if (path_ == Path::Swap16)
+            swapBytes16(from, to, std::size_t{count} * format_.mChannelsPerFrame);
+        else
+            std::memcpy(to, from, std::size_t{count} * format_.mBytesPerFrame);
+        return count;
+    });
 }
 
 /// The hot path: the caller's floats are converted where they lie, straight into the batch.
@@ -194,31 +203,24 @@ OSStatus FileWriter::drainRate()
 /// Planes of the file's rate into the batch, spread where the file has more channels.
 OSStatus FileWriter::store(const float *const *planes, uint32_t frames)
 {
-    for (uint32_t done = 0; done < frames;) {
-        uint32_t count = std::min(frames - done, batchFrames_ - batchUsed_);
+    return fillBatch(frames, [&](uint32_t done, uint32_t room) {
         const PlanesFrom rest(planes, commonChannels(), done);
         const float *const *samples = rest.get();
+        const uint32_t count = conversion_.spread ? std::min(room, kWriterBlockFrames) : room;
         if (conversion_.spread) {
-            count = std::min(count, kWriterBlockFrames);
             conversion_.spread->apply(samples, conversion_.spreadOut.get(), count);
             samples = conversion_.spreadOut.get();
         }
         fromPlanarFloat(format_, samples, count, *batch_.get(), batchUsed_);
-        done += count;
-        batchUsed_ += count;
-        storedFrames_ += count;
-        if (batchUsed_ == batchFrames_)
-            if (const OSStatus status = flush(); status != noErr)
-                return status;
-    }
-    return noErr;
+        return count;
+    });
 }
 
 OSStatus FileWriter::flush()
 {
     const std::size_t bytes = std::size_t{batchUsed_} * format_.mBytesPerFrame;
     batchUsed_ = 0;
-    return file_->append(batch_.data(0), bytes);
+    return file_->append({batch_.data(0), bytes});
 }
 
 OSStatus FileWriter::close()
@@ -229,12 +231,12 @@ OSStatus FileWriter::close()
         failure_ = flush();
     if (failure_ == noErr && storedFrames_ * format_.mBytesPerFrame % 2 != 0) {
         const std::byte padding{0};
-        failure_ = file_->append(&padding, 1);
+        failure_ = file_->append({&padding, 1});
     }
     if (failure_ != noErr)
         return failure_;
     const auto header = fileHeader(type_, format_, storedFrames_);
-    failure_ = file_->overwrite(0, header.data(), header.size());
+    failure_ = file_->overwrite(0, header);
     return failure_ != noErr ? failure_ : failure_ = file_->commit();
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "KXFW/Platform/AudioFiles/AtomicFile.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
 #include "KXFW/Platform/AudioFiles/FrameMath.h"
 #include "KXFW/Platform/AudioFiles/Planes.h"
 #include "KXFW/Platform/Conversion/ChannelMix.h"
 #include "KXFW/Platform/Conversion/RateConverter.h"
 #include "KXFW/Platform/Foundation/BufferList.h"
+#include "KXFW/Platform/Foundation/StagedFile.h"
 
 #include <memory>
 #include <optional>
@@ -39,12 +39,13 @@ public:
     OSStatus close();
 
 private:
-    FileWriter(std::unique_ptr<AtomicFile> file, AudioFileTypeID type, const AudioStreamBasicDescription &format);
+    FileWriter(std::unique_ptr<StagedFile> file, AudioFileTypeID type, const AudioStreamBasicDescription &format);
     OSStatus begin();
     enum class Path { Copy, Swap16, Planar, Convert };
     [[nodiscard]] uint32_t commonChannels() const noexcept;
     [[nodiscard]] Path pathFor(const AudioStreamBasicDescription &client) const noexcept;
 
+    template <class Fill> OSStatus fillBatch(uint32_t frames, Fill fill);
     OSStatus writeBytes(uint32_t frames, const AudioBufferList &in);
     OSStatus writePlanar(uint32_t frames, const AudioBufferList &in);
     OSStatus writeConverted(uint32_t frames, const AudioBufferList &in);
@@ -53,7 +54,7 @@ private:
     OSStatus store(const float *const *planes, uint32_t frames);
     OSStatus flush();
 
-    std::unique_ptr<AtomicFile> file_;
+    std::unique_ptr<StagedFile> file_;
     AudioFileTypeID type_;
     AudioStreamBasicDescription format_;
     AudioStreamBasicDescription client_;

@@ -1,12 +1,13 @@
 #include "KXFW/Platform/Foundation/PropertyList.h"
 
+#include "KXFW/Platform/Foundation/FileDescriptor.h"
+
 #include <pugixml.hpp>
 
 #include <cerrno>
 #include <charconv>
 #include <fcntl.h>
 #include <sstream>
-#include <string_view>
 #include <unistd.h>
 
 namespace
@@ -23,21 +24,9 @@ std::string textOf(const Number &number)
     return {text, end};
 }
 
-std::error_code lastError()
+std::error_code systemError(int number)
 {
-    return {errno, std::generic_category()};
-}
-
-std::error_code writeToFile(int file, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), bytes.size());
-        if (written >= 0)
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        else if (errno != EINTR)
-            return lastError();
-    }
-    return {};
+    return {number, std::generic_category()};
 }
 
 } // namespace
@@ -67,9 +56,7 @@ std::error_code kx::writePropertyList(const Dictionary &dictionary, const std::f
     const int file =
         open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666); // less the umask
     if (file < 0)
-        return lastError();
-    const std::error_code failure = writeToFile(file, text);
-    if (close(file) != 0 && !failure)
-        return lastError();
-    return failure;
+        return systemError(errno);
+    const int failure = writeAll(file, std::as_bytes(std::span(text)));
+    return systemError(close(file) != 0 && failure == 0 ? errno : failure);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "KXFW/Platform/AudioFiles/FileDescriptor.h"
-#include "KXFW/Platform/AudioFiles/FilePlace.h"
+#include "KXFW/Platform/Foundation/FileDescriptor.h"
+#include "KXFW/Platform/Foundation/FilePlace.h"
 #include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <sys/types.h>
@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace kx
@@ -25,22 +26,22 @@ enum class Existing { Refuse, Replace };
 /// Links are followed (see findPlace); only a regular file is replaced, and its permissions are kept, but none to take
 /// on its owner's rights. A file that must not be replaced is not, even if it comes while this one is written. One
 /// thread at a time.
-class AtomicFile
+class StagedFile
 {
 public:
-    static StatusOr<std::unique_ptr<AtomicFile>> create(const std::filesystem::path &destination,
+    static StatusOr<std::unique_ptr<StagedFile>> create(const std::filesystem::path &destination,
                                                         Existing existing); ///< [any] [blocks]
-    ~AtomicFile();
+    ~StagedFile();
 
     /// All bytes, or a failure that `commit` repeats. [any] [blocks]
-    OSStatus append(const std::byte *bytes, std::size_t count);
+    OSStatus append(std::span<const std::byte> bytes);
     /// Bytes that were appended before are replaced. [any] [blocks]
-    OSStatus overwrite(int64_t offset, const std::byte *bytes, std::size_t count);
+    OSStatus overwrite(int64_t offset, std::span<const std::byte> bytes);
     /// Puts the file in its place, on the disk itself. [any] [blocks]
     OSStatus commit();
 
 private:
-    AtomicFile() = default;
+    StagedFile() = default;
     OSStatus inspectExisting(const struct stat &info);
     OSStatus open();
     OSStatus fail(int error) noexcept;

@@ -1,6 +1,6 @@
-#include "KXFW/Platform/AudioFiles/AtomicFile.h"
+#include "KXFW/Platform/Foundation/StagedFile.h"
 
-#include "KXFW/Platform/AudioFiles/FileErrors.h"
+#include "KXFW/Platform/Foundation/FileErrors.h"
 #include "KXFW/Platform/Foundation/Status.h"
 
 #include <fcntl.h>
@@ -28,22 +28,14 @@ std::string linkOf(const FileDescriptor &file)
     return "/proc/self/fd/" + std::to_string(file.number());
 }
 
-template <class Call> auto uninterrupted(Call call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
-
 } // namespace
 
-StatusOr<std::unique_ptr<AtomicFile>> AtomicFile::create(const std::filesystem::path &destination, Existing existing)
+StatusOr<std::unique_ptr<StagedFile>> StagedFile::create(const std::filesystem::path &destination, Existing existing)
 {
     auto place = findPlace(destination);
     if (!place)
         return place.status();
-    std::unique_ptr<AtomicFile> file(new AtomicFile);
+    std::unique_ptr<StagedFile> file(new StagedFile);
     file->existing_ = existing;
     file->folder_ = std::move(place->folder);
     file->name_ = std::move(place->name);
@@ -55,7 +47,7 @@ StatusOr<std::unique_ptr<AtomicFile>> AtomicFile::create(const std::filesystem::
     return file;
 }
 
-OSStatus AtomicFile::inspectExisting(const struct stat &info)
+OSStatus StagedFile::inspectExisting(const struct stat &info)
 {
     if (!S_ISREG(info.st_mode))
         return kAudioFileUnsupportedFileTypeError;
@@ -69,7 +61,7 @@ OSStatus AtomicFile::inspectExisting(const struct stat &info)
 }
 
 /// Without a name, if the file system can and the kernel tells how to give it one later.
-OSStatus AtomicFile::open()
+OSStatus StagedFile::open()
 {
     const mode_t mode = mode_ ? S_IRUSR | S_IWUSR : kNewFile;
     const int folder = folder_.number();
@@ -89,7 +81,7 @@ OSStatus AtomicFile::open()
     return file_.isOpen() ? noErr : openFailure(errno);
 }
 
-std::string AtomicFile::scratchName() const
+std::string StagedFile::scratchName() const
 {
     constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz234567";
     uint8_t random[6] = {};
@@ -100,45 +92,32 @@ std::string AtomicFile::scratchName() const
     return std::string(".").append(name_, 0, kMaximumNameBytes - 1 - suffix.size()).append(suffix);
 }
 
-AtomicFile::~AtomicFile()
+StagedFile::~StagedFile()
 {
     if (!scratch_.empty())
         ::unlinkat(folder_.number(), scratch_.c_str(), 0);
 }
 
-OSStatus AtomicFile::fail(int error) noexcept
+OSStatus StagedFile::fail(int error) noexcept
 {
     if (failure_ == noErr)
         failure_ = writeFailure(error);
     return failure_;
 }
 
-OSStatus AtomicFile::append(const std::byte *bytes, std::size_t count)
+OSStatus StagedFile::append(std::span<const std::byte> bytes)
 {
-    while (failure_ == noErr && count > 0) {
-        const auto written = uninterrupted([&] { return ::write(file_.number(), bytes, count); });
-        if (written <= 0)
-            return fail(written < 0 ? errno : EIO);
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return failure_;
+    const int error = failure_ == noErr ? writeAll(file_.number(), bytes) : 0;
+    return error != 0 ? fail(error) : failure_;
 }
 
-OSStatus AtomicFile::overwrite(int64_t offset, const std::byte *bytes, std::size_t count)
+OSStatus StagedFile::overwrite(int64_t offset, std::span<const std::byte> bytes)
 {
-    while (failure_ == noErr && count > 0) {
-        const auto written = uninterrupted([&] { return ::pwrite(file_.number(), bytes, count, offset); });
-        if (written <= 0)
-            return fail(written < 0 ? errno : EIO);
-        bytes += written;
-        offset += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return failure_;
+    const int error = failure_ == noErr ? writeAllAt(file_.number(), offset, bytes) : 0;
+    return error != 0 ? fail(error) : failure_;
 }
 
-OSStatus AtomicFile::commit()
+OSStatus StagedFile::commit()
 {
     if (failure_ != noErr)
         return failure_;
@@ -153,7 +132,7 @@ OSStatus AtomicFile::commit()
     return noErr;
 }
 
-bool AtomicFile::putInPlace()
+bool StagedFile::putInPlace()
 {
     if (!mode_ && takeFreeName())
         return true;
@@ -167,7 +146,7 @@ bool AtomicFile::putInPlace()
 }
 
 /// Gives the file a further name, which nothing has yet.
-bool AtomicFile::linkTo(const std::string &name) const
+bool StagedFile::linkTo(const std::string &name) const
 {
     const int folder = folder_.number();
     if (!scratch_.empty())
@@ -176,7 +155,7 @@ bool AtomicFile::linkTo(const std::string &name) const
 }
 
 /// The destination's name, if nothing has it. Not every file system has both ways for a file with a name.
-bool AtomicFile::takeFreeName()
+bool StagedFile::takeFreeName()
 {
     const int folder = folder_.number();
     if (!scratch_.empty()) {
@@ -191,7 +170,7 @@ bool AtomicFile::takeFreeName()
 }
 
 /// A name from which the file can be renamed, if it has none.
-bool AtomicFile::takeScratchName()
+bool StagedFile::takeScratchName()
 {
     for (int i = 0; i < kScratchNames && scratch_.empty(); ++i) {
         std::string name = scratchName();

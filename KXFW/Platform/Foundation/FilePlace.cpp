@@ -1,6 +1,6 @@
-#include "KXFW/Platform/AudioFiles/FilePlace.h"
+#include "KXFW/Platform/Foundation/FilePlace.h"
 
-#include "KXFW/Platform/AudioFiles/FileErrors.h"
+#include "KXFW/Platform/Foundation/FileErrors.h"
 #include "KXFW/Platform/Foundation/Status.h"
 
 #include <fcntl.h>

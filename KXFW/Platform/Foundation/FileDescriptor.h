@@ -2,6 +2,10 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <utility>
 
 namespace kx
@@ -31,5 +35,19 @@ public:
 private:
     int number_ = -1;
 };
+
+/// Calls the system until no signal interrupts it; the result of `call`. [any]
+template <class Call> auto uninterrupted(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+/// Writes all the bytes, in as many calls as it takes: 0, or the errno of the call that failed. [any] [blocks]
+[[nodiscard]] int writeAll(int file, std::span<const std::byte> bytes) noexcept;
+/// The same from `offset` on, where the file's own position stays. [any] [blocks]
+[[nodiscard]] int writeAllAt(int file, int64_t offset, std::span<const std::byte> bytes) noexcept;
 
 } // namespace kx

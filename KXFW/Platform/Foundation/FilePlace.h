@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXFW/Platform/AudioFiles/FileDescriptor.h"
+#include "KXFW/Platform/Foundation/FileDescriptor.h"
 #include "KXFW/Platform/Foundation/StatusOr.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "KXFW/Platform/AudioFiles/FileErrors.h"
+#include "KXFW/Platform/Foundation/FileErrors.h"
 
 #include "KXFW/Platform/Foundation/Status.h"
 
