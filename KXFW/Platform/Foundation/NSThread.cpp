@@ -1,14 +1,13 @@
 #include "KXFW/Platform/Foundation/NSThread.h"
 
-#include "KXFW/Platform/Foundation/BinarySymbols.h"
 #include "KXFW/Platform/Foundation/Demangling.h"
+#include "KXFW/Platform/Foundation/FunctionNames.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <algorithm>
 #include <array>
 #include <dlfcn.h>
 #include <execinfo.h>
-#include <link.h>
 #include <map>
 #include <string_view>
 
@@ -29,7 +28,7 @@ struct Place {
     uint64_t offset = 0;
 };
 
-/// Names addresses; keeps what it read of each binary, and the names: a recursion has one address many times.
+/// Names addresses, and keeps the names: a recursion has one address many times.
 class Symboliser
 {
 public:
@@ -48,15 +47,13 @@ private:
     {
         Place place;
         Dl_info info{};
-        link_map *map = nullptr;
         const auto returnAddress = reinterpret_cast<uint64_t>(returnPointer);
-        if (dladdr1(static_cast<const char *>(returnPointer) - 1, &info, reinterpret_cast<void **>(&map),
-                    RTLD_DL_LINKMAP) == 0)
+        if (dladdr(static_cast<const char *>(returnPointer) - 1, &info) == 0)
             return {"?", "?", returnAddress};
         place.binary = info.dli_fname ? lastComponent(info.dli_fname) : "?";
-        if (const auto function = symbolsOf(*map).functionAt(returnAddress - 1 - map->l_addr)) {
+        if (const auto function = functions_.functionAt(returnAddress - 1)) {
             place.name = kx::demangled(function->name.c_str());
-            place.offset = returnAddress - map->l_addr - function->start;
+            place.offset = function->offset + 1;
         } else if (info.dli_sname) {
             place.name = kx::demangled(info.dli_sname);
             place.offset = returnAddress - reinterpret_cast<uint64_t>(info.dli_saddr);
@@ -67,13 +64,7 @@ private:
         return place;
     }
 
-    const kx::BinarySymbols &symbolsOf(const link_map &map)
-    {
-        const bool isProgram = !map.l_name || *map.l_name == 0;
-        return binaries_.try_emplace(&map, isProgram ? "/proc/self/exe" : map.l_name).first->second;
-    }
-
-    std::map<const link_map *, kx::BinarySymbols> binaries_;
+    kx::FunctionNames functions_;
     std::map<const void *, Place> places_;
 };
 
