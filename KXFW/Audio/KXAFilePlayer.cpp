@@ -23,6 +23,16 @@ constexpr std::chrono::milliseconds kReadingPatience{250};
 constexpr const char *kInputDescriptionKey = "inputDescription";
 constexpr const char *kPlayFailed = "KXAFilePlayer play failed";
 
+/// Whether what was pulled out of the chain is still to be heard, as far as the device tells.
+bool isSounding(AudioUnit output)
+{
+    uint32_t sounds = 0;
+    uint32_t size = sizeof sounds;
+    return AudioUnitGetProperty(output, kAudioOutputUnitProperty_IsSounding, kAudioUnitScope_Global, 0, &sounds,
+                                &size) == noErr &&
+           sounds != 0;
+}
+
 /// What the render thread will ask for first is decoded before it runs. Null, or what failed.
 std::exception_ptr failureReadingAhead(KXAFiledAudioData2 &data, uint32_t frames) noexcept
 {
@@ -94,7 +104,7 @@ KXAFilePlayer::~KXAFilePlayer()
     for (auto *unit : {&outputUnit_, &preConverterUnit_, &postConverterUnit_})
         if (const AudioUnit handle = unit->exchange(nullptr))
             AudioComponentInstanceDispose(handle);
-    reportPlaybackFailure();
+    reportPlaybackFailure(true);
 }
 
 void KXAFilePlayer::didChangeValueForKey(const std::string &key)
@@ -103,17 +113,18 @@ void KXAFilePlayer::didChangeValueForKey(const std::string &key)
         _handleInputDescriptionChange();
 }
 
-void KXAFilePlayer::setInputDescription(const AudioStreamBasicDescription &description)
+bool KXAFilePlayer::setInputDescription(const AudioStreamBasicDescription &description)
 {
     const ControlGuard guard(controlLock_);
     if (refusedWhileExporting("input format"))
-        return;
+        return false;
     const bool observed = isObserved(kInputDescriptionKey);
     if (observed)
         willChangeValueForKey(kInputDescriptionKey);
     inputDescription_.set(description);
     if (observed)
         didChangeValueForKey(kInputDescriptionKey);
+    return true;
 }
 
 std::shared_ptr<KXAFiledAudioData2> KXAFilePlayer::audioData() const
@@ -128,6 +139,19 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url, const std::s
         return false;
     const kx::DiskDeadline deadline(kOpeningPatience);
     return loadDataSource(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop), stop);
+}
+
+bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url, const std::stop_token &stop, OSStatus *why)
+{
+    *why = kAudioUnitErr_CannotDoInCurrentContext;
+    if (isExporting_)
+        return false;
+    const kx::DiskDeadline deadline(kOpeningPatience);
+    auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop, why);
+    const bool loaded = loadDataSource(std::move(source), stop);
+    if (!loaded && *why == noErr)
+        *why = stop.stop_requested() ? kAudioFileOpeningCancelledError : kAudioUnitErr_CannotDoInCurrentContext;
+    return loaded;
 }
 
 bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop)
@@ -155,19 +179,24 @@ bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> sour
         hasJumped_ = true;
         return previous;
     });
+    if (const auto replaced = old ? old->audioData() : nullptr)
+        underrunsBefore_ += replaced->underruns();
     if (failure)
         renderFailure_.set(failure);
     return loaded;
 }
 
-void KXAFilePlayer::play()
+bool KXAFilePlayer::play()
 {
     const ControlGuard guard(controlLock_);
-    if (isPlaying_ || refusedWhileExporting("play"))
-        return;
+    if (isPlaying_)
+        return true;
+    if (refusedWhileExporting("play"))
+        return false;
     settle();
     if (rangeIsEmpty())
-        return;
+        return false;
+    hasEnded_ = false;
     mendChain();
     if (const std::exception_ptr failure = failureReadingAhead(*this))
         renderFailure_.set(failure);
@@ -177,6 +206,7 @@ void KXAFilePlayer::play()
     outputIsWhole_ = status == noErr;
     _ASSERT_NOERR(status, "-[KXAFilePlayer play]");
     playerParam()->setOutputUnit(outputUnit_);
+    return true;
 }
 
 /// What the chain and the frame that is heard start from. The output unit is stopped.
@@ -214,6 +244,7 @@ void KXAFilePlayer::stop()
         const ControlGuard guard(controlLock_);
         isMoving_ = false;
         stopIfPlaying();
+        hasEnded_ = false;
     }
     reportPlaybackFailure();
 }
@@ -246,6 +277,38 @@ void KXAFilePlayer::stopSilentlyFromRenderThread() noexcept
         return;
     AudioOutputUnitStop(outputUnit_);
     isPlaying_ = false;
+}
+
+/// For the callback of a run that has come to its end. Where this does not play, it is an export's.
+void KXAFilePlayer::endFromRenderThread()
+{
+    if (!isPlaying_)
+        return;
+    hasEnded_ = true; // before the flag goes: a stop that finds it down forgets the end
+    stop();
+}
+
+/// Tells an end, once it has been heard. A lock that is held means that the end may be forgotten: the next tick sees.
+void KXAFilePlayer::tellEnd()
+{
+    if (!hasEnded_)
+        return;
+    {
+        const std::unique_lock guard(controlLock_, std::try_to_lock);
+        if (!guard || isPlaying_ || isSounding(outputUnit_) || !hasEnded_.exchange(false))
+            return;
+    }
+    if (const PlayerBlock block = playbackEndedBlock_.get())
+        block(*this);
+}
+
+uint64_t KXAFilePlayer::underruns() const
+{
+    uint64_t ofDevice = 0;
+    uint32_t size = sizeof ofDevice;
+    AudioUnitGetProperty(outputUnit_, kAudioOutputUnitProperty_Underruns, kAudioUnitScope_Global, 0, &ofDevice, &size);
+    const auto data = audioData();
+    return underrunsBefore_ + ofDevice + (data ? data->underruns() : 0);
 }
 
 /// Waits until no callback of a run that stopped itself is running. Under the control lock.
@@ -284,6 +347,7 @@ void KXAFilePlayer::_timerFired(void * /*unused*/)
     }
     if (!isExporting_)
         reportPlaybackFailure();
+    tellEnd();
 }
 
 void KXAFilePlayer::prv_raiseRenderFailure()
@@ -293,15 +357,15 @@ void KXAFilePlayer::prv_raiseRenderFailure()
 }
 
 /// Tells a failure that the render path or a tick kept, once.
-void KXAFilePlayer::reportPlaybackFailure() noexcept
+void KXAFilePlayer::reportPlaybackFailure(bool ending) noexcept
 {
     const std::exception_ptr failure = renderFailure_.exchange(nullptr);
     if (!failure)
         return;
     try {
         const NSException exception = kx::exceptionOf(failure, "KXAFilePlayer playback failed");
-        if (const FailureBlock block = playbackFailureBlock_.get())
-            block(exception);
+        if (const PlaybackFailureBlock block = playbackFailureBlock_.get(); block && !(ending && block.takesPlayer()))
+            block(*this, exception);
         else
             NSLog("exception:%@", exception.description());
     } catch (...) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Audio/HeardTimeline.h"
+#include "KXFW/Audio/KXAFilePlayerBlock.h"
 #include "KXFW/Audio/KXAFilePlayerFields.h"
 #include "KXFW/Platform/Foundation/Guarded.h"
 #include "KXFW/Platform/Foundation/NSException.h"
@@ -14,8 +15,19 @@
 #include <optional>
 #include <stop_token>
 
+/// What an export of the range may do beside what it does.
+struct KXAExportOptions {
+    bool fromRangeStart = false; ///< goes to the range's start first, as `prepareForExport` does
+    /// Gives the range alone, as many frames as it makes, and lets the effect hear nothing of what follows it: what a
+    /// player plays that plays the range once. Else it is rounded up to whole slices, with what follows the range.
+    bool exactFrames = false;
+};
+
 /// Plays one audio file through a chain of audio units, with a loop range, a volume and an optional effect unit, and
 /// exports the range as it sounds.
+///
+/// An operation that gives a bool is true when it was done, and false, with nothing changed, when it was refused; the
+/// log says why.
 ///
 /// It owns its parameter record, the queue of position changes, the pre-reading timer, the units but the effect unit,
 /// and the data source of the loaded file.
@@ -41,6 +53,9 @@ public:
     using ProgressAndCancelBlock = std::function<bool(double percent)>; ///< true stops the export
     using CompletionBlock = std::function<void()>;
     using FailureBlock = std::function<void(const NSException &exception)>;
+    /// Blocks that the player keeps; see kx::PlayerBlock for how they may use it.
+    using PlaybackFailureBlock = kx::PlayerBlock<const NSException &>;
+    using PlayerBlock = kx::PlayerBlock<>;
 
     /// A new player on the default output device: loop on, no file, mode 0. Raises the status assertion when a unit
     /// cannot be made. [any] [blocks]
@@ -58,21 +73,30 @@ public:
     /// False when it cannot be opened: then no file is loaded, and the log says why. While another thread opens it,
     /// `stop` can be requested on any thread: then it is false, and what was loaded stays as it was. [any] [blocks]
     bool loadFileAtURL(const std::filesystem::path &url, const std::stop_token &stop = {});
+    /// The same for a caller that tells why itself: `why` (borrowed) gets the status, and the log nothing. It is noErr
+    /// after a load, kAudioFileOpeningCancelledError after a stop, kAudioUnitErr_CannotDoInCurrentContext while
+    /// exporting. [any] [blocks]
+    bool loadFileAtURL(const std::filesystem::path &url, const std::stop_token &stop, OSStatus *why);
     /// The same with a data source of which nothing was read, made before, as on a thread that may wait for the disk.
     /// Null leaves no file. False while exporting, and with null. [any] [blocks]
     bool loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop = {});
     /// The loaded audio data, or null. [any]
     [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const;
-    /// Starts playback at the position. Does nothing while playing, exporting, without a file or with an empty range.
-    /// Raises "KXAFilePlayer play failed" without a thread or memory, and what building the chain raises: the player is
-    /// stopped then. An output unit that refuses to start raises the status assertion, and `isPlaying` is true until a
-    /// stop; the next play makes the unit anew. [any] [blocks]
-    void play();
+    /// Starts playback at the position; true while playing. Refused while exporting, without a file and with an empty
+    /// range. Raises "KXAFilePlayer play failed" without a thread or memory, and what building the chain raises: the
+    /// player is stopped then. An output unit that refuses to start raises the status assertion, and `isPlaying` is
+    /// true until a stop; the next play makes the unit anew. [any] [blocks]
+    bool play();
     /// Stops playback: sound is cut, and no render callback of this run is running when it returns. From the render
     /// thread it returns at once, and what the device holds is still heard. [any] [render] [blocks]
     void stop();
     /// Stays true while playback moves to another device. [any] [render]
     [[nodiscard]] bool isPlaying() const noexcept { return isPlaying_ || isMoving_; }
+    /// From the start of an export until it is about to tell its end. [any] [render]
+    [[nodiscard]] bool isExporting() const noexcept { return isExporting_; }
+    /// How often sound was missing since the player was made: a device ran dry, or a file was not read ahead in time.
+    /// [any]
+    [[nodiscard]] uint64_t underruns() const;
     void _timerFired(void *unused); ///< One tick: pre-reads a second. [any]
 
     // Position, range, loop, volume. Offsets are bytes of the input format; frames = bytes / 4 truncated.
@@ -82,17 +106,21 @@ public:
     [[nodiscard]] int64_t frameOffset() const;         ///< The frame that is read next. [any] [render]
     [[nodiscard]] int64_t totalPackets() const;        ///< Length of the file in packets, 0 without one. [any]
     /// Jumps. With loop, a position outside the range goes to the range's start; else it is limited to 0 and the data's
-    /// size. Without a file, and while exporting, it does nothing. [any] [queue: byteOffsetChangeQueue] [blocks]
-    void setPositionInByte(int64_t position);
+    /// size. Refused without a file, and while exporting. [any] [queue: byteOffsetChangeQueue] [blocks]
+    bool setPositionInByte(int64_t position);
     /// The frame that is being heard, the frames that an effect holds back and the device's latency taken off, and
     /// when. It never goes back but at a wrap, a jump or a new file. While nothing plays it is the frame that was heard
     /// last, or, after a jump, a load or an export, the position; a jump that a stop kept from being heard counts.
     /// [any]
     [[nodiscard]] KXAHeardFrame heardFrame() const;
-    void setPositionToHeardFrame();         ///< After a stop: play goes on where it was heard. [any] [blocks]
-    void setPositionInFrame(int64_t frame); ///< [any] [queue: byteOffsetChangeQueue] [blocks]
-    void setLoop(bool loop);                ///< [any]
+    bool setPositionToHeardFrame();         ///< After a stop: play goes on where it was heard. [any] [blocks]
+    bool setPositionInFrame(int64_t frame); ///< [any] [queue: byteOffsetChangeQueue] [blocks]
+    bool setLoop(bool loop);                ///< Refused while exporting. [any] [blocks]
     [[nodiscard]] bool loop() const;        ///< [any] [render]
+    /// With loop off, playback ends at the range's end as it does at the data's: the range's frames are heard, what an
+    /// effect makes of them to its last frame, and nothing that follows. Off at first; with loop it waits. [any]
+    void setPlaysRangeOnce(bool once) noexcept { playsRangeOnce_ = once; }
+    [[nodiscard]] bool playsRangeOnce() const noexcept { return playsRangeOnce_; } ///< [any] [render]
     /// Sets the linear gain, which the output unit limits to 0..1; not a number raises the status assertion. [any]
     void setVolume(float volume);
     [[nodiscard]] float volume() const; ///< [any]
@@ -106,21 +134,23 @@ public:
     [[nodiscard]] int64_t endOffset() const;
     [[nodiscard]] int64_t startOffsetInFrame() const;
     [[nodiscard]] int64_t endOffsetInFrame() const;
-    /// Sets the range, then the position, in frames. [any] [queue: byteOffsetChangeQueue] [blocks]
-    void setOffsetFramesPlay(int64_t play, int64_t start, int64_t end);
+    /// Sets the range, then the position, in frames. Refused while exporting; false without a file, where the range is
+    /// set alone. [any] [queue: byteOffsetChangeQueue] [blocks]
+    bool setOffsetFramesPlay(int64_t play, int64_t start, int64_t end);
 
     /// Sets what the render path hands to the chain, and runs the change hook. One that the chain refuses raises the
-    /// status assertion; it stays, and playback ends. [any] [blocks]
-    void setInputDescription(const AudioStreamBasicDescription &description);
+    /// status assertion; it stays, and playback ends. Refused while exporting. [any] [blocks]
+    bool setInputDescription(const AudioStreamBasicDescription &description);
 
     // The chain of units. The set-ups are for a stopped player; setEffectMode and setEffect may come at any time.
 
     /// Stores the mode and builds its chain; modes other than 0 and 1 are stored only. Without an effect unit, mode 1
-    /// builds the chain of mode 0. Playback goes on. [any] [blocks]
-    void setEffectMode(uint64_t mode);
+    /// builds the chain of mode 0. Playback goes on. Refused while exporting. [any] [blocks]
+    bool setEffectMode(uint64_t mode);
     /// Takes an effect unit (null for none), which lives as long as the player has it unless it is disposed of, and
-    /// builds the effect chain, whatever the mode. [any] [blocks]
-    void setEffect(AudioUnit effect);
+    /// builds the effect chain, whatever the mode. Refused while exporting, and while another player has the unit,
+    /// which can be in one chain only. [any] [blocks]
+    bool setEffect(AudioUnit effect);
     void setupNoEffectMode();                         ///< [any] [blocks]
     void setupAUEffectMode();                         ///< [any] [blocks]
     void prv_cleanAudioUnitIfNeeded(AudioUnit *unit); ///< Ends a unit and clears the handle. [any] [blocks]
@@ -145,7 +175,7 @@ public:
     [[nodiscard]] bool keepsVolume() const noexcept { return keepsVolume_; } ///< [any]
     /// Called after the output unit was rebuilt and before playback goes on, on the thread that rebuilds. It holds up
     /// every other operation: it must not wait for a thread that uses the player. [any]
-    void setOutputRebuiltBlock(std::function<void()> block) { outputRebuiltBlock_.set(std::move(block)); }
+    void setOutputRebuiltBlock(PlayerBlock block) { outputRebuiltBlock_.set(std::move(block)); }
     void _setUpHardwareListenerProc(); ///< [any]
     static AudioObjectPropertyAddress
     prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);      ///< [any]
@@ -153,20 +183,32 @@ public:
     bool prv_defaultIsNews(); ///< Once: false where a change that is told now is behind the player. [any] [blocks]
 
     // Export
-    /// Stops playback, moves to the range's start and resets the units. [any] [blocks]
-    void prepareForExport();
+    /// Stops playback, moves to the range's start and resets the units. Refused while exporting; false without a file.
+    /// [any] [blocks]
+    bool prepareForExport();
     /// Renders from the position to the range's end into an AIFF file at `url`, on a background thread, and returns at
     /// once; playback is stopped. All blocks may be empty and are called on that thread, but for a refusal, which is
     /// told here and now. `progressAndCancelBlock` gets the percentage before each slice of 512 frames and returns true
     /// to stop; a stopped export is a valid shorter file, else the length is exact: the range's frames through each
     /// change of rate, rounded up, and then up to whole slices. `completionBlock` is called when the file is closed,
-    /// `failureBlock` instead when the export failed or was refused: the destination is as it was. [any] [blocks]
-    void exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
+    /// `failureBlock` instead when the export failed or was refused: the destination is as it was. True when it has
+    /// begun. The blocks are let go when it ends. [any] [blocks]
+    bool exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
                             CompletionBlock completionBlock, FailureBlock failureBlock = {});
+    /// The same as `options` say. [any] [blocks]
+    bool exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
+                            CompletionBlock completionBlock, FailureBlock failureBlock,
+                            const KXAExportOptions &options);
 
     /// Called once for each failure of a file while it plays, on a thread of the platform. What could be read is played
-    /// to its end (or looped). Without a block the failure is logged. [any]
-    void setPlaybackFailureBlock(FailureBlock block) { playbackFailureBlock_.set(std::move(block)); }
+    /// to its end (or looped). Without a block the failure is logged, as one that comes up when the player ends is for
+    /// a block that takes the player. [any]
+    void setPlaybackFailureBlock(PlaybackFailureBlock block) { playbackFailureBlock_.set(std::move(block)); }
+    /// Called once when playback has ended by itself, at the end of the data, of the range that is played once, or of
+    /// what a failing file gives, and the device has played it out: on a thread of the platform, up to a tick of the
+    /// timer later, with no lock held. The player may be played again, stopped and released in it. A `play` or `stop`
+    /// before it is called keeps it from coming. Neither `stop` nor the loss of a device is such an end. [any]
+    void setPlaybackEndedBlock(PlayerBlock block) { playbackEndedBlock_.set(std::move(block)); }
 
     // The render path
     /// Reads up to `frames` frames at the position, around the loop, and moves the position on; returns the bytes
@@ -200,6 +242,9 @@ private:
     void mendChain();
     void stopFromRenderThread();
     void stopSilentlyFromRenderThread() noexcept;
+    void endFromRenderThread();
+    void tellEnd();
+    AudioUnit takeOutputUnit();
     [[nodiscard]] AudioTimeStamp heardTime() const;
     void seekData(KXAFiledAudioData2 &data, int64_t frame);
     SliceRead readBytes(KXAPlayerParam &param, void *destination, int64_t bytes);
@@ -228,15 +273,19 @@ private:
                                        const AudioObjectPropertyAddress *addresses, void *clientData);
 
     void runExport(const ExportRequest &request);
-    std::optional<NSException> beginExport();
+    std::optional<NSException> beginExport(const KXAExportOptions &options);
     void endExport() noexcept;
-    void reportPlaybackFailure() noexcept;
+    void reportPlaybackFailure(bool ending = false) noexcept;
 
     std::recursive_mutex controlLock_;  ///< serialises what touches units; never taken by the render thread
     std::atomic<bool> isMoving_{false}; ///< was playing and will again, once the output unit is rebuilt
     std::atomic<bool> isExporting_{false};
     std::atomic<bool> followsDefaultOutput_{true};
     std::atomic<bool> keepsVolume_{false};
+    std::atomic<bool> playsRangeOnce_{false};
+    std::atomic<bool> exportsExactly_{false};
+    std::atomic<bool> hasEnded_{false};            ///< by itself, which is still to be told
+    std::atomic<uint64_t> underrunsBefore_{0};     ///< of output units and files that are gone
     std::optional<AudioObjectID> knownDefault_;    ///< of which a notification is no news; under controlLock_
     bool defaultChangedMeanwhile_ = false;         ///< during an export; under controlLock_
     std::optional<AudioObjectID> chosenMeanwhile_; ///< during an export; under controlLock_
@@ -245,6 +294,7 @@ private:
     int64_t silentFrames_ = kNothingYet;            ///< put into the chain since data was; the render thread's
     kx::Guarded<std::shared_ptr<void>> effectHold_; ///< keeps the effect unit
     kx::Guarded<std::exception_ptr> renderFailure_; ///< met by the render path, told by others
-    kx::Guarded<FailureBlock> playbackFailureBlock_;
-    kx::Guarded<std::function<void()>> outputRebuiltBlock_;
+    kx::Guarded<PlaybackFailureBlock> playbackFailureBlock_;
+    kx::Guarded<PlayerBlock> playbackEndedBlock_;
+    kx::Guarded<PlayerBlock> outputRebuiltBlock_;
 };

@@ -1,8 +1,11 @@
 // The player's chain of audio units.
 #include "KXFW/Audio/KXAFilePlayerCallbacks.h"
 #include "KXFW/Audio/StatusAssertion.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <cmath>
+#include <map>
+#include <mutex>
 #include <utility>
 
 namespace
@@ -37,6 +40,51 @@ bool isLive(AudioUnit unit)
                                         &frames, &size) != kAudioComponentErr_InstanceInvalidated;
 }
 
+/// Which player has which effect unit.
+struct EffectOwners {
+    struct Owner {
+        const void *player;
+        int claims;
+    };
+    std::mutex lock;
+    std::map<AudioUnit, Owner> owners;
+
+    static EffectOwners &shared()
+    {
+        static auto *const owners = new EffectOwners; // for players that outlive the statics
+        return *owners;
+    }
+};
+
+/// A player's hold on its effect unit, which can be in one chain only.
+class EffectClaim
+{
+public:
+    EffectClaim(AudioUnit unit, const void *player) : unit_(unit), hold_(AudioUnitHold(unit))
+    {
+        const std::lock_guard guard(EffectOwners::shared().lock);
+        auto &owner = EffectOwners::shared().owners.try_emplace(unit, EffectOwners::Owner{player, 0}).first->second;
+        isGranted_ = owner.player == player;
+        owner.claims += isGranted_ ? 1 : 0;
+    }
+    ~EffectClaim()
+    {
+        const std::lock_guard guard(EffectOwners::shared().lock);
+        auto &owners = EffectOwners::shared().owners;
+        if (isGranted_ && --owners.at(unit_).claims == 0)
+            owners.erase(unit_);
+    }
+    EffectClaim(const EffectClaim &) = delete;
+    EffectClaim &operator=(const EffectClaim &) = delete;
+
+    [[nodiscard]] bool isGranted() const noexcept { return isGranted_; }
+
+private:
+    AudioUnit unit_;
+    std::shared_ptr<void> hold_;
+    bool isGranted_ = false;
+};
+
 OSStatus instantiate(const AudioComponentDescription &description, AudioUnit *unit)
 {
     return AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &description), unit);
@@ -44,29 +92,35 @@ OSStatus instantiate(const AudioComponentDescription &description, AudioUnit *un
 
 } // namespace
 
-void KXAFilePlayer::setEffectMode(uint64_t mode)
+bool KXAFilePlayer::setEffectMode(uint64_t mode)
 {
     const ControlGuard guard(controlLock_);
     if (refusedWhileExporting("effect mode"))
-        return;
+        return false;
     rebuild([&] {
         playerParam()->setMode(mode);
         buildStoredMode();
     });
+    return true;
 }
 
-void KXAFilePlayer::setEffect(AudioUnit effect)
+bool KXAFilePlayer::setEffect(AudioUnit effect)
 {
     const ControlGuard guard(controlLock_);
     if (refusedWhileExporting("effect"))
-        return;
+        return false;
+    auto claim = isLive(effect) ? std::make_shared<EffectClaim>(effect, this) : nullptr;
+    if (claim && !claim->isGranted()) {
+        NSLog("effect refused: another player has the unit");
+        return false;
+    }
     rebuild([&] {
-        auto hold = AudioUnitHold(effect);
         if (effectUnit_.exchange(effect) != effect && isLive(effect))
             AudioUnitReset(effect, kAudioUnitScope_Global, 0);
-        const auto before = effectHold_.exchange(std::move(hold)); // ends once it is out of the chain
+        const auto before = effectHold_.exchange(std::move(claim)); // ends once it is out of the chain
         setupAUEffectMode();
     });
+    return true;
 }
 
 /// Builds while the output unit is stopped, and starts it again where it was heard unless the run ended meanwhile.
@@ -96,8 +150,8 @@ void KXAFilePlayer::mendChain()
 {
     if (!outputIsWhole_) {
         const float before = volume();
-        (void)heardFrame();                                           // the next unit does not know it
-        AudioComponentInstanceDispose(outputUnit_.exchange(nullptr)); // whatever state it is in
+        (void)heardFrame();                              // the next unit does not know it
+        AudioComponentInstanceDispose(takeOutputUnit()); // whatever state it is in
         _setupOutputUnit();
         if (!std::isnan(before))
             setVolume(before);
@@ -208,6 +262,17 @@ void KXAFilePlayer::dispose(std::atomic<AudioUnit> &field)
     prv_cleanAudioUnitIfNeeded(&unit);
 }
 
+/// The output unit, which ends; its underruns stay counted.
+AudioUnit KXAFilePlayer::takeOutputUnit()
+{
+    const AudioUnit unit = outputUnit_.exchange(nullptr);
+    uint64_t underruns = 0;
+    uint32_t size = sizeof underruns;
+    AudioUnitGetProperty(unit, kAudioOutputUnitProperty_Underruns, kAudioUnitScope_Global, 0, &underruns, &size);
+    underrunsBefore_ += underruns;
+    return unit;
+}
+
 void KXAFilePlayer::_setupOutputUnit()
 {
     constexpr const char *kSite = "-[KXAFilePlayer _setupOutputUnit]";
@@ -216,7 +281,7 @@ void KXAFilePlayer::_setupOutputUnit()
         return;
     (void)heardFrame(); // the next unit does not know it
     outputIsWhole_ = chainIsWhole_ = false;
-    if (const AudioUnit old = outputUnit_.exchange(nullptr)) {
+    if (const AudioUnit old = takeOutputUnit()) {
         const OSStatus status = AudioUnitUninitialize(old);
         AudioComponentInstanceDispose(old);
         _ASSERT_NOERR(status, kSite);

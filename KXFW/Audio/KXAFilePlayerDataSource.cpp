@@ -40,11 +40,23 @@ KXAFilePlayerDataSource::KXAFilePlayerDataSource() : param_(KXAPlayerParam::play
 std::shared_ptr<KXAFilePlayerDataSource>
 KXAFilePlayerDataSource::dataSourceWithContentsOfURL(const std::filesystem::path &url, const std::stop_token &stop)
 {
-    auto source = std::make_shared<KXAFilePlayerDataSource>();
-    source->setAudioData(KXAFiledAudioData2::audioDataWithContentsOfURL(url, stop));
-    const auto data = source->audioData();
+    return of(KXAFiledAudioData2::audioDataWithContentsOfURL(url, stop));
+}
+
+std::shared_ptr<KXAFilePlayerDataSource>
+KXAFilePlayerDataSource::dataSourceWithContentsOfURL(const std::filesystem::path &url, const std::stop_token &stop,
+                                                     OSStatus *why)
+{
+    return of(KXAFiledAudioData2::audioDataWithContentsOfURL(url, stop, why));
+}
+
+/// With the whole of the data as the range; null without data.
+std::shared_ptr<KXAFilePlayerDataSource> KXAFilePlayerDataSource::of(std::shared_ptr<KXAFiledAudioData2> data)
+{
     if (!data)
         return nullptr;
+    auto source = std::make_shared<KXAFilePlayerDataSource>();
+    source->setAudioData(data);
     const auto param = source->param();
     param->setEndOffset(static_cast<int64_t>(data->format().mBytesPerFrame) * data->numFrames());
     param->setStartOffset(0);

@@ -20,6 +20,10 @@ public:
     /// (the log says why) or `stop` is requested, on any thread, meanwhile. [any] [blocks]
     static std::shared_ptr<KXAFilePlayerDataSource> dataSourceWithContentsOfURL(const std::filesystem::path &url,
                                                                                 const std::stop_token &stop = {});
+    /// The same for a caller that tells why itself: `why` (borrowed) gets the status, and the log nothing.
+    /// [any] [blocks]
+    static std::shared_ptr<KXAFilePlayerDataSource>
+    dataSourceWithContentsOfURL(const std::filesystem::path &url, const std::stop_token &stop, OSStatus *why);
 
     /// Passes on to the audio data's readToBuffer; without audio data, no frames. [any] [render]
     void readToBuffer(void *destination, uint32_t *numFrames);
@@ -44,6 +48,8 @@ public:
     }
 
 private:
+    static std::shared_ptr<KXAFilePlayerDataSource> of(std::shared_ptr<KXAFiledAudioData2> data);
+
     kx::Guarded<std::shared_ptr<KXAFiledAudioData2>> audioData_;
     kx::Guarded<std::shared_ptr<KXAPlayerParam>> param_;
 };

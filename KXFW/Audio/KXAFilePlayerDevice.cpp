@@ -94,8 +94,8 @@ void KXAFilePlayer::askForDevice(AudioObjectID device)
 void KXAFilePlayer::runOutputRebuiltBlock() noexcept
 {
     try {
-        if (const auto block = outputRebuiltBlock_.get())
-            block();
+        if (const PlayerBlock block = outputRebuiltBlock_.get())
+            block(*this);
     } catch (...) {
         NSLog("output rebuilt: %@", kx::exceptionOf(std::current_exception(), "block failed").what());
     }

@@ -38,6 +38,7 @@ struct KXAFilePlayer::ExportRequest {
     ProgressAndCancelBlock progressAndCancelBlock;
     CompletionBlock completionBlock;
     FailureBlock failureBlock;
+    KXAExportOptions options;
 
     void fail(const NSException &exception) const
     {
@@ -48,24 +49,34 @@ struct KXAFilePlayer::ExportRequest {
     }
 };
 
-void KXAFilePlayer::prepareForExport()
+bool KXAFilePlayer::prepareForExport()
 {
     const ControlGuard guard(controlLock_);
     if (refusedWhileExporting("export"))
-        return;
+        return false;
     stopIfPlaying();
-    setPositionInFrame(startOffsetInFrame());
+    hasEnded_ = false;
+    const bool placed = setPositionInFrame(startOffsetInFrame());
     resetAUs();
+    return placed;
 }
 
-void KXAFilePlayer::exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
+bool KXAFilePlayer::exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
                                        CompletionBlock completionBlock, FailureBlock failureBlock)
 {
-    const auto request = std::make_shared<const ExportRequest>(
-        ExportRequest{url, std::move(progressAndCancelBlock), std::move(completionBlock), std::move(failureBlock)});
+    return exportAsyncWithURL(url, std::move(progressAndCancelBlock), std::move(completionBlock),
+                              std::move(failureBlock), {});
+}
+
+bool KXAFilePlayer::exportAsyncWithURL(const std::filesystem::path &url, ProgressAndCancelBlock progressAndCancelBlock,
+                                       CompletionBlock completionBlock, FailureBlock failureBlock,
+                                       const KXAExportOptions &options)
+{
+    const auto request = std::make_shared<const ExportRequest>(ExportRequest{
+        url, std::move(progressAndCancelBlock), std::move(completionBlock), std::move(failureBlock), options});
     std::optional<NSException> failure;
     try {
-        failure = beginExport();
+        failure = beginExport(options);
         if (!failure)
             kx::GlobalQueue::withQuality(kx::QualityOfService::Background).async([self = shared_from_this(), request] {
                 self->runExport(*request);
@@ -76,23 +87,28 @@ void KXAFilePlayer::exportAsyncWithURL(const std::filesystem::path &url, Progres
     }
     if (failure)
         request->fail(*failure);
+    return !failure;
 }
 
 /// Stops playback and closes the player to other uses, or says why not.
-std::optional<NSException> KXAFilePlayer::beginExport()
+std::optional<NSException> KXAFilePlayer::beginExport(const KXAExportOptions &options)
 {
     const ControlGuard guard(controlLock_);
     if (isExporting_)
         return NSException(kRefused, "an export is running");
     if (!audioData())
         return NSException(kRefused, "no file is loaded");
+    if (options.fromRangeStart)
+        prepareForExport();
     stopIfPlaying();
+    hasEnded_ = false;
     mendChain();
     renderFailure_.set(nullptr);
     if (prv_heldFrames() > 0)
         resetAUs(); // frames of before are no part of the export
     // On the queue, so that a jump of the position is either before the export or refused.
-    byteOffsetChangeQueue()->sync([this] {
+    byteOffsetChangeQueue()->sync([&] {
+        exportsExactly_ = options.exactFrames;
         isExporting_ = true;
         hasJumped_ = false;
     });
@@ -103,7 +119,7 @@ void KXAFilePlayer::runExport(const ExportRequest &request)
 {
     std::exception_ptr caught;
     try {
-        kx::OfflineExport(*this, request.progressAndCancelBlock).writeTo(request.url);
+        kx::OfflineExport(*this, request.options, request.progressAndCancelBlock).writeTo(request.url);
     } catch (...) {
         caught = std::current_exception();
     }

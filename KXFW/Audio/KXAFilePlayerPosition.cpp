@@ -43,17 +43,17 @@ int64_t KXAFilePlayer::totalPackets() const
     return bytesPerPacket == 0 ? 0 : data->bufferSize() / bytesPerPacket;
 }
 
-void KXAFilePlayer::setPositionInByte(int64_t position)
+bool KXAFilePlayer::setPositionInByte(int64_t position)
 {
     if (refusedWhileExporting("position"))
-        return; // the export may hold the queue, with a disk that hangs
+        return false; // the export may hold the queue, with a disk that hangs
     bool refused = false;
-    byteOffsetChangeQueue()->sync([&] {
+    const bool done = byteOffsetChangeQueue()->sync([&] {
         const auto data = audioData();
         const auto bytesPerFrame = data ? static_cast<int64_t>(data->format().mBytesPerFrame) : 0;
         refused = isExporting_;
         if (bytesPerFrame == 0 || refused)
-            return;
+            return false;
         const auto param = playerParam();
         param->setByteOffset(boundedPosition(position, data->bufferSize()));
         hasJumped_ = isPlaying();
@@ -62,9 +62,11 @@ void KXAFilePlayer::setPositionInByte(int64_t position)
         else
             timeline_.clear(frameOffset());                   // nothing of before will be heard
         seekData(*data, param->byteOffset() / bytesPerFrame); // last: it raises where the file cannot be read
+        return true;
     });
     if (refused)
         NSLog("position refused: an export is running");
+    return done;
 }
 
 /// A seek that fails is made again before the next read. On the queue.
@@ -83,9 +85,9 @@ int64_t KXAFilePlayer::boundedPosition(int64_t position, int64_t dataSize) const
     return std::clamp<int64_t>(position, 0, dataSize);
 }
 
-void KXAFilePlayer::setPositionInFrame(int64_t frame)
+bool KXAFilePlayer::setPositionInFrame(int64_t frame)
 {
-    setPositionInByte(bytesOf(frame));
+    return setPositionInByte(bytesOf(frame));
 }
 
 /// Between two output units it is the beginning of time: what was told last stays.
@@ -105,9 +107,9 @@ KXAHeardFrame KXAFilePlayer::heardFrame() const
     return {timeline_.frameAt(heard.mSampleTime), heard.mHostTime};
 }
 
-void KXAFilePlayer::setPositionToHeardFrame()
+bool KXAFilePlayer::setPositionToHeardFrame()
 {
-    setPositionInFrame(heardFrame().frame);
+    return setPositionInFrame(heardFrame().frame);
 }
 
 /// After a cut: what went into the chain and was not heard will go in again, unless a jump was under way. On the queue,
@@ -131,21 +133,23 @@ void KXAFilePlayer::takeBackUnheard()
     });
 }
 
-void KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end)
+bool KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end)
 {
     if (refusedWhileExporting("position"))
-        return;
+        return false;
     const auto param = playerParam();
     param->setStartOffset(bytesOf(start));
     param->setEndOffset(bytesOf(end));
-    setPositionInFrame(play);
+    return setPositionInFrame(play);
 }
 
-void KXAFilePlayer::setLoop(bool loop)
+bool KXAFilePlayer::setLoop(bool loop)
 {
     const ControlGuard guard(controlLock_); // before an export, which sets the flag itself, or refused
-    if (!refusedWhileExporting("loop"))
-        playerParam()->setLoop(loop);
+    if (refusedWhileExporting("loop"))
+        return false;
+    playerParam()->setLoop(loop);
+    return true;
 }
 
 bool KXAFilePlayer::loop() const

@@ -154,6 +154,7 @@ AudioUnitRenderActionFlags KXAFilePlayer::prv_render(const AudioTimeStamp &time,
         });
     } catch (...) {
         renderFailure_.set(std::current_exception());
+        hasEnded_ = isPlaying_.load();
         stopSilentlyFromRenderThread();
     }
     if (buffer.mDataByteSize > filled)
@@ -174,8 +175,12 @@ KXAFilePlayer::SliceRead KXAFilePlayer::readBytes(KXAPlayerParam &param, void *d
     const auto data = audioData();
     if (!data)
         return {};
-    const kx::LoopRange range{param.startOffset(), param.endOffset(), data->bufferSize(),
-                              static_cast<int64_t>(data->format().mBytesPerFrame), param.loop()};
+    const int64_t end = param.endOffset();
+    const bool loop = param.loop();
+    const bool endsWithRange = !loop && (isExporting_ ? exportsExactly_ : playsRangeOnce_);
+    const int64_t size = data->bufferSize();
+    const kx::LoopRange range{param.startOffset(), end, endsWithRange ? std::clamp<int64_t>(end, 0, size) : size,
+                              static_cast<int64_t>(data->format().mBytesPerFrame), loop};
     RenderWalk walk(*data, destination, seekIsDue_);
     if (seekIsDue_)
         walk.seek(param.byteOffset() / std::max<int64_t>(range.bytesPerFrame, 1));
@@ -204,12 +209,12 @@ void KXAFilePlayer::noteSlice(const AudioTimeStamp &time, uint32_t frames, uint3
         timeline_.clear(read.walk.position / frame); // goes to a file, not to the ear
 }
 
-/// At the end of the data, silence goes into the chain until the frames that it holds back are out.
+/// At the end, silence goes into the chain until the frames that it holds back are out.
 void KXAFilePlayer::stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read)
 {
     const int64_t missing = frames - read.walk.count / std::max<int64_t>(read.range.bytesPerFrame, 1);
     silentFrames_ = read.walk.count > 0 ? missing : std::min(silentFrames_ + missing, kNothingYet);
     const bool ends = read.walk.ended || (read.failed && !read.range.loop);
     if ((ends && silentFrames_ >= held) || (read.failed && read.range.loop))
-        stop();
+        endFromRenderThread();
 }

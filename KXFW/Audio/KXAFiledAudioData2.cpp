@@ -57,6 +57,26 @@ std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfU
     return data;
 }
 
+std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfURL(const std::filesystem::path &url,
+                                                                                   const std::stop_token &stop,
+                                                                                   OSStatus *why)
+{
+    auto data = std::make_shared<KXAFiledAudioData2>();
+    data->setFileURL(url);
+    *why = noErr;
+    try {
+        data->prepareForRead(stop);
+    } catch (const NSException &exception) {
+        const auto error = exception.userInfo().find("error");
+        *why = error == exception.userInfo().end() ? kAudioFileUnspecifiedError
+                                                   : static_cast<OSStatus>(error->second.code);
+        if (stop.stop_requested())
+            *why = kAudioFileOpeningCancelledError;
+        return nullptr;
+    }
+    return data;
+}
+
 void KXAFiledAudioData2::prepareForRead(const std::stop_token &stop)
 {
     constexpr const char *kSite = "-[KXAFiledAudioData2 prepareForRead]";
@@ -183,19 +203,22 @@ uint32_t KXAFiledAudioData2::copyToBuffer(void *destination, uint64_t startingBy
     return client.mBytesPerFrame * frames;
 }
 
-void KXAFiledAudioData2::setFileDataFormatPtr(AudioStreamBasicDescription *format)
+bool KXAFiledAudioData2::setFileDataFormatPtr(AudioStreamBasicDescription *format)
 {
     std::unique_ptr<AudioStreamBasicDescription> taken(format);
-    if (!fileRef_.load())
-        fileDataFormat_ = std::move(taken);
+    if (fileRef_.load())
+        return false;
+    fileDataFormat_ = std::move(taken);
+    return true;
 }
 
-void KXAFiledAudioData2::setFileRef(ExtAudioFileRef file) noexcept
+bool KXAFiledAudioData2::setFileRef(ExtAudioFileRef file) noexcept
 {
     if (fileRef_.load())
-        return;
+        return false;
     fixParts();
     fileRef_ = file;
+    return true;
 }
 
 void KXAFiledAudioData2::fixParts()

@@ -43,6 +43,10 @@ public:
     /// what is no NSException, such as std::bad_alloc. Null without log lines once `stop` is requested. [any] [blocks]
     static std::shared_ptr<KXAFiledAudioData2> audioDataWithContentsOfURL(const std::filesystem::path &url,
                                                                           const std::stop_token &stop = {});
+    /// The same for a caller that tells why itself: `why` (borrowed) gets the status, noErr with the data, and the log
+    /// nothing. [any] [blocks]
+    static std::shared_ptr<KXAFiledAudioData2> audioDataWithContentsOfURL(const std::filesystem::path &url,
+                                                                          const std::stop_token &stop, OSStatus *why);
 
     /// Opens fileURL() and takes its length. Raises the status assertion when it cannot. [any] [blocks]
     void prepareForRead() override { prepareForRead({}); }
@@ -64,6 +68,8 @@ public:
     /// delivered, fewer at the end, and in a request that is more than one bridge buffer (262,144 frames) longer than
     /// what the ring holds. The rest of `destination` is not touched. [any] [render]
     void readToBuffer(void *destination, uint32_t *frames) override;
+    /// The same, with samples in the order of this machine, left and right in turn. [any] [render]
+    void readNative(int16_t *interleaved, uint32_t *frames);
     /// Moves so that the next frame read is `frame`, and pre-reads one second. 0 to numFrames(). [any] [blocks]
     void seek(int64_t frame) override;
     /// Decodes up to `frames` frames into the ring and returns how many: fewer when the ring or the bridge buffer is
@@ -91,37 +97,40 @@ public:
     void _finalize();                                            ///< What finalizeForRead does. [any] [blocks]
 
     // The fields. Getters give copies of the references; setters of what is fixed while a file is open do nothing then,
-    // and refuse null. All [any].
+    // and refuse null; they are true when they have set it. All [any].
     [[nodiscard]] std::shared_ptr<KXRingBuffer> ringBuffer() const { return ringBuffer_.get(); }
-    void setRingBuffer(std::shared_ptr<KXRingBuffer> ring) { setWhileClosed(ringBuffer_, std::move(ring)); }
+    bool setRingBuffer(std::shared_ptr<KXRingBuffer> ring) { return setWhileClosed(ringBuffer_, std::move(ring)); }
     [[nodiscard]] std::shared_ptr<kx::ByteBlock> bridgeBufferData() const { return bridgeBufferData_.get(); }
-    void setBridgeBufferData(std::shared_ptr<kx::ByteBlock> data)
+    bool setBridgeBufferData(std::shared_ptr<kx::ByteBlock> data)
     {
-        setWhileClosed(bridgeBufferData_, std::move(data));
+        return setWhileClosed(bridgeBufferData_, std::move(data));
     }
     [[nodiscard]] std::shared_ptr<kx::SerialQueue> ringBufferQueue() const { return ringBufferQueue_.get(); }
-    void setRingBufferQueue(std::shared_ptr<kx::SerialQueue> queue)
+    bool setRingBufferQueue(std::shared_ptr<kx::SerialQueue> queue)
     {
-        setWhileClosed(ringBufferQueue_, std::move(queue));
+        return setWhileClosed(ringBufferQueue_, std::move(queue));
     }
     [[nodiscard]] std::shared_ptr<kx::SerialQueue> fileAccessQueue() const { return fileAccessQueue_.get(); }
-    void setFileAccessQueue(std::shared_ptr<kx::SerialQueue> queue)
+    bool setFileAccessQueue(std::shared_ptr<kx::SerialQueue> queue)
     {
-        setWhileClosed(fileAccessQueue_, std::move(queue));
+        return setWhileClosed(fileAccessQueue_, std::move(queue));
     }
     [[nodiscard]] std::shared_ptr<kx::SerialQueue> prereadQueue() const { return prereadQueue_.get(); }
-    void setPrereadQueue(std::shared_ptr<kx::SerialQueue> queue) { setWhileClosed(prereadQueue_, std::move(queue)); }
+    bool setPrereadQueue(std::shared_ptr<kx::SerialQueue> queue)
+    {
+        return setWhileClosed(prereadQueue_, std::move(queue));
+    }
     /// Length in file frames; 0 means not taken yet.
     [[nodiscard]] int64_t fileLengthFrames() const noexcept { return fileLengthFrames_; }
     void setFileLengthFrames(int64_t frames) noexcept { fileLengthFrames_ = frames; }
     /// The file's own format, owned by the data; a rate of 0 means not taken yet, null that the file is closed.
     [[nodiscard]] AudioStreamBasicDescription *fileDataFormatPtr() const noexcept { return fileDataFormat_.get(); }
     /// Takes ownership of `format`, made with new; it is ended at once while a file is open.
-    void setFileDataFormatPtr(AudioStreamBasicDescription *format);
+    bool setFileDataFormatPtr(AudioStreamBasicDescription *format);
     /// The open file, or null.
     [[nodiscard]] ExtAudioFileRef fileRef() const noexcept { return fileRef_; }
-    /// Takes ownership of an open file.
-    void setFileRef(ExtAudioFileRef file) noexcept;
+    /// Takes ownership of an open file. False while a file is open: the caller keeps it.
+    [[nodiscard]] bool setFileRef(ExtAudioFileRef file) noexcept;
     [[nodiscard]] std::filesystem::path fileURL() const { return fileURL_.get(); }
     void setFileURL(std::filesystem::path url) { fileURL_.set(std::move(url)); }
 
@@ -133,12 +142,13 @@ private:
     };
     static const PrereadSite kPrereadSite;
 
-    template <class Value> void setWhileClosed(kx::Guarded<Value> &field, Value value)
+    template <class Value> bool setWhileClosed(kx::Guarded<Value> &field, Value value)
     {
         if (fileRef_.load() || !value)
-            return;
+            return false;
         const std::shared_ptr<void> old = field.exchange(std::move(value)); // ends after the parts name the new one
         fixParts();
+        return true;
     }
 
     void fixParts();

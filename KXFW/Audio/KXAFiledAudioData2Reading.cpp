@@ -5,6 +5,7 @@
 #include "KXFW/Platform/Foundation/Units.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace
@@ -79,6 +80,15 @@ void KXAFiledAudioData2::readToBuffer(void *destination, uint32_t *frames)
     if (got < wanted)
         got += takeOrDecode(bytes + got, wanted - got, got / bytesPerFrame);
     *frames = got / bytesPerFrame;
+}
+
+void KXAFiledAudioData2::readNative(int16_t *interleaved, uint32_t *frames)
+{
+    readToBuffer(interleaved, frames);
+    if constexpr (std::endian::native == std::endian::little)
+        std::transform(interleaved, interleaved + std::size_t{*frames} * 2, interleaved, [](int16_t sample) {
+            return static_cast<int16_t>(__builtin_bswap16(static_cast<uint16_t>(sample)));
+        });
 }
 
 /// What the ring has not, unless the disk is known to be held up.

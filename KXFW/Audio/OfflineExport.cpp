@@ -65,9 +65,10 @@ private:
 
 } // namespace
 
-OfflineExport::OfflineExport(KXAFilePlayer &player, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock)
-    : player_(player), progressAndCancelBlock_(progressAndCancelBlock), param_(player.playerParam()),
-      bytesPerFrame_(param_->inputDesc().mBytesPerFrame),
+OfflineExport::OfflineExport(KXAFilePlayer &player, const KXAExportOptions &options,
+                             const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock)
+    : player_(player), exact_(options.exactFrames), progressAndCancelBlock_(progressAndCancelBlock),
+      param_(player.playerParam()), bytesPerFrame_(param_->inputDesc().mBytesPerFrame),
       mayHold_(player.postConverterUnit() || param_->inputDesc().mSampleRate != kCanonicalSampleRate)
 {
 }
@@ -112,13 +113,19 @@ void OfflineExport::refuseTooLong() const
 {
     const int64_t last = std::min(framesIn(param_->endOffset()), player_.totalPackets());
     const int64_t frames = std::max<int64_t>(last - position(), 0);
-    double rate = 1;
-    uint32_t size = sizeof rate;
-    AudioUnitGetProperty(param_->postUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global, 0, &rate, &size);
-    const auto slices = static_cast<int64_t>(std::ceil(static_cast<double>(frames) / rate / kFramesPerSlice));
+    const auto slices = static_cast<int64_t>(std::ceil(static_cast<double>(frames) / drawRate() / kFramesPerSlice));
     const int64_t bytesPerSlice = int64_t{GetStandardDescription().mBytesPerFrame} * kFramesPerSlice;
     if (slices > ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / bytesPerSlice)
         _ASSERT_NOERR(kAudioFileTooLargeError, kSite);
+}
+
+/// Frames of the input for each frame written, as the chain is set now.
+double OfflineExport::drawRate() const
+{
+    double rate = 1;
+    uint32_t size = sizeof rate;
+    AudioUnitGetProperty(param_->postUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global, 0, &rate, &size);
+    return rate;
 }
 
 void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format)
@@ -128,8 +135,21 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
     time.mFlags = kAudioTimeStampSampleTimeValid;
     firstFrame_ = position();
     enteredBefore_ = player_.prv_enteredFrames();
-    while (hasMore() && !cancelled() && writeSlice(file, buffers, time)) {
+    bool goesOn = true;
+    while (goesOn && hasMore() && !cancelled()) {
+        uint32_t frames = nextSlice();
+        for (uint32_t left = kFramesPerSlice; goesOn && left >= frames && hasMore(); left -= frames)
+            goesOn = writeSlice(file, buffers, time, frames);
     }
+}
+
+/// Whole slices. Where the range may end inside of one, and its frames alone are wanted, single frames: only between
+/// two of them is it known that all is written.
+uint32_t OfflineExport::nextSlice() const
+{
+    constexpr double kUncertain = 16; // frames of the input, in what the chain says that it holds
+    const auto left = static_cast<double>(framesIn(param_->endOffset()) - playedUpTo());
+    return exact_ && left < drawRate() * kFramesPerSlice + kUncertain ? 1 : kFramesPerSlice;
 }
 
 /// Until the position reaches the range's end, and then as long as frames of the range are held back by the chain.
@@ -162,22 +182,23 @@ void OfflineExport::refuseHalf(int64_t silentFrames) const
         return;
     const auto data = player_.audioData();
     const int64_t size = data ? data->bufferSize() : 0;
-    const bool rangeHasData = framesIn(param_->startOffset()) < framesIn(std::min(param_->endOffset(), size));
-    if (rangeHasData && param_->byteOffset() < size)
+    const int64_t end = std::min(param_->endOffset(), size);
+    const bool rangeHasData = framesIn(param_->startOffset()) < framesIn(end);
+    if (rangeHasData && framesIn(param_->byteOffset()) < framesIn(exact_ ? end : size))
         _ASSERT_NOERR(data->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
 }
 
-/// Renders and writes one slice; false when the data is exhausted.
-bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time)
+/// Renders and writes `frames` frames; false when the data is exhausted.
+bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time, uint32_t frames)
 {
     if (const auto data = player_.audioData())
-        data->prereadFrames(kFramesPerSlice);
+        data->prereadFrames(frames);
     const int64_t before = position();
     const int64_t enteredBefore = player_.prv_enteredFrames();
     const bool holdsSome = playedUpTo() < std::min(before, framesIn(param_->endOffset()));
     buffers.rewind(~0U);
     AudioUnitRenderActionFlags flags = 0;
-    const OSStatus rendered = AudioUnitRender(param_->postUnit(), &flags, &time, 0, kFramesPerSlice, buffers.get());
+    const OSStatus rendered = AudioUnitRender(param_->postUnit(), &flags, &time, 0, frames, buffers.get());
     player_.prv_raiseRenderFailure();
     _ASSERT_NOERR(rendered, kSite);
     const int64_t read = position() - before;
@@ -186,8 +207,8 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
         NSLog("no frames read");
         return false;
     }
-    time.mSampleTime += kFramesPerSlice;
-    _ASSERT_NOERR(ExtAudioFileWrite(file, kFramesPerSlice, buffers.get()), kSite);
+    time.mSampleTime += frames;
+    _ASSERT_NOERR(ExtAudioFileWrite(file, frames, buffers.get()), kSite);
     return true;
 }
 

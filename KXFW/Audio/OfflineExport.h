@@ -16,12 +16,13 @@ class OfflineExport
 {
 public:
     /// Borrows the player and the block, which may be empty. [any]
-    OfflineExport(KXAFilePlayer &player, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock);
+    OfflineExport(KXAFilePlayer &player, const KXAExportOptions &options,
+                  const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock);
 
     /// Exports from the player's position to its range's end, in its exact length: the range's frames through each
-    /// change of rate, rounded up, and then up to whole slices. The player's loop flag is off meanwhile. Throws what
-    /// failed: a status assertion, what the render path kept, or what the block threw. Data that cannot be read, or
-    /// that ends before its announced length, fails. [any] [blocks]
+    /// change of rate, rounded up, and then, unless exact frames are wanted, up to whole slices. The player's loop flag
+    /// is off meanwhile. Throws what failed: a status assertion, what the render path kept, or what the block threw.
+    /// Data that cannot be read, or that ends before its announced length, fails. [any] [blocks]
     void writeTo(const std::filesystem::path &url);
 
 private:
@@ -34,9 +35,12 @@ private:
     [[nodiscard]] bool hasMore() const;
     [[nodiscard]] int64_t playedUpTo() const;
     [[nodiscard]] bool cancelled() const;
-    bool writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time);
+    [[nodiscard]] uint32_t nextSlice() const;
+    bool writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time, uint32_t frames);
+    [[nodiscard]] double drawRate() const;
 
     KXAFilePlayer &player_;
+    const bool exact_;
     const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock_;
     // Stay as they are while the player exports.
     const std::shared_ptr<KXAPlayerParam> param_;

@@ -68,9 +68,18 @@ TEST(FiledAudioData, HasTheLengthInItsOwnFramesAndIsNullWhereItCannotBeOpened)
     EXPECT_THROW(data->prepareForWrite(), const char *) << "nobody implements it";
     data->setFileURL(make(indexed(5)));
     data->prepareForRead(std::stop_token());
-    expectPasses(readIndices(*data), 5, 0, 0, 5);
+    EXPECT_FALSE(data->setRingBufferQueue(data->prereadQueue())) << "a file is open";
+    int16_t samples[10];
+    uint32_t frames = 9;
+    data->readNative(samples, &frames);
+    EXPECT_EQ(frames, 5U);
+    for (uint32_t i = 0; i < frames; ++i)
+        EXPECT_EQ(indexOf(samples[2 * i], samples[2 * i + 1]), i);
 
     CapturedLog log;
+    OSStatus why = noErr;
+    EXPECT_EQ(KXAFilePlayerDataSource::dataSourceWithContentsOfURL("/nowhere", {}, &why), nullptr);
+    EXPECT_EQ(why, kAudioFileFileNotFoundError) << "and no log line";
     EXPECT_EQ(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(fileOf("not audio %s.wav", {'h', 'i'})), nullptr);
     const auto lines = log.messages();
     ASSERT_EQ(lines.size(), 2U);

@@ -26,7 +26,14 @@ TEST_F(PlayerTest, PlaysBitForBitThroughEitherChainAndAcrossRebuilds)
             << "what is replaced is ended, and an unknown mode " << mode << " builds nothing";
         EXPECT_EQ(player->playerParam()->postUnit() == player->postConverterUnit(), mode == 1 || mode == 7);
     }
-    player->setEffect(nullptr);
+    const auto other = KXAFilePlayer::player();
+    const CapturedLog quiet;
+    EXPECT_FALSE(other->setEffect(player->effectUnit())) << "it is in a chain";
+    EXPECT_TRUE(player->setEffect(player->effectUnit()));
+    const AVAudioUnitTimePitch effect;
+    EXPECT_TRUE(player->setEffect(effect.audioUnit()));
+    EXPECT_TRUE(player->setEffect(nullptr));
+    EXPECT_TRUE(other->setEffect(effect.audioUnit())) << "it has been let go";
     std::ranges::copy(advance(1000), std::back_inserter(all));
     expectPasses(all, 13000, 0, 0, 400000);
 }

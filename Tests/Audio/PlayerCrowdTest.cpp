@@ -39,11 +39,7 @@ TEST(PlayerCrowd, SixteenPlayersInRealTimeEachPlayTheirFile)
     EXPECT_TRUE(eventually([&] { return ready == devices.size(); }, std::chrono::seconds(seconds) + kHangDeadline));
     uint64_t underruns = 0;
     for (const auto &player : players) {
-        uint64_t its = 0;
-        uint32_t size = sizeof its;
-        AudioUnitGetProperty(player->outputUnit(), kAudioOutputUnitProperty_Underruns, kAudioUnitScope_Global, 0, &its,
-                             &size);
-        underruns += its;
+        underruns += player->underruns();
         player->stop();
     }
     EXPECT_LE(underruns, players.size())

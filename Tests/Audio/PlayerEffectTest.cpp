@@ -41,14 +41,16 @@ protected:
     }
 
     /// The frames of an export of the range.
-    std::vector<int64_t> exported()
+    std::vector<int64_t> exported(const KXAExportOptions &options = {})
     {
         const auto url = temporaryPath("effect.aiff");
-        EXPECT_TRUE(exportRange(player, url).completed);
+        EXPECT_TRUE(exportRange(
+                        player, url, [] { return false; }, options)
+                        .completed);
         return indicesOf(url);
     }
 
-    /// The export of a range makes `frames` frames, up to whole slices, and is what is played.
+    /// The export of a range makes `frames` frames, up to whole slices or not, and is what is played.
     void expectWhatIsPlayed(int64_t start, int64_t end, double frames)
     {
         SCOPED_TRACE(testing::Message() << start << " to " << end);
@@ -64,6 +66,16 @@ protected:
         player->stop();
         played.resize(std::max(written.size(), played.size())); // an end of the data has stopped it
         EXPECT_TRUE(std::equal(written.begin(), written.end(), played.begin()));
+
+        const auto exact = exported({.fromRangeStart = true, .exactFrames = true});
+        ASSERT_EQ(static_cast<double>(exact.size()), frames);
+        player->setPlaysRangeOnce(true);
+        player->setPositionInFrame(start);
+        heard();
+        const auto once = playOut();
+        player->setPlaysRangeOnce(false);
+        ASSERT_GE(once.size(), exact.size());
+        EXPECT_TRUE(std::equal(exact.begin(), exact.end(), once.begin()));
         player->setLoop(true);
     }
 

@@ -96,22 +96,19 @@ TEST_F(PlayerExportTest, RefusesOtherUsesMeanwhileAndThenMovesToTheDeviceThatWas
     EXPECT_TRUE(exportRange(player, destination, [&] {
                     if (refusals.empty())
                         player->setOutputDeviceID(0);
-                    player->play();
-                    player->setPositionInFrame(30000);
-                    player->setLoop(true);
-                    player->setEffect(nullptr);
-                    player->setEffectMode(KXAEffectModeAU);
-                    player->setOffsetFramesPlay(1, 2, 3);
-                    EXPECT_FALSE(player->loadFileAtURL(make(indexed(100))));
-                    player->prepareForExport();
-                    player->exportAsyncWithURL(
-                        "second.aiff", {}, [] { FAIL(); },
-                        [&](const NSException &exception) { refusals.push_back(exception.reason()); });
+                    EXPECT_TRUE(player->isExporting());
+                    EXPECT_FALSE(player->play() || player->setPositionInFrame(30000) || player->setLoop(true) ||
+                                 player->setEffect(nullptr) || player->setEffectMode(KXAEffectModeAU) ||
+                                 player->setOffsetFramesPlay(1, 2, 3) || player->loadFileAtURL(make(indexed(100))) ||
+                                 player->prepareForExport() ||
+                                 player->exportAsyncWithURL(
+                                     "second.aiff", {}, [] { FAIL(); },
+                                     [&](const NSException &exception) { refusals.push_back(exception.reason()); }));
                     EXPECT_EQ(player->outputUnit(), output) << "the device waits";
                     return refusals.size() > 118; // it would not end
                 }).completed);
     EXPECT_EQ(refusals, std::vector<std::string>(118, "an export is running"));
-    EXPECT_FALSE(player->isPlaying());
+    EXPECT_FALSE(player->isPlaying() || player->isExporting());
     EXPECT_EQ(player->playerParam()->mode(), KXAEffectModeNone);
     EXPECT_EQ(player->endOffsetInFrame(), 60000);
     EXPECT_NE(player->outputUnit(), output);

@@ -20,7 +20,7 @@ struct Outcome {
 /// Exports the range and waits for the end; `beforeSlice` may cancel.
 inline Outcome exportRange(
     const std::shared_ptr<KXAFilePlayer> &player, const std::filesystem::path &url,
-    const std::function<bool()> &beforeSlice = [] { return false; })
+    const std::function<bool()> &beforeSlice = [] { return false; }, const KXAExportOptions &options = {})
 {
     Outcome outcome;
     Handshake ended;
@@ -34,7 +34,7 @@ inline Outcome exportRange(
         ended.announce();
     };
     player->exportAsyncWithURL(
-        url, beforeEach, [=] { end(""); }, [=](const NSException &exception) { end(exception.reason()); });
+        url, beforeEach, [=] { end(""); }, [=](const NSException &exception) { end(exception.reason()); }, options);
     EXPECT_TRUE(ended.await());
     return outcome;
 }

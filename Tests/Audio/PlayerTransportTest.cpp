@@ -12,8 +12,8 @@ TEST_F(PlayerTest, PlaysTheFileBitForBitAndStopsAtItsEnd)
 {
     player->_timerFired(nullptr);
     player->setPositionInFrame(100);
-    player->play();
-    EXPECT_FALSE(player->isPlaying()) << "nothing to play";
+    EXPECT_FALSE(player->play()) << "nothing to play";
+    EXPECT_FALSE(player->isPlaying() || player->setPositionInFrame(0) || player->prepareForExport());
     EXPECT_EQ(player->byteOffset() | player->totalPackets(), 0);
     EXPECT_EQ(hardware->openStreams(), 0U) << "the device is opened by play only";
 
@@ -61,8 +61,14 @@ TEST_F(PlayerTest, LoadsAnotherFileWhilePlaying)
     player->stop();
     player->play();
     EXPECT_FALSE(player->isPlaying());
-    load(indexed(5000));
-    player->play();
+    OSStatus why = noErr;
+    EXPECT_FALSE(player->loadFileAtURL("/nowhere.wav", {}, &why));
+    EXPECT_EQ(why, kAudioFileFileNotFoundError);
+    EXPECT_FALSE(player->loadFileAtURL(make(indexed(50000)), cancelled.get_token(), &why));
+    EXPECT_EQ(why, kAudioFileOpeningCancelledError);
+    EXPECT_TRUE(player->loadFileAtURL(make(indexed(5000)), {}, &why));
+    EXPECT_EQ(why, noErr);
+    EXPECT_TRUE(player->play());
     EXPECT_TRUE(player->isPlaying());
 }
 
@@ -151,7 +157,7 @@ TEST_F(PlayerTest, ManyThreadsMayDriveOnePlayer)
     for (const std::function<void(int)> &action : std::initializer_list<std::function<void(int)>>{
              [&](int) { player->play(); },
              [&](int i) { player->setPositionInFrame(i * 1000); },
-             [&](int i) { i % 2 == 0 ? player->stop() : player->setEffectMode(static_cast<uint64_t>(i % 3)); },
+             [&](int i) { i % 2 == 0 ? player->stop() : void(player->setEffectMode(static_cast<uint64_t>(i % 3))); },
              [&](int i) { player->setOffsetFramesPlay(i, i, i + 500); },
              [&](int i) { (void)player->loadFileAtURL(make(indexed(40000 + i % 3))); },
              [&](int) { (void)hardware->advance(300); },

@@ -69,6 +69,8 @@ enum : AudioUnitPropertyID {
     /// 44,100 Hz pulled since the start, as the time stamps of the callbacks do; mHostTime is now, in nanoseconds of
     /// the monotonic clock. After a stop it stays at what was heard last.
     kAudioOutputUnitProperty_HeardTime = 2902,
+    /// uint32_t; read only: running, or stopped from inside its callback and not yet played out by the device.
+    kAudioOutputUnitProperty_IsSounding = 2903,
 };
 
 enum : AudioUnitParameterID {

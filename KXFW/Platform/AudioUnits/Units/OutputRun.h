@@ -52,7 +52,8 @@ public:
     void cut();
 
     [[nodiscard]] bool isRunning() const noexcept { return state_.load() == State::Running; } ///< [any]
-    [[nodiscard]] uint64_t underruns() const;                                                 ///< [any]
+    [[nodiscard]] bool isOver() const noexcept { return state_.load() == State::Cut; } ///< All was heard, or cut. [any]
+    [[nodiscard]] uint64_t underruns() const;                                          ///< [any]
     [[nodiscard]] uint32_t latencyFrames() const; ///< Of 44,100 Hz, in the device. [any]
     [[nodiscard]] double heardFrames() const;     ///< Of those pulled: heard so far. [any]
 

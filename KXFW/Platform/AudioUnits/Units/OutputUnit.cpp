@@ -24,6 +24,7 @@ constexpr std::array kProperties{
     PropertyRow{kAudioOutputUnitProperty_Underruns, kGlobal, sizeof(uint64_t), true, false},
     PropertyRow{kAudioOutputUnitProperty_DeviceLatency, kGlobal, sizeof(uint32_t), true, false},
     PropertyRow{kAudioOutputUnitProperty_HeardTime, kGlobal, sizeof(AudioTimeStamp), true, false},
+    PropertyRow{kAudioOutputUnitProperty_IsSounding, kGlobal, sizeof(uint32_t), true, false},
 };
 
 constexpr UnitShape kOutputShape{
@@ -236,6 +237,8 @@ OSStatus OutputUnit::getOwnProperty(AudioUnitPropertyID id, void *data)
         return give(current ? current->latencyFrames() : uint32_t{0});
     case kAudioOutputUnitProperty_HeardTime:
         return give(heardTime());
+    case kAudioOutputUnitProperty_IsSounding:
+        return give(static_cast<uint32_t>(current && !current->isOver()));
     default:
         return kAudioUnitErr_InvalidProperty;
     }
