@@ -4,7 +4,9 @@
 
 #include "kx/AtomicFile.h"
 #include "kx/Device.h"
+#include "kx/Effect.h"
 #include "kx/Error.h"
 #include "kx/Frames.h"
 #include "kx/Subscription.h"
+#include "kx/TimePitch.h"
 #include "kx/Version.h"

@@ -19,9 +19,8 @@ constexpr uint32_t kMaximum = 4096;
 class Subject
 {
 public:
-    Subject(const AudioComponentDescription &component, const std::function<void(AudioUnit)> &configure)
-        : unit(component),
-          feed_([this](const auto &, uint32_t frames, AudioBufferList &data) { return fill(frames, data); })
+    template <class Made> Subject(const Made &made, const std::function<void(AudioUnit)> &configure)
+        : unit(made), feed_([this](const auto &, uint32_t frames, AudioBufferList &data) { return fill(frames, data); })
     {
         configure(unit);
         input_ = format(unit, kAudioUnitScope_Input);
@@ -130,11 +129,8 @@ void checkOwnMemoryAndRepeatedControl(const Subject &subject)
         EXPECT_TRUE(buffer.mData && buffer.mDataByteSize == kMaximum * subject.output.mBytesPerFrame);
 }
 
-} // namespace
-
-void checkContract(const AudioComponentDescription &component, const std::function<void(AudioUnit)> &configure)
+void checkContract(Subject &subject)
 {
-    Subject subject(component, configure);
     SCOPED_TRACE(testing::Message() << "to " << subject.output.mSampleRate << " Hz, "
                                     << subject.output.mChannelsPerFrame << " channels");
     const auto whole = subject.renderAnew(std::vector<uint32_t>(10, kMaximum));
@@ -152,6 +148,20 @@ void checkContract(const AudioComponentDescription &component, const std::functi
     setLongest(kMaximum);
     checkStatuses(subject);
     checkOwnMemoryAndRepeatedControl(subject);
+}
+
+} // namespace
+
+void checkContract(const AudioComponentDescription &component, const std::function<void(AudioUnit)> &configure)
+{
+    Subject subject(component, configure);
+    checkContract(subject);
+}
+
+void checkContract(AudioUnit unit)
+{
+    Subject subject(unit, [](AudioUnit) {});
+    checkContract(subject);
 }
 
 } // namespace kx::test

@@ -11,5 +11,7 @@ namespace kx::test
 /// any longest slice, a repeat after a reset, no allocation, free or plain lock in a render, and statuses for what does
 /// not fit. `configure` gets a new unit, not yet initialised, for linear PCM.
 void checkContract(const AudioComponentDescription &component, const std::function<void(AudioUnit unit)> &configure);
+/// Of a unit that is no component; it is disposed of.
+void checkContract(AudioUnit unit);
 
 } // namespace kx::test

@@ -29,6 +29,7 @@ public:
     {
         EXPECT_EQ(AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &wanted), &unit_), noErr);
     }
+    explicit OwnedUnit(AudioUnit unit) : unit_(unit) {}
     ~OwnedUnit() { dispose(); }
     OwnedUnit(const OwnedUnit &) = delete;
     OwnedUnit &operator=(const OwnedUnit &) = delete;

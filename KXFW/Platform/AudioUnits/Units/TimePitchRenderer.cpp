@@ -1,7 +1,5 @@
 #include "KXFW/Platform/AudioUnits/Units/TimePitchRenderer.h"
 
-#include "KXFW/Platform/AudioUnits/Units/TimePitchUnit.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -59,8 +57,8 @@ void append(PlanarFifo &fifo, const ConstPlanes &frames, uint32_t count)
 
 } // namespace
 
-TimePitchRenderer::TimePitchRenderer(TimePitchUnit &unit, uint32_t maximumFrames)
-    : unit_(unit), maximumFrames_(maximumFrames), source_(kChannels, 2 * kLookAhead + 4 * maximumFrames),
+TimePitchRenderer::TimePitchRenderer(TimePitchControl &control, uint32_t maximumFrames)
+    : control_(control), maximumFrames_(maximumFrames), source_(kChannels, 2 * kLookAhead + 4 * maximumFrames),
       changed_(kChannels, kChangedCapacity), old_(kChannels, kKept + kFade), pulled_(kChannels, 1, 0)
 {
     begin();
@@ -69,7 +67,7 @@ TimePitchRenderer::TimePitchRenderer(TimePitchUnit &unit, uint32_t maximumFrames
 void TimePitchRenderer::reset() noexcept
 {
     begin();
-    unit_.tellHeldFrames(0);
+    control_.tellHeldFrames(0);
 }
 
 /// The source before its first frame is silence.
@@ -92,7 +90,7 @@ void TimePitchRenderer::takePlace(Renderer *before) noexcept
     if (before)
         continueFrom(static_cast<TimePitchRenderer &>(*before));
     else
-        unit_.tellHeldFrames(0);
+        control_.tellHeldFrames(0);
 }
 
 /// What is held fits: between two slices it does not depend on their length. The interpolator keeps nothing.
@@ -118,13 +116,13 @@ void TimePitchRenderer::continueFrom(TimePitchRenderer &before) noexcept
 OSStatus TimePitchRenderer::render(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
                                    AudioBufferList &out) noexcept
 {
-    const TimePitchSetting wanted = unit_.setting();
+    const TimePitchSetting wanted = control_.setting();
     if (!isHolding_ && wanted.isNeutral())
         return passThrough(input, time, frames, out);
     if (!isHolding_)
         beginToHold();
     rate_ = FixedFrames::stepOf(wanted.rate); // the draw's, which comes first: a change may use what is drawn
-    unit_.tellHeldFrames(kLookAhead);
+    control_.tellHeldFrames(kLookAhead);
     if (const OSStatus status = draw(input, time, frames); status != noErr)
         return status;
     if (wanted != setting_)

@@ -1,16 +1,15 @@
 #pragma once
 
 #include "KXFW/Platform/AudioUnits/Renderer.h"
+#include "KXFW/Platform/AudioUnits/TimePitchControl.h"
+#include "KXFW/Platform/AudioUnits/Units/FixedFrames.h"
 #include "KXFW/Platform/AudioUnits/Units/PlanarFifo.h"
 #include "KXFW/Platform/AudioUnits/Units/TempoChanger.h"
-#include "KXFW/Platform/AudioUnits/Units/TimePitchSetting.h"
 #include "KXFW/Platform/Conversion/SincInterpolator.h"
 #include "KXFW/Platform/Foundation/BufferList.h"
 
 namespace kx
 {
-
-class TimePitchUnit;
 
 /// Makes the sound of a time-pitch unit:
 ///
@@ -27,8 +26,8 @@ class TimePitchUnit;
 class TimePitchRenderer final : public Renderer
 {
 public:
-    /// Borrows the unit, whose setting it follows. Makes all memory. [any]
-    TimePitchRenderer(TimePitchUnit &unit, uint32_t maximumFrames);
+    /// Borrows the control, whose setting it follows. Makes all memory. [any]
+    TimePitchRenderer(TimePitchControl &control, uint32_t maximumFrames);
 
     OSStatus render(FrameSource &input, const AudioTimeStamp &time, uint32_t frames,
                     AudioBufferList &out) noexcept override;
@@ -57,7 +56,7 @@ private:
     void fadeIn(int64_t from) noexcept;
     void letGo() noexcept;
 
-    TimePitchUnit &unit_;
+    TimePitchControl &control_;
     const uint32_t maximumFrames_;
     TimePitchSetting setting_; ///< in effect
     bool isHolding_ = false;

@@ -17,31 +17,38 @@ constexpr UnitShape kTimePitchShape{
 
 } // namespace
 
-TimePitchUnit::TimePitchUnit()
-    : Unit(kTimePitchShape), parameters_{Parameter{kTimePitchParam_Rate, 0.25F, 4, 1, Parameter::Outside::Refused},
-                                         Parameter{kTimePitchParam_Pitch, -2400, 2400, 0, Parameter::Outside::Refused}}
+TimePitchControl::TimePitchControl() noexcept
+    : parameters_{Parameter{kTimePitchParam_Rate, 0.25F, 4, 1, Parameter::Outside::Refused},
+                  Parameter{kTimePitchParam_Pitch, -2400, 2400, 0, Parameter::Outside::Refused}}
 {
 }
 
-TimePitchSetting TimePitchUnit::setting() const noexcept
+TimePitchSetting TimePitchControl::setting() const noexcept
 {
     return {parameters_[0].value, parameters_[1].value};
 }
 
+std::unique_ptr<Renderer> makeTimePitchRenderer(TimePitchControl &control, uint32_t maximumFrames)
+{
+    return std::make_unique<TimePitchRenderer>(control, maximumFrames);
+}
+
+TimePitchUnit::TimePitchUnit() : Unit(kTimePitchShape) {}
+
 StatusOr<std::unique_ptr<Renderer>> TimePitchUnit::makeRenderer(const UnitFormats &formats)
 {
-    return std::unique_ptr<Renderer>(std::make_unique<TimePitchRenderer>(*this, formats.maximumFrames));
+    return makeTimePitchRenderer(control_, formats.maximumFrames);
 }
 
 double TimePitchUnit::latencySeconds() const
 {
-    return held_ / (kCanonicalSampleRate * setting().rate);
+    return control_.heldFrames() / (kCanonicalSampleRate * control_.setting().rate);
 }
 
 uint32_t TimePitchUnit::ownHeldFrames(uint32_t behind) const
 {
-    const auto frames = static_cast<uint32_t>(std::ceil(behind * double{setting().rate}));
-    return frames + (isInitialized() ? held_.load() : 0);
+    const auto frames = static_cast<uint32_t>(std::ceil(behind * double{control_.setting().rate}));
+    return frames + (isInitialized() ? control_.heldFrames() : 0);
 }
 
 std::shared_ptr<Unit> makeTimePitchUnit()

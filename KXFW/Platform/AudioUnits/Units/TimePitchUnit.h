@@ -1,9 +1,7 @@
 #pragma once
 
+#include "KXFW/Platform/AudioUnits/TimePitchControl.h"
 #include "KXFW/Platform/AudioUnits/Unit.h"
-#include "KXFW/Platform/AudioUnits/Units/TimePitchSetting.h"
-
-#include <array>
 
 namespace kx
 {
@@ -14,20 +12,15 @@ class TimePitchUnit final : public Unit
 public:
     TimePitchUnit(); ///< At rate 1 and pitch 0. [any]
 
-    [[nodiscard]] TimePitchSetting setting() const noexcept; ///< As it is to be now. [any] [render]
-    /// For the unit's renderer: how many frames it keeps back from the slice under way on. [any] [render]
-    void tellHeldFrames(uint32_t frames) noexcept { held_ = frames; }
-
 protected:
     StatusOr<std::unique_ptr<Renderer>> makeRenderer(const UnitFormats &formats) override;
     [[nodiscard]] double latencySeconds() const override;
-    std::span<Parameter> parameters() noexcept override { return parameters_; }
+    std::span<Parameter> parameters() noexcept override { return control_.parameters(); }
     [[nodiscard]] uint32_t ownHeldFrames(uint32_t behind) const override;
-    [[nodiscard]] double ownDrawRate() const override { return setting().rate; }
+    [[nodiscard]] double ownDrawRate() const override { return control_.setting().rate; }
 
 private:
-    std::array<Parameter, 2> parameters_; ///< rate, pitch
-    std::atomic<uint32_t> held_{0};
+    TimePitchControl control_;
 };
 
 } // namespace kx

@@ -8,15 +8,6 @@
 namespace kx
 {
 
-/// How a time-pitch unit changes the sound.
-struct TimePitchSetting {
-    float rate = 1;  ///< source frames played for each frame given
-    float cents = 0; ///< hundredths of a semitone
-
-    bool operator==(const TimePitchSetting &) const = default;
-    [[nodiscard]] bool isNeutral() const noexcept { return rate == 1 && cents == 0; } ///< [any] [render]
-};
-
 /// A number of frames in 2^-32: sums of them are exact, in whatever order and grouping.
 struct FixedFrames {
     int64_t whole = 0;
