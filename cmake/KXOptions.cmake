@@ -31,7 +31,7 @@ if(NOT KXFW_SANITIZE)
         "$<$<AND:${hardened},$<NOT:$<CONFIG:Debug>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
     target_link_options(kx_options INTERFACE "$<${hardened}:-Wl,-z,relro;-Wl,-z,now;-Wl,-z,noexecstack>")
 endif()
-target_include_directories(kx_options INTERFACE ${CMAKE_SOURCE_DIR})
+target_include_directories(kx_options INTERFACE ${PROJECT_SOURCE_DIR})
 
 # With KXFW_UNITY each folder of a target is compiled as one source: a build from scratch parses every header once a
 # folder; with KXFW_UNITY_TESTS only those of the tests are. Names in the unnamed namespaces of a folder therefore
@@ -43,7 +43,7 @@ function(kx_unity target)
     get_target_property(sources ${target} SOURCES)
     foreach(source ${sources})
         cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
-        cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE path)
+        cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE path)
         cmake_path(GET path PARENT_PATH folder)
         string(MAKE_C_IDENTIFIER "${folder}" group)
         set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${group})

@@ -51,7 +51,7 @@ std::filesystem::path findModule()
 {
     const std::filesystem::path &folder = ownFolder();
     std::error_code ignored;
-    for (const char *place : {".", "kxfw", "../lib", "../lib/kxfw"}) {
+    for (const char *place : {".", "../lib", "../lib/kxfw", KX_MODULE_FOLDER}) {
         std::filesystem::path path = folder / place / kMPEG4ModuleFile;
         if (!folder.empty() && std::filesystem::exists(path, ignored))
             return path;

@@ -12,8 +12,13 @@ namespace
 {
 
 /// In the order of preference; the last one is always there.
-constexpr std::array kBackends{kx::BackendEntry{"pulse", kx::makePulseBackend},
-                               kx::BackendEntry{"virtual", kx::makeVirtualBackend}};
+constexpr std::array kBackends
+{
+#if KX_WITH_PULSEAUDIO
+    kx::BackendEntry{"pulse", kx::makePulseBackend},
+#endif
+        kx::BackendEntry{"virtual", kx::makeVirtualBackend},
+};
 
 std::unique_ptr<kx::HardwareBackend> firstThatComes()
 {
