@@ -5,6 +5,8 @@
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/RenderGuard.h"
+#include "Tests/Support/TestEffects.h"
+#include "kx/TimePitch.h"
 
 #include <cmath>
 
@@ -284,6 +286,56 @@ TEST_F(PlayerEffectTest, SettingsChangeWithoutMemoryOrLocksAndNoFrameIsLost)
         player->audioData()->prereadFrames(44100);
     }
     EXPECT_TRUE(!RenderGuard::works() || guard.isClean()) << guard;
+}
+
+class PlayerEffectChainTest : public PlayerEffectTest
+{
+protected:
+    void playThrough(Effects effects)
+    {
+        chain = chainOf(std::move(effects));
+        player->setEffect(chain.audioUnit());
+    }
+
+    static float negate(float sample) { return -sample; }
+
+    EffectChain chain;
+};
+
+/// However many frames the effects are late, and although each changes what it gets.
+TEST_F(PlayerEffectChainTest, LoopsAreBitForBitAndTheFrameThatIsHeardIsKnown)
+{
+    load(indexed(400'000));
+    playThrough({std::make_shared<SampleEffect>(negate), std::make_shared<DelayEffect>(700),
+                 std::make_shared<TimePitch>(), std::make_shared<DelayEffect>(64),
+                 std::make_shared<SampleEffect>(negate)});
+    player->setOffsetFramesPlay(5000, 4000, 6001);
+    player->play();
+    expectPasses(advance(10'000), 10'000, 5000, 4000, 6001);
+    EXPECT_EQ(player->heardFrame().frame, 4000 + (1000 + 10'000) % 2001);
+    player->setEndOffsetInFrame(400'000);
+    player->setPositionInFrame(200'000);
+    expectPasses(advance(3000), 3000, 200'000, 4000, 400'000);
+    EXPECT_EQ(player->heardFrame().frame, 203'000);
+    player->stop();
+    player->setPositionToHeardFrame();
+    EXPECT_EQ(player->frameOffset(), 203'000);
+}
+
+TEST_F(PlayerEffectChainTest, AnExportIsExactAndIsWhatIsPlayed)
+{
+    auto pitch = std::make_shared<TimePitch>();
+    for (const double rate : {1.0, 0.7, 2.5}) {
+        SCOPED_TRACE(testing::Message() << "rate " << rate);
+        ASSERT_TRUE(pitch->setRate(rate) && pitch->setPitch(200));
+        playThrough({std::make_shared<DelayEffect>(64), pitch, std::make_shared<DelayEffect>(3000, 0.5F),
+                     std::make_shared<DelayEffect>(1500)});
+        for (const int64_t frames : {1, 513, 5003}) {
+            expectWhatIsPlayed(1000, 1000 + frames, std::ceil(static_cast<double>(frames) / rate));
+            expectWhatIsPlayed(60000 - frames, 60000, std::ceil(static_cast<double>(frames) / rate));
+        }
+        playThrough({}); // the effects are free again
+    }
 }
 
 } // namespace
