@@ -14,11 +14,6 @@ namespace
 
 constexpr uint32_t kBlockFrames = 2048; ///< small enough that every pass over a block stays in the cache
 
-std::size_t sampleBytes(SampleKind kind)
-{
-    return kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float);
-}
-
 bool isBigEndian(const AudioStreamBasicDescription &format)
 {
     return (format.mFormatFlags & kAudioFormatFlagIsBigEndian) != 0;

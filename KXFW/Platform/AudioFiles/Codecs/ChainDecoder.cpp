@@ -86,8 +86,7 @@ ChainDecoder::ChainDecoder(std::vector<ChainLink> links) : format_(links.front()
 
 StatusOr<uint32_t> ChainDecoder::read(void *interleaved, uint32_t frames)
 {
-    const std::size_t frameBytes =
-        format_.channels * (format_.kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float));
+    const std::size_t frameBytes = format_.frameBytes();
     const auto wanted = static_cast<uint32_t>(std::min<int64_t>(frames, format_.frames - position_));
     uint32_t done = 0;
     while (done < wanted) {

@@ -38,6 +38,11 @@ struct ByteRange {
 
 enum class SampleKind { Int16, Float32 };
 
+[[nodiscard]] constexpr uint32_t sampleBytes(SampleKind kind) noexcept
+{
+    return kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float);
+}
+
 /// What a decoder delivers: interleaved native samples at the file's own rate and channel count.
 struct DecodedFormat {
     AudioStreamBasicDescription file; ///< the file's own data format, as shown to the application
@@ -45,6 +50,8 @@ struct DecodedFormat {
     uint32_t channels;                ///< 1 to kMaximumChannels
     double rate;                      ///< whole frames per second
     int64_t frames;                   ///< the exact length; so many frames can be read
+
+    [[nodiscard]] uint32_t frameBytes() const noexcept { return channels * sampleBytes(kind); } ///< as delivered
 };
 
 /// One file being decoded. One thread at a time.

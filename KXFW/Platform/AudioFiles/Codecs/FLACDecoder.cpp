@@ -128,7 +128,7 @@ FLACDecoder::FLACDecoder(std::shared_ptr<ByteSource> source, ByteRange range)
 
 FLACDecoder::~FLACDecoder() = default;
 
-OSStatus FLACDecoder::failure() const noexcept
+OSStatus FLACDecoder::openingFailure() const noexcept
 {
     return source_->error() != noErr ? source_->error() : kAudioFileInvalidFileError;
 }
@@ -136,12 +136,11 @@ OSStatus FLACDecoder::failure() const noexcept
 OSStatus FLACDecoder::start()
 {
     if (FLAC__stream_decoder_process_until_end_of_metadata(decoder_.get()) == 0 || bits_ == 0)
-        return failure();
+        return openingFailure();
     const bool isSupported = format_.channels >= 1 && format_.channels <= kMaximumChannels &&
                              format_.rate >= kMinimumSampleRate && format_.rate <= kMaximumSampleRate;
     if (!isSupported)
         return kAudioFileUnsupportedDataFormatError;
-    frameBytes_ = format_.channels * (format_.kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float));
     return measure();
 }
 
@@ -179,35 +178,20 @@ int64_t FLACDecoder::lastFrameEnd()
     }
 }
 
-StatusOr<uint32_t> FLACDecoder::read(void *interleaved, uint32_t frames)
-{
-    auto *out = static_cast<std::byte *>(interleaved);
-    const int64_t wanted = std::min<int64_t>(frames, format_.frames - position_);
-    int64_t done = 0;
-    while (done < wanted && prepare()) {
-        const bool isMissing = position_ < blockStart_;
-        const int64_t count = std::min(wanted - done, (isMissing ? blockStart_ : blockEnd()) - position_);
-        std::byte *const to = out + static_cast<std::size_t>(done) * frameBytes_;
-        const auto bytes = static_cast<std::size_t>(count) * frameBytes_;
-        if (isMissing)
-            std::memset(to, 0, bytes);
-        else
-            std::memcpy(to, block_.data() + static_cast<std::size_t>(position_ - blockStart_) * frameBytes_, bytes);
-        done += count;
-        position_ += count;
-    }
-    if (done == 0 && wanted > 0 && source_->error() != noErr)
-        return source_->error();
-    return static_cast<uint32_t>(done);
-}
-
 OSStatus FLACDecoder::seek(int64_t frame)
 {
-    if (frame < 0 || frame > format_.frames)
-        return kExtAudioFileError_InvalidSeek;
     isStanding_ = isStanding_ && frame >= blockStart_ && frame <= blockEnd();
-    position_ = frame;
-    return noErr;
+    return BlockDecoder::seek(frame);
+}
+
+BlockDecoder::Block FLACDecoder::block()
+{
+    if (!prepare())
+        return {};
+    if (position_ < blockStart_)
+        return {nullptr, blockStart_ - position_};
+    return {block_.data() + static_cast<std::size_t>(position_ - blockStart_) * format_.frameBytes(),
+            blockEnd() - position_};
 }
 
 /// Knows what is at position_: frames in the block, or that they are missing. False if they cannot be read.
@@ -270,7 +254,7 @@ void FLACDecoder::take(const FLAC__Frame &frame, const FLAC__int32 *const *plane
         return;
     blockStart_ = start;
     blockFrames_ = std::min<int64_t>(header.blocksize, format_.frames - start);
-    block_.resize(std::max(block_.size(), header.blocksize * frameBytes_));
+    block_.resize(std::max(block_.size(), std::size_t{header.blocksize} * format_.frameBytes()));
     if (format_.kind == SampleKind::Int16) {
         const uint32_t shift = 16 - bits_;
         interleave<int16_t>(planes, header.channels, header.blocksize, block_.data(),

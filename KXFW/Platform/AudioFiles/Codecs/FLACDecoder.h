@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXFW/Platform/AudioFiles/Codecs/Decoder.h"
+#include "KXFW/Platform/AudioFiles/Codecs/BlockDecoder.h"
 
 #include <FLAC/stream_decoder.h>
 
@@ -12,7 +12,7 @@ namespace kx
 
 /// Decodes FLAC through libFLAC, as a file of its own or as a stream in Ogg pages. Frames keep the places that they
 /// name, so that what is damaged between them is silent and the sound behind it stays where it was.
-class FLACDecoder final : public Decoder
+class FLACDecoder final : public BlockDecoder
 {
 public:
     /// A stream in `range` of the file. Looks whether the last frame of the stated length is there, and for the last
@@ -21,8 +21,6 @@ public:
     static DecoderResult makeInOgg(std::shared_ptr<ByteSource> source, ByteRange range, uint32_t serial);
     ~FLACDecoder() override;
 
-    [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
-    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override;
     OSStatus seek(int64_t frame) override;
 
 private:
@@ -40,7 +38,9 @@ private:
     OSStatus measure();
     bool holds(int64_t frame);
     int64_t lastFrameEnd();
-    [[nodiscard]] OSStatus failure() const noexcept;
+    [[nodiscard]] OSStatus openingFailure() const noexcept;
+    [[nodiscard]] OSStatus failure() const noexcept override { return source_->error(); }
+    Block block() override;
 
     bool prepare();
     bool moveTo(int64_t frame);
@@ -52,15 +52,12 @@ private:
     std::shared_ptr<ByteSource> source_;
     ByteRange range_;
     std::unique_ptr<FLAC__StreamDecoder, DecoderDeleter> decoder_;
-    DecodedFormat format_{};
-    uint32_t bits_ = 0;          ///< a sample; 0 before the stream's description was read
-    std::size_t frameBytes_ = 0; ///< as delivered
+    uint32_t bits_ = 0; ///< a sample; 0 before the stream's description was read
 
     int64_t offset_ = 0;      ///< of the byte in the range that the library reads next
     bool isCutShort_ = false; ///< the file has become shorter than it was
     bool isDamaged_ = false;  ///< the frame at hand is
     bool isStanding_ = false; ///< the library goes on at or before position_
-    int64_t position_ = 0;    ///< the next frame to deliver
     int64_t blockStart_ = 0;  ///< what lies between position_ and this is missing
     int64_t blockFrames_ = 0;
     std::vector<std::byte> block_;

@@ -1,7 +1,7 @@
 /// MPEG audio, layers I to III. The walk over the frame headers says where each frame is and so how long the file is;
 /// libmpg123 is given one whole frame at a time and decodes it. A frame that cannot be decoded is silent, so that the
 /// length announced is the length delivered. Frames of another format than the first one's are left out.
-#include "KXFW/Platform/AudioFiles/Codecs/Decoder.h"
+#include "KXFW/Platform/AudioFiles/Codecs/BlockDecoder.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEGFrameDecoder.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEGFrameWalk.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEGInfoTag.h"
@@ -75,7 +75,7 @@ DecodedFormat formatOf(const MPEGFrameHeader &header, int64_t frames)
     return {file, SampleKind::Float32, header.channels, static_cast<double>(header.rate), frames};
 }
 
-class MPEGAudioDecoder final : public Decoder
+class MPEGAudioDecoder final : public BlockDecoder
 {
 public:
     MPEGAudioDecoder(std::shared_ptr<ByteSource> source, const MPEGFrameWalk &walk, MPEGStream stream)
@@ -91,35 +91,18 @@ public:
     }
 
     [[nodiscard]] bool isUsable() const noexcept { return frameDecoder_.isUsable(); }
-    [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
-
-    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override
-    {
-        auto *out = static_cast<float *>(interleaved);
-        const auto wanted = std::min<int64_t>(frames, format_.frames - position_);
-        int64_t done = 0;
-        while (done < wanted && prepare()) {
-            const int64_t inFrame = (skip_ + position_) % samplesPerFrame_;
-            const int64_t count = std::min(wanted - done, samplesPerFrame_ - inFrame);
-            std::copy_n(decoded_.data() + inFrame * format_.channels, count * format_.channels,
-                        out + done * format_.channels);
-            done += count;
-            position_ += count;
-        }
-        if (done < wanted && source_->error() != noErr)
-            return source_->error();
-        return static_cast<uint32_t>(done);
-    }
-
-    OSStatus seek(int64_t frame) override
-    {
-        if (frame < 0 || frame > format_.frames)
-            return kExtAudioFileError_InvalidSeek;
-        position_ = frame;
-        return noErr;
-    }
 
 private:
+    Block block() override
+    {
+        if (!prepare())
+            return {};
+        const int64_t inFrame = (skip_ + position_) % samplesPerFrame_;
+        return {decoded_.data() + inFrame * format_.channels, samplesPerFrame_ - inFrame};
+    }
+
+    [[nodiscard]] OSStatus failure() const noexcept override { return source_->error(); }
+
     /// Has the frame of sound at position_ in decoded_; false if it cannot be read.
     bool prepare()
     {
@@ -166,9 +149,7 @@ private:
     MPEGFrameDecoder frameDecoder_;
     int64_t samplesPerFrame_;
     int64_t skip_ = 0; ///< decoded samples a channel in front of frame 0
-    DecodedFormat format_{};
-    int64_t position_ = 0; ///< the next frame to deliver
-    int64_t next_ = 0;     ///< the number of the MPEG frame to decode next; the one before is in decoded_
+    int64_t next_ = 0; ///< the number of the MPEG frame to decode next; the one before is in decoded_
     std::vector<float> decoded_;
 };
 

@@ -19,31 +19,15 @@ OggLinkDecoder::OggLinkDecoder(std::shared_ptr<ByteSource> source, OggLink link,
     : source_(std::move(source)), link_(std::move(link)), codec_(std::move(codec)), pages_(*source_, link_.bytes),
       packets_(link_.serial), block_(std::size_t{kMaximumPacketFrames} * link_.format.channels)
 {
+    format_ = link_.format;
 }
 
-StatusOr<uint32_t> OggLinkDecoder::read(void *interleaved, uint32_t frames)
+BlockDecoder::Block OggLinkDecoder::block()
 {
-    auto *out = static_cast<float *>(interleaved);
-    const int64_t channels = link_.format.channels;
-    const int64_t wanted = std::min<int64_t>(frames, link_.format.frames - position_);
-    int64_t done = 0;
-    while (done < wanted && prepare()) {
-        const int64_t count = std::min({wanted - done, blockEnd() - target(), segmentEnd(target()) - target()});
-        std::copy_n(block_.data() + (target() - blockStart_) * channels, count * channels, out + done * channels);
-        done += count;
-        position_ += count;
-    }
-    if (done == 0 && wanted > 0 && source_->error() != noErr)
-        return source_->error();
-    return static_cast<uint32_t>(done);
-}
-
-OSStatus OggLinkDecoder::seek(int64_t frame)
-{
-    if (frame < 0 || frame > link_.format.frames)
-        return kExtAudioFileError_InvalidSeek;
-    position_ = frame;
-    return noErr;
+    if (!prepare())
+        return {};
+    const int64_t count = std::min(blockEnd(), segmentEnd(target())) - target();
+    return {block_.data() + (target() - blockStart_) * format_.channels, count};
 }
 
 int64_t OggLinkDecoder::segmentOf(int64_t frame) const noexcept
@@ -122,7 +106,7 @@ bool OggLinkDecoder::decodeNext()
         return true;
     blockFrames_ = *frames;
     codec_->decode(*packet, *frames, block_.data());
-    makeFinite(block_.data(), std::size_t{*frames} * link_.format.channels);
+    makeFinite(block_.data(), std::size_t{*frames} * format_.channels);
     return true;
 }
 

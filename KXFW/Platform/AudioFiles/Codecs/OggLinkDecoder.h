@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KXFW/Platform/AudioFiles/Codecs/BlockDecoder.h"
 #include "KXFW/Platform/AudioFiles/Codecs/OggLinks.h"
 
 #include <vector>
@@ -8,18 +9,16 @@ namespace kx
 {
 
 /// Decodes one link of an Ogg file, Vorbis or Opus, packet by packet.
-class OggLinkDecoder final : public Decoder
+class OggLinkDecoder final : public BlockDecoder
 {
 public:
     /// Fails if the headers that were there are gone. [blocks]
     static DecoderResult make(std::shared_ptr<ByteSource> source, OggLink link);
 
-    [[nodiscard]] const DecodedFormat &format() const noexcept override { return link_.format; }
-    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override;
-    OSStatus seek(int64_t frame) override;
-
 private:
     OggLinkDecoder(std::shared_ptr<ByteSource> source, OggLink link, std::unique_ptr<OggCodec> codec);
+    Block block() override;
+    [[nodiscard]] OSStatus failure() const noexcept override { return source_->error(); }
 
     // Frames are numbered as they are decoded from here on, what is skipped in front of the sound included.
     [[nodiscard]] int64_t target() const noexcept { return link_.skip + position_; }
@@ -37,7 +36,6 @@ private:
     std::unique_ptr<OggCodec> codec_;
     OggPageReader pages_;
     OggPackets packets_;
-    int64_t position_ = 0; ///< the next frame to deliver
     int64_t segment_ = -1; ///< that is being decoded; -1 none
     int64_t blockStart_ = 0;
     int64_t blockFrames_ = 0;

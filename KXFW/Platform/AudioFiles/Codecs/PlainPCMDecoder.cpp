@@ -73,8 +73,7 @@ StatusOr<uint32_t> PlainPCMDecoder::read16(std::byte *out, uint32_t frames)
 
 StatusOr<uint32_t> PlainPCMDecoder::readOther(std::byte *out, uint32_t frames)
 {
-    const std::size_t outBytes =
-        (format_.kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float)) * format_.channels;
+    const std::size_t outBytes = format_.frameBytes();
     uint32_t done = 0;
     while (done < frames) {
         const int64_t atOnce = std::min<int64_t>(frames - done, ByteWindow::kCapacity / frameBytes_);

@@ -93,8 +93,7 @@ StatusOr<uint32_t> SndfileDecoder::read(void *interleaved, uint32_t frames)
 uint32_t SndfileDecoder::standIn(void *interleaved, uint32_t frames)
 {
     const auto count = static_cast<uint32_t>(std::min<int64_t>(frames, kTryAgain - position_ % kTryAgain));
-    const std::size_t sampleBytes = format_.kind == SampleKind::Int16 ? sizeof(int16_t) : sizeof(float);
-    std::memset(interleaved, 0, count * sampleBytes * format_.channels);
+    std::memset(interleaved, 0, std::size_t{count} * format_.frameBytes());
     position_ += count;
     handleFrame_ = -1;
     return count;

@@ -3,6 +3,7 @@
 /// AAC is decoded in segments of 64 packets, each by a decoder that starts anew one packet earlier. The noise that AAC
 /// substitutes comes from a generator that runs through a whole decode and cannot be set; so it is the same on every
 /// way to a frame, and a seek gives the very samples of straight reading. ALAC packets stand alone.
+#include "KXFW/Platform/AudioFiles/Codecs/BlockDecoder.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEG4Module/MPEG4Module.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEG4Module/MPEG4PacketDecoder.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEG4Module/MPEG4Timeline.h"
@@ -32,7 +33,7 @@ struct PacketFormat {
     uint32_t frames = 0; ///< a packet
 };
 
-class MPEG4Decoder final : public Decoder
+class MPEG4Decoder final : public BlockDecoder
 {
 public:
     MPEG4Decoder(ByteSource &source, MPEG4Track track)
@@ -53,50 +54,29 @@ public:
             packet_.channels > kMaximumChannels || packet_.rate < kMinimumSampleRate ||
             packet_.rate > kMaximumSampleRate)
             return kAudioFileUnsupportedDataFormatError;
-        decoded_.resize(std::size_t{packet_.frames} * packet_.channels * bytesPerSample());
+        decoded_.resize(std::size_t{packet_.frames} * packet_.channels * sampleBytes(packet_.kind));
         timeline_ = timelineOf(track_, packet_.rate, decodableFrames());
         describe();
         return source_.error();
     }
 
-    [[nodiscard]] const DecodedFormat &format() const noexcept override { return format_; }
-
-    StatusOr<uint32_t> read(void *interleaved, uint32_t frames) override
-    {
-        const std::size_t frameBytes = packet_.channels * bytesPerSample();
-        const auto wanted = std::min<int64_t>(frames, format_.frames - position_);
-        auto *out = static_cast<uint8_t *>(interleaved);
-        int64_t done = 0;
-        while (done < wanted) {
-            const int64_t raw = timeline_.skip + position_;
-            if (!decodeTo(raw / packet_.frames))
-                break;
-            const int64_t inPacket = raw % packet_.frames;
-            const int64_t count = std::min(wanted - done, packet_.frames - inPacket);
-            std::memcpy(out + static_cast<std::size_t>(done) * frameBytes,
-                        decoded_.data() + static_cast<std::size_t>(inPacket) * frameBytes,
-                        static_cast<std::size_t>(count) * frameBytes);
-            done += count;
-            position_ += count;
-        }
-        if (done < wanted && source_.error() != noErr)
-            return source_.error();
-        if (done < wanted && isReadable_) // no memory for a new decoder
-            return kAudioFileUnspecifiedError;
-        return static_cast<uint32_t>(done);
-    }
-
-    OSStatus seek(int64_t frame) override
-    {
-        if (frame < 0 || frame > format_.frames)
-            return kExtAudioFileError_InvalidSeek;
-        position_ = frame;
-        return noErr;
-    }
-
 private:
+    Block block() override
+    {
+        const int64_t frame = timeline_.skip + position_;
+        if (!decodeTo(frame / packet_.frames))
+            return {};
+        const int64_t inPacket = frame % packet_.frames;
+        return {decoded_.data() + static_cast<std::size_t>(inPacket) * format_.frameBytes(), packet_.frames - inPacket};
+    }
+
+    [[nodiscard]] OSStatus failure() const noexcept override
+    {
+        const bool lacksMemory = isReadable_; // for a new decoder
+        return source_.error() == noErr && lacksMemory ? OSStatus{kAudioFileUnspecifiedError} : source_.error();
+    }
+
     [[nodiscard]] bool isALAC() const noexcept { return track_.parameters->codec_id == AV_CODEC_ID_ALAC; }
-    [[nodiscard]] std::size_t bytesPerSample() const noexcept { return packet_.kind == SampleKind::Int16 ? 2 : 4; }
     [[nodiscard]] int64_t packetCount() const noexcept { return track_.packets.count(); }
 
     /// ALAC's own header states how much the decoder will allocate; the library would take it at its word.
@@ -234,10 +214,8 @@ private:
     std::vector<uint8_t> bytes_; ///< of the packet being decoded, and padding
     PacketFormat packet_;
     MPEG4Timeline timeline_{};
-    DecodedFormat format_{};
     std::vector<uint8_t> decoded_; ///< packet number current_
     int64_t current_ = kNoPacket;
-    int64_t position_ = 0;   ///< the next frame to deliver
     bool isReadable_ = true; ///< whether the last packet's bytes were all there
 };
 
