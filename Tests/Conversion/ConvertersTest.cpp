@@ -2,6 +2,7 @@
 #include "KXFW/Platform/Conversion/ChannelMix.h"
 #include "KXFW/Platform/Conversion/RateConverter.h"
 #include "KXFW/Platform/Conversion/SincInterpolator.h"
+#include "KXFW/Platform/Conversion/SincKernel.h"
 #include "Tests/Conversion/TestPlanes.h"
 
 #include <algorithm>
@@ -207,6 +208,51 @@ double interpolationError(double frequency, double speed)
     }
     return 10 * std::log10(2 * power / kFrames);
 }
+
+#ifdef __x86_64__
+using ReadPair = void (*)(const kx::PairRead &pair, uint64_t place, uint64_t step, uint32_t frames);
+
+void readInSSE2(const kx::PairRead &pair, uint64_t place, uint64_t step, uint32_t frames)
+{
+    kx::readPair(pair, place, step, frames);
+}
+
+[[gnu::target("avx2,fma")]] void readInAVX2(const kx::PairRead &pair, uint64_t place, uint64_t step, uint32_t frames)
+{
+    kx::readPair(pair, place, step, frames);
+}
+
+[[gnu::target("avx512f,fma")]] void readInAVX512(const kx::PairRead &pair, uint64_t place, uint64_t step,
+                                                 uint32_t frames)
+{
+    kx::readPair(pair, place, step, frames);
+}
+
+TEST(SincInterpolator, GivesTheSameBitsInEveryInstructionSet)
+{
+    constexpr uint32_t kTaps = 64;
+    constexpr uint32_t kFrames = 500;
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> sample(-1, 1);
+    const auto noise = [&](std::size_t count) {
+        std::vector<float> samples(count);
+        std::ranges::generate(samples, [&] { return sample(random); });
+        return samples;
+    };
+    const auto rows = noise(257 * kTaps);
+    const auto left = noise(2000);
+    const auto right = noise(2000);
+    const auto soundOf = [&](ReadPair read) {
+        std::vector<float> sound(2 * kFrames);
+        read({rows.data(), 8, kTaps, {&left[kTaps], &right[kTaps]}, {sound.data(), sound.data() + kFrames}}, 12345,
+             0x2B3C4D5E6, kFrames);
+        return sound;
+    };
+    const auto expected = soundOf(readInSSE2);
+    EXPECT_TRUE(!__builtin_cpu_supports("avx2") || soundOf(readInAVX2) == expected);
+    EXPECT_TRUE(!__builtin_cpu_supports("avx512f") || soundOf(readInAVX512) == expected);
+}
+#endif
 
 TEST(SincInterpolator, GivesTheSignalBetweenItsSamplesAndLetsNothingFoldBack)
 {
