@@ -9,7 +9,7 @@ extern "C" {
 /// The render callback of the chain's first converter: fills the first buffer of `data` from the player that
 /// `reference` names, and the rest of it with silence. Always 0. [render]
 KX_EXPORT OSStatus MyRenderCallback3(void *reference, AudioUnitRenderActionFlags *flags, const AudioTimeStamp *time,
-                                     uint32_t bus, uint32_t frames, AudioBufferList *data);
+                                     uint32_t bus, uint32_t frames, AudioBufferList *data) KX_SYMBOL(MyRenderCallback3);
 
 /// Hands the first changed address's selector to the player that `clientData` names; returns 0. Called on the
 /// platform's notification thread. [blocks]
@@ -19,5 +19,5 @@ KX_EXPORT OSStatus KXAFilePlayerHardwarePropertyListenerProc(AudioObjectID objec
 
 /// Reads `bytes` bytes, in whole frames, of the player's audio data to `destination`; `unused` is ignored. Returns the
 /// bytes delivered, an unsigned 32-bit count. [render] [queue: byteOffsetChangeQueue]
-KX_EXPORT uint64_t _read(KXAFilePlayer *player, void *destination, void *unused, int64_t bytes);
+KX_EXPORT uint64_t _read(KXAFilePlayer *player, void *destination, void *unused, int64_t bytes) KX_SYMBOL(_read);
 }

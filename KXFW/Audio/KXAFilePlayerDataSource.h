@@ -58,5 +58,5 @@ extern "C" {
 
 /// Pre-reads `bytes` bytes, in whole frames, into the ring of `audioData` (borrowed, not null); `destination` is not
 /// used. Returns the bytes pre-read, an unsigned 32-bit count. [any] [blocks]
-KX_EXPORT uint64_t _read2(KXAFiledAudioData2 *audioData, void *destination, int64_t bytes);
+KX_EXPORT uint64_t _read2(KXAFiledAudioData2 *audioData, void *destination, int64_t bytes) KX_SYMBOL(_read2);
 }

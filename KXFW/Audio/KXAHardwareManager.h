@@ -10,13 +10,14 @@
 extern "C" {
 
 /// Set to 0 when a manager is made; for the application's own use.
-KX_EXPORT extern int8_t gAnyHardwarePropertyIsUpdated;
+KX_EXPORT extern int8_t gAnyHardwarePropertyIsUpdated KX_SYMBOL(gAnyHardwarePropertyIsUpdated);
 /// Four flags for the application's own use; parseUpdatedProperty resets those that hold 1.
-KX_EXPORT extern int8_t gHardwarePropertyFlags[4];
+KX_EXPORT extern int8_t gHardwarePropertyFlags[4] KX_SYMBOL(gHardwarePropertyFlags);
 
 /// Sends the first address's selector to KXAHardwareManager::handleHardwarePropertyChange; returns 0. [any]
 KX_EXPORT OSStatus MyHardwarePropertyListenerProc(AudioObjectID object, uint32_t addressCount,
-                                                  const AudioObjectPropertyAddress *addresses, void *clientData);
+                                                  const AudioObjectPropertyAddress *addresses, void *clientData)
+    KX_SYMBOL(MyHardwarePropertyListenerProc);
 }
 
 /// Questions about the computer's audio devices, and listeners of four hardware properties while an instance lives.

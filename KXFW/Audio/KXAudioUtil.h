@@ -22,27 +22,27 @@ extern "C" {
 
 /// The standard description: the linear format in which files are read, the player's input starts, and exports are
 /// written. 44,100 Hz, 16-bit big-endian signed integers, packed, 2 channels, 4 bytes a frame. [any]
-KX_EXPORT AudioStreamBasicDescription GetStandardDescription();
+KX_EXPORT AudioStreamBasicDescription GetStandardDescription() KX_SYMBOL(GetStandardDescription);
 
 /// Fills `description` (borrowed, not null) with the standard description. [any]
-KX_EXPORT void SetStandardDescription(AudioStreamBasicDescription *description);
+KX_EXPORT void SetStandardDescription(AudioStreamBasicDescription *description) KX_SYMBOL(SetStandardDescription);
 
 /// True where rate, frames per packet, bits, channels, format and flags are equal; byte counts are not compared, and a
 /// rate that is not a number equals none. [any]
-KX_EXPORT bool EqualASBDs(AudioStreamBasicDescription a, AudioStreamBasicDescription b);
+KX_EXPORT bool EqualASBDs(AudioStreamBasicDescription a, AudioStreamBasicDescription b) KX_SYMBOL(EqualASBDs);
 
 /// Inverts every bit of the whole 32-bit words in `length` bytes; the last 1 to 3 bytes beside them stay. [any]
-KX_EXPORT void invertBits(void *data, int64_t length);
+KX_EXPORT void invertBits(void *data, int64_t length) KX_SYMBOL(invertBits);
 
 /// A new block larger than `*size` bytes: twice as large, or 1.5, 1.3, 1.2, 1.1 or 1 times, whichever is the first to
 /// be had. `*size` comes back as the bytes that the block has; the caller frees it with std::free. Null and 0 when
 /// there is none.
 /// The sizes are computed with 24 significant bits. Above 16,777,216 bytes a block of 1 times the size can have fewer
 /// bytes than were asked for: go by the `*size` that comes back, never by the one that went in. [any]
-KX_EXPORT void *mul_malloc(uint64_t *size);
+KX_EXPORT void *mul_malloc(uint64_t *size) KX_SYMBOL(mul_malloc);
 
 /// Logs the innermost `depth` calls of this thread, "symbols:" and the list. [any]
-KX_EXPORT void call_stack(uint64_t depth);
+KX_EXPORT void call_stack(uint64_t depth) KX_SYMBOL(call_stack);
 }
 
 /// Class operations only.

@@ -10,8 +10,8 @@
 #include <memory>
 #include <utility>
 
-KX_EXPORT extern const float kOscillatorDefaultPitch;     ///< 440 Hz
-KX_EXPORT extern const float kOscillatorDefaultAmplitude; ///< 1, a linear gain
+KX_EXPORT extern const float kOscillatorDefaultPitch KX_SYMBOL(kOscillatorDefaultPitch);         ///< 440 Hz
+KX_EXPORT extern const float kOscillatorDefaultAmplitude KX_SYMBOL(kOscillatorDefaultAmplitude); ///< 1, a linear gain
 
 /// A source of mono samples, 44,100 a second: one of five waveforms, with a pitch that another oscillator may modulate
 /// and a level that an envelope may shape.

@@ -12,14 +12,15 @@
 #include <vector>
 
 // Sizes in points.
-KX_EXPORT extern const double kMarkerWidth;   ///< of a knob; also the inset of the bar from each side of the view
-KX_EXPORT extern const double kMarkerHeight;  ///< of a knob
-KX_EXPORT extern const double kMarkerOffsetY; ///< y of a knob before the first layout
-KX_EXPORT extern const double kBarHeight;
-KX_EXPORT extern const double kPlayLineWidth;
-KX_EXPORT extern const double kPlayLineHeight;
+/// Of a knob; also the inset of the bar from each side of the view.
+KX_EXPORT extern const double kMarkerWidth KX_SYMBOL(kMarkerWidth);
+KX_EXPORT extern const double kMarkerHeight KX_SYMBOL(kMarkerHeight);   ///< of a knob
+KX_EXPORT extern const double kMarkerOffsetY KX_SYMBOL(kMarkerOffsetY); ///< y of a knob before the first layout
+KX_EXPORT extern const double kBarHeight KX_SYMBOL(kBarHeight);
+KX_EXPORT extern const double kPlayLineWidth KX_SYMBOL(kPlayLineWidth);
+KX_EXPORT extern const double kPlayLineHeight KX_SYMBOL(kPlayLineHeight);
 /// The shortest loop range that drags and keys make, in frames.
-KX_EXPORT extern const int64_t kMinimumLoopRange;
+KX_EXPORT extern const int64_t kMinimumLoopRange KX_SYMBOL(kMinimumLoopRange);
 
 /// The transport bar: a bar that stands for a whole audio file, a filled stretch for the loop range with a knob below
 /// each of its ends, and a line at the play position. The user drags the line, or clicks on the stretch, and drags the

@@ -184,7 +184,7 @@ class Header:
         if not head:
             return
         marked = 'KX_EXPORT' in head
-        head = re.sub(r'\bKX_EXPORT\b\s*', '', head)
+        head = re.sub(r'\bKX_EXPORT\b\s*|\s*\bKX_SYMBOL\(\w+\)', '', head)
         name = class_name or function_name(head)
         kind = 'class' if class_name is not None else 'function' if name else 'other'
         if not name:

@@ -17,7 +17,7 @@ struct NSError {
 inline constexpr const char *NSCocoaErrorDomain = "NSCocoaErrorDomain";
 
 /// The exception name that an operation without an implementation throws, as a bare text (`catch (const char *)`).
-KX_EXPORT extern const char *const NSGenericException;
+KX_EXPORT extern const char *const NSGenericException KX_SYMBOL(NSGenericException);
 
 /// The platform's exception: a name, a reason for people, and errors under their keys. A value; copies share nothing.
 class KX_EXPORT NSException : public std::exception
