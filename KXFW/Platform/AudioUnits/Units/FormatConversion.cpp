@@ -1,3 +1,18 @@
+/// @file
+/// The stages that frames pass, each left out where it has nothing to do:
+///
+///     at one rate       pull, unpack to floats, mix, pack
+///     at two rates      pull a block, unpack, mix to fewer channels, resample, mix to more channels, pack
+///
+/// A stage writes where the next one reads: the source fills planes of floats itself where it speaks floats, and the
+/// last stage before packing writes into the output where that is planes of floats. What is left of a block waits for
+/// the next slice:
+///
+///     block_     [ used |blockAt_ ==== left ==== blockEnd_)
+///
+/// At one rate a slice pulls as many frames as it gives, and nothing is kept. At two rates the resampler says what it
+/// used and what it made; a new block is pulled only when it makes nothing of what is left, so never more than one
+/// block ahead. Its phase runs on from slice to slice, whatever their length: any cut gives the same frames.
 #include "KXFW/Platform/AudioUnits/Units/FormatConversion.h"
 
 #include "KXFW/Platform/Conversion/SampleFormat.h"

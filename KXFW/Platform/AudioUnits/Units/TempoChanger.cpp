@@ -1,3 +1,20 @@
+/// @file
+/// How sequences are laid, and what makes them end where they are told to.
+///
+///     source     [seek|====== sequence ======|overlap]
+///                  |-------- step -------->[seek|====== sequence ======|overlap]
+///                position()              position() of the next
+///     changed    [===== sequenceOut_ =====|===== sequenceOut_ =====|
+///
+/// The library looks within the seek window for the place where the source fits best behind what it gave last, fades
+/// over the overlap, and appends sequenceOut_ frames, whatever the tempo; then it lets go of `step` source frames,
+/// which is the tempo times sequenceOut_, cut to whole frames. So the tempo that is set for one sequence only says
+/// where the next one begins. It is chosen for each: from where this one stands to where the line is when it ends. An
+/// error made in one sequence, by a change of tempo or by rounding, is gone with the next, and the place found in the
+/// seek window never adds up, because it does not move position().
+///
+/// The library makes as many sequences as what it was fed allows. It is fed in small chunks and asked after each, and
+/// `tempoTo` keeps steps so long that what is left over is not enough for another one: one call makes one sequence.
 #include "KXFW/Platform/AudioUnits/Units/TempoChanger.h"
 
 #include <soundtouch/SoundTouch.h>

@@ -1,3 +1,34 @@
+/// @file
+/// How the sound of a time-pitch unit is made, slice by slice. Three signals, each with frame numbers of its own; what
+/// is held of them between two slices, while an effect is on:
+///
+///     source_    [.......|=================================)   as it was drawn
+///                     heard_ <------- kLookAhead -------> end
+///
+///     changed_   [=======|==================)                  the source in another tempo
+///                kKept  place_    some sequences, made when they are due
+///
+///     output             |--- frames --->                      changed_ read from place_ on, at the pitch's speed
+///
+/// `heard_` and `place_` mean the same moment. A slice of n frames moves `heard_` by n times the rate and `place_` by n
+/// times the speed, in integers of 2^-32 frames, so that no sum depends on how the output was cut into slices. Between
+/// them stands `line_`, which says where the source is to be heard in the changed signal; the tempo changer ends each
+/// of its sequences on that line.
+///
+/// A slice draws first, then takes a new setting, then fills the output in blocks. It draws what `heard_` moves by: the
+/// source ends kLookAhead behind `heard_` after every slice, whatever was made of it, and all that is drawn is played.
+/// The look-ahead is enough, since no sequence is made more than a block before it is due, or much farther from the
+/// line than kPatience: see TempoChanger.
+///
+/// A new setting draws a new line through the two places of now. Where what is in hand of the changed signal leads too
+/// far from that, and where the input jumps, the changed signal begins anew at the source frame heard now:
+///
+///     old_                |~~~~ fades out ~~~~)
+///     changed_   [========|~~~~ fades in ~~~~~|=============>
+///                       place_             kFade later
+///
+/// What fades out is made of frames that are held after a slice of any length, so that a splice sounds the same however
+/// the output is cut.
 #include "KXFW/Platform/AudioUnits/Units/TimePitchRenderer.h"
 
 #include <algorithm>
