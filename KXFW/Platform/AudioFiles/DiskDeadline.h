@@ -10,7 +10,11 @@ namespace kx
 {
 
 /// While it lives, reads of files on this thread are given up once `patience` has passed and the disk does not answer;
-/// without one they wait as long as it takes. Where one lives already, that one counts.
+/// without one they wait as long as it takes. Where one lives already, that one counts. A read that was given up fails
+/// with kAudioFileNotRespondingError, and the next one may succeed.
+///
+///     const kx::DiskDeadline deadline(std::chrono::milliseconds(250));
+///     const OSStatus status = ExtAudioFileRead(file, &frames, &list);
 class KX_EXPORT DiskDeadline
 {
 public:

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-using OSStatus = int32_t; ///< 0 is success; any other value is a failure with a name (see kx::statusName).
-using FourCharCode = uint32_t;
+using OSStatus = int32_t;      ///< 0 is success; any other value is a failure with a name (see kx::statusName).
+using FourCharCode = uint32_t; ///< four characters, the first in the highest byte: 'lpcm' is 0x6C70636D
 
 inline constexpr OSStatus noErr = 0;
 
@@ -24,21 +24,26 @@ consteval FourCharCode fourCharCode(const char (&text)[5])
 
 } // namespace kx
 
-/// A stream format. One packet of linear PCM is one frame; a frame holds one sample of each channel.
-/// Non-interleaved formats have one buffer a channel, and their byte counts are those of one channel.
+/// A stream format. A frame holds one sample of each channel; a packet is what an encoding cannot divide: of linear PCM
+/// one frame, of MP3 1152. Non-interleaved formats have one buffer a channel, and their byte counts are those of one
+/// channel. A field that says nothing about an encoding, such as the bits of a sample of AAC, is 0.
+///
+///     const AudioStreamBasicDescription floats{44100, kAudioFormatLinearPCM,
+///                                              kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked, 8, 1, 8, 2, 32, 0};
 struct AudioStreamBasicDescription {
-    double mSampleRate; ///< frames per second
-    FourCharCode mFormatID;
-    uint32_t mFormatFlags; ///< kAudioFormatFlag...
-    uint32_t mBytesPerPacket;
-    uint32_t mFramesPerPacket;
-    uint32_t mBytesPerFrame;
+    double mSampleRate;        ///< frames per second
+    FourCharCode mFormatID;    ///< kAudioFormat..., the encoding
+    uint32_t mFormatFlags;     ///< kAudioFormatFlag... of linear PCM
+    uint32_t mBytesPerPacket;  ///< 0 where packets differ
+    uint32_t mFramesPerPacket; ///< 0 where packets differ
+    uint32_t mBytesPerFrame;   ///< 0 for compressed sound
     uint32_t mChannelsPerFrame;
-    uint32_t mBitsPerChannel;
-    uint32_t mReserved;
+    uint32_t mBitsPerChannel; ///< of a sample
+    uint32_t mReserved;       ///< 0
 };
 static_assert(sizeof(AudioStreamBasicDescription) == 40);
 
+/// From the least value to the greatest, both included.
 struct AudioValueRange {
     double mMinimum;
     double mMaximum;
@@ -57,6 +62,7 @@ struct AudioStreamPacketDescription {
     uint32_t mDataByteSize;
 };
 
+// What sound can be encoded in; kx::encodingName gives the name for people.
 inline constexpr FourCharCode kAudioFormatLinearPCM = kx::fourCharCode("lpcm");
 inline constexpr FourCharCode kAudioFormatMPEGLayer1 = kx::fourCharCode(".mp1");
 inline constexpr FourCharCode kAudioFormatMPEGLayer2 = kx::fourCharCode(".mp2");
@@ -71,13 +77,15 @@ inline constexpr FourCharCode kAudioFormatALaw = kx::fourCharCode("alaw");
 inline constexpr FourCharCode kAudioFormatIMA4 = kx::fourCharCode("ima4");
 inline constexpr FourCharCode kAudioFormatMSADPCM = 0x6D730002; ///< "ms" and the number 2
 
+/// The flags of linear PCM. Integers without kAudioFormatFlagIsSignedInteger are unsigned, which 8-bit ones are at
+/// most.
 enum : uint32_t {
-    kAudioFormatFlagIsFloat = 1,
-    kAudioFormatFlagIsBigEndian = 2,
-    kAudioFormatFlagIsSignedInteger = 4,
-    kAudioFormatFlagIsPacked = 8,
-    kAudioFormatFlagIsAlignedHigh = 16,
-    kAudioFormatFlagIsNonInterleaved = 32,
+    kAudioFormatFlagIsFloat = 1,           ///< from -1 to 1
+    kAudioFormatFlagIsBigEndian = 2,       ///< the highest byte first
+    kAudioFormatFlagIsSignedInteger = 4,   ///< two's complement
+    kAudioFormatFlagIsPacked = 8,          ///< the bits of a sample fill its bytes
+    kAudioFormatFlagIsAlignedHigh = 16,    ///< where they do not, they are the high ones
+    kAudioFormatFlagIsNonInterleaved = 32, ///< one buffer a channel
 };
 
 /// One block of samples. `mData` borrows: whoever made the list owns the memory.
@@ -93,6 +101,7 @@ struct AudioBufferList {
     AudioBuffer mBuffers[1];
 };
 
+/// A time code. It is carried, and read by nothing here.
 struct SMPTETime {
     int16_t mSubframes;
     int16_t mSubframeDivisor;
@@ -111,23 +120,26 @@ enum : uint32_t {
     kAudioTimeStampHostTimeValid = 2,
 };
 
+/// When a slice of sound is heard, or which one it is. Only fields that `mFlags` names say something.
 struct AudioTimeStamp {
     double mSampleTime; ///< frames since the stream began
     uint64_t mHostTime; ///< CLOCK_MONOTONIC, nanoseconds
     double mRateScalar;
     uint64_t mWordClockTime;
     SMPTETime mSMPTETime;
-    uint32_t mFlags;
+    uint32_t mFlags; ///< kAudioTimeStamp...Valid
     uint32_t mReserved;
 };
 
 using AudioChannelLayoutTag = uint32_t;
-inline constexpr AudioChannelLayoutTag kAudioChannelLayoutTag_UseChannelDescriptions = 0;
+inline constexpr AudioChannelLayoutTag kAudioChannelLayoutTag_UseChannelDescriptions = 0; ///< neither tag nor bitmap
+/// Loudspeakers, as bits of a layout's bitmap.
 enum : uint32_t {
     kAudioChannelBit_Left = 1,
     kAudioChannelBit_Right = 2,
 };
 
+/// The loudspeaker of one channel.
 struct AudioChannelDescription {
     uint32_t mChannelLabel;
     uint32_t mChannelFlags;

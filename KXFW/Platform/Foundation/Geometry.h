@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+/// A place: x grows to the right, y upward.
 struct NSPoint {
     double x = 0;
     double y = 0;
@@ -12,6 +13,7 @@ struct NSPoint {
     bool operator==(const NSPoint &) const = default;
 };
 
+/// A width and a height, either of which may be negative.
 struct NSSize {
     double width = 0;
     double height = 0;
@@ -19,6 +21,7 @@ struct NSSize {
     bool operator==(const NSSize &) const = default;
 };
 
+/// The area between `origin` and the corner that `size` leads to.
 struct NSRect {
     NSPoint origin;
     NSSize size;
@@ -30,7 +33,7 @@ using CGPoint = NSPoint;
 using CGSize = NSSize;
 using CGRect = NSRect;
 
-// All [any].
+// The edges of the area that a rectangle covers, and what lies between them, whichever corner its origin is. All [any].
 inline constexpr double CGRectGetMinX(const NSRect &r) noexcept
 {
     return r.origin.x + std::min(r.size.width, 0.0);

@@ -7,14 +7,18 @@
 #include <utility>
 
 /// A message for the user. How it is shown is installed from above, by the toolkit where there is one; without that,
-/// showing it writes a log line.
+/// showing it writes a log line. A value.
+///
+///     const auto alert = KXAudioUtil::alertWithMessage("Failed to read a file.", path.string());
+///     alert->runModal();
 class KX_EXPORT NSAlert
 {
 public:
     /// Shows an alert and returns when the user has answered it.
     using Presenter = std::function<void(const NSAlert &)>;
 
-    // The texts. All [main].
+    // The texts, UTF-8 and shown as they stand: what happened in one short sentence, and what there is to know beside
+    // it. All [main].
     [[nodiscard]] const std::string &messageText() const noexcept { return messageText_; }
     void setMessageText(std::string text) { messageText_ = std::move(text); }
     [[nodiscard]] const std::string &informativeText() const noexcept { return informativeText_; }

@@ -23,6 +23,7 @@ struct LogFormat {
     std::string_view text;
 };
 
+/// Any number, truth value or text as an argument; a null pointer reads "(null)". [any]
 template <class T> LogArgument logArgument(const T &value)
 {
     if constexpr (std::same_as<T, bool> || std::signed_integral<T>)
@@ -53,6 +54,8 @@ KX_EXPORT void writeLogLine(std::string_view message);
 
 /// The platform log: one time-stamped line on the standard error a call, never mixed with the lines of other threads.
 /// The format is a literal of the source; user texts are arguments. Never from a render callback. [any]
+///
+///     NSLog("%@ has %d frames", path.string(), frames);
 template <class... Arguments> void NSLog(kx::LogFormat format, const Arguments &...arguments)
 {
     const std::array<kx::LogArgument, sizeof...(Arguments)> values{kx::logArgument(arguments)...};

@@ -10,10 +10,14 @@
 #include <vector>
 
 /// Passes named notifications from those who post them to those who asked for them, on the posting thread.
+///
+///     auto &centre = NSNotificationCenter::defaultCenter();
+///     const auto token = centre.addObserver("HardwarePropertyChanged", [](const std::string &) { ... });
+///     centre.removeObserver(token);
 class KX_EXPORT NSNotificationCenter
 {
 public:
-    using Token = uint64_t;
+    using Token = uint64_t; ///< names one observation; never given twice
 
     /// The process's own centre; lives until the process ends. [any]
     static NSNotificationCenter &defaultCenter();

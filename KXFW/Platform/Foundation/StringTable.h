@@ -13,7 +13,9 @@ namespace kx
 {
 
 /// Texts for people, looked up under keys in the languages of the user. An application supplies them, one language at
-/// a time; what it does not supply appears as the key itself.
+/// a time; what it does not supply appears as the key itself. Used from any thread.
+///
+///     kx::StringTable::main().setTexts("de", {{"Failed to read a file.", "Die Datei ist nicht lesbar."}});
 class KX_EXPORT StringTable
 {
 public:

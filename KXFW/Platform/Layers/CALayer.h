@@ -28,6 +28,11 @@ protected:
 /// coordinates; its position says where, in the parent's, the anchor point lies, which is given as a part of the
 /// bounds: (0, 0) is the bottom left, (0.5, 0.5) the middle. A change shows up at once, or with the end of a
 /// transaction (CATransaction); there is no animation. Main thread only.
+///
+///     const auto knob = CALayer::layer<CAShapeLayer>();
+///     knob->setAnchorPoint({0, 0});
+///     knob->setFrame({{20, 4}, {12, 16}}); // the bottom left at (20, 4)
+///     root->addSublayer(knob);
 class KX_EXPORT CALayer : public NSObject, public std::enable_shared_from_this<CALayer>
 {
 public:

@@ -9,6 +9,12 @@
 
 /// An outline of straight lines, in the coordinates of the layer that shows it: any number of figures, each begun by a
 /// point and open or closed. Filled, a figure counts as closed; figures that overlap fill by the nonzero winding rule.
+///
+///     CGPath triangle;
+///     triangle.moveTo({0, 0});
+///     triangle.addLineTo({10, 0});
+///     triangle.addLineTo({10, 10});
+///     triangle.closeSubpath();
 class KX_EXPORT CGPath
 {
 public:

@@ -2,7 +2,7 @@
 
 #include "KXFW/Platform/Toolkit/RangedControl.h"
 
-/// A progress bar.
+/// A progress bar: full at `maxValue`. It sends no action.
 class KX_EXPORT NSProgressIndicator : public kx::RangedControl
 {
 public:

@@ -8,6 +8,8 @@
 /// Calls a block again and again from the main thread's event loop, until it is invalidated or its last owner lets it
 /// go. Calls that the event loop could not make in time are left out. An exception in the block is logged and shown,
 /// and the timer goes on. The application object has to be there. Main thread only.
+///
+///     timer_ = NSTimer::scheduledTimerWithTimeInterval(0.1, [this] { updatePosition(); }); // ends with timer_
 class KX_EXPORT NSTimer
 {
 public:

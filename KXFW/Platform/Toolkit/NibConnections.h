@@ -20,6 +20,12 @@ namespace kx
 
 /// What an interface file can be connected to: places for the objects of the screen, and what its controls do, under
 /// the names that the file uses. Made by a view controller for one loading. Main thread only.
+///
+///     void Screen::declareConnections(kx::NibConnections &connections)
+///     {
+///         connections.outlet("playButton", playButton_);
+///         connections.action("clickPlayButton:", this, &Screen::clickPlayButton);
+///     }
 class KX_EXPORT NibConnections
 {
 public:
