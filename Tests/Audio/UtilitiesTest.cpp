@@ -248,7 +248,7 @@ TEST(CallStack, ShowsTheInnermostCallsWithTheirNames)
         ASSERT_GE(lines.size(), 5u);
         EXPECT_EQ(lines.size() == 5, depth == 3);
         EXPECT_TRUE(lines[1].starts_with("    \"0 ")) << lines[1];
-        EXPECT_NE(lines[1].find(" call_stack + "), std::string::npos) << lines[1];
+        EXPECT_NE(lines[1].find(" kx_call_stack + "), std::string::npos) << lines[1];
         const std::string name = " (anonymous namespace)::descend(int, unsigned long) + ";
         EXPECT_GE(std::ranges::count_if(lines, [&](auto &line) { return line.find(name) != std::string::npos; }),
                   depth == 3 ? 1 : times);
