@@ -77,8 +77,7 @@ inline constexpr FourCharCode kAudioFormatALaw = kx::fourCharCode("alaw");
 inline constexpr FourCharCode kAudioFormatIMA4 = kx::fourCharCode("ima4");
 inline constexpr FourCharCode kAudioFormatMSADPCM = 0x6D730002; ///< "ms" and the number 2
 
-/// The flags of linear PCM. Integers without kAudioFormatFlagIsSignedInteger are unsigned, which 8-bit ones are at
-/// most.
+/// The flags of linear PCM. A sample that is neither a float nor a signed integer is unsigned, as in 8-bit WAVE files.
 enum : uint32_t {
     kAudioFormatFlagIsFloat = 1,           ///< from -1 to 1
     kAudioFormatFlagIsBigEndian = 2,       ///< the highest byte first
@@ -101,7 +100,7 @@ struct AudioBufferList {
     AudioBuffer mBuffers[1];
 };
 
-/// A time code. It is carried, and read by nothing here.
+/// A time code. It is carried along, and shown in dumps.
 struct SMPTETime {
     int16_t mSubframes;
     int16_t mSubframeDivisor;
