@@ -1,17 +1,20 @@
-#include "KXFW/KXFW.h"
+#include "kx/kx.h"
 
 #include <cstdio>
+#include <exception>
+
+using namespace std::chrono_literals;
 
 int main(int argc, char **argv)
-{
-    const auto player = KXAFilePlayer::player();
-    if (argc != 2 || !player->loadFileAtURL(argv[1]))
-        return 1;
-    player->setKeepsVolume(true); // also on another output device
-    player->setLoop(true);
-    player->setOffsetFramesPlay(22050, 22050, 66150); // position, start, end: frames of 44,100 a second
-    player->play();
+try {
+    kx::Player player;
+    player.open(argc == 2 ? argv[1] : "song.mp3").value();
+    player.setRange({kx::toFrames(500ms), kx::toFrames(1500ms)}).value();
+    player.seek(player.range().start).value();
+    player.play().value();
     std::puts("Playing one second in a loop; press Return to stop.");
     std::getchar();
-    player->stop();
+} catch (const std::exception &failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 1;
 }

@@ -5,7 +5,7 @@ include(cmake/KXPublicHeaders.cmake)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KXFW)
 
-set(umbrellas kx/kx.h KXFW/KXFW.h)
+set(umbrellas kx/kx.h kx/testing.h KXFW/KXFW.h)
 install(TARGETS KXFW EXPORT KXFWTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -48,7 +48,7 @@ Result<AtomicFile> AtomicFile::create(const std::filesystem::path &path)
         }
         auto staged = StagedFile::create(path, Existing::Replace);
         if (!staged)
-            return errorOf(staged.status(), path);
+            return asOfWriting(errorOf(staged.status(), path));
         impl->staged = *std::move(staged);
         return AtomicFile(std::move(impl));
     });
@@ -74,7 +74,7 @@ Result<> writeFile(const std::filesystem::path &path, std::span<const std::byte>
     Result<AtomicFile> file = AtomicFile::create(path);
     if (!file)
         return file.error();
-    if (const Result<> written = file->write(bytes); !written)
+    if (Result<> written = file->write(bytes); !written)
         return written;
     return file->commit();
 }

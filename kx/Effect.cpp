@@ -3,8 +3,6 @@
 namespace kx
 {
 
-Effect::Source::~Source() = default;
-
 Effect::Effect() noexcept = default;
 Effect::~Effect() = default;
 

@@ -61,7 +61,7 @@ public:
 
     protected:
         Source() noexcept = default;
-        ~Source();
+        ~Source() = default;
         Source(const Source &) = default;
         Source &operator=(const Source &) = default;
     };

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "Apps/kxplayer/LatestTask.h"
-#include "KXFW/KXFW.h"
+#include "kx/File.h"
 
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <string>
 
 namespace kxplayer
 {
@@ -16,13 +15,8 @@ namespace kxplayer
 class FileOpener
 {
 public:
-    struct Opened {
-        std::filesystem::path file;
-        std::shared_ptr<KXAFilePlayerDataSource> source; ///< null where it cannot be read
-        std::string reason;                              ///< why, for people, where it cannot
-    };
     /// Called on the main thread, later, once for each file that was not left.
-    using Take = std::function<void(const Opened &opened)>;
+    using Take = std::function<void(const kx::Result<kx::File> &opened)>;
 
     explicit FileOpener(Take take) : take_(std::move(take)) {}
 
@@ -31,7 +25,7 @@ public:
     [[nodiscard]] bool isOpening() const noexcept { return wanted_ != nullptr; }
 
 private:
-    void hasOpened(const Opened &opened);
+    void hasOpened(const kx::Result<kx::File> &opened);
 
     Take take_;
     std::shared_ptr<FileOpener *> wanted_; ///< leads from the file that is being opened to here; null without one

@@ -130,12 +130,12 @@ void MainWindow::open(const PathOrRefusal &given)
         tellLater(std::get<Refusal>(given).text);
 }
 
-void MainWindow::chooseDevice(AudioObjectID device)
+void MainWindow::chooseDevice(kx::DeviceID device)
 {
     const bool playing = screen_->isPlaying();
     bool isUsed = false;
     kx::atToolkitEdge("The output device cannot be used.", [&] {
-        screen_->player()->setFollowsDefaultOutput(device == kAudioObjectUnknown);
+        screen_->player()->setFollowsDefaultOutput(device == 0);
         screen_->player()->setOutputDeviceID(device);
         isUsed = true;
     });

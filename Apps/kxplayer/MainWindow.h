@@ -4,6 +4,7 @@
 #include "Apps/kxplayer/MediaControl.h"
 #include "Apps/kxplayer/PlayerScreen.h"
 #include "Apps/kxplayer/RecentFiles.h"
+#include "kx/Device.h"
 
 #include <QMainWindow>
 #include <QSettings>
@@ -47,7 +48,7 @@ private:
     void addMenus();
     void addPlaybackMenu();
     QAction *addAction(QMenu &menu, const QString &text, const QKeySequence &shortcut, std::function<void()> run);
-    void chooseDevice(AudioObjectID device);
+    void chooseDevice(kx::DeviceID device);
     void showState();
 
     QSettings settings_;

@@ -1,7 +1,7 @@
 #include "Apps/kxplayer/MediaPlayerAdaptors.h"
 
 #include "Apps/kxplayer/MediaPlayerService.h"
-#include "KXFW/KXFW.h"
+#include "kx/File.h"
 
 namespace kxplayer
 {
@@ -21,7 +21,7 @@ QString RootAdaptor::desktopEntry() const
 QStringList RootAdaptor::mimeTypes() const
 {
     QStringList types;
-    for (const kx::FileFormat &format : kx::fileFormatTable())
+    for (const kx::Format &format : kx::formats())
         for (const std::string &type : format.mimeTypes)
             types << QString::fromStdString(type);
     return types;

@@ -3,7 +3,7 @@
 #include "Apps/kxplayer/FilePaths.h"
 #include "Apps/kxplayer/MediaPlayerAdaptors.h"
 #include "Apps/kxplayer/MediaProperties.h"
-#include "KXFW/KXFW.h"
+#include "KXFW/KXFWUI.h"
 
 #include <QCoreApplication>
 #include <QDBusError>

@@ -81,7 +81,7 @@ protected:
     void declareConnections(kx::NibConnections &connections) override;
 
 private:
-    void takeFile(const FileOpener::Opened &opened);
+    void takeFile(const kx::Result<kx::File> &opened);
     void showFile(const std::filesystem::path &file);
     void showOpening(bool opening);
     void reportFailures() const;
@@ -98,7 +98,7 @@ private:
     NSTextField positionTimeLabel_, lengthTimeLabel_, startTimeText_, endTimeText_, rateValueLabel_, pitchValueLabel_;
     NSTextField noticeLabel_, openingLabel_;
     NSSlider rateControl_, pitchControl_;
-    FileOpener opener_{[this](const FileOpener::Opened &opened) { takeFile(opened); }};
+    FileOpener opener_{[this](const kx::Result<kx::File> &opened) { takeFile(opened); }};
     QTimer openingNotice_; ///< until an opening takes so long that it is told
     WaveformOverview overview_;
     WaveformWidget *waveform_ = nullptr; ///< owned by the view

@@ -27,7 +27,7 @@ const std::vector<std::string> &kxplayer::PlayerScreen::_allowedExtensions() con
 {
     static const std::vector<std::string> extensions = [] {
         std::vector<std::string> all;
-        for (const kx::FileFormat &format : kx::fileFormatTable())
+        for (const kx::Format &format : kx::formats())
             all.insert(all.end(), format.suffixes.begin(), format.suffixes.end());
         return all;
     }();
@@ -67,18 +67,20 @@ void kxplayer::PlayerScreen::clickExportButton(const NSControl &sender)
     KXAFilePlayerViewController::clickExportButton(sender);
 }
 
-void kxplayer::PlayerScreen::takeFile(const FileOpener::Opened &opened)
+void kxplayer::PlayerScreen::takeFile(const kx::Result<kx::File> &opened)
 {
     showOpening(false);
-    const QString name = shortText(nameOfPath(opened.file));
-    if (!opened.source)
-        return tellLater("Failed to read a file.",
-                         sentence("“%1” cannot be opened: %2.").arg(name, QString::fromStdString(opened.reason)));
+    const std::filesystem::path file = opened ? opened->path() : opened.error().file;
+    const QString name = shortText(nameOfPath(file));
+    if (!opened)
+        return tellLater(
+            "Failed to read a file.",
+            sentence("“%1” cannot be opened: %2.").arg(name, QString::fromStdString(opened.error().reason)));
     kx::atToolkitEdge("The action failed.", [&] {
         if (isPlaying()) // only that: finding where it stands would read the old file
             KXAFilePlayerViewController::clickPlayButton(playButton());
-        if (player()->loadDataSource(opened.source))
-            showFile(opened.file);
+        if (player()->loadDataSource(opened->native()))
+            showFile(file);
         else // an export has begun meanwhile
             tellLater("A file cannot be opened while an export is running.", name);
     });

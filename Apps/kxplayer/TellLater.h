@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXFW/KXFW.h"
+#include "KXFW/KXFWUI.h"
 
 #include <QString>
 

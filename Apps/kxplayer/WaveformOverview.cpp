@@ -1,8 +1,8 @@
 #include "Apps/kxplayer/WaveformOverview.h"
 
-#include "KXFW/KXFW.h"
+#include "KXFW/KXFWUI.h"
+#include "kx/File.h"
 
-#include <bit>
 #include <exception>
 #include <system_error>
 
@@ -15,59 +15,16 @@ namespace
 constexpr uint32_t kReadFrames = 16384; ///< 64 KiB, a third of a second
 constexpr uint32_t kChannels = 2;
 
-AudioStreamBasicDescription clientFormat()
-{
-    constexpr uint32_t bytes = kChannels * sizeof(int16_t);
-    constexpr uint32_t order = std::endian::native == std::endian::big ? kAudioFormatFlagIsBigEndian : 0U;
-    return {44100,
-            kAudioFormatLinearPCM,
-            kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked | order,
-            bytes,
-            1,
-            bytes,
-            kChannels,
-            16,
-            0};
-}
-
-struct Dispose {
-    void operator()(ExtAudioFileRef file) const noexcept { ExtAudioFileDispose(file); }
-};
-using OpenFile = std::unique_ptr<OpaqueExtAudioFile, Dispose>;
-
-OpenFile openFile(const std::filesystem::path &path, const std::stop_token &stop)
-{
-    ExtAudioFileRef opened = nullptr;
-    if (ExtAudioFileOpenURL(path, &opened, stop) != noErr)
-        return nullptr;
-    OpenFile file(opened);
-    const AudioStreamBasicDescription format = clientFormat();
-    const bool isSet =
-        ExtAudioFileSetProperty(opened, kExtAudioFileProperty_ClientDataFormat, sizeof format, &format) == noErr;
-    return isSet ? std::move(file) : nullptr;
-}
-
-/// The next frames of the file, none where it ends or fails.
-std::span<const int16_t> readFrames(ExtAudioFileRef file, std::vector<int16_t> &samples)
-{
-    const auto bytes = static_cast<uint32_t>(samples.size() * sizeof(int16_t));
-    AudioBufferList list{1, {{kChannels, bytes, samples.data()}}};
-    uint32_t frames = kReadFrames;
-    if (ExtAudioFileRead(file, &frames, &list) != noErr)
-        return {};
-    return std::span(samples).first(std::size_t{frames} * kChannels);
-}
-
 void readPeaks(const std::filesystem::path &path, WaveformLevels &levels, const std::stop_token &stop)
 {
-    const OpenFile file = openFile(path, stop);
+    kx::Result<kx::File> file = kx::File::open(path, stop);
     std::vector<int16_t> samples(std::size_t{kReadFrames} * kChannels);
     for (int64_t done = 0; file && done < levels.numFrames() && !stop.stop_requested();) {
-        const std::span<const int16_t> read = readFrames(file.get(), samples);
-        if (read.empty())
+        const std::size_t frames = file->read(samples).valueOr(0);
+        if (frames == 0)
             break;
-        levels.add(read);
-        done += static_cast<int64_t>(read.size() / kChannels);
+        levels.add(std::span(samples).first(frames * kChannels));
+        done += static_cast<int64_t>(frames);
     }
 }
 

@@ -2,6 +2,7 @@
 #include "Apps/kxplayer/FilePaths.h"
 #include "Apps/kxplayer/MainWindow.h"
 #include "Apps/kxplayer/QuitSignals.h"
+#include "kx/Version.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -30,7 +31,7 @@ int main(int argc, char **argv)
     QApplication application(argc, argv);
     QApplication::setApplicationName("kxplayer");
     QApplication::setOrganizationName("kxplayer");
-    QApplication::setApplicationVersion(QString::number(KXFWVersionNumber, 'f', 1));
+    QApplication::setApplicationVersion(QString::fromStdString(kx::versionText()));
     QApplication::setDesktopFileName("io.github.kxfw.kxplayer");
     QApplication::setWindowIcon(QIcon(":/kxplayer/io.github.kxfw.kxplayer.svg"));
 

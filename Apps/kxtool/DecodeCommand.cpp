@@ -3,8 +3,10 @@
 #include "Apps/kxtool/Input.h"
 #include "Apps/kxtool/Waiter.h"
 #include "kx/AtomicFile.h"
+#include "kx/File.h"
 
 #include <algorithm>
+#include <bit>
 #include <vector>
 
 namespace kxtool
@@ -13,24 +15,34 @@ namespace kxtool
 namespace
 {
 
-constexpr uint32_t kBlockFrames = 65536; ///< a quarter of what one pre-read takes
+constexpr std::size_t kBlockFrames = 65536;
 
-/// Copies `frames` frames from where the data stands; returns how many there were.
-int64_t copyFrames(KXAFiledAudioData2 &data, int64_t frames, kx::AtomicFile &output, Waiter &waiter,
-                   const std::string &name)
+/// Decoded samples are written big-endian, as the standard description has them.
+void putInOrder(std::span<int16_t> samples)
 {
-    const std::size_t frameBytes = data.format().mBytesPerFrame;
-    std::vector<std::byte> block(kBlockFrames * frameBytes);
+    if constexpr (std::endian::native == std::endian::little)
+        for (int16_t &sample : samples) {
+            const auto bits = static_cast<uint16_t>(sample);
+            sample = static_cast<int16_t>(static_cast<uint16_t>(bits << 8 | bits >> 8));
+        }
+}
+
+/// Copies `frames` frames from where the file stands; returns how many there were.
+int64_t copyFrames(kx::File &file, int64_t frames, kx::AtomicFile &output, Waiter &waiter, const std::string &name)
+{
+    std::vector<int16_t> block(2 * kBlockFrames);
     int64_t copied = 0;
     while (copied < frames) {
         if (waiter.wait(std::chrono::milliseconds(0)) == Waiter::Event::Signal)
             throw Failure(name, "cancelled");
-        auto count = static_cast<uint32_t>(std::min<int64_t>(frames - copied, kBlockFrames));
-        data.readToBuffer(block.data(), &count);
+        const auto wanted = static_cast<std::size_t>(std::min<int64_t>(frames - copied, kBlockFrames));
+        const std::size_t count = require(file.read(std::span(block).first(2 * wanted)));
         if (count == 0)
             break;
-        requireSuccess(output.write(std::span(block).first(count * frameBytes)));
-        copied += count;
+        const auto samples = std::span(block).first(2 * count);
+        putInOrder(samples);
+        require(output.write(std::as_bytes(samples)));
+        copied += static_cast<int64_t>(count);
     }
     return copied;
 }
@@ -41,14 +53,13 @@ void decode(const DecodeOptions &options)
 {
     requireDifferentFiles(options.file, options.output);
     Waiter waiter;
-    const auto data = openAudioData(options.file);
-    const int64_t length = data->numFrames();
-    const Range range = rangeIn(options.file, {{}, options.from}, length);
-    const int64_t frames = std::min(options.frames.value_or(length), length - range.end);
-    kx::AtomicFile output = valueOf(kx::AtomicFile::create(options.output));
-    data->seek(options.from);
-    const int64_t copied = copyFrames(*data, frames, output, waiter, options.output);
-    requireSuccess(output.commit());
+    kx::File file = require(kx::File::open(options.file));
+    const kx::Range rest = rangeIn(options.file, {{}, options.from}, file.length());
+    const int64_t frames = std::min(options.frames.value_or(INT64_MAX), (file.length() - rest.end).count());
+    kx::AtomicFile output = require(kx::AtomicFile::create(options.output));
+    require(file.seek(rest.end));
+    const int64_t copied = copyFrames(file, frames, output, waiter, options.output);
+    require(output.commit());
     if (copied < frames)
         throw Failure(options.file,
                       "ended after " + std::to_string(copied) + " of " + std::to_string(frames) + " frames");

@@ -1,5 +1,5 @@
 #include "Apps/kxtool/Commands.h"
-#include "KXFW/KXFW.h"
+#include "kx/File.h"
 
 #include <iostream>
 #include <string>
@@ -23,7 +23,7 @@ std::string joined(const std::vector<std::string> &words)
 
 void showFormats()
 {
-    for (const kx::FileFormat &format : kx::fileFormatTable())
+    for (const kx::Format &format : kx::formats())
         std::cout << format.name << '\t' << joined(format.suffixes) << '\t' << joined(format.mimeTypes) << '\n';
 }
 

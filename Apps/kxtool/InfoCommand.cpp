@@ -1,6 +1,6 @@
 #include "Apps/kxtool/Commands.h"
 #include "Apps/kxtool/Failure.h"
-#include "Apps/kxtool/Input.h"
+#include "kx/File.h"
 
 #include <iomanip>
 #include <iostream>
@@ -11,32 +11,37 @@ namespace kxtool
 namespace
 {
 
-std::string sampleType(const AudioStreamBasicDescription &format)
+std::string sampleType(const kx::FileInfo &info)
 {
-    if (format.mBitsPerChannel == 0)
+    if (info.bitsPerSample == 0)
         return {};
-    std::string text = ", " + std::to_string(format.mBitsPerChannel) + "-bit";
-    if (format.mFormatID == kAudioFormatLinearPCM)
-        text += (format.mFormatFlags & kAudioFormatFlagIsFloat) != 0           ? " float"
-                : (format.mFormatFlags & kAudioFormatFlagIsSignedInteger) != 0 ? " integer"
-                                                                               : " unsigned integer";
+    std::string text = ", " + std::to_string(info.bitsPerSample) + "-bit";
+    switch (info.samples) {
+    case kx::FileInfo::Samples::Float:
+        return text + " float";
+    case kx::FileInfo::Samples::Integer:
+        return text + " integer";
+    case kx::FileInfo::Samples::UnsignedInteger:
+        return text + " unsigned integer";
+    case kx::FileInfo::Samples::Compressed:
+        break;
+    }
     return text;
 }
 
 } // namespace
 
-void showInfo(const std::string &file)
+void showInfo(const std::string &name)
 {
-    const auto data = openAudioData(file);
-    const AudioStreamBasicDescription format = data->_fileDataFormat();
-    const int64_t frames = data->numFrames();
-    std::cout << "file-frames: " << data->fileLengthFrames() << '\n'
-              << "file-rate: " << std::setprecision(12) << format.mSampleRate << '\n'
-              << "file-channels: " << format.mChannelsPerFrame << '\n'
-              << "frames: " << frames << '\n'
+    const kx::File file = require(kx::File::open(name));
+    const kx::FileInfo &info = file.info();
+    std::cout << "file-frames: " << info.fileFrames << '\n'
+              << "file-rate: " << std::setprecision(12) << info.sampleRate << '\n'
+              << "file-channels: " << info.channels << '\n'
+              << "frames: " << file.length().count() << '\n'
               << "duration: " << std::fixed << std::setprecision(6)
-              << static_cast<double>(data->fileLengthFrames()) / format.mSampleRate << '\n'
-              << "codec: " << kx::encodingName(format.mFormatID) << sampleType(format) << '\n';
+              << static_cast<double>(info.fileFrames) / info.sampleRate << '\n'
+              << "codec: " << printable(info.encoding) << sampleType(info) << '\n';
 }
 
 } // namespace kxtool

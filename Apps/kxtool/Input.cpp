@@ -1,8 +1,9 @@
 #include "Apps/kxtool/Input.h"
 
-#include "Apps/kxtool/Failure.h"
+#include "kx/TimePitch.h"
 
 #include <filesystem>
+#include <memory>
 
 namespace kxtool
 {
@@ -10,51 +11,30 @@ namespace kxtool
 namespace
 {
 
-/// Opens and closes the file for the status alone: the classes behind tell a failure by a log line and a null.
-void requireReadable(const std::string &file)
+void requireInside(const std::string &file, kx::Frames frame, kx::Frames length)
 {
-    ExtAudioFileRef opened = nullptr;
-    if (const OSStatus status = ExtAudioFileOpenURL(file, &opened); status != noErr)
-        throw Failure(file, kx::statusText(status));
-    ExtAudioFileDispose(opened);
+    if (frame > length)
+        throw Failure(file, "frame " + std::to_string(frame.count()) + " lies beyond its " +
+                                std::to_string(length.count()) + " frames");
 }
 
-void requireInside(const std::string &file, int64_t frame, int64_t frames)
+std::shared_ptr<kx::TimePitch> timePitch(const EffectOptions &options)
 {
-    if (frame > frames)
-        throw Failure(file,
-                      "frame " + std::to_string(frame) + " lies beyond its " + std::to_string(frames) + " frames");
+    auto effect = std::make_shared<kx::TimePitch>();
+    require(effect->setRate(options.rate.value_or(1)));
+    require(effect->setPitch(options.pitch.value_or(0)));
+    return effect;
 }
 
 } // namespace
 
-std::shared_ptr<KXAFiledAudioData2> openAudioData(const std::string &file)
+kx::Player makePlayer(const std::string &file, const EffectOptions &effect)
 {
-    requireReadable(file);
-    auto data = KXAFiledAudioData2::audioDataWithContentsOfURL(file);
-    if (!data)
-        throw Failure(file, "cannot be read");
-    return data;
-}
-
-std::shared_ptr<KXAFilePlayer> makePlayer(const std::string &file)
-{
-    requireReadable(file);
-    auto player = KXAFilePlayer::player();
-    if (!player->loadFileAtURL(file))
-        throw Failure(file, "cannot be read");
+    kx::Player player;
+    require(player.open(file));
+    if (effect.rate || effect.pitch)
+        require(player.setEffects({timePitch(effect)}));
     return player;
-}
-
-void applyEffect(KXAFilePlayer &player, const EffectOptions &options)
-{
-    if (!options.rate && !options.pitch)
-        return;
-    AVAudioUnitTimePitch effect; // its unit lives on in the player
-    effect.setRate(options.rate.value_or(1));
-    effect.setPitch(options.pitch.value_or(0));
-    player.setEffect(effect.audioUnit());
-    player.setEffectMode(KXAEffectModeAU);
 }
 
 void requireOrder(const RangeOptions &range)
@@ -63,13 +43,13 @@ void requireOrder(const RangeOptions &range)
         throw UsageError("--start must lie before --end");
 }
 
-Range rangeIn(const std::string &file, const RangeOptions &range, int64_t frames)
+kx::Range rangeIn(const std::string &file, const RangeOptions &range, kx::Frames length)
 {
-    const Range result{range.start.value_or(0), range.end.value_or(frames)};
-    requireInside(file, result.start, frames);
-    requireInside(file, result.end, frames);
+    const kx::Range result{kx::Frames(range.start.value_or(0)), kx::Frames(range.end.value_or(length.count()))};
+    requireInside(file, result.start, length);
+    requireInside(file, result.end, length);
     if (range.start && result.start >= result.end)
-        throw Failure(file, "frame " + std::to_string(result.start) + " is its end");
+        throw Failure(file, "frame " + std::to_string(result.start.count()) + " is its end");
     return result;
 }
 

@@ -1,12 +1,13 @@
 #include "Apps/kxtool/Commands.h"
 #include "Apps/kxtool/Failure.h"
 #include "Apps/kxtool/Waiter.h"
-#include "KXFW/KXFW.h"
+#include "kx/FileWriter.h"
+#include "kx/Frames.h"
+#include "kx/Oscillator.h"
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
-#include <utility>
+#include <span>
 #include <vector>
 
 namespace kxtool
@@ -15,54 +16,13 @@ namespace kxtool
 namespace
 {
 
-constexpr uint32_t kSynthBlockFrames = 65536;
-constexpr double kRate = 44100.0;
+constexpr int64_t kSynthBlockFrames = 65536;
 
-constexpr AudioStreamBasicDescription kMonoFloats{
-    kRate, kAudioFormatLinearPCM, kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked, 4, 1, 4, 1, 32, 0};
-
-void requireSuccess(OSStatus status, const std::string &name)
+kx::Oscillator oscillatorOf(const OscillatorOptions &options)
 {
-    if (status != noErr)
-        throw Failure(name, kx::statusText(status));
-}
-
-/// A WAVE file that takes its name when it is finished, and leaves nothing when it is not.
-class WaveFile
-{
-public:
-    explicit WaveFile(const std::string &name) : name_(name)
-    {
-        requireSuccess(ExtAudioFileCreateWithURL(name, kAudioFileWAVEType, &kMonoFloats, nullptr,
-                                                 kAudioFileFlags_EraseFile, &file_),
-                       name_);
-    }
-    ~WaveFile()
-    {
-        if (file_)
-            ExtAudioFileAbandon(file_);
-    }
-    WaveFile(const WaveFile &) = delete;
-    WaveFile &operator=(const WaveFile &) = delete;
-
-    void write(std::vector<float> &samples, uint32_t frames)
-    {
-        const AudioBufferList list{1, {{1, frames * kMonoFloats.mBytesPerFrame, samples.data()}}};
-        requireSuccess(ExtAudioFileWrite(file_, frames, &list), name_);
-    }
-    void finish() { requireSuccess(ExtAudioFileDispose(std::exchange(file_, nullptr)), name_); }
-
-private:
-    std::string name_;
-    ExtAudioFileRef file_ = nullptr;
-};
-
-std::shared_ptr<KXOscillator> oscillatorOf(const OscillatorOptions &options)
-{
-    auto oscillator = std::make_shared<KXOscillator>();
-    oscillator->setType(options.type);
-    oscillator->setPitch(options.pitch);
-    oscillator->setAmplitude(options.amplitude);
+    kx::Oscillator oscillator(static_cast<kx::Waveform>(options.type));
+    oscillator.setPitch(options.pitch);
+    oscillator.setAmplitude(options.amplitude);
     return oscillator;
 }
 
@@ -71,19 +31,20 @@ std::shared_ptr<KXOscillator> oscillatorOf(const OscillatorOptions &options)
 void synthesise(const SynthOptions &options)
 {
     Waiter waiter;
-    const auto oscillator = oscillatorOf(options.sound);
+    kx::Oscillator oscillator = oscillatorOf(options.sound);
     if (options.isModulated)
-        oscillator->setPitchLFO(oscillatorOf(options.modulation));
-    WaveFile file(options.output);
+        require(oscillator.setPitchModulator(oscillatorOf(options.modulation)));
+    auto file =
+        require(kx::FileWriter::create(options.output, {.samples = kx::WriterFormat::Samples::Float32, .channels = 1}));
     std::vector<float> block(kSynthBlockFrames);
-    for (int64_t left = std::llround(options.seconds * kRate); left > 0; left -= kSynthBlockFrames) {
+    for (int64_t left = std::llround(options.seconds * kx::kSampleRate); left > 0; left -= kSynthBlockFrames) {
         if (waiter.wait(std::chrono::milliseconds(0)) == Waiter::Event::Signal)
             throw Failure(options.output, "cancelled");
-        const auto frames = static_cast<uint32_t>(std::min<int64_t>(left, kSynthBlockFrames));
-        oscillator->pull(block.data(), &frames);
-        file.write(block, frames);
+        const auto samples = std::span(block).first(static_cast<std::size_t>(std::min(left, kSynthBlockFrames)));
+        oscillator.render(samples);
+        require(file.write(samples));
     }
-    file.finish();
+    require(file.finish());
 }
 
 } // namespace kxtool

@@ -213,8 +213,6 @@ int run(const std::function<void()> &command, const std::string &file)
         return report(error.what(), 2);
     } catch (const Failure &failure) {
         return report(failure.what(), 1);
-    } catch (const NSException &exception) {
-        return report(Failure(file, kx::reasonForUser(exception)).what(), 1);
     } catch (const std::bad_alloc &) {
         return report(Failure(file, "not enough memory").what(), 1);
     } catch (const std::exception &exception) {

@@ -61,14 +61,13 @@ TEST(Play, StopsAfterTheSecondsAndSaysNothing)
     EXPECT_EQ(std::pair(result.status, result.output + result.errors), std::pair(0, std::string()));
 }
 
-TEST(Export, WritesTheRangeBitForBitInWholeSlices)
+TEST(Export, WritesTheRangeBitForBit)
 {
     const Media media{.frames = 44100};
     const auto output = temporaryPath("range.aiff");
     ASSERT_EQ(kxtool({"export", make(media), output, "--start", "1000", "--end", "3001"}).status, 0);
     const Bytes written = decoded(output);
-    ASSERT_EQ(written.size(), 4U * 2048);
-    EXPECT_EQ(part(written, 0, 4 * 2001), part(bigEndian(samples(media)), 4 * 1000, 4 * 3001));
+    EXPECT_EQ(written, part(bigEndian(samples(media)), 4 * 1000, 4 * 3001));
 }
 
 TEST(Export, ASignalLeavesAValidShorterFileAndAKillNothing)

@@ -17,6 +17,14 @@ namespace kx
 [[nodiscard]] Error errorOf(const NSException &exception, const std::filesystem::path &file = {});     ///< [any]
 [[nodiscard]] Error errorOf(const std::exception_ptr &caught, const std::filesystem::path &file = {}); ///< [any]
 
+/// Of a file that was to be made: it is its folder that is not there. [any]
+[[nodiscard]] inline Error asOfWriting(Error error)
+{
+    if (error.code == ErrorCode::NotFound)
+        error.reason = "its folder does not exist";
+    return error;
+}
+
 /// What the layer below tells by a status. [any]
 [[nodiscard]] inline Result<void> resultOf(OSStatus status, const std::filesystem::path &file = {})
 {

@@ -11,7 +11,7 @@ _INCLUDE = re.compile(r'^\s*#\s*include\s*"((?:KXFW|kx)/[^"]+)"', re.M)
 def public_headers(root):
     """The umbrella headers of both libraries and the headers they reach, sorted."""
     found = set()
-    waiting = [h for h in (root / 'kx/kx.h', root / 'KXFW/KXFW.h', root / 'KXFW/KXFWUI.h') if h.exists()]
+    waiting = [h for h in (root / 'kx/kx.h', root / 'kx/testing.h', root / 'KXFW/KXFW.h', root / 'KXFW/KXFWUI.h') if h.exists()]
     while waiting:
         header = waiting.pop()
         if header not in found:
