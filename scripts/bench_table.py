@@ -41,6 +41,18 @@ def make_media(folder):
                         folder / name], check=True)
 
 
+def compilations(folder):
+    """The command that compiles a file with the whole interface in it, and one with the standard headers of that."""
+    headers = (ROOT / 'kx').glob('*.h')
+    standard = sorted({line for h in headers for line in h.read_text().splitlines() if line.startswith('#include <')})
+    commands = []
+    for name, lines in (('face', ['#include "kx/kx.h"', '#include "kx/testing.h"']), ('standard', standard)):
+        source = folder / f'{name}.cpp'
+        source.write_text('\n'.join([*lines, 'int main() {}', '']))
+        commands.append(['g++', '-std=c++20', '-O2', f'-I{ROOT}', '-c', source, '-o', folder / f'{name}.o'])
+    return commands
+
+
 def programs(tool, folder):
     """Job, our command, the name of the reference, its command, the most that the ratio is wished to be."""
     wave, aac, mp3 = (folder / f'minute.{kind}' for kind in ('wav', 'm4a', 'mp3'))
@@ -74,6 +86,9 @@ def main():
         make_media(Path(folder))
         for job, ours, name, theirs, most in programs(build / 'bin/kxtool', Path(folder)):
             row(job, processor_ms(ours), 'ms', processor_ms(theirs), name, f'at most {most:g}')
+        face, standard = compilations(Path(folder))
+        row('compile a file that includes `kx/kx.h`', processor_ms(face), 'ms', processor_ms(standard),
+            'the standard headers in it', 'at most 1000 ms')
     row('a slice out of the ring', kxbench(build, 'BM_SliceFromAudioData'), 'ns',
         kxbench(build, 'BM_SliceCopyReference'), 'the copy alone', 'at most 2')
     row('a slice from the ring to planar floats, through the chain', kxbench(build, 'BM_SliceFromChain'), 'ns',
