@@ -38,13 +38,16 @@ kx_library(soxr libsoxr-dev "")
 kx_library(soundtouch libsoundtouch-dev "")
 kx_library(pugixml libpugixml-dev "")
 
-# What is loaded when it is wanted: headers only. The MPEG-4 module links what it needs.
+# What is loaded when it is wanted: headers only. The modules link what they need.
 kx_library(libdw libdw-dev "")
 if(KXFW_WITH_PULSEAUDIO)
     kx_library(libpulse libpulse-dev KXFW_WITH_PULSEAUDIO)
 endif()
 if(KXFW_WITH_FFMPEG)
     kx_library(libavcodec "libavcodec-dev, libavutil-dev" KXFW_WITH_FFMPEG libavutil)
+endif()
+if(KXFW_WITH_LV2)
+    kx_library(lilv-0 liblilv-dev KXFW_WITH_LV2)
 endif()
 if(KXFW_WITH_CLI11 AND (KXFW_BUILD_TOOLS OR KXFW_FUZZ))
     kx_package(CLI11 libcli11-dev KXFW_WITH_CLI11)

@@ -2,13 +2,11 @@
 /// file is opened, and stay.
 #include "KXFW/Platform/AudioFiles/Codecs/Decoder.h"
 #include "KXFW/Platform/AudioFiles/Codecs/MPEG4Module/MPEG4Module.h"
+#include "KXFW/Platform/Foundation/LoadableModule.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
-
-#include <dlfcn.h>
 
 #include <array>
 #include <cstring>
-#include <filesystem>
 #include <mutex>
 #include <string>
 
@@ -18,71 +16,17 @@ namespace kx
 namespace
 {
 
-/// The folder of the shared object, or of the program, that holds this code. A program is named by its first argument,
-/// which need not be a path.
-std::filesystem::path findOwnFolder()
-{
-    static const int here = 0;
-    constexpr const char *program = "/proc/self/exe";
-    Dl_info info{};
-    std::error_code failure;
-    const bool isPath = dladdr(&here, &info) != 0 && info.dli_fname != nullptr && std::strchr(info.dli_fname, '/');
-    std::filesystem::path object = std::filesystem::canonical(isPath ? info.dli_fname : program, failure);
-    if (failure)
-        object = std::filesystem::canonical(program, failure);
-    return object.parent_path();
-}
-
-/// Found once: what loaded this code may have named it from the current folder, which can change.
-const std::filesystem::path &ownFolder()
-{
-    static const std::filesystem::path folder = findOwnFolder();
-    return folder;
-}
-
-/// Runs while this code is being loaded.
-[[gnu::constructor]] void findOwnFolderAtLoad() noexcept
-{
-    ownFolder();
-}
-
-/// Empty where it is not installed.
-std::filesystem::path findModule()
-{
-    const std::filesystem::path &folder = ownFolder();
-    std::error_code ignored;
-    for (const char *place : {".", "../lib", "../lib/kxfw", KX_MODULE_FOLDER}) {
-        std::filesystem::path path = folder / place / kMPEG4ModuleFile;
-        if (!folder.empty() && std::filesystem::exists(path, ignored))
-            return path;
-    }
-    return {};
-}
-
-MPEG4ModuleOpen loadModule()
-{
-    const std::filesystem::path path = findModule();
-    if (path.empty()) {
-        NSLog("The MPEG-4 module %@ is not installed.", kMPEG4ModuleFile);
-        return nullptr;
-    }
-    void *module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    void *entry = module == nullptr ? nullptr : dlsym(module, kMPEG4ModuleEntry);
-    if (entry != nullptr)
-        return reinterpret_cast<MPEG4ModuleOpen>(entry);
-    const char *reason = dlerror();
-    NSLog("The MPEG-4 module %@ cannot be loaded: %@", path.string(), reason == nullptr ? "no entry" : reason);
-    return nullptr;
-}
-
 /// Null if it is not there; looked for again the next time.
 MPEG4ModuleOpen module()
 {
     static std::mutex mutex;
     static MPEG4ModuleOpen open = nullptr;
     const std::lock_guard lock(mutex);
+    std::string failure;
     if (open == nullptr)
-        open = loadModule();
+        open = reinterpret_cast<MPEG4ModuleOpen>(loadModuleEntry(kMPEG4ModuleFile, kMPEG4ModuleEntry, failure));
+    if (open == nullptr)
+        NSLog("MPEG-4 files cannot be read: %@", failure);
     return open;
 }
 
@@ -113,7 +57,7 @@ bool recognisesMPEG4(ByteSource &source)
 
 bool isMPEG4Installed()
 {
-    return !findModule().empty();
+    return !findModule(kMPEG4ModuleFile).empty();
 }
 
 DecoderResult openMPEG4(std::shared_ptr<ByteSource> source)
