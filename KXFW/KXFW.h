@@ -19,7 +19,6 @@
 #include "KXFW/Audio/StatusAssertion.h"
 #include "KXFW/Platform/AudioFiles/AudioFile.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
-#include "KXFW/Platform/AudioFiles/FileFormats.h"
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"
 #include "KXFW/Platform/Dispatch/MainQueue.h"

@@ -201,6 +201,8 @@ TEST_F(Window, OpensWhatIsDroppedRefusesTheRestAndRemembers)
     window->openArgument("http://example.org/a.mp3");
     EXPECT_EQ(told("“http://example.org/a.mp3” cannot be opened"), 1);
     EXPECT_EQ(screen().file(), file) << "what is open stays";
+    const auto &offered = screen()._allowedExtensions();
+    EXPECT_NE(std::ranges::find(offered, "flac"), offered.end()) << "in the open panel";
 }
 
 TEST_F(Window, OpensASlowFileWhileTheOldOnePlaysUntilItIsThereOrLeft)

@@ -49,7 +49,7 @@ private:
     FileDescriptor file_;
     int64_t size_ = 0;
     OSStatus openStatus_ = noErr;
-    std::unique_ptr<std::byte[]> block_; ///< with what follows the thread's while it is busy, else the caller's
+    std::unique_ptr<std::byte[]> block_; ///< this and what follows are the thread's while it is busy, else the caller's
     int64_t blockOffset_ = 0;
     int64_t blockCount_ = 0; ///< or -1 after an I/O error
 

@@ -31,16 +31,19 @@ enum : uint32_t {
 };
 
 /// Opens a regular file of at most 64 channels and 1,000 to 768,000 frames a second for reading; the kind of file is
-/// told by its content. The client format starts as the file's own layout in native floats. A file that takes more work
-/// than its length earns is refused with kAudioFileInvalidFileError: reading each byte four times and a second for
-/// every 32 MiB, with 16 MiB and half a second (of processor time) to begin with. Any thread may end the opening by
-/// `stop`: it then gives kAudioFileOpeningCancelledError, and does so before it reads on. [any] [blocks]
+/// told by its content. The client format starts as the file's own layout in native floats. Any thread may end the
+/// opening by `stop`: it then gives kAudioFileOpeningCancelledError, and does so before it reads on. [any] [blocks]
+///
+/// Opening works within limits, so that a file made to waste time is refused with kAudioFileInvalidFileError: it reads
+/// at most four times the file's length and 16 MiB more, and takes at most a second of processor time for every 32 MiB
+/// of the file and half a second more.
 KX_EXPORT OSStatus ExtAudioFileOpenURL(const std::filesystem::path &url, ExtAudioFileRef *file,
                                        std::stop_token stop = {});
 
-/// Creates an AIFF or WAVE file in the linear format `format`. The bytes go to a hidden file beside `url`, which takes
-/// its name when the file is disposed of; until then, and if anything fails, what is at `url` stays as it was.
-/// A link is followed; only a regular file is replaced, and its mode is kept. `layout` may be null. [any] [blocks]
+/// Creates an AIFF or WAVE file in the linear format `format`. The bytes go to a file without a name in the folder of
+/// `url`, or a hidden one where the file system has no such files; it takes the name of `url` when it is disposed of.
+/// Until then, and if anything fails, what is at `url` stays as it was. A link is followed; only a regular file is
+/// replaced, and its mode is kept. `layout` may be null. [any] [blocks]
 KX_EXPORT OSStatus ExtAudioFileCreateWithURL(const std::filesystem::path &url, AudioFileTypeID type,
                                              const AudioStreamBasicDescription *format,
                                              const AudioChannelLayout *layout, uint32_t flags, ExtAudioFileRef *file);

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "KXFW/Platform/Foundation/AudioTypes.h"
-#include "KXFW/Platform/Foundation/Export.h"
 
 #include <string>
 #include <vector>
@@ -26,9 +25,9 @@ struct FileFormat {
 };
 
 /// The formats that can be opened, each once; what a module reads only while the module is installed. [any] [blocks]
-[[nodiscard]] KX_EXPORT std::vector<FileFormat> fileFormatTable();
+[[nodiscard]] std::vector<FileFormat> fileFormatTable();
 
 /// The name of an encoding for people, also of a module's that is not installed. [any]
-[[nodiscard]] KX_EXPORT std::string encodingName(FourCharCode formatID);
+[[nodiscard]] std::string encodingName(FourCharCode formatID);
 
 } // namespace kx

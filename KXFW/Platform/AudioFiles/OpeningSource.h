@@ -9,8 +9,8 @@
 namespace kx
 {
 
-/// The bytes of a file while a codec opens it: what the codec may read and how long it may take grow with the file's
-/// length, and any thread can end it. A read that comes later fails, and `error` says why. One thread at a time.
+/// The bytes of a file while a codec opens it. What the codec may read and how long it may take grow with the file's
+/// length, and any thread can end it: from then on reads fail, and `error` says why. One thread at a time.
 class OpeningSource final : public ByteSource
 {
 public:

@@ -23,9 +23,9 @@ enum class Existing { Refuse, Replace };
 /// names a killed process leaves nothing either; elsewhere, and for a moment while one is replaced, the file is called
 /// `.NAME.kx-XXXXXX`.
 ///
-/// Links are followed (see findPlace); only a regular file is replaced, and its permissions are kept, but none to take
-/// on its owner's rights. A file that must not be replaced is not, even if it comes while this one is written. One
-/// thread at a time.
+/// Links are followed (see findPlace). Only a regular file is replaced, and the new one gets its permissions, save
+/// those to run it as its owner or group. With Existing::Refuse nothing is replaced, not even a file that comes while
+/// this one is written. One thread at a time.
 class StagedFile
 {
 public:
