@@ -12,3 +12,8 @@
 #include "kx/FileWriter.h"
 #include "kx/Frames.h"
 #include "kx/LV2.h"
+#include "kx/Oscillator.h"
+#include "kx/Player.h"
+#include "kx/Subscription.h"
+#include "kx/TimePitch.h"
+#include "kx/Version.h"
