@@ -1,19 +1,22 @@
 #pragma once
 
-#include "KXFW/Audio/HeardTimeline.h"
 #include "KXFW/Audio/KXAFilePlayerBlock.h"
 #include "KXFW/Audio/KXAFilePlayerFields.h"
-#include "KXFW/Platform/Foundation/Guarded.h"
+#include "KXFW/Audio/KXAFiledAudioData2.h"
+#include "KXFW/Platform/AudioUnits/AudioUnit.h"
 #include "KXFW/Platform/Foundation/NSException.h"
+#include "KXFW/Platform/Hardware/AudioObject.h"
 
-#include <atomic>
-#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <stop_token>
+
+namespace kx
+{
+struct PlayerEngine;
+[[nodiscard]] PlayerEngine &engineOf(const KXAFilePlayer &player) noexcept; ///< The library's own. [any]
+} // namespace kx
 
 /// What an export of the range may do beside what it does.
 struct KXAExportOptions {
@@ -91,9 +94,9 @@ public:
     /// thread it returns at once, and what the device holds is still heard. [any] [render] [blocks]
     void stop();
     /// Stays true while playback moves to another device. [any] [render]
-    [[nodiscard]] bool isPlaying() const noexcept { return isPlaying_ || isMoving_; }
+    [[nodiscard]] bool isPlaying() const noexcept;
     /// From the start of an export until it is about to tell its end. [any] [render]
-    [[nodiscard]] bool isExporting() const noexcept { return isExporting_; }
+    [[nodiscard]] bool isExporting() const noexcept;
     /// How often sound was missing since the player was made: a device ran dry, or a file was not read ahead in time.
     /// [any]
     [[nodiscard]] uint64_t underruns() const;
@@ -119,8 +122,8 @@ public:
     [[nodiscard]] bool loop() const;        ///< [any] [render]
     /// With loop off, playback ends at the range's end as it does at the data's: the range's frames are heard, what an
     /// effect makes of them to its last frame, and nothing that follows. Off at first; with loop it waits. [any]
-    void setPlaysRangeOnce(bool once) noexcept { playsRangeOnce_ = once; }
-    [[nodiscard]] bool playsRangeOnce() const noexcept { return playsRangeOnce_; } ///< [any] [render]
+    void setPlaysRangeOnce(bool once) noexcept;
+    [[nodiscard]] bool playsRangeOnce() const noexcept; ///< [any] [render]
     /// Sets the linear gain, which the output unit limits to 0..1; not a number raises the status assertion. [any]
     void setVolume(float volume);
     [[nodiscard]] float volume() const; ///< [any]
@@ -165,22 +168,21 @@ public:
     /// not there or cannot play raises the status assertion, and the player stays where it is. [any] [blocks]
     bool setOutputDeviceID(AudioObjectID device);
     /// The device in use; 0 where there is none. [any]
-    [[nodiscard]] AudioObjectID outputDeviceID() const noexcept { return mOutputDeviceID; }
+    [[nodiscard]] AudioObjectID outputDeviceID() const noexcept;
     /// Whether the player moves to a new default output device, as it does at first. A chosen device that goes away is
     /// left for the default one all the same. Playback goes on there from the frame that was heard. [any]
-    void setFollowsDefaultOutput(bool follows) noexcept { followsDefaultOutput_ = follows; }
-    [[nodiscard]] bool followsDefaultOutput() const noexcept { return followsDefaultOutput_; } ///< [any]
+    void setFollowsDefaultOutput(bool follows) noexcept;
+    [[nodiscard]] bool followsDefaultOutput() const noexcept; ///< [any]
     /// Whether a rebuilt output unit begins at the player's volume; else, as at first, the player takes the unit's.
-    void setKeepsVolume(bool keeps) noexcept { keepsVolume_ = keeps; }       ///< [any]
-    [[nodiscard]] bool keepsVolume() const noexcept { return keepsVolume_; } ///< [any]
+    void setKeepsVolume(bool keeps) noexcept;        ///< [any]
+    [[nodiscard]] bool keepsVolume() const noexcept; ///< [any]
     /// Called after the output unit was rebuilt and before playback goes on, on the thread that rebuilds. It holds up
     /// every other operation: it must not wait for a thread that uses the player. [any]
-    void setOutputRebuiltBlock(PlayerBlock block) { outputRebuiltBlock_.set(std::move(block)); }
+    void setOutputRebuiltBlock(PlayerBlock block);
     void _setUpHardwareListenerProc(); ///< [any]
     static AudioObjectPropertyAddress
     prv_propertyAddressWithPropertyID(AudioObjectPropertySelector property);      ///< [any]
     OSStatus _handleHardwarePropertyChange(AudioObjectPropertySelector property); ///< [blocks]
-    bool prv_defaultIsNews(); ///< Once: false where a change that is told now is behind the player. [any] [blocks]
 
     // Export
     /// Stops playback, moves to the range's start and resets the units. Refused while exporting; false without a file.
@@ -203,98 +205,25 @@ public:
     /// Called once for each failure of a file while it plays, on a thread of the platform. What could be read is played
     /// to its end (or looped). Without a block the failure is logged, as one that comes up when the player ends is for
     /// a block that takes the player. [any]
-    void setPlaybackFailureBlock(PlaybackFailureBlock block) { playbackFailureBlock_.set(std::move(block)); }
+    void setPlaybackFailureBlock(PlaybackFailureBlock block);
     /// Called once when playback has ended by itself, at the end of the data, of the range that is played once, or of
     /// what a failing file gives, and the device has played it out: on a thread of the platform, up to a tick of the
     /// timer later, with no lock held. The player may be played again, stopped and released in it. A `play` or `stop`
     /// before it is called keeps it from coming. Neither `stop` nor the loss of a device is such an end. [any]
-    void setPlaybackEndedBlock(PlayerBlock block) { playbackEndedBlock_.set(std::move(block)); }
+    void setPlaybackEndedBlock(PlayerBlock block);
 
     // The render path
     /// Reads up to `frames` frames at the position, around the loop, and moves the position on; returns the bytes
     /// written. [render] [queue: byteOffsetChangeQueue]
     int64_t _readToBuffer(void *destination, int64_t frames);
-    /// What the render callback does, and its flags. A failure is kept, and the slice is silent. [render]
-    AudioUnitRenderActionFlags prv_render(const AudioTimeStamp &time, uint32_t frames, AudioBuffer &buffer) noexcept;
-    /// The frames that the chain holds back once the slice under way is done. [any] [render]
-    [[nodiscard]] uint32_t prv_heldFrames() const;
-    /// The frames that went into the chain, silence included, but for those that a jump let go. [any] [render]
-    [[nodiscard]] int64_t prv_enteredFrames() const noexcept { return timeline_.entered(); }
-    /// Throws the failure that the render path kept, if there is one, and forgets it. [any]
-    void prv_raiseRenderFailure();
 
 private:
-    using ControlGuard = std::lock_guard<std::recursive_mutex>;
-    struct ExportRequest;
-    struct SliceRead;
-    static constexpr int64_t kNothingYet = INT64_MAX / 2;
+    friend kx::PlayerEngine &kx::engineOf(const KXAFilePlayer &player) noexcept;
 
     void setUp();
     void startTimer();
-    [[nodiscard]] bool onRenderThread() const noexcept;
-    bool refusedWhileExporting(const char *what) const;
-    bool stopIfPlaying();
-    void beginRun();
-    void takeBackUnheard();
-    void settle();
-    OSStatus startOutput();
-    void endPlaying() noexcept;
-    void mendChain();
-    void stopFromRenderThread();
-    void stopSilentlyFromRenderThread() noexcept;
-    void endFromRenderThread();
     void tellEnd();
-    AudioUnit takeOutputUnit();
-    [[nodiscard]] AudioTimeStamp heardTime() const;
-    void seekData(KXAFiledAudioData2 &data, int64_t frame);
-    SliceRead readBytes(KXAPlayerParam &param, void *destination, int64_t bytes);
-    void noteSlice(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const SliceRead &read, bool jumps);
-    void stopOnceHeard(uint32_t frames, uint32_t held, const SliceRead &read);
-    [[nodiscard]] int64_t bytesOf(int64_t frames) const;
-    [[nodiscard]] bool rangeIsEmpty() const;
-    [[nodiscard]] int64_t bytesPerInputFrame() const;
-    [[nodiscard]] int64_t boundedPosition(int64_t position, int64_t dataSize) const;
-    void buildStoredMode();
-    void rebuild(const std::function<void()> &build);
-    void installRenderCallback(AudioUnit unit, const char *site);
-    AudioUnit makeConverter(std::atomic<AudioUnit> &field, const char *site);
-    void dispose(std::atomic<AudioUnit> &field);
-    void noteUntoldDefault();
-    void moveToDevice(AudioObjectID device);
-    void askForDevice(AudioObjectID device);
-    void runOutputRebuiltBlock() noexcept;
-    void followDefaultDevice();
-    bool tryDefaultDevice();
-    void buildEffectChainOrNone();
-    void leaveMissingDevice();
-    void removeHardwareListeners() noexcept;
-    void addListener(AudioObjectPropertySelector property, AudioObjectPropertyListenerProc listener);
-    static OSStatus deviceListListener(AudioObjectID object, uint32_t count,
-                                       const AudioObjectPropertyAddress *addresses, void *clientData);
+    void tellFailure(bool ending = false) noexcept;
 
-    void runExport(const ExportRequest &request);
-    std::optional<NSException> beginExport(const KXAExportOptions &options);
-    void endExport() noexcept;
-    void reportPlaybackFailure(bool ending = false) noexcept;
-
-    std::recursive_mutex controlLock_;  ///< serialises what touches units; never taken by the render thread
-    std::atomic<bool> isMoving_{false}; ///< was playing and will again, once the output unit is rebuilt
-    std::atomic<bool> isExporting_{false};
-    std::atomic<bool> followsDefaultOutput_{true};
-    std::atomic<bool> keepsVolume_{false};
-    std::atomic<bool> playsRangeOnce_{false};
-    std::atomic<bool> exportsExactly_{false};
-    std::atomic<bool> hasEnded_{false};            ///< by itself, which is still to be told
-    std::atomic<uint64_t> underrunsBefore_{0};     ///< of output units and files that are gone
-    std::optional<AudioObjectID> knownDefault_;    ///< of which a notification is no news; under controlLock_
-    bool defaultChangedMeanwhile_ = false;         ///< during an export; under controlLock_
-    std::optional<AudioObjectID> chosenMeanwhile_; ///< during an export; under controlLock_
-    mutable kx::HeardTimeline timeline_;
-    std::atomic<bool> hasJumped_{false};            ///< the next frames do not go on from the last ones
-    int64_t silentFrames_ = kNothingYet;            ///< put into the chain since data was; the render thread's
-    kx::Guarded<std::shared_ptr<void>> effectHold_; ///< keeps the effect unit
-    kx::Guarded<std::exception_ptr> renderFailure_; ///< met by the render path, told by others
-    kx::Guarded<PlaybackFailureBlock> playbackFailureBlock_;
-    kx::Guarded<PlayerBlock> playbackEndedBlock_;
-    kx::Guarded<PlayerBlock> outputRebuiltBlock_;
+    const std::unique_ptr<kx::PlayerEngine> engine_;
 };

@@ -1,6 +1,6 @@
 #include "KXFW/Audio/KXAFilePlayerDataSource.h"
 
-#include "KXFW/Audio/LoopWalk.h"
+#include "KXFW/Audio/Player/LoopWalk.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "KXFW/Audio/KXAFilePlayerDataSource.h"
 #include "KXFW/Audio/KXAudioUtil.h"
-#include "KXFW/Audio/LoopWalk.h"
+#include "KXFW/Audio/Player/LoopWalk.h"
 #include "Tests/Audio/AudioDataFixtures.h"
 #include "Tests/Support/CapturedLog.h"
 #include "Tests/Support/Eventually.h"

@@ -1,6 +1,7 @@
 // What fails, hangs or is not to be had leaves a player usable, and true in what it says of itself.
 #include "KXFW/Audio/KXAHardwareManager.h"
 #include "KXFW/Audio/KXAudioUtil.h"
+#include "KXFW/Audio/Player/PlayerEngine.h"
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
@@ -168,7 +169,7 @@ TEST_F(PlayerFaultTest, AUnitThatRefusesIsTold)
     const int64_t position = player->frameOffset();
     std::vector<uint32_t> frames(1024, 0xEEEEEEEE);
     AudioBuffer buffer{2, 64, frames.data()}; // the format may change between the chain's request and the read
-    player->prv_render({}, 512, buffer);
+    engineOf(*player).source.render({}, 512, buffer);
     EXPECT_EQ(player->frameOffset(), position + 16);
     EXPECT_EQ(std::count(frames.begin(), frames.end(), 0xEEEEEEEE), 1024 - 16);
 }
@@ -316,6 +317,8 @@ TEST_P(HungDiskTest, CallsReturnTheSoundPausesAndGoesOnWhereItWasSought)
     all.erase(all.begin(), all.begin() + kTarget);
     std::erase(all, 0);
     expectSamples(hear(50000), all, GetParam().rate == 44100 ? 0 : 1);
+    load(GetParam());
+    EXPECT_GE(player->underruns(), underruns + 4) << "of the file before";
 }
 
 INSTANTIATE_TEST_SUITE_P(Containers, HungDiskTest,
@@ -333,11 +336,7 @@ TEST_F(HungDiskTest, AnotherFileIsLoadedAnExportWaitsAndThePlayerEnds)
     player->play();
     disk.emplace(file);
     player->setPositionInFrame(kTarget);
-    const uint64_t underruns = player->underruns();
     load(indexed(5000));
-    player->setOutputDeviceID(0);
-    player->play();
-    EXPECT_GE(player->underruns(), underruns) << "of a file and an output unit that are gone";
     expectPasses(hear(4999), 4999, 1, 1, 5000);
     disk.reset();
 

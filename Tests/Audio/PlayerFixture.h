@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Platform/Dispatch/TimerSource.h"
 #include "Tests/Audio/AudioDataFixtures.h"
 #include "Tests/Support/Eventually.h"
 #include "Tests/Support/ScopedVirtualHardware.h"

@@ -38,6 +38,13 @@ public:
         return std::forward<Task>(task)();
     }
 
+    /// The same for a task that does not let the queue go: without counting a reference. [any] [render] [blocks]
+    template <class Task> decltype(auto) syncKept(Task &&task)
+    {
+        const std::lock_guard guard(*lock_);
+        return std::forward<Task>(task)();
+    }
+
     /// Runs `task` later, after those queued before it. [any]
     void async(std::function<void()> task);
 

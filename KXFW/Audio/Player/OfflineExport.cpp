@@ -1,4 +1,4 @@
-#include "KXFW/Audio/OfflineExport.h"
+#include "KXFW/Audio/Player/OfflineExport.h"
 
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Audio/StatusAssertion.h"
@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <utility>
 
 namespace kx
@@ -50,27 +51,36 @@ private:
 class LoopOff
 {
 public:
-    explicit LoopOff(std::shared_ptr<KXAPlayerParam> param) : param_(std::move(param)), loop_(param_->loop())
-    {
-        param_->setLoop(false);
-    }
-    ~LoopOff() { param_->setLoop(loop_); }
+    explicit LoopOff(KXAPlayerParam &param) : param_(param), loop_(param.loop()) { param_.setLoop(false); }
+    ~LoopOff() { param_.setLoop(loop_); }
     LoopOff(const LoopOff &) = delete;
     LoopOff &operator=(const LoopOff &) = delete;
 
 private:
-    std::shared_ptr<KXAPlayerParam> param_;
+    KXAPlayerParam &param_;
     bool loop_;
 };
 
 } // namespace
 
-OfflineExport::OfflineExport(KXAFilePlayer &player, const KXAExportOptions &options,
+OfflineExport::OfflineExport(PlayerFields &fields, PlaybackPosition &position, RenderSource &source,
+                             const KXAExportOptions &options,
                              const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock)
-    : player_(player), exact_(options.exactFrames), progressAndCancelBlock_(progressAndCancelBlock),
-      param_(player.playerParam()), bytesPerFrame_(param_->inputDesc().mBytesPerFrame),
-      mayHold_(player.postConverterUnit() || param_->inputDesc().mSampleRate != kCanonicalSampleRate)
+    : fields_(fields), position_(position), source_(source), exact_(options.exactFrames),
+      progressAndCancelBlock_(progressAndCancelBlock), param_(fields.param()), data_(fields.audioData()),
+      bytesPerFrame_(param_.inputDesc().mBytesPerFrame), mayHold_(source.chainMayHold())
 {
+}
+
+int64_t OfflineExport::dataSize() const
+{
+    return data_ ? data_->bufferSize() : 0;
+}
+
+/// Frames that went into the chain so far, silence included.
+int64_t OfflineExport::entered() const
+{
+    return position_.timeline().entered();
 }
 
 int64_t OfflineExport::framesIn(int64_t bytes) const
@@ -80,7 +90,7 @@ int64_t OfflineExport::framesIn(int64_t bytes) const
 
 int64_t OfflineExport::position() const
 {
-    return framesIn(param_->byteOffset());
+    return framesIn(param_.byteOffset());
 }
 
 void OfflineExport::writeTo(const std::filesystem::path &url)
@@ -102,7 +112,7 @@ AudioStreamBasicDescription OfflineExport::postUnitFormat() const
 {
     AudioStreamBasicDescription format{};
     uint32_t size = sizeof format;
-    _ASSERT_NOERR(AudioUnitGetProperty(param_->postUnit(), kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0,
+    _ASSERT_NOERR(AudioUnitGetProperty(param_.postUnit(), kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0,
                                        &format, &size),
                   kSite);
     return format;
@@ -111,7 +121,7 @@ AudioStreamBasicDescription OfflineExport::postUnitFormat() const
 /// What the file format cannot hold is refused before its first byte.
 void OfflineExport::refuseTooLong() const
 {
-    const int64_t last = std::min(framesIn(param_->endOffset()), player_.totalPackets());
+    const int64_t last = std::min(framesIn(param_.endOffset()), framesIn(dataSize()));
     const int64_t frames = std::max<int64_t>(last - position(), 0);
     const auto slices = static_cast<int64_t>(std::ceil(static_cast<double>(frames) / drawRate() / kFramesPerSlice));
     const int64_t bytesPerSlice = int64_t{GetStandardDescription().mBytesPerFrame} * kFramesPerSlice;
@@ -124,7 +134,7 @@ double OfflineExport::drawRate() const
 {
     double rate = 1;
     uint32_t size = sizeof rate;
-    AudioUnitGetProperty(param_->postUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global, 0, &rate, &size);
+    AudioUnitGetProperty(param_.postUnit(), kAudioUnitProperty_DrawRate, kAudioUnitScope_Global, 0, &rate, &size);
     return rate;
 }
 
@@ -134,7 +144,7 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
     AudioTimeStamp time{};
     time.mFlags = kAudioTimeStampSampleTimeValid;
     firstFrame_ = position();
-    enteredBefore_ = player_.prv_enteredFrames();
+    enteredBefore_ = entered();
     bool goesOn = true;
     while (goesOn && hasMore() && !cancelled()) {
         uint32_t frames = nextSlice();
@@ -148,29 +158,29 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
 uint32_t OfflineExport::nextSlice() const
 {
     constexpr double kUncertain = 16; // frames of the input, in what the chain says that it holds
-    const auto left = static_cast<double>(framesIn(param_->endOffset()) - playedUpTo());
+    const auto left = static_cast<double>(framesIn(param_.endOffset()) - playedUpTo());
     return exact_ && left < drawRate() * kFramesPerSlice + kUncertain ? 1 : kFramesPerSlice;
 }
 
 /// Until the position reaches the range's end, and then as long as frames of the range are held back by the chain.
 bool OfflineExport::hasMore() const
 {
-    const int64_t end = framesIn(param_->endOffset());
+    const int64_t end = framesIn(param_.endOffset());
     return position() < end || playedUpTo() < end;
 }
 
 /// The file's frame, had it no end, that the next slice begins with. Where nothing is held back it is the position.
 int64_t OfflineExport::playedUpTo() const
 {
-    return firstFrame_ + player_.prv_enteredFrames() - enteredBefore_ - (mayHold_ ? player_.prv_heldFrames() : 0);
+    return firstFrame_ + entered() - enteredBefore_ - (mayHold_ ? source_.heldFrames() : 0);
 }
 
 bool OfflineExport::cancelled() const
 {
     if (!progressAndCancelBlock_)
         return false;
-    const int64_t start = framesIn(param_->startOffset());
-    const int64_t length = framesIn(param_->endOffset()) - start;
+    const int64_t start = framesIn(param_.startOffset());
+    const int64_t length = framesIn(param_.endOffset()) - start;
     const auto done = static_cast<double>(position() - start);
     return progressAndCancelBlock_(length > 0 ? std::min(done * 100.0 / static_cast<double>(length), 100.0) : 0.0);
 }
@@ -180,29 +190,29 @@ void OfflineExport::refuseHalf(int64_t silentFrames) const
 {
     if (silentFrames <= 0)
         return;
-    const auto data = player_.audioData();
-    const int64_t size = data ? data->bufferSize() : 0;
-    const int64_t end = std::min(param_->endOffset(), size);
-    const bool rangeHasData = framesIn(param_->startOffset()) < framesIn(end);
-    if (rangeHasData && framesIn(param_->byteOffset()) < framesIn(exact_ ? end : size))
-        _ASSERT_NOERR(data->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
+    const int64_t size = dataSize();
+    const int64_t end = std::min(param_.endOffset(), size);
+    const bool rangeHasData = framesIn(param_.startOffset()) < framesIn(end);
+    if (rangeHasData && framesIn(param_.byteOffset()) < framesIn(exact_ ? end : size))
+        _ASSERT_NOERR(data_->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
 }
 
 /// Renders and writes `frames` frames; false when the data is exhausted.
 bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time, uint32_t frames)
 {
-    if (const auto data = player_.audioData())
-        data->prereadFrames(frames);
+    if (data_)
+        data_->prereadFrames(frames);
     const int64_t before = position();
-    const int64_t enteredBefore = player_.prv_enteredFrames();
-    const bool holdsSome = playedUpTo() < std::min(before, framesIn(param_->endOffset()));
+    const int64_t enteredBefore = entered();
+    const bool holdsSome = playedUpTo() < std::min(before, framesIn(param_.endOffset()));
     buffers.rewind(~0U);
     AudioUnitRenderActionFlags flags = 0;
-    const OSStatus rendered = AudioUnitRender(param_->postUnit(), &flags, &time, 0, frames, buffers.get());
-    player_.prv_raiseRenderFailure();
+    const OSStatus rendered = AudioUnitRender(param_.postUnit(), &flags, &time, 0, frames, buffers.get());
+    if (const std::exception_ptr failure = fields_.failure.exchange(nullptr))
+        std::rethrow_exception(failure);
     _ASSERT_NOERR(rendered, kSite);
     const int64_t read = position() - before;
-    refuseHalf(player_.prv_enteredFrames() - enteredBefore - read);
+    refuseHalf(entered() - enteredBefore - read);
     if (read == 0 && !holdsSome) {
         NSLog("no frames read");
         return false;

@@ -1,4 +1,4 @@
-#include "KXFW/Audio/LoopWalk.h"
+#include "KXFW/Audio/Player/LoopWalk.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "KXFW/Audio/HeardTimeline.h"
+#include "KXFW/Audio/Player/HeardTimeline.h"
 
 #include <algorithm>
 #include <mutex>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Audio/Player/RenderSource.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
 #include "KXFW/Platform/Foundation/BufferList.h"
 
@@ -15,9 +16,9 @@ namespace kx
 class OfflineExport
 {
 public:
-    /// Borrows the player and the block, which may be empty. [any]
-    OfflineExport(KXAFilePlayer &player, const KXAExportOptions &options,
-                  const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock);
+    /// Borrows the player's parts and the block, which may be empty. [any]
+    OfflineExport(PlayerFields &fields, PlaybackPosition &position, RenderSource &source,
+                  const KXAExportOptions &options, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock);
 
     /// Exports from the player's position to its range's end, in its exact length: the range's frames through each
     /// change of rate, rounded up, and then, unless exact frames are wanted, up to whole slices. The player's loop flag
@@ -31,6 +32,8 @@ private:
     void refuseHalf(int64_t silentFrames) const;
     void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
     [[nodiscard]] int64_t framesIn(int64_t bytes) const;
+    [[nodiscard]] int64_t dataSize() const;
+    [[nodiscard]] int64_t entered() const;
     [[nodiscard]] int64_t position() const;
     [[nodiscard]] bool hasMore() const;
     [[nodiscard]] int64_t playedUpTo() const;
@@ -39,11 +42,14 @@ private:
     bool writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioTimeStamp &time, uint32_t frames);
     [[nodiscard]] double drawRate() const;
 
-    KXAFilePlayer &player_;
+    PlayerFields &fields_;
+    PlaybackPosition &position_;
+    RenderSource &source_;
     const bool exact_;
     const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock_;
     // Stay as they are while the player exports.
-    const std::shared_ptr<KXAPlayerParam> param_;
+    KXAPlayerParam &param_;
+    const std::shared_ptr<KXAFiledAudioData2> data_;
     const int64_t bytesPerFrame_; ///< of the input format
     const bool mayHold_;          ///< the chain keeps frames back
 

@@ -1,0 +1,117 @@
+#include "KXFW/Audio/Player/ExportSession.h"
+
+#include "KXFW/Audio/CaughtException.h"
+#include "KXFW/Audio/Player/OfflineExport.h"
+#include "KXFW/Platform/Dispatch/GlobalQueue.h"
+#include "KXFW/Platform/Foundation/NSLog.h"
+
+#include <utility>
+
+namespace kx
+{
+
+namespace
+{
+
+constexpr const char *kExportRefused = "KXAFilePlayer export refused";
+constexpr const char *kExportFailed = "KXAFilePlayer export failed";
+
+} // namespace
+
+void ExportRequest::fail(const NSException &exception) const
+{
+    if (failureBlock)
+        failureBlock(exception);
+    else
+        NSLog("export to %@ failed: %@", url.string(), exception.what());
+}
+
+ExportSession::ExportSession(ControlLock &control, PlayerFields &fields, PlaybackPosition &position,
+                             RenderSource &source, UnitChain &chain, Transport &transport, DeviceFollower &follower)
+    : control_(control), fields_(fields), position_(position), source_(source), chain_(chain), transport_(transport),
+      follower_(follower)
+{
+}
+
+bool ExportSession::prepare()
+{
+    const ControlGuard guard(control_);
+    if (fields_.refusedWhileExporting("export"))
+        return false;
+    transport_.stopIfPlaying();
+    source_.takeEnd();
+    const KXAPlayerParam &param = fields_.param();
+    const bool placed = position_.jumpTo(position_.bytesOf(position_.framesOf(param.startOffset())));
+    chain_.reset();
+    return placed;
+}
+
+bool ExportSession::start(std::shared_ptr<KXAFilePlayer> player, ExportRequest asked)
+{
+    const auto request = std::make_shared<const ExportRequest>(std::move(asked));
+    std::optional<NSException> failure;
+    try {
+        failure = begin(request->options);
+        if (!failure)
+            GlobalQueue::withQuality(QualityOfService::Background).async([this, player = std::move(player), request] {
+                run(*request);
+            });
+    } catch (...) {
+        end();
+        failure = exceptionOf(std::current_exception(), kExportFailed);
+    }
+    if (failure)
+        request->fail(*failure);
+    return !failure;
+}
+
+/// Stops playback and closes the player to other uses, or says why not.
+std::optional<NSException> ExportSession::begin(const KXAExportOptions &options)
+{
+    const ControlGuard guard(control_);
+    if (fields_.isExporting)
+        return NSException(kExportRefused, "an export is running");
+    if (!fields_.audioData())
+        return NSException(kExportRefused, "no file is loaded");
+    if (options.fromRangeStart)
+        prepare();
+    transport_.stopIfPlaying();
+    source_.takeEnd();
+    chain_.mend();
+    fields_.failure.set(nullptr);
+    if (source_.heldFrames() > 0)
+        chain_.reset(); // frames of before are no part of the export
+    // On the queue, so that a jump of the position is either before the export or refused.
+    fields_.queue().sync([&] {
+        source_.setExportsRangeAlone(options.exactFrames);
+        fields_.isExporting = true;
+        position_.takeJump();
+    });
+    return std::nullopt;
+}
+
+void ExportSession::run(const ExportRequest &request)
+{
+    std::exception_ptr caught;
+    try {
+        OfflineExport(fields_, position_, source_, request.options, request.progressAndCancelBlock)
+            .writeTo(request.url);
+    } catch (...) {
+        caught = std::current_exception();
+    }
+    end();
+    if (caught)
+        request.fail(exceptionOf(caught, kExportFailed));
+    else if (request.completionBlock)
+        request.completionBlock();
+}
+
+/// Opens the player for other uses again.
+void ExportSession::end() noexcept
+{
+    const ControlGuard guard(control_);
+    fields_.isExporting = false;
+    follower_.exportHasEnded();
+}
+
+} // namespace kx
