@@ -17,34 +17,43 @@ float valueOf(AudioUnit unit, AudioUnitParameterID parameter)
 
 } // namespace
 
-AVAudioUnitTimePitch::AVAudioUnitTimePitch()
+struct AVAudioUnitTimePitch::Impl {
+    AudioUnit unit = nullptr;
+};
+
+AVAudioUnitTimePitch::AVAudioUnitTimePitch() : impl_(std::make_unique<Impl>())
 {
-    const OSStatus status = AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &kDescription), &unit_);
+    const OSStatus status = AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &kDescription), &impl_->unit);
     if (status != noErr)
         throw NSException("AVAudioUnitTimePitch", "the time-pitch unit cannot be made");
 }
 
 AVAudioUnitTimePitch::~AVAudioUnitTimePitch()
 {
-    AudioComponentInstanceRelease(unit_);
+    AudioComponentInstanceRelease(impl_->unit);
+}
+
+AudioUnit AVAudioUnitTimePitch::audioUnit() const noexcept
+{
+    return impl_->unit;
 }
 
 OSStatus AVAudioUnitTimePitch::setRate(float rate)
 {
-    return AudioUnitSetParameter(unit_, kTimePitchParam_Rate, kAudioUnitScope_Global, 0, rate, 0);
+    return AudioUnitSetParameter(impl_->unit, kTimePitchParam_Rate, kAudioUnitScope_Global, 0, rate, 0);
 }
 
 float AVAudioUnitTimePitch::rate() const
 {
-    return valueOf(unit_, kTimePitchParam_Rate);
+    return valueOf(impl_->unit, kTimePitchParam_Rate);
 }
 
 OSStatus AVAudioUnitTimePitch::setPitch(float cents)
 {
-    return AudioUnitSetParameter(unit_, kTimePitchParam_Pitch, kAudioUnitScope_Global, 0, cents, 0);
+    return AudioUnitSetParameter(impl_->unit, kTimePitchParam_Pitch, kAudioUnitScope_Global, 0, cents, 0);
 }
 
 float AVAudioUnitTimePitch::pitch() const
 {
-    return valueOf(unit_, kTimePitchParam_Pitch);
+    return valueOf(impl_->unit, kTimePitchParam_Pitch);
 }

@@ -3,6 +3,8 @@
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"
 #include "KXFW/Platform/Foundation/Export.h"
 
+#include <memory>
+
 /// Plays at another rate (time-stretch) and at another pitch (pitch-shift), each without the other; both may change
 /// while it plays, from any thread, and take effect with the next slice, without a click.
 ///
@@ -21,7 +23,7 @@ public:
     AVAudioUnitTimePitch &operator=(const AVAudioUnitTimePitch &) = delete;
 
     /// The unit, for KXAFilePlayer::setEffect; its parameters are kTimePitchParam_Rate and kTimePitchParam_Pitch. [any]
-    [[nodiscard]] AudioUnit audioUnit() const noexcept { return unit_; }
+    [[nodiscard]] AudioUnit audioUnit() const noexcept;
 
     /// Source frames played for each frame of sound: 0.5 is half as fast. 0.25 to 4; another value gives a status and
     /// changes nothing. [any]
@@ -32,5 +34,6 @@ public:
     [[nodiscard]] float pitch() const; ///< 0 at first. [any]
 
 private:
-    AudioUnit unit_ = nullptr;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

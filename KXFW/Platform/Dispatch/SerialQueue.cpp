@@ -2,15 +2,32 @@
 
 #include "KXFW/Platform/Dispatch/LoggedTask.h"
 #include "KXFW/Platform/Foundation/NSException.h"
+#include "KXFW/Platform/Foundation/PriorityMutex.h"
 
 #include <condition_variable>
 #include <deque>
+#include <mutex>
 #include <thread>
+
+/// Held while a task runs; shared with the worker and the turns.
+struct kx::SerialQueue::Lock {
+    /// True when the calling thread holds it; otherwise waits until nobody does.
+    [[nodiscard]] bool isHeldHere()
+    {
+        try {
+            const std::lock_guard guard(mutex);
+            return false;
+        } catch (const NSException &) {
+            return true;
+        }
+    }
+
+    PriorityMutex mutex;
+};
 
 /// The thread of a queue's async tasks and what it waits for; outlives a queue that one of its own tasks destroys.
 struct kx::SerialQueue::Worker {
-    Worker(std::string name, std::shared_ptr<PriorityMutex> queueLock)
-        : label(std::move(name)), taskLock(std::move(queueLock))
+    Worker(std::string name, std::shared_ptr<Lock> queueLock) : label(std::move(name)), taskLock(std::move(queueLock))
     {
     }
 
@@ -49,13 +66,13 @@ struct kx::SerialQueue::Worker {
         nameThisThread(label);
         // Each task is destroyed after the lock is let go: what it holds may enter the queue on its way out.
         while (const std::function<void()> task = next()) {
-            const std::lock_guard guard(*taskLock);
+            const std::lock_guard guard(taskLock->mutex);
             runLogged(label, task);
         }
     }
 
     const std::string label;
-    const std::shared_ptr<PriorityMutex> taskLock;
+    const std::shared_ptr<Lock> taskLock;
     std::mutex lock;
     std::condition_variable wake;
     std::deque<std::function<void()>> tasks;
@@ -63,46 +80,55 @@ struct kx::SerialQueue::Worker {
     std::thread thread;
 };
 
-namespace
-{
+struct kx::SerialQueue::Impl {
+    explicit Impl(std::string name) : label(std::move(name)) {}
 
-/// True when the calling thread holds `lock`; otherwise waits until nobody does.
-bool holds(kx::PriorityMutex &lock)
+    const std::string label;
+    const std::shared_ptr<Lock> lock = std::make_shared<Lock>();
+    std::mutex workerLock; ///< guards the making of the worker
+    std::shared_ptr<Worker> worker;
+};
+
+kx::SerialQueue::Turn::Turn(const SerialQueue &queue) : lock_(queue.impl_->lock)
 {
-    try {
-        const std::lock_guard guard(lock);
-        return false;
-    } catch (const NSException &) {
-        return true;
-    }
+    lock_->mutex.lock();
 }
 
-} // namespace
+kx::SerialQueue::Turn::~Turn()
+{
+    lock_->mutex.unlock();
+}
 
-kx::SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), lock_(std::make_shared<PriorityMutex>()) {}
+kx::SerialQueue::SerialQueue(std::string label) : impl_(std::make_unique<Impl>(std::move(label))) {}
 
 kx::SerialQueue::~SerialQueue()
 {
-    if (!worker_)
+    const std::shared_ptr<Worker> &worker = impl_->worker;
+    if (!worker)
         return;
-    const bool isWorker = worker_->thread.get_id() == std::this_thread::get_id();
-    const bool isInside = isWorker || holds(*lock_);
-    worker_->close();
+    const bool isWorker = worker->thread.get_id() == std::this_thread::get_id();
+    const bool isInside = isWorker || impl_->lock->isHeldHere();
+    worker->close();
     if (isInside)
-        worker_->thread.detach();
+        worker->thread.detach();
     else
-        worker_->thread.join();
+        worker->thread.join();
+}
+
+const std::string &kx::SerialQueue::label() const noexcept
+{
+    return impl_->label;
 }
 
 void kx::SerialQueue::async(std::function<void()> task)
 {
     if (!task)
         return;
-    const std::lock_guard guard(workerLock_);
-    if (!worker_) {
-        auto worker = std::make_shared<Worker>(label_, lock_);
+    const std::lock_guard guard(impl_->workerLock);
+    if (!impl_->worker) {
+        auto worker = std::make_shared<Worker>(impl_->label, impl_->lock);
         worker->thread = std::thread([worker] { worker->run(); });
-        worker_ = std::move(worker);
+        impl_->worker = std::move(worker);
     }
-    worker_->add(std::move(task));
+    impl_->worker->add(std::move(task));
 }

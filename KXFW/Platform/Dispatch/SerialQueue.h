@@ -1,11 +1,9 @@
 #pragma once
 
 #include "KXFW/Platform/Foundation/Export.h"
-#include "KXFW/Platform/Foundation/PriorityMutex.h"
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 
@@ -28,13 +26,12 @@ public:
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;
 
-    [[nodiscard]] const std::string &label() const noexcept { return label_; } ///< [any]
+    [[nodiscard]] const std::string &label() const noexcept; ///< [any]
 
     /// Runs `task` now, on this thread, and gives its result. Does not allocate. [any] [render] [blocks]
     template <class Task> decltype(auto) sync(Task &&task)
     {
-        const std::shared_ptr<PriorityMutex> lock = lock_; // outlives a task that lets the queue go
-        const std::lock_guard guard(*lock);
+        const Turn turn(*this);
         return std::forward<Task>(task)();
     }
 
@@ -49,12 +46,24 @@ public:
     void async(std::function<void()> task);
 
 private:
+    struct Impl;
+    struct Lock;
     struct Worker;
 
-    std::string label_;
-    std::shared_ptr<PriorityMutex> lock_; ///< held while a task runs; shared with the worker
-    std::mutex workerLock_;               ///< guards the making of the worker
-    std::shared_ptr<Worker> worker_;
+    /// The queue is the calling thread's while this lives; a task may let the queue go meanwhile.
+    class Turn
+    {
+    public:
+        explicit Turn(const SerialQueue &queue);
+        ~Turn();
+        Turn(const Turn &) = delete;
+        Turn &operator=(const Turn &) = delete;
+
+    private:
+        const std::shared_ptr<Lock> lock_;
+    };
+
+    const std::unique_ptr<Impl> impl_;
 };
 
 } // namespace kx

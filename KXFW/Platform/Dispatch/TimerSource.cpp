@@ -20,13 +20,11 @@ constexpr const char *kTimerLabel = "kx.timer";
 constexpr nanoseconds kLongest = std::chrono::hours(24) * 36525; ///< 100 years, far from the end of the clock
 constexpr nanoseconds kIntervalForNone = std::chrono::milliseconds(1);
 
-class TimerThread;
-
 } // namespace
 
 /// One timer. Everything but `handler` is guarded by the timer thread's lock; `handler` belongs to the run under way,
 /// and to that lock while there is none.
-struct kx::TimerSource::State {
+struct kx::TimerSource::Impl {
     std::function<void()> handler;
     Clock::time_point due;
     nanoseconds interval{0};
@@ -40,17 +38,13 @@ struct kx::TimerSource::State {
     std::condition_variable finished;
 };
 
-namespace
-{
-
-using State = kx::TimerSource::State;
-using StatePointer = std::shared_ptr<State>;
-
 /// The thread that waits for the due times of all timers. A timer that is pending or running waits for no time: it is
 /// armed again when its run ends, at the first tick of its grid that is still to come.
-class TimerThread
+class kx::TimerSource::TimerThread
 {
 public:
+    using StatePointer = std::shared_ptr<Impl>;
+
     static TimerThread &shared()
     {
         static TimerThread *const thread = new TimerThread; // never destroyed: runs until the process ends
@@ -88,7 +82,7 @@ public:
     }
 
 private:
-    using Key = std::pair<Clock::time_point, State *>;
+    using Key = std::pair<Clock::time_point, Impl *>;
 
     void arm(const StatePointer &state)
     {
@@ -102,7 +96,7 @@ private:
             wake_.notify_one();
     }
 
-    void disarm(State &state) { armed_.erase(Key(state.due, &state)); }
+    void disarm(Impl &state) { armed_.erase(Key(state.due, &state)); }
 
     void wait()
     {
@@ -170,11 +164,9 @@ private:
     bool isStarted_ = false;
 };
 
-} // namespace
-
-kx::TimerSource::TimerSource(std::function<void()> handler) : state_(std::make_shared<State>())
+kx::TimerSource::TimerSource(std::function<void()> handler) : impl_(std::make_shared<Impl>())
 {
-    state_->handler = std::move(handler);
+    impl_->handler = std::move(handler);
 }
 
 kx::TimerSource::~TimerSource()
@@ -184,15 +176,15 @@ kx::TimerSource::~TimerSource()
 
 void kx::TimerSource::schedule(nanoseconds delay, nanoseconds interval, nanoseconds)
 {
-    TimerThread::shared().schedule(state_, delay, interval);
+    TimerThread::shared().schedule(impl_, delay, interval);
 }
 
 void kx::TimerSource::resume()
 {
-    TimerThread::shared().resume(state_);
+    TimerThread::shared().resume(impl_);
 }
 
 void kx::TimerSource::cancel()
 {
-    TimerThread::shared().cancel(state_);
+    TimerThread::shared().cancel(impl_);
 }

@@ -27,10 +27,10 @@ public:
     void resume(); ///< [any]
     void cancel(); ///< For good; a second call does nothing. [any] [blocks]
 
-    struct State; ///< shared with the timer thread
-
 private:
-    std::shared_ptr<State> state_;
+    struct Impl;
+    class TimerThread;
+    const std::shared_ptr<Impl> impl_; ///< shared with the timer thread
 };
 
 } // namespace kx

@@ -3,8 +3,8 @@
 #include "KXFW/Platform/Foundation/Export.h"
 
 #include <functional>
+#include <memory>
 #include <string>
-#include <utility>
 
 /// A message for the user. How it is shown is installed from above, by the toolkit where there is one; without that,
 /// showing it writes a log line. A value.
@@ -17,12 +17,19 @@ public:
     /// Shows an alert and returns when the user has answered it.
     using Presenter = std::function<void(const NSAlert &)>;
 
+    // All [main].
+
+    NSAlert(); ///< Without texts.
+    ~NSAlert();
+    NSAlert(const NSAlert &other);
+    NSAlert &operator=(const NSAlert &other);
+
     // The texts, UTF-8 and shown as they stand: what happened in one short sentence, and what there is to know beside
     // it. All [main].
-    [[nodiscard]] const std::string &messageText() const noexcept { return messageText_; }
-    void setMessageText(std::string text) { messageText_ = std::move(text); }
-    [[nodiscard]] const std::string &informativeText() const noexcept { return informativeText_; }
-    void setInformativeText(std::string text) { informativeText_ = std::move(text); }
+    [[nodiscard]] const std::string &messageText() const noexcept;
+    void setMessageText(std::string text);
+    [[nodiscard]] const std::string &informativeText() const noexcept;
+    void setInformativeText(std::string text);
 
     /// Shows the alert. [main] [blocks]
     void runModal() const;
@@ -31,6 +38,6 @@ public:
     static void setPresenter(Presenter presenter);
 
 private:
-    std::string messageText_;
-    std::string informativeText_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

@@ -5,9 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <vector>
 
 /// Passes named notifications from those who post them to those who asked for them, on the posting thread.
 ///
@@ -18,6 +16,11 @@ class KX_EXPORT NSNotificationCenter
 {
 public:
     using Token = uint64_t; ///< names one observation; never given twice
+
+    NSNotificationCenter();  ///< One of the caller's own. [any]
+    ~NSNotificationCenter(); ///< [any]
+    NSNotificationCenter(const NSNotificationCenter &) = delete;
+    NSNotificationCenter &operator=(const NSNotificationCenter &) = delete;
 
     /// The process's own centre; lives until the process ends. [any]
     static NSNotificationCenter &defaultCenter();
@@ -31,15 +34,6 @@ public:
     void postNotificationName(const std::string &name);
 
 private:
-    using Block = std::function<void(const std::string &)>;
-    struct Observer {
-        Token token;
-        std::string name;
-        std::shared_ptr<const Block> block; ///< shared with the posts under way
-    };
-    std::shared_ptr<const Block> blockOf(Token token);
-
-    std::mutex lock_;
-    Token next_ = 1;
-    std::vector<Observer> observers_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

@@ -5,7 +5,27 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 #include <typeinfo>
+#include <utility>
+#include <vector>
+
+struct NSObject::Impl {
+    using Observation = std::pair<NSObject *, std::string>;
+
+    [[nodiscard]] bool has(const Observation &observation)
+    {
+        const std::lock_guard guard(lock);
+        return std::ranges::find(observations, observation) != observations.end();
+    }
+
+    std::mutex lock; ///< guards what follows
+    std::vector<Observation> observations;
+};
+
+NSObject::NSObject() : impl_(std::make_unique<Impl>()) {}
+
+NSObject::~NSObject() = default;
 
 std::string NSObject::description() const
 {
@@ -16,16 +36,16 @@ std::string NSObject::description() const
 
 void NSObject::addObserver(NSObject *observer, std::string key)
 {
-    const std::lock_guard guard(observersLock_);
-    observers_.emplace_back(observer, std::move(key));
+    const std::lock_guard guard(impl_->lock);
+    impl_->observations.emplace_back(observer, std::move(key));
 }
 
 void NSObject::removeObserver(NSObject *observer, const std::string &key)
 {
-    const std::lock_guard guard(observersLock_);
-    const auto found = std::ranges::find(observers_, std::pair(observer, key));
-    if (found != observers_.end())
-        observers_.erase(found);
+    const std::lock_guard guard(impl_->lock);
+    const auto found = std::ranges::find(impl_->observations, Impl::Observation(observer, key));
+    if (found != impl_->observations.end())
+        impl_->observations.erase(found);
 }
 
 void NSObject::willChangeValueForKey(const std::string &) {}
@@ -34,13 +54,13 @@ void NSObject::didChangeValueForKey(const std::string &key)
 {
     std::vector<NSObject *> told;
     {
-        const std::lock_guard guard(observersLock_);
-        for (const auto &[observer, observedKey] : observers_)
+        const std::lock_guard guard(impl_->lock);
+        for (const auto &[observer, observedKey] : impl_->observations)
             if (observedKey == key)
                 told.push_back(observer);
     }
     for (NSObject *observer : told)
-        if (isRegistered(observer, key)) // an earlier observer may have removed this one and let it go
+        if (impl_->has({observer, key})) // an earlier observer may have removed this one and let it go
             observer->observeValueForKey(key, *this);
 }
 
@@ -48,12 +68,6 @@ void NSObject::observeValueForKey(const std::string &, NSObject &) {}
 
 bool NSObject::isObserved(const std::string &key) const
 {
-    const std::lock_guard guard(observersLock_);
-    return std::ranges::any_of(observers_, [&](const auto &entry) { return entry.second == key; });
-}
-
-bool NSObject::isRegistered(NSObject *observer, const std::string &key) const
-{
-    const std::lock_guard guard(observersLock_);
-    return std::ranges::find(observers_, std::pair(observer, key)) != observers_.end();
+    const std::lock_guard guard(impl_->lock);
+    return std::ranges::any_of(impl_->observations, [&](const auto &entry) { return entry.second == key; });
 }

@@ -2,10 +2,8 @@
 
 #include "KXFW/Platform/Foundation/Export.h"
 
-#include <mutex>
+#include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 /// The root of objects whose properties can be observed.
 ///
@@ -15,8 +13,8 @@
 class KX_EXPORT NSObject
 {
 public:
-    NSObject() = default;
-    virtual ~NSObject() = default;
+    NSObject();          ///< [any]
+    virtual ~NSObject(); ///< [any]
     NSObject(const NSObject &) = delete;
     NSObject &operator=(const NSObject &) = delete;
 
@@ -40,8 +38,6 @@ protected:
     [[nodiscard]] bool isObserved(const std::string &key) const;
 
 private:
-    [[nodiscard]] bool isRegistered(NSObject *observer, const std::string &key) const;
-
-    mutable std::mutex observersLock_;
-    std::vector<std::pair<NSObject *, std::string>> observers_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

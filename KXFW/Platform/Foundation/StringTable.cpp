@@ -4,9 +4,16 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <mutex>
+#include <utility>
 
 namespace kx
 {
+
+struct StringTable::Impl {
+    std::mutex lock;                                            ///< guards what follows
+    std::map<std::pair<std::string, std::string>, Texts> texts; ///< by table and language
+};
 
 namespace
 {
@@ -33,6 +40,10 @@ Guarded<std::vector<std::string>> &preferredLanguages()
 
 } // namespace
 
+StringTable::StringTable() : impl_(std::make_unique<Impl>()) {}
+
+StringTable::~StringTable() = default;
+
 StringTable &StringTable::main()
 {
     static StringTable *const table = new StringTable; // never destroyed: threads may ask until exit
@@ -48,20 +59,20 @@ StringTable &StringTable::framework()
 void StringTable::setTexts(std::string_view language, Texts texts, std::string_view table)
 {
     std::pair key(std::string(table), plainName(language));
-    const std::lock_guard guard(lock_);
-    texts_.insert_or_assign(std::move(key), std::move(texts));
+    const std::lock_guard guard(impl_->lock);
+    impl_->texts.insert_or_assign(std::move(key), std::move(texts));
 }
 
 std::string StringTable::localizedStringForKey(std::string_view key, std::string_view value,
                                                std::string_view table) const
 {
     const std::vector<std::string> languages = preferredLanguages().get();
-    const std::lock_guard guard(lock_);
+    const std::lock_guard guard(impl_->lock);
     for (const std::string &preferred : languages) {
         const std::string full = plainName(preferred);
         for (const std::string &language : {full, full.substr(0, full.find('_'))}) {
-            const auto texts = texts_.find(std::pair(std::string(table), language));
-            if (texts == texts_.end())
+            const auto texts = impl_->texts.find(std::pair(std::string(table), language));
+            if (texts == impl_->texts.end())
                 continue;
             if (const auto text = texts->second.find(key); text != texts->second.end())
                 return text->second;

@@ -3,10 +3,9 @@
 #include "KXFW/Platform/Foundation/Export.h"
 
 #include <map>
-#include <mutex>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace kx
@@ -21,7 +20,8 @@ class KX_EXPORT StringTable
 public:
     using Texts = std::map<std::string, std::string, std::less<>>;
 
-    StringTable() = default; ///< No texts. [any]
+    StringTable();  ///< No texts. [any]
+    ~StringTable(); ///< [any]
     StringTable(const StringTable &) = delete;
     StringTable &operator=(const StringTable &) = delete;
 
@@ -44,8 +44,8 @@ public:
     [[nodiscard]] static std::vector<std::string> languagesOfEnvironment();
 
 private:
-    mutable std::mutex lock_;
-    std::map<std::pair<std::string, std::string>, Texts> texts_; ///< by table and language
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };
 
 } // namespace kx
