@@ -97,8 +97,8 @@ Player::Impl::~Impl()
 
 Player::Player()
 try : impl_(std::make_unique<Impl>()) {
-} catch (const NSException &exception) {
-    throw Exception(errorOf(exception));
+} catch (...) {
+    throw Exception(errorOf(std::current_exception()));
 }
 
 Player::Player(Player &&other) noexcept = default;
@@ -114,6 +114,9 @@ Result<> Player::open(const std::filesystem::path &path, const std::stop_token &
 Result<> Player::load(File file)
 {
     const std::filesystem::path path = file.path();
+    if (file.position() != Frames(0)) // it has been read from; it is played from its start
+        if (auto rewound = file.seek(Frames(0)); !rewound)
+            return rewound;
     return caught(path, [&]() -> Result<> {
         if (!impl_->player->loadDataSource(file.native()))
             return Error{ErrorCode::Busy, "an export is running", path};

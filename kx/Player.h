@@ -63,7 +63,7 @@ public:
     /// Opens a file on this thread and loads it: the range is the whole of it, the position its start; what was playing
     /// goes on with it. What was loaded stays where that fails. `stop` may be requested on any thread. [any] [blocks]
     Result<> open(const std::filesystem::path &path, const std::stop_token &stop = {});
-    /// The same with a file that was opened before, as on another thread. [any] [blocks]
+    /// The same with a file that was opened before, as on another thread; it is played from its start. [any] [blocks]
     Result<> load(File file);
     [[nodiscard]] std::filesystem::path path() const; ///< Of the loaded file, else empty. [any]
     [[nodiscard]] Frames length() const;              ///< Of the loaded file, else 0. [any]
