@@ -25,8 +25,18 @@ struct kx::SerialQueue::Lock {
     PriorityMutex mutex;
 };
 
+struct kx::SerialQueue::Impl {
+    struct Worker;
+    explicit Impl(std::string name) : label(std::move(name)) {}
+
+    const std::string label;
+    const std::shared_ptr<Lock> lock = std::make_shared<Lock>();
+    std::mutex workerLock; ///< guards the making of the worker
+    std::shared_ptr<Worker> worker;
+};
+
 /// The thread of a queue's async tasks and what it waits for; outlives a queue that one of its own tasks destroys.
-struct kx::SerialQueue::Worker {
+struct kx::SerialQueue::Impl::Worker {
     Worker(std::string name, std::shared_ptr<Lock> queueLock) : label(std::move(name)), taskLock(std::move(queueLock))
     {
     }
@@ -80,15 +90,6 @@ struct kx::SerialQueue::Worker {
     std::thread thread;
 };
 
-struct kx::SerialQueue::Impl {
-    explicit Impl(std::string name) : label(std::move(name)) {}
-
-    const std::string label;
-    const std::shared_ptr<Lock> lock = std::make_shared<Lock>();
-    std::mutex workerLock; ///< guards the making of the worker
-    std::shared_ptr<Worker> worker;
-};
-
 kx::SerialQueue::Turn::Turn(const SerialQueue &queue) : lock_(queue.impl_->lock)
 {
     lock_->mutex.lock();
@@ -99,11 +100,21 @@ kx::SerialQueue::Turn::~Turn()
     lock_->mutex.unlock();
 }
 
+kx::SerialQueue::KeptTurn::KeptTurn(const SerialQueue &queue) : lock_(*queue.impl_->lock)
+{
+    lock_.mutex.lock();
+}
+
+kx::SerialQueue::KeptTurn::~KeptTurn()
+{
+    lock_.mutex.unlock();
+}
+
 kx::SerialQueue::SerialQueue(std::string label) : impl_(std::make_unique<Impl>(std::move(label))) {}
 
 kx::SerialQueue::~SerialQueue()
 {
-    const std::shared_ptr<Worker> &worker = impl_->worker;
+    const std::shared_ptr<Impl::Worker> &worker = impl_->worker;
     if (!worker)
         return;
     const bool isWorker = worker->thread.get_id() == std::this_thread::get_id();
@@ -126,7 +137,7 @@ void kx::SerialQueue::async(std::function<void()> task)
         return;
     const std::lock_guard guard(impl_->workerLock);
     if (!impl_->worker) {
-        auto worker = std::make_shared<Worker>(impl_->label, impl_->lock);
+        auto worker = std::make_shared<Impl::Worker>(impl_->label, impl_->lock);
         worker->thread = std::thread([worker] { worker->run(); });
         impl_->worker = std::move(worker);
     }

@@ -38,7 +38,7 @@ public:
     /// The same for a task that does not let the queue go: without counting a reference. [any] [render] [blocks]
     template <class Task> decltype(auto) syncKept(Task &&task)
     {
-        const std::lock_guard guard(*lock_);
+        const KeptTurn turn(*this);
         return std::forward<Task>(task)();
     }
 
@@ -48,7 +48,6 @@ public:
 private:
     struct Impl;
     struct Lock;
-    struct Worker;
 
     /// The queue is the calling thread's while this lives; a task may let the queue go meanwhile.
     class Turn
@@ -61,6 +60,19 @@ private:
 
     private:
         const std::shared_ptr<Lock> lock_;
+    };
+
+    /// The same where the queue stays.
+    class KeptTurn
+    {
+    public:
+        explicit KeptTurn(const SerialQueue &queue);
+        ~KeptTurn();
+        KeptTurn(const KeptTurn &) = delete;
+        KeptTurn &operator=(const KeptTurn &) = delete;
+
+    private:
+        Lock &lock_;
     };
 
     const std::unique_ptr<Impl> impl_;
