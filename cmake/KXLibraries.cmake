@@ -40,6 +40,9 @@ kx_library(pugixml libpugixml-dev "")
 
 # What is loaded when it is wanted: headers only. The modules link what they need.
 kx_library(libdw libdw-dev "")
+if(KXFW_WITH_PIPEWIRE)
+    kx_library(libpipewire-0.3 libpipewire-0.3-dev KXFW_WITH_PIPEWIRE)
+endif()
 if(KXFW_WITH_PULSEAUDIO)
     kx_library(libpulse libpulse-dev KXFW_WITH_PULSEAUDIO)
 endif()

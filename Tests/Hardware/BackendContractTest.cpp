@@ -35,10 +35,10 @@ template <kx::VirtualClock Clock> SoundSystem virtualSystem()
     return {system, kx::makeVirtualBackend, [hardware = system.get()] { (*hardware)->setDevices({{"new"}, {"one"}}); }};
 }
 
-template <ServerKind Kind> SoundSystem serverSystem()
+template <ServerKind Kind, auto MakeBackend> SoundSystem serverSystem()
 {
     const auto system = std::make_shared<PulseServer>(std::vector<PulseSink>{{"one"}, {"two"}}, Kind);
-    return {system, kx::makePulseBackend, [server = system.get()] { server->removeSink("two"); }};
+    return {system, MakeBackend, [server = system.get()] { server->removeSink("two"); }};
 }
 
 using Kind = std::pair<const char *, SoundSystem (*)()>;
@@ -55,11 +55,15 @@ protected:
     std::unique_ptr<HardwareBackend> backend = system.makeBackend();
 };
 
-INSTANTIATE_TEST_SUITE_P(Hardware, BackendContract,
-                         ::testing::Values(Kind{"virtual", virtualSystem<kx::VirtualClock::RealTime>},
-                                           Kind{"flat_out", virtualSystem<kx::VirtualClock::FlatOut>},
-                                           Kind{"pulse", serverSystem<ServerKind::PulseAudio>},
-                                           Kind{"pipewire", serverSystem<ServerKind::PipeWire>}),
+constexpr Kind kKinds[] = {
+    {"virtual", virtualSystem<kx::VirtualClock::RealTime>},
+    {"flat_out", virtualSystem<kx::VirtualClock::FlatOut>},
+    {"pipewire", serverSystem<ServerKind::PipeWire, kx::makePipeWireBackend>},
+    {"pulse", serverSystem<ServerKind::PulseAudio, kx::makePulseBackend>},
+    {"pulse_of_pipewire", serverSystem<ServerKind::PipeWire, kx::makePulseBackend>},
+};
+
+INSTANTIATE_TEST_SUITE_P(Hardware, BackendContract, ::testing::ValuesIn(kKinds),
                          [](const auto &kind) { return std::string(kind.param.first); });
 
 TEST_P(BackendContract, AsksForSlicesUntilItIsDrained)

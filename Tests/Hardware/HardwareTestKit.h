@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,14 @@ inline AudioObjectID defaultOutput(const HardwareService &service)
 inline std::string defaultOutputName(const HardwareService &service)
 {
     return textOf(service, defaultOutput(service), kAudioDevicePropertyDeviceName);
+}
+
+inline std::unique_ptr<OutputStream> openOn(HardwareService &service, const std::string &uid)
+{
+    auto stream = service.openOutputStream(deviceOf(service, uid));
+    if (!stream)
+        throw std::runtime_error("no stream to " + uid);
+    return std::move(*stream);
 }
 
 /// Listens to one property while it lives and counts what it hears.

@@ -76,14 +76,16 @@ kx::test::PulseServer::PulseServer(std::vector<PulseSink> sinks, ServerKind kind
     setenv("PULSE_SERVER",
            ("unix:" + (folder_ / (kind == ServerKind::PipeWire ? "pulse/native" : "native")).string()).c_str(), 1);
     setenv("PULSE_COOKIE", (folder_ / "cookie").c_str(), 1);
+    setenv("PIPEWIRE_REMOTE", (folder_ / "pipewire-0").c_str(), 1);
     start();
 }
 
 kx::test::PulseServer::~PulseServer()
 {
-    end(SIGKILL);
+    kill();
     unsetenv("PULSE_SERVER");
     unsetenv("PULSE_COOKIE");
+    unsetenv("PIPEWIRE_REMOTE");
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }
@@ -148,24 +150,24 @@ void kx::test::PulseServer::start()
         setDefaultSink(sinks_.front().name);
 }
 
-void kx::test::PulseServer::end(int signal)
+void kx::test::PulseServer::stop()
 {
     for (const pid_t process : std::ranges::reverse_view(processes_)) {
-        ::kill(process, signal);
+        ::kill(process, SIGTERM);
         waitpid(process, nullptr, 0);
     }
     processes_.clear();
     modules_.clear();
 }
 
-void kx::test::PulseServer::stop()
-{
-    end(SIGTERM);
-}
-
 void kx::test::PulseServer::kill()
 {
-    end(SIGKILL);
+    for (const pid_t process : processes_) // the server itself before what lives on it
+        ::kill(process, SIGKILL);
+    for (const pid_t process : processes_)
+        waitpid(process, nullptr, 0);
+    processes_.clear();
+    modules_.clear();
 }
 
 void kx::test::PulseServer::freeze()

@@ -56,7 +56,6 @@ private:
     [[nodiscard]] std::string lineOf(const Command &command) const;
     [[nodiscard]] pid_t spawn(const Command &command) const;
     [[nodiscard]] bool tryControl(const Command &arguments, std::string &printed) const;
-    void end(int signal);
 
     const ServerKind kind_;
     std::filesystem::path folder_;

@@ -88,6 +88,7 @@ struct BackendEntry {
     std::unique_ptr<HardwareBackend> (*make)();
 };
 
+std::unique_ptr<HardwareBackend> makePipeWireBackend();
 std::unique_ptr<HardwareBackend> makePulseBackend();
 std::unique_ptr<HardwareBackend> makeVirtualBackend(); ///< always succeeds, at once
 

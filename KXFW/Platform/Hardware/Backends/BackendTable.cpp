@@ -14,6 +14,9 @@ namespace
 /// In the order of preference; the last one is always there.
 constexpr std::array kBackends
 {
+#if KX_WITH_PIPEWIRE
+    kx::BackendEntry{"pipewire", kx::makePipeWireBackend},
+#endif
 #if KX_WITH_PULSEAUDIO
     kx::BackendEntry{"pulse", kx::makePulseBackend},
 #endif

@@ -143,24 +143,7 @@ void kx::PulseBackend::take(PulseDevices devices)
         const std::lock_guard guard(lock_);
         devices_ = std::move(devices);
     }
-    tell();
-}
-
-void kx::PulseBackend::tell()
-{
-    const std::lock_guard guard(lock_);
-    if (std::exchange(tellingIsScheduled_, true))
-        return;
-    tellQueue_.async([this] {
-        std::function<void()> handler;
-        {
-            const std::lock_guard inside(lock_);
-            tellingIsScheduled_ = false;
-            handler = changeHandler_;
-        }
-        if (handler)
-            handler();
-    });
+    teller_.tell();
 }
 
 kx::HardwareState kx::PulseBackend::state() const
@@ -171,8 +154,7 @@ kx::HardwareState kx::PulseBackend::state() const
 
 void kx::PulseBackend::setChangeHandler(std::function<void()> handler)
 {
-    const std::lock_guard guard(lock_);
-    changeHandler_ = std::move(handler);
+    teller_.setHandler(std::move(handler));
 }
 
 std::optional<kx::PulseFormat> kx::PulseBackend::formatOf(const std::string &uid) const

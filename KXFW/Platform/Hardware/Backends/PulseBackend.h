@@ -1,7 +1,7 @@
 #pragma once
 
-#include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "KXFW/Platform/Foundation/Backoff.h"
+#include "KXFW/Platform/Hardware/Backends/ChangeTeller.h"
 #include "KXFW/Platform/Hardware/Backends/PulseDevices.h"
 #include "KXFW/Platform/Hardware/Backends/PulseInquiry.h"
 #include "KXFW/Platform/Hardware/Backends/PulseLoop.h"
@@ -48,7 +48,6 @@ private:
     void cancelTimer() noexcept;
 
     void take(PulseDevices devices);
-    void tell();
     [[nodiscard]] std::optional<PulseFormat> formatOf(const std::string &uid) const;
 
     const std::shared_ptr<PulseLoop> loop_;
@@ -65,12 +64,10 @@ private:
     uint64_t refusals_ = 0; ///< since the last answer
     bool hasAnswered_ = false;
 
-    mutable std::mutex lock_; ///< guards the next three
+    mutable std::mutex lock_; ///< guards devices_
     PulseDevices devices_;
-    std::function<void()> changeHandler_;
-    bool tellingIsScheduled_ = false;
 
-    SerialQueue tellQueue_{"KXFW pulse"}; ///< goes first: its tasks use the rest
+    ChangeTeller teller_{"KXFW pulse"}; ///< goes first: its handler asks for the rest
 };
 
 } // namespace kx

@@ -1,30 +1,18 @@
 #include "KXFW/Platform/Hardware/Backends/PulseLibrary.h"
 
-#include "KXFW/Platform/Foundation/NSLog.h"
-
-#include <dlfcn.h>
-
 namespace
 {
 
 /// Its version is that of the interface; since 2007 functions were only added.
-constexpr const char *kLibrary = "libpulse.so.0";
+constexpr const char *kPulseLibrary = "libpulse.so.0";
 
-bool loadFunctions(kx::PulseLibrary &functions)
+bool loadPulse(kx::PulseLibrary &functions)
 {
-    void *const library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    bool isWhole = library != nullptr;
-    const auto take = [&]<class Pointer>(kx::LoadedFunction<Pointer> &function, const char *name) {
-        if (isWhole)
-            function.pointer = reinterpret_cast<Pointer>(dlsym(library, name));
-        isWhole = isWhole && function.pointer != nullptr;
-    };
-#define KX_TAKE(name) take(functions.name, "pa_" #name);
+    kx::FunctionLoader loader(kPulseLibrary);
+#define KX_TAKE(name) loader.take(functions.name, "pa_" #name);
     KX_PULSE_FUNCTIONS(KX_TAKE)
 #undef KX_TAKE
-    if (!isWhole)
-        NSLog("PulseAudio cannot be used: %@", dlerror());
-    return isWhole;
+    return loader.succeeded("PulseAudio");
 }
 
 } // namespace
@@ -37,7 +25,7 @@ kx::PulseLibrary &kx::PulseLibrary::instance() noexcept
 
 bool kx::PulseLibrary::load()
 {
-    static const bool isLoaded = loadFunctions(instance());
+    static const bool isLoaded = loadPulse(instance());
     return isLoaded;
 }
 

@@ -1,22 +1,11 @@
 #pragma once
 
-#include <cstdlib>
+#include "KXFW/Platform/Hardware/Backends/LoadedFunction.h"
+
 #include <pulse/pulseaudio.h>
 
 namespace kx
 {
-
-/// A function of a library that may not be there; to call it then ends the program.
-template <class Pointer> struct LoadedFunction {
-    Pointer pointer = nullptr;
-
-    template <class... Arguments> auto operator()(Arguments... arguments) const
-    {
-        if (pointer == nullptr)
-            std::abort();
-        return pointer(arguments...);
-    }
-};
 
 // clang-format off
 /// The functions of libpulse that are used, without their prefix.
