@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <stdexcept>
 #include <thread>
 
 namespace
@@ -21,7 +22,7 @@ using kx::OutputStream;
 
 constexpr uint32_t kSlice = 512;
 
-/// A sound system with the devices "one" (the default) and "two".
+/// A sound system with the devices "one" (the default) and "two", by which names their uids end.
 struct SoundSystem {
     std::shared_ptr<void> running;
     std::unique_ptr<HardwareBackend> (*makeBackend)();
@@ -46,10 +47,15 @@ using Kind = std::pair<const char *, SoundSystem (*)()>;
 class BackendContract : public ::testing::TestWithParam<Kind>
 {
 protected:
-    std::unique_ptr<OutputStream> open(std::size_t device)
+    /// Not by its place: PipeWire has a dummy before it has others.
+    [[nodiscard]] std::string uidOf(const char *name) const
     {
-        return *backend->openOutput(backend->state().devices.at(device).uid, kSlice);
+        for (const kx::DeviceInfo &device : backend->state().devices)
+            if (device.uid.ends_with(name))
+                return device.uid;
+        throw std::runtime_error(std::string("no device ") + name);
     }
+    std::unique_ptr<OutputStream> open(const char *name) { return *backend->openOutput(uidOf(name), kSlice); }
 
     SoundSystem system = GetParam().second();
     std::unique_ptr<HardwareBackend> backend = system.makeBackend();
@@ -68,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Hardware, BackendContract, ::testing::ValuesIn(kKinds),
 
 TEST_P(BackendContract, AsksForSlicesUntilItIsDrained)
 {
-    const auto stream = open(0);
+    const auto stream = open("one");
     const std::vector<std::byte> slice(kSlice * stream->format().mBytesPerFrame);
     for (int i = 0; i < 20; ++i) {
         const auto room = stream->waitForRoom();
@@ -85,7 +91,7 @@ TEST_P(BackendContract, AsksForSlicesUntilItIsDrained)
 
 TEST_P(BackendContract, AnInterruptionIsForGood)
 {
-    const auto stream = open(0);
+    const auto stream = open("one");
     CountingWriter writer(*stream);
     stream->interrupt();
     EXPECT_EQ(writer.status(), noErr);
@@ -98,14 +104,14 @@ TEST_P(BackendContract, AnInterruptionIsForGood)
 TEST_P(BackendContract, TellsOfADeviceThatGoesAndLosesItsStreamsOnly)
 {
     kx::WakeSignal told;
-    const std::string gone = backend->state().devices.at(1).uid;
+    const std::string gone = uidOf("two");
     const auto isThere = [&] { return std::ranges::count(backend->state().devices, gone, &kx::DeviceInfo::uid) > 0; };
     backend->setChangeHandler([&] {
         isThere(); // it may ask
         told.raise();
     });
-    const auto staying = open(0);
-    const auto going = open(1);
+    const auto staying = open("one");
+    const auto going = open("two");
     CountingWriter writer(*going);
     system.removeDeviceTwo();
     EXPECT_TRUE(told.waitUntil(std::chrono::steady_clock::now() + kHangDeadline, [&] { return !isThere(); }));
@@ -150,6 +156,20 @@ TEST(BackendTable, ChoosesWhatAnswersUnlessItIsToldAndFollowsAServerThatComesLat
         const std::string expected = std::get<1>(cases[i % std::size(cases)]);
         EXPECT_TRUE(devices.waitUntil([&] { return firstDevice(*services[i]) == expected; })) << i;
     }
+}
+
+TEST(BackendTable, PrefersPipeWireOnceThatHasADefaultDevice)
+{
+    PulseServer pipeWire({{"pw1"}}, ServerKind::PipeWire);
+    pipeWire.killSessionManager(); // sinks without a default: streams to them would be linked to nothing
+    const PulseServer pulse;
+    kx::HardwareService service(kx::makeBackend());
+    EXPECT_EQ(firstDevice(service), "kx1");
+    TestListener devices(service, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+    pipeWire.kill();
+    pipeWire.start();
+    EXPECT_TRUE(devices.waitUntil([&] { return deviceOf(service, "pw1") != kAudioObjectUnknown; }));
+    EXPECT_NE(deviceOf(kx::HardwareService(kx::makeBackend()), "pw1"), kAudioObjectUnknown) << "at once";
 }
 
 } // namespace

@@ -73,10 +73,10 @@ kx::test::PulseServer::PulseServer(std::vector<PulseSink> sinks, ServerKind kind
         << "context.properties = { default.clock.rate = 44100 default.clock.allowed-rates = [ 44100 48000 ] }\n";
     std::ofstream(folder_ / "start.pa") << "load-module module-native-protocol-unix auth-anonymous=1 socket="
                                         << (folder_ / "native").string() << '\n';
-    setenv("PULSE_SERVER",
-           ("unix:" + (folder_ / (kind == ServerKind::PipeWire ? "pulse/native" : "native")).string()).c_str(), 1);
+    setenv("PULSE_SERVER", ("unix:" + socket()).c_str(), 1);
     setenv("PULSE_COOKIE", (folder_ / "cookie").c_str(), 1);
-    setenv("PIPEWIRE_REMOTE", (folder_ / "pipewire-0").c_str(), 1);
+    // One of PulseAudio leaves one of PipeWire alone.
+    setenv("PIPEWIRE_REMOTE", (folder_ / "pipewire-0").c_str(), static_cast<int>(kind == ServerKind::PipeWire));
     start();
 }
 
@@ -88,6 +88,12 @@ kx::test::PulseServer::~PulseServer()
     unsetenv("PIPEWIRE_REMOTE");
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
+}
+
+/// Where it takes clients of PulseAudio.
+std::string kx::test::PulseServer::socket() const
+{
+    return folder_ / (kind_ == ServerKind::PipeWire ? "pulse/native" : "native");
 }
 
 /// The programs that make the server, each with the file that appears when it is there.
@@ -113,7 +119,8 @@ std::string kx::test::PulseServer::lineOf(const Command &command) const
     std::string line = "exec env";
     for (const char *name : {"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "HOME", "PULSE_STATE_PATH"})
         line += quoted(name + ("=" + folder));
-    line += " PULSE_RUNTIME_PATH=" + folder + "/pulse DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder + "/bus";
+    line += " PULSE_SERVER=unix:" + socket() + " PULSE_RUNTIME_PATH=" + folder +
+            "/pulse DBUS_SESSION_BUS_ADDRESS=unix:path=" + folder + "/bus";
     for (const std::string &word : command)
         line += quoted(word);
     return line + " 2>/dev/null";

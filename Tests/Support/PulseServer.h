@@ -53,6 +53,7 @@ private:
     using Command = std::vector<std::string>;
 
     [[nodiscard]] std::vector<std::pair<Command, std::string>> daemons() const;
+    [[nodiscard]] std::string socket() const;
     [[nodiscard]] std::string lineOf(const Command &command) const;
     [[nodiscard]] pid_t spawn(const Command &command) const;
     [[nodiscard]] bool tryControl(const Command &arguments, std::string &printed) const;

@@ -15,7 +15,7 @@ done
 
 library=$folder/libKXFW.so
 needed=$(readelf -d "$library" | grep -F '(NEEDED)' || true)
-if grep -Ei 'lib(pulse|dw|av(format|codec|util|filter)|swresample|swscale|Qt)' <<<"$needed"; then
+if grep -Ei 'lib(pipewire|pulse|asound|dw|av(format|codec|util|filter)|swresample|swscale|Qt)' <<<"$needed"; then
     fail "$library must not depend on these"
 fi
 if nm -DC "$library" | grep -E ' (Q[A-Z][A-Za-z]*::|q[A-Z][A-Za-z]*\()'; then

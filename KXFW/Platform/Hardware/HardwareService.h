@@ -29,7 +29,8 @@ public:
     };
 
     /// The one of the process, on the backend that the environment or the machine suggests. Made on first use, which
-    /// may take a second, and never destroyed: threads may use it until the process ends. [any] [blocks]
+    /// may take a second for each sound server that hangs, and never destroyed: threads may use it until the process
+    /// ends. [any] [blocks]
     static HardwareService &shared();
 
     explicit HardwareService(std::unique_ptr<HardwareBackend> backend) : HardwareService(std::move(backend), Pace{}) {}

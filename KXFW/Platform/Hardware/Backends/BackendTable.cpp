@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -18,17 +20,23 @@ constexpr std::array kBackends
     kx::BackendEntry{"pipewire", kx::makePipeWireBackend},
 #endif
 #if KX_WITH_PULSEAUDIO
-    kx::BackendEntry{"pulse", kx::makePulseBackend},
+        kx::BackendEntry{"pulse", kx::makePulseBackend},
 #endif
         kx::BackendEntry{"virtual", kx::makeVirtualBackend},
 };
 
 std::unique_ptr<kx::HardwareBackend> firstThatComes()
 {
-    auto backend = kBackends.back().make();
-    for (std::size_t i = kBackends.size() - 1; i-- > 0;)
-        if (auto preferred = kBackends[i].make())
-            backend = std::make_unique<kx::AwaitingBackend>(std::move(preferred), std::move(backend));
+    std::vector<std::unique_ptr<kx::HardwareBackend>> made;
+    for (const kx::BackendEntry &entry : kBackends) {
+        if (auto backend = entry.make())
+            made.push_back(std::move(backend));
+        if (!made.empty() && !made.back()->state().defaultOutput.empty())
+            break; // the others are not even loaded
+    }
+    auto backend = std::move(made.back());
+    for (made.pop_back(); !made.empty(); made.pop_back())
+        backend = std::make_unique<kx::AwaitingBackend>(std::move(made.back()), std::move(backend));
     return backend;
 }
 

@@ -16,8 +16,8 @@ namespace kx
 /// The devices and streams of a PipeWire server.
 ///
 /// Waiting (no devices) -> connected (the server has described its devices) -> waiting (it went) -> ... All of that
-/// happens on the loop's thread, under the loop's lock; what others ask for is a copy under a lock of its own, so nobody
-/// waits for the server. The change handler runs on a queue, under no lock of the library's.
+/// happens on the loop's thread, under the loop's lock; what others ask for is a copy under a lock of its own, so
+/// nobody waits for the server. The change handler runs on a queue, under no lock of the library's.
 class PipeWireBackend final : public HardwareBackend
 {
 public:

@@ -37,9 +37,8 @@ std::optional<kx::PipeWireFormat> kx::playableFormat(const spa_pod *nodeFormat)
         subtype != SPA_MEDIA_SUBTYPE_raw || spa_format_audio_raw_parse(pod, &format.raw) < 0)
         return std::nullopt;
     format.raw.format = SPA_AUDIO_FORMAT_F32;
-    format.raw.rate =
-        std::clamp(format.raw.rate == 0 ? kDefaultRate : format.raw.rate, static_cast<uint32_t>(kMinimumSampleRate),
-                   static_cast<uint32_t>(kMaximumSampleRate));
+    format.raw.rate = std::clamp(format.raw.rate == 0 ? kDefaultRate : format.raw.rate,
+                                 static_cast<uint32_t>(kMinimumSampleRate), static_cast<uint32_t>(kMaximumSampleRate));
     if (format.raw.channels == 0 || format.raw.channels > kMaximumChannels) {
         format.raw.channels = 2;
         format.raw.flags |= SPA_AUDIO_FLAG_UNPOSITIONED;

@@ -11,8 +11,8 @@
 namespace kx
 {
 
-/// The format of a stream to a sink: 32-bit float, which is what the server works in, at the sink's own rate and with its
-/// own channels, so that the server converts nothing.
+/// The format of a stream to a sink: 32-bit float, which is what the server works in, at the sink's own rate and with
+/// its own channels, so that the server converts nothing.
 struct PipeWireFormat {
     spa_audio_info_raw raw;
     AudioStreamBasicDescription description; ///< the same for the rest of the platform

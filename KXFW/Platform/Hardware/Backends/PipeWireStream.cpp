@@ -117,8 +117,8 @@ void kx::PipeWireStream::process() noexcept
     spa_data &data = buffer->buffer->datas[0];
     const uint32_t frameBytes = format().mBytesPerFrame;
     uint32_t frames = data.data == nullptr ? 0 : data.maxsize / frameBytes;
-    frames = static_cast<uint32_t>(
-        std::min<uint64_t>(frames, buffer->requested == 0 ? usualFrames_ : buffer->requested));
+    frames =
+        static_cast<uint32_t>(std::min<uint64_t>(frames, buffer->requested == 0 ? usualFrames_ : buffer->requested));
     if (frames > 0)
         take({static_cast<std::byte *>(data.data), std::size_t{frames} * frameBytes}, timeHeard());
     data.chunk->offset = 0;
@@ -137,6 +137,5 @@ kx::CallbackStream::Clock::time_point kx::PipeWireStream::timeHeard() const noex
                          static_cast<double>(time.buffered) / format().mSampleRate;
     const auto wait = std::clamp(std::chrono::duration<double>(delay), std::chrono::duration<double>(0),
                                  std::chrono::duration<double>(kLongestWait));
-    return Clock::time_point(std::chrono::nanoseconds(time.now)) +
-           std::chrono::duration_cast<Clock::duration>(wait);
+    return Clock::time_point(std::chrono::nanoseconds(time.now)) + std::chrono::duration_cast<Clock::duration>(wait);
 }

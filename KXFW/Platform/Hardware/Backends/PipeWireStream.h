@@ -10,8 +10,8 @@
 namespace kx
 {
 
-/// A stream to one sink. It stays there: when the sink goes it is lost. The session manager links it; where there is none
-/// the server takes the stream and asks it for nothing.
+/// A stream to one sink. It stays there: when the sink goes it is lost. The session manager links it; where there is
+/// none the server takes the stream and asks it for nothing.
 class PipeWireStream final : public CallbackStream
 {
 public:
