@@ -1,7 +1,7 @@
 #include "KXFW/Audio/KXAFiledAudioData2.h"
 
+#include "KXFW/Audio/AudioDataSites.h"
 #include "KXFW/Audio/KXAudioUtil.h"
-#include "KXFW/Audio/StatusAssertion.h"
 #include "KXFW/Platform/Foundation/NSException.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 
@@ -10,6 +10,8 @@
 
 const uint64_t kKXAFiledAudioData_RingBufferSize = 16777216;
 const uint64_t kKXAFiledAudioData_BridgeBufferSize = 1048576;
+
+namespace sites = kx::audioDataSites;
 
 namespace
 {
@@ -82,18 +84,18 @@ void KXAFiledAudioData2::prepareForRead(const std::stop_token &stop)
     constexpr const char *kSite = "-[KXAFiledAudioData2 prepareForRead]";
     _finalize(); // of a file that was open before
     ExtAudioFileRef file = nullptr;
-    _ASSERT_NOERR(ExtAudioFileOpenURL(fileURL(), &file, stop), kSite, 238);
+    _ASSERT_NOERR(ExtAudioFileOpenURL(fileURL(), &file, stop), sites::kOpen);
     startOver();
     fileRef_ = file;
     const AudioStreamBasicDescription standard = GetStandardDescription();
     setFormat(standard);
     _ASSERT_NOERR(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof standard, &standard),
-                  kSite, 252);
+                  sites::kSetClientFormat);
     AudioChannelLayout layout{};
     layout.mChannelLayoutTag = kAudioChannelLayoutTag_UseChannelDescriptions;
     layout.mChannelBitmap = kAudioChannelBit_Left | kAudioChannelBit_Right;
     _ASSERT_NOERR(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientChannelLayout, sizeof layout, &layout),
-                  kSite, 265);
+                  sites::kSetChannelLayout);
     // The file service keeps what it decodes after a seek, so a loop back to the start costs a copy from the first on.
     _ASSERT_NOERR(ExtAudioFileSeek(file, 0), kSite);
     _ensureFileLengthFrames();
@@ -113,7 +115,7 @@ void KXAFiledAudioData2::_finalize()
     const std::lock_guard guard(formatLock_);
     fileDataFormat_ = nullptr;
     fileRate_ = 0.0;
-    _ASSERT_NOERR(status, "-[KXAFiledAudioData2 _finalize]", 369);
+    _ASSERT_NOERR(status, sites::kClose);
 }
 
 /// Nothing of an earlier file is left.
@@ -134,7 +136,7 @@ void KXAFiledAudioData2::_ensureFileLengthFrames()
     int64_t frames = 0;
     uint32_t size = sizeof frames;
     _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_FileLengthFrames, &size, &frames),
-                  "-[KXAFiledAudioData2 _ensureFileLengthFrames]", 294);
+                  sites::kAskLength);
     fileLengthFrames_ = frames;
 }
 
@@ -149,7 +151,7 @@ void KXAFiledAudioData2::_ensureFileDataFormat()
         AudioStreamBasicDescription format{};
         uint32_t size = sizeof format;
         _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_FileDataFormat, &size, &format),
-                      "-[KXAFiledAudioData2 _ensureFileDataFormat]", 314);
+                      sites::kAskFormat);
         *fileDataFormat_ = format;
     }
     fileRate_ = fileDataFormat_->mSampleRate;
@@ -177,29 +179,28 @@ int64_t KXAFiledAudioData2::tell()
 {
     return parts_.fileQueue->sync([this] {
         int64_t frame = 0;
-        _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &frame), "-[KXAFiledAudioData2 tell]_block_invoke", 226);
+        _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &frame), sites::kTell);
         return frame;
     });
 }
 
 uint32_t KXAFiledAudioData2::copyToBuffer(void *destination, uint64_t startingByte, uint64_t numBytes)
 {
-    constexpr const char *kSite = "-[KXAFiledAudioData2 copyToBuffer:startingByte:numBytes:]";
     AudioStreamBasicDescription client{};
     uint32_t size = sizeof client;
-    _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_ClientDataFormat, &size, &client), kSite,
-                  335);
+    _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_ClientDataFormat, &size, &client),
+                  sites::kCopyAskFormat);
     int64_t position = 0;
-    _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &position), kSite, 340);
+    _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &position), sites::kCopyTell);
     const auto target = static_cast<int64_t>(startingByte / client.mBytesPerFrame);
     if (position != target) {
         NSLog("seek");
-        _ASSERT_NOERR(ExtAudioFileSeek(fileRef_, target), kSite, 346);
+        _ASSERT_NOERR(ExtAudioFileSeek(fileRef_, target), sites::kCopySeek);
     }
     const auto bytes = static_cast<uint32_t>(numBytes);
     AudioBufferList list{1, {{client.mChannelsPerFrame, bytes, destination}}};
     uint32_t frames = bytes / client.mBytesPerFrame;
-    _ASSERT_NOERR(ExtAudioFileRead(fileRef_, &frames, &list), kSite, 357);
+    _ASSERT_NOERR(ExtAudioFileRead(fileRef_, &frames, &list), sites::kCopyRead);
     return client.mBytesPerFrame * frames;
 }
 

@@ -12,6 +12,11 @@
 #include <memory>
 #include <stop_token>
 
+namespace kx
+{
+struct StatusSite;
+}
+
 extern "C" {
 KX_EXPORT extern const uint64_t kKXAFiledAudioData_RingBufferSize;   ///< 16777216 bytes
 KX_EXPORT extern const uint64_t kKXAFiledAudioData_BridgeBufferSize; ///< 1048576 bytes
@@ -136,11 +141,6 @@ public:
 
 private:
     enum class Interruption { Allowed, Refused };
-    struct PrereadSite {
-        const char *function;
-        int line;
-    };
-    static const PrereadSite kPrereadSite;
 
     template <class Value> bool setWhileClosed(kx::Guarded<Value> &field, Value value)
     {
@@ -154,13 +154,13 @@ private:
     void fixParts();
     void startOver();
     uint64_t takeFromRing(void *destination, uint64_t bytes);
-    uint32_t decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site,
+    uint32_t decodeIntoRing(uint32_t bytesWanted, Interruption interruption, const kx::StatusSite &site,
                             uint32_t framesTaken = 0);
-    uint32_t readBridge(uint32_t frames, Interruption interruption, PrereadSite site, uint32_t framesTaken);
-    void failReading(OSStatus status, uint32_t framesBefore, PrereadSite site);
-    void reportReadFailure(OSStatus status, PrereadSite site);
+    uint32_t readBridge(uint32_t frames, Interruption interruption, const kx::StatusSite &site, uint32_t framesTaken);
+    void failReading(OSStatus status, uint32_t framesBefore, const kx::StatusSite &site);
+    void reportReadFailure(OSStatus status, const kx::StatusSite &site);
     int64_t positionFile(int64_t frame);
-    void dropFrames(PrereadSite site);
+    void dropFrames(const kx::StatusSite &site);
     [[nodiscard]] bool isHeldUp() const noexcept;
     uint32_t takeOrDecode(std::byte *destination, uint32_t bytes, uint32_t framesTaken);
     template <class Task> decltype(auto) exclusively(Task &&task);

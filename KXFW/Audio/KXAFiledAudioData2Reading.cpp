@@ -1,12 +1,14 @@
 // The moving parts of the file-backed audio data: pre-reading into the ring, reading out of it, and seeking.
+#include "KXFW/Audio/AudioDataSites.h"
 #include "KXFW/Audio/KXAFiledAudioData2.h"
-#include "KXFW/Audio/StatusAssertion.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 #include "KXFW/Platform/Foundation/Units.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
+
+namespace sites = kx::audioDataSites;
 
 namespace
 {
@@ -33,15 +35,12 @@ template <class Task> decltype(auto) KXAFiledAudioData2::exclusively(Task &&task
     return std::forward<Task>(task)();
 }
 
-const KXAFiledAudioData2::PrereadSite KXAFiledAudioData2::kPrereadSite{
-    "-[KXAFiledAudioData2 prereadFrames:]_block_invoke", 97};
-
 uint32_t KXAFiledAudioData2::prereadFrames(uint32_t frames)
 {
     const kx::DiskDeadline deadline(diskPatience_);
     const std::lock_guard guard(transferLock_);
     const uint32_t bytesPerFrame = format().mBytesPerFrame;
-    return decodeIntoRing(frames * bytesPerFrame, Interruption::Allowed, kPrereadSite);
+    return decodeIntoRing(frames * bytesPerFrame, Interruption::Allowed, sites::kPrereadFrames);
 }
 
 void KXAFiledAudioData2::readAhead(uint32_t frames)
@@ -51,7 +50,7 @@ void KXAFiledAudioData2::readAhead(uint32_t frames)
     const uint64_t wanted = uint64_t{frames} * format().mBytesPerFrame;
     const uint64_t waiting = parts_.ringQueue->sync([&] { return parts_.ring->count(); });
     if (waiting < wanted)
-        decodeIntoRing(static_cast<uint32_t>(wanted - waiting), Interruption::Allowed, kPrereadSite);
+        decodeIntoRing(static_cast<uint32_t>(wanted - waiting), Interruption::Allowed, sites::kPrereadFrames);
 }
 
 void KXAFiledAudioData2::preread()
@@ -63,8 +62,7 @@ void KXAFiledAudioData2::_preread()
 {
     const kx::DiskDeadline deadline(diskPatience_);
     const std::lock_guard guard(transferLock_);
-    decodeIntoRing(static_cast<uint32_t>(parts_.bridge->length()), Interruption::Allowed,
-                   {"-[KXAFiledAudioData2 _preread]_block_invoke", 152});
+    decodeIntoRing(static_cast<uint32_t>(parts_.bridge->length()), Interruption::Allowed, sites::kPrereadBridge);
 }
 
 void KXAFiledAudioData2::readToBuffer(void *destination, uint32_t *frames)
@@ -101,8 +99,9 @@ uint32_t KXAFiledAudioData2::takeOrDecode(std::byte *destination, uint32_t bytes
         if (got == bytes)
             return got;
         const uint32_t bytesPerFrame = format().mBytesPerFrame;
-        const uint32_t decoded = bytesPerFrame * decodeIntoRing(bytes - got, Interruption::Refused, kPrereadSite,
-                                                                framesTaken + got / bytesPerFrame);
+        const uint32_t decoded =
+            bytesPerFrame * decodeIntoRing(bytes - got, Interruption::Refused, sites::kPrereadFrames,
+                                           framesTaken + got / bytesPerFrame);
         if (decoded > 0 || isHeldUp())
             underruns_.fetch_add(1, std::memory_order_relaxed);
         return got + static_cast<uint32_t>(takeFromRing(destination + got, std::min(decoded, bytes - got)));
@@ -128,7 +127,7 @@ void KXAFiledAudioData2::seek(int64_t frame)
         parts_.ringQueue->sync([&] { parts_.ring->clear(); });
         endedByFailure_ = false;
         heldFailure_ = noErr;
-        decodeIntoRing(kFramesAfterSeek * format().mBytesPerFrame, Interruption::Refused, kPrereadSite);
+        decodeIntoRing(kFramesAfterSeek * format().mBytesPerFrame, Interruption::Refused, sites::kPrereadFrames);
     });
 }
 
@@ -142,7 +141,7 @@ uint64_t KXAFiledAudioData2::takeFromRing(void *destination, uint64_t bytes)
 
 /// One pre-read under the transfer lock: measure the room, decode into the bridge buffer, store in the ring. Returns
 /// the frames stored. `framesTaken` is what the caller already has of its request.
-uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption interruption, PrereadSite site,
+uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption interruption, const kx::StatusSite &site,
                                             uint32_t framesTaken)
 {
     const uint64_t space = parts_.ringQueue->sync([&] { return parts_.ring->space(); });
@@ -158,7 +157,7 @@ uint32_t KXAFiledAudioData2::decodeIntoRing(uint32_t bytesWanted, Interruption i
 }
 
 /// Decodes up to `frames` frames into the bridge buffer, in steps, and returns how many there were.
-uint32_t KXAFiledAudioData2::readBridge(uint32_t frames, Interruption interruption, PrereadSite site,
+uint32_t KXAFiledAudioData2::readBridge(uint32_t frames, Interruption interruption, const kx::StatusSite &site,
                                         uint32_t framesTaken)
 {
     const AudioStreamBasicDescription client = format();
@@ -184,7 +183,7 @@ uint32_t KXAFiledAudioData2::readBridge(uint32_t frames, Interruption interrupti
 }
 
 /// The data ends here. Frames decoded before the failure are delivered first, and the failure is told after them.
-void KXAFiledAudioData2::failReading(OSStatus status, uint32_t framesBefore, PrereadSite site)
+void KXAFiledAudioData2::failReading(OSStatus status, uint32_t framesBefore, const kx::StatusSite &site)
 {
     endedByFailure_ = true;
     if (framesBefore > 0)
@@ -193,31 +192,30 @@ void KXAFiledAudioData2::failReading(OSStatus status, uint32_t framesBefore, Pre
         reportReadFailure(status, site);
 }
 
-void KXAFiledAudioData2::reportReadFailure(OSStatus status, PrereadSite site)
+void KXAFiledAudioData2::reportReadFailure(OSStatus status, const kx::StatusSite &site)
 {
     if (failureReported_.exchange(true))
         return;
     NSLog("err:%d", status);
-    _ASSERT_NOERR(status, site.function, site.line);
+    _ASSERT_NOERR(status, site);
 }
 
 /// The file service stands at file frames. Below the client rate several client frames share one: returns how many of
 /// them come before the wanted one. On fileAccessQueue.
 int64_t KXAFiledAudioData2::positionFile(int64_t frame)
 {
-    constexpr const char *kSite = "-[KXAFiledAudioData2 seek:]_block_invoke";
     const double clientRate = format().mSampleRate;
     const int64_t wholeClientRate = std::llround(clientRate);
     const int64_t wholeFileRate = std::llround(fileRate_);
     if (frame < 0 || frame > kLastFrame || wholeClientRate < 1 || wholeFileRate < 1)
-        _ASSERT_NOERR(kExtAudioFileError_InvalidSeek, kSite, 212);
+        _ASSERT_NOERR(kExtAudioFileError_InvalidSeek, sites::kSeek);
     const auto filePosition = static_cast<int64_t>(static_cast<double>(frame) * fileRate_ / clientRate);
-    _ASSERT_NOERR(ExtAudioFileSeek(fileRef_, filePosition), kSite, 212);
+    _ASSERT_NOERR(ExtAudioFileSeek(fileRef_, filePosition), sites::kSeek);
     return frame - kx::scaledUp(filePosition, wholeClientRate, wholeFileRate);
 }
 
 /// Reads up to the sought frame, as far as the disk lets it.
-void KXAFiledAudioData2::dropFrames(PrereadSite site)
+void KXAFiledAudioData2::dropFrames(const kx::StatusSite &site)
 {
     const AudioStreamBasicDescription client = format();
     const auto most = static_cast<int64_t>(parts_.bridge->length() / std::max(client.mBytesPerFrame, 1U));

@@ -9,6 +9,12 @@ namespace kx
 /// The name of the exception that a failed status check throws.
 inline constexpr const char *kStatusAssertionName = "_ASSERT_NOERR failed exception";
 
+/// A status check as the text of its failure names it.
+struct StatusSite {
+    const char *function; ///< the full name of the operation
+    int line;
+};
+
 /// Throws the exception of a failed status check. [any]
 [[noreturn]] KX_EXPORT void throwStatusAssertion(OSStatus status, const char *function, int line);
 
@@ -22,4 +28,10 @@ inline void _ASSERT_NOERR(OSStatus status, const char *function, int line = __bu
 {
     if (status != noErr)
         kx::throwStatusAssertion(status, function, line);
+}
+
+/// The same for a check that a table names. [any]
+inline void _ASSERT_NOERR(OSStatus status, const kx::StatusSite &site)
+{
+    _ASSERT_NOERR(status, site.function, site.line);
 }
