@@ -1,5 +1,6 @@
 /// @file
 /// A layout of the transport bar's five layers, in a transaction that tells a host what to paint. No painting.
+#include "KXFW/Platform/Layers/LayerHost.h"
 #include "KXFW/UI/KXPlayPositionView.h"
 
 #include <benchmark/benchmark.h>
@@ -24,9 +25,9 @@ struct Bar {
         view->setNumFrames(26460000); // 10 minutes
         view->setEndFrame(20000000);
         view->setEnabled(true);
-        view->layer()->setHost(&host);
+        kx::LayerHost::set(*view->layer(), &host);
     }
-    ~Bar() { view->layer()->setHost(nullptr); }
+    ~Bar() { kx::LayerHost::set(*view->layer(), nullptr); }
     Bar(const Bar &) = delete;
     Bar &operator=(const Bar &) = delete;
 

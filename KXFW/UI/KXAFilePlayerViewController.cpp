@@ -1,4 +1,4 @@
-#include "KXFW/UI/KXAFilePlayerViewController.h"
+#include "KXFW/UI/KXAFilePlayerViewControllerImpl.h"
 
 #include "KXFW/Platform/Foundation/StringTable.h"
 #include "KXFW/Platform/Toolkit/NibConnections.h"
@@ -20,46 +20,36 @@ KXAFilePlayerViewController::KXAFilePlayerViewController()
 }
 
 KXAFilePlayerViewController::KXAFilePlayerViewController(std::string nibName, NSBundle bundle)
-    : NSViewController(std::move(nibName), std::move(bundle))
+    : NSViewController(std::move(nibName), std::move(bundle)), impl_(std::make_unique<Impl>(*this))
 {
 }
 
 KXAFilePlayerViewController::~KXAFilePlayerViewController()
 {
     setContinuesExporting(false);
-    if (timer_)
-        timer_->invalidate();
+    if (impl_->timer)
+        impl_->timer->invalidate();
     if (const auto bar = playPositionView())
         bar->setDelegate(nullptr);
-}
-
-const NSProgressIndicator &KXAFilePlayerViewController::exportProgressIndicator() const noexcept
-{
-    return exportProgressIndicator_;
-}
-
-const std::shared_ptr<kx::SerialQueue> &KXAFilePlayerViewController::stateChangeQueue() const noexcept
-{
-    return stateChangeQueue_;
 }
 
 void KXAFilePlayerViewController::declareConnections(kx::NibConnections &connections)
 {
     using Self = KXAFilePlayerViewController;
     NSViewController::declareConnections(connections);
-    connections.outlet("openButton", openButton_);
-    connections.outlet("playButton", playButton_);
-    connections.outlet("loopButton", loopButton_);
-    connections.outlet("exportButton", exportButton_);
-    connections.outlet("fileNameField", fileNameField_);
-    connections.outlet("startTimeField", startTimeField_);
-    connections.outlet("endTimeField", endTimeField_);
-    connections.outlet("playTimeField", playTimeField_);
-    connections.outlet("rateSlider", rateSlider_);
-    connections.outlet("pitchSlider", pitchSlider_);
-    connections.outlet("exportProgressSheet", exportProgressSheet_);
-    connections.outlet("exportProgressIndicator", exportProgressIndicator_);
-    connections.outlet("playPositionView", playPositionView_);
+    connections.outlet("openButton", impl_->openButton);
+    connections.outlet("playButton", impl_->playButton);
+    connections.outlet("loopButton", impl_->loopButton);
+    connections.outlet("exportButton", impl_->exportButton);
+    connections.outlet("fileNameField", impl_->fileNameField);
+    connections.outlet("startTimeField", impl_->startTimeField);
+    connections.outlet("endTimeField", impl_->endTimeField);
+    connections.outlet("playTimeField", impl_->playTimeField);
+    connections.outlet("rateSlider", impl_->rateSlider);
+    connections.outlet("pitchSlider", impl_->pitchSlider);
+    connections.outlet("exportProgressSheet", impl_->exportProgressSheet);
+    connections.outlet("exportProgressIndicator", impl_->exportProgressIndicator);
+    connections.outlet("playPositionView", impl_->playPositionView);
     const std::pair<const char *, void (Self::*)(const NSControl &)> actions[] = {
         {"clickPlayButton:", &Self::clickPlayButton},         {"clickLoopButton:", &Self::clickLoopButton},
         {"clickOpenButton:", &Self::clickOpenButton},         {"clickExportButton:", &Self::clickExportButton},
@@ -74,13 +64,13 @@ void KXAFilePlayerViewController::declareConnections(kx::NibConnections &connect
 void KXAFilePlayerViewController::viewDidLoad()
 {
     NSViewController::viewDidLoad();
-    player_ = KXAFilePlayer::player();
-    stateChangeQueue_ = std::make_shared<kx::SerialQueue>("KXAFilePlayerViewController.stateChangeQueue");
-    timer_ = NSTimer::scheduledTimerWithTimeInterval(kPollSeconds,
-                                                     [this] { _timerFired(timer_.get()); }); // ends with the screen
-    pitch_ = std::make_shared<AVAudioUnitTimePitch>();
-    player_->setEffect(pitch_->audioUnit());
-    player_->setEffectMode(KXAEffectModeAU);
+    impl_->player = KXAFilePlayer::player();
+    impl_->stateChangeQueue = std::make_shared<kx::SerialQueue>("KXAFilePlayerViewController.stateChangeQueue");
+    impl_->timer = NSTimer::scheduledTimerWithTimeInterval(
+        kPollSeconds, [this] { _timerFired(impl_->timer.get()); }); // ends with the screen
+    impl_->pitch = std::make_shared<AVAudioUnitTimePitch>();
+    impl_->player->setEffect(impl_->pitch->audioUnit());
+    impl_->player->setEffectMode(KXAEffectModeAU);
     _updateUI();
 }
 
@@ -94,28 +84,28 @@ void KXAFilePlayerViewController::_timerFired(NSTimer *)
 void KXAFilePlayerViewController::_updatePlayFrame()
 {
     const auto bar = playPositionView();
-    const int64_t frame = player_->frameOffset();
+    const int64_t frame = impl_->player->frameOffset();
     if (!bar || frame == bar->playFrame())
         return;
     bar->setPlayFrame(frame);
-    playTimeField_.setIntegerValue(frame);
+    impl_->playTimeField.setIntegerValue(frame);
 }
 
 void KXAFilePlayerViewController::_updateUI()
 {
-    const bool playing = player_->isPlaying();
-    const bool loaded = player_->audioData() != nullptr;
-    openButton_.setEnabled(!playing);
-    exportButton_.setEnabled(!playing && loaded);
-    playButton_.setTitle(kx::StringTable::framework().localizedStringForKey(playing ? "Stop" : "Play"));
-    playButton_.setEnabled(loaded);
+    const bool playing = impl_->player->isPlaying();
+    const bool loaded = impl_->player->audioData() != nullptr;
+    impl_->openButton.setEnabled(!playing);
+    impl_->exportButton.setEnabled(!playing && loaded);
+    impl_->playButton.setTitle(kx::StringTable::framework().localizedStringForKey(playing ? "Stop" : "Play"));
+    impl_->playButton.setEnabled(loaded);
 }
 
 // Actions
 
 void KXAFilePlayerViewController::clickPlayButton(const NSControl &)
 {
-    if (player_->isPlaying())
+    if (impl_->player->isPlaying())
         _stopPlaying();
     else
         _startPlaying();
@@ -124,39 +114,39 @@ void KXAFilePlayerViewController::clickPlayButton(const NSControl &)
 
 void KXAFilePlayerViewController::_startPlaying()
 {
-    player_->play();
+    impl_->player->play();
 }
 
 void KXAFilePlayerViewController::_stopPlaying()
 {
-    player_->stop();
+    impl_->player->stop();
 }
 
 void KXAFilePlayerViewController::clickLoopButton(const NSControl &)
 {
-    player_->setLoop(loopButton_.state() == NSOnState);
+    impl_->player->setLoop(impl_->loopButton.state() == NSOnState);
 }
 
 void KXAFilePlayerViewController::changePlayPosition(const NSControl &)
 {
-    const int64_t frame = playTimeField_.intValue();
-    player_->setPositionInFrame(frame);
+    const int64_t frame = impl_->playTimeField.intValue();
+    impl_->player->setPositionInFrame(frame);
     if (const auto bar = playPositionView())
         bar->setPlayFrame(frame);
 }
 
 void KXAFilePlayerViewController::changeStartPosition(const NSControl &)
 {
-    const int64_t frame = startTimeField_.intValue();
-    player_->setStartOffsetInFrame(frame);
+    const int64_t frame = impl_->startTimeField.intValue();
+    impl_->player->setStartOffsetInFrame(frame);
     if (const auto bar = playPositionView())
         bar->setStartFrame(frame);
 }
 
 void KXAFilePlayerViewController::changeEndPosition(const NSControl &)
 {
-    const int64_t frame = endTimeField_.intValue();
-    player_->setEndOffsetInFrame(frame);
+    const int64_t frame = impl_->endTimeField.intValue();
+    impl_->player->setEndOffsetInFrame(frame);
     if (const auto bar = playPositionView())
         bar->setEndFrame(frame);
 }
@@ -168,18 +158,18 @@ void KXAFilePlayerViewController::changePitchSlider(const NSControl &) {}
 
 void KXAFilePlayerViewController::PlayPositionViewDidChangePlayFrame(int64_t frame)
 {
-    player_->setPositionInFrame(frame);
-    playTimeField_.setIntegerValue(frame);
+    impl_->player->setPositionInFrame(frame);
+    impl_->playTimeField.setIntegerValue(frame);
 }
 
 void KXAFilePlayerViewController::PlayPositionViewDidChangeStartFrame(int64_t frame)
 {
-    player_->setStartOffsetInFrame(frame);
-    startTimeField_.setIntegerValue(frame);
+    impl_->player->setStartOffsetInFrame(frame);
+    impl_->startTimeField.setIntegerValue(frame);
 }
 
 void KXAFilePlayerViewController::PlayPositionViewDidChangeEndFrame(int64_t frame)
 {
-    player_->setEndOffsetInFrame(frame);
-    endTimeField_.setIntegerValue(frame);
+    impl_->player->setEndOffsetInFrame(frame);
+    impl_->endTimeField.setIntegerValue(frame);
 }

@@ -14,7 +14,6 @@
 #include "KXFW/Platform/Toolkit/NSWindow.h"
 #include "KXFW/UI/KXPlayPositionView.h"
 
-#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -47,43 +46,43 @@ public:
     // The fields; those of controls are empty before the screen is loaded and after it has gone. All [main].
 
     /// Whether an export may go on; cleared, the export stops at its next slice. [any]
-    [[nodiscard]] bool continuesExporting() const noexcept { return *continuesExporting_; }
-    void setContinuesExporting(bool continues) noexcept { *continuesExporting_ = continues; } ///< [any]
-    [[nodiscard]] const NSButton &openButton() const noexcept { return openButton_; }
-    void setOpenButton(const NSButton &button) { openButton_ = button; }
-    [[nodiscard]] const NSButton &playButton() const noexcept { return playButton_; }
-    void setPlayButton(const NSButton &button) { playButton_ = button; }
-    [[nodiscard]] const NSButton &loopButton() const noexcept { return loopButton_; }
-    void setLoopButton(const NSButton &button) { loopButton_ = button; }
-    [[nodiscard]] const NSButton &exportButton() const noexcept { return exportButton_; }
-    void setExportButton(const NSButton &button) { exportButton_ = button; }
-    [[nodiscard]] const NSTextField &fileNameField() const noexcept { return fileNameField_; }
-    void setFileNameField(const NSTextField &field) { fileNameField_ = field; }
-    [[nodiscard]] const NSTextField &startTimeField() const noexcept { return startTimeField_; } ///< Frames.
-    void setStartTimeField(const NSTextField &field) { startTimeField_ = field; }
-    [[nodiscard]] const NSTextField &endTimeField() const noexcept { return endTimeField_; } ///< Frames.
-    void setEndTimeField(const NSTextField &field) { endTimeField_ = field; }
-    [[nodiscard]] const NSTextField &playTimeField() const noexcept { return playTimeField_; } ///< Frames.
-    void setPlayTimeField(const NSTextField &field) { playTimeField_ = field; }
-    [[nodiscard]] const NSControl &rateSlider() const noexcept { return rateSlider_; }
-    void setRateSlider(const NSControl &slider) { rateSlider_ = slider; }
-    [[nodiscard]] const NSControl &pitchSlider() const noexcept { return pitchSlider_; }
-    void setPitchSlider(const NSControl &slider) { pitchSlider_ = slider; }
-    [[nodiscard]] const NSWindow &exportProgressSheet() const noexcept { return exportProgressSheet_; }
-    void setExportProgressSheet(const NSWindow &sheet) { exportProgressSheet_ = sheet; }
+    [[nodiscard]] bool continuesExporting() const noexcept;
+    void setContinuesExporting(bool continues) noexcept; ///< [any]
+    [[nodiscard]] const NSButton &openButton() const noexcept;
+    void setOpenButton(const NSButton &button);
+    [[nodiscard]] const NSButton &playButton() const noexcept;
+    void setPlayButton(const NSButton &button);
+    [[nodiscard]] const NSButton &loopButton() const noexcept;
+    void setLoopButton(const NSButton &button);
+    [[nodiscard]] const NSButton &exportButton() const noexcept;
+    void setExportButton(const NSButton &button);
+    [[nodiscard]] const NSTextField &fileNameField() const noexcept;
+    void setFileNameField(const NSTextField &field);
+    [[nodiscard]] const NSTextField &startTimeField() const noexcept; ///< Frames.
+    void setStartTimeField(const NSTextField &field);
+    [[nodiscard]] const NSTextField &endTimeField() const noexcept; ///< Frames.
+    void setEndTimeField(const NSTextField &field);
+    [[nodiscard]] const NSTextField &playTimeField() const noexcept; ///< Frames.
+    void setPlayTimeField(const NSTextField &field);
+    [[nodiscard]] const NSControl &rateSlider() const noexcept;
+    void setRateSlider(const NSControl &slider);
+    [[nodiscard]] const NSControl &pitchSlider() const noexcept;
+    void setPitchSlider(const NSControl &slider);
+    [[nodiscard]] const NSWindow &exportProgressSheet() const noexcept;
+    void setExportProgressSheet(const NSWindow &sheet);
     [[nodiscard]] const NSProgressIndicator &exportProgressIndicator() const noexcept;
-    void setExportProgressIndicator(const NSProgressIndicator &indicator) { exportProgressIndicator_ = indicator; }
-    [[nodiscard]] std::shared_ptr<KXPlayPositionView> playPositionView() const { return playPositionView_.lock(); }
-    void setPlayPositionView(const std::shared_ptr<KXPlayPositionView> &view) { playPositionView_ = view; }
-    [[nodiscard]] const std::shared_ptr<KXAFilePlayer> &player() const noexcept { return player_; }
-    void setPlayer(const std::shared_ptr<KXAFilePlayer> &player) { player_ = player; }
-    [[nodiscard]] const std::shared_ptr<AVAudioUnitTimePitch> &pitch() const noexcept { return pitch_; }
-    void setPitch(const std::shared_ptr<AVAudioUnitTimePitch> &pitch) { pitch_ = pitch; }
+    void setExportProgressIndicator(const NSProgressIndicator &indicator);
+    [[nodiscard]] std::shared_ptr<KXPlayPositionView> playPositionView() const;
+    void setPlayPositionView(const std::shared_ptr<KXPlayPositionView> &view);
+    [[nodiscard]] const std::shared_ptr<KXAFilePlayer> &player() const noexcept;
+    void setPlayer(const std::shared_ptr<KXAFilePlayer> &player);
+    [[nodiscard]] const std::shared_ptr<AVAudioUnitTimePitch> &pitch() const noexcept;
+    void setPitch(const std::shared_ptr<AVAudioUnitTimePitch> &pitch);
     /// A queue for those who build on the screen; it uses it itself for nothing.
     [[nodiscard]] const std::shared_ptr<kx::SerialQueue> &stateChangeQueue() const noexcept;
-    void setStateChangeQueue(const std::shared_ptr<kx::SerialQueue> &queue) { stateChangeQueue_ = queue; }
-    [[nodiscard]] const std::shared_ptr<NSTimer> &timer() const noexcept { return timer_; }
-    void setTimer(const std::shared_ptr<NSTimer> &timer) { timer_ = timer; }
+    void setStateChangeQueue(const std::shared_ptr<kx::SerialQueue> &queue);
+    [[nodiscard]] const std::shared_ptr<NSTimer> &timer() const noexcept;
+    void setTimer(const std::shared_ptr<NSTimer> &timer);
 
     // Actions of the controls, which `sender` is not needed for. They and what follows want the screen to be loaded.
     // All [main].
@@ -125,7 +124,7 @@ public:
     /// does another export meanwhile, which changes nothing.
     void _exportToURL(const std::filesystem::path &url);
     /// From `_exportToURL` until the file is closed; a cancelled export still has to end.
-    [[nodiscard]] bool isExporting() const noexcept { return isExporting_; }
+    [[nodiscard]] bool isExporting() const noexcept;
     void _showFileReadingErrorAlert();
     /// The kinds of files that the open panel offers: "aiff", "wav", "mp3", "m4a".
     [[nodiscard]] virtual const std::vector<std::string> &_allowedExtensions() const;
@@ -134,21 +133,6 @@ protected:
     void declareConnections(kx::NibConnections &connections) override; ///< [main]
 
 private:
-    void beginExport(const std::filesystem::path &url);
-    void endExport();
-    [[nodiscard]] KXAFilePlayer::ProgressAndCancelBlock progressBlock();
-
-    /// Outlives the screen in an export's callbacks.
-    std::shared_ptr<std::atomic<bool>> continuesExporting_ = std::make_shared<std::atomic<bool>>(false);
-    bool isExporting_ = false;
-    NSButton openButton_, playButton_, loopButton_, exportButton_;
-    NSTextField fileNameField_, startTimeField_, endTimeField_, playTimeField_;
-    NSControl rateSlider_, pitchSlider_;
-    NSWindow exportProgressSheet_;
-    NSProgressIndicator exportProgressIndicator_;
-    std::weak_ptr<KXPlayPositionView> playPositionView_;
-    std::shared_ptr<KXAFilePlayer> player_;
-    std::shared_ptr<AVAudioUnitTimePitch> pitch_;
-    std::shared_ptr<kx::SerialQueue> stateChangeQueue_;
-    std::shared_ptr<NSTimer> timer_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

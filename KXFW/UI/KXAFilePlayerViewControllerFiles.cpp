@@ -4,7 +4,7 @@
 #include "KXFW/Platform/Dispatch/MainQueue.h"
 #include "KXFW/Platform/Foundation/NSAlert.h"
 #include "KXFW/Platform/Toolkit/NSSavePanel.h"
-#include "KXFW/UI/KXAFilePlayerViewController.h"
+#include "KXFW/UI/KXAFilePlayerViewControllerImpl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -71,15 +71,15 @@ void KXAFilePlayerViewController::clickOpenButton(const NSControl &)
 
 bool KXAFilePlayerViewController::_openFileAtURL(const std::filesystem::path &url)
 {
-    fileNameField_.setStringValue(url.filename().string());
-    if (!player_->loadFileAtURL(url)) {
+    impl_->fileNameField.setStringValue(url.filename().string());
+    if (!impl_->player->loadFileAtURL(url)) {
         _showFileReadingErrorAlert();
         return false;
     }
     if (const auto bar = playPositionView()) {
-        bar->setNumFrames(player_->audioData()->numFrames());
-        bar->setStartFrame(player_->startOffsetInFrame());
-        bar->setEndFrame(player_->endOffsetInFrame());
+        bar->setNumFrames(impl_->player->audioData()->numFrames());
+        bar->setStartFrame(impl_->player->startOffsetInFrame());
+        bar->setEndFrame(impl_->player->endOffsetInFrame());
         bar->setEnabled(true);
     }
     _updateUI();
@@ -113,52 +113,52 @@ void KXAFilePlayerViewController::clickCancelButton(const NSControl &)
 
 void KXAFilePlayerViewController::_exportToURL(const std::filesystem::path &url)
 {
-    if (isExporting_)
+    if (impl_->isExporting)
         return showExportError(url, "an export is running");
-    isExporting_ = true;
+    impl_->isExporting = true;
     setContinuesExporting(true);
     kx::MainQueue::async([url, weak = weakReference(*this)] {
         if (const auto screen = weak.lock())
-            screen->beginExport(url);
+            screen->impl_->beginExport(url);
     });
 }
 
-void KXAFilePlayerViewController::beginExport(const std::filesystem::path &url)
+void KXAFilePlayerViewController::Impl::beginExport(const std::filesystem::path &url)
 {
-    const Weak weak = weakReference(*this);
+    const Weak weak = weakReference(screen);
     const auto fail = [weak, url](const NSException &failure) {
-        onMainQueue(weak, [](auto &screen) { screen.endExport(); });
+        onMainQueue(weak, [](auto &shown) { shown.impl_->endExport(); });
         showExportError(url, kx::reasonForUser(failure)); // also without the screen
     };
-    window().beginSheet(exportProgressSheet_, [continues = continuesExporting_](int64_t) { *continues = false; });
+    screen.window().beginSheet(exportProgressSheet, [continues = continuesExporting](int64_t) { *continues = false; });
     try {
-        player_->prepareForExport(); // reads the file
+        player->prepareForExport(); // reads the file
     } catch (...) {
         return fail(kx::exceptionOf(std::current_exception(), "export failed"));
     }
-    player_->exportAsyncWithURL(
-        url, progressBlock(), [weak] { onMainQueue(weak, [](auto &screen) { screen.endExport(); }); }, fail);
+    player->exportAsyncWithURL(
+        url, progressBlock(), [weak] { onMainQueue(weak, [](auto &shown) { shown.impl_->endExport(); }); }, fail);
 }
 
-KXAFilePlayer::ProgressAndCancelBlock KXAFilePlayerViewController::progressBlock()
+KXAFilePlayer::ProgressAndCancelBlock KXAFilePlayerViewController::Impl::progressBlock()
 {
     // The indicator is asked again only when it would move by what was read last: a thread that waits for the main one
     // at every slice would spend most of its time so.
-    return [weak = weakReference(*this), continues = continuesExporting_,
+    return [weak = weakReference(screen), continues = continuesExporting,
             shown = std::numeric_limits<double>::infinity()](double percent) mutable {
         if (std::abs(percent - shown) > kShownStep)
-            onMainQueue(weak, [&](auto &screen) { shown = screen.exportProgressIndicator().doubleValue(); });
+            onMainQueue(weak, [&](auto &current) { shown = current.exportProgressIndicator().doubleValue(); });
         if (std::abs(percent - shown) > kShownStep)
-            onMainQueue(weak, [&](auto &screen) {
-                screen.exportProgressIndicator().setDoubleValue(percent);
+            onMainQueue(weak, [&](auto &current) {
+                current.exportProgressIndicator().setDoubleValue(percent);
                 shown = percent;
             });
         return !*continues;
     };
 }
 
-void KXAFilePlayerViewController::endExport()
+void KXAFilePlayerViewController::Impl::endExport()
 {
-    isExporting_ = false;
-    window().endSheet(exportProgressSheet_, NSModalResponseStop);
+    isExporting = false;
+    screen.window().endSheet(exportProgressSheet, NSModalResponseStop);
 }

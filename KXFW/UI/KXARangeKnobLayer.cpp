@@ -11,6 +11,63 @@ constexpr const char *kEnabledKey = "enabled";
 
 } // namespace
 
+struct KXARangeKnobLayer::Impl {
+    bool enabled = false;
+    double min = 0;
+    double max = 0;
+    std::weak_ptr<KXARangeKnobLayerDelegate> knobLayerDelegate;
+    NSPoint lastMouseLocation;
+};
+
+KXARangeKnobLayer::KXARangeKnobLayer() : impl_(std::make_unique<Impl>()) {}
+
+KXARangeKnobLayer::~KXARangeKnobLayer() = default;
+
+bool KXARangeKnobLayer::enabled() const noexcept
+{
+    return impl_->enabled;
+}
+
+double KXARangeKnobLayer::min() const noexcept
+{
+    return impl_->min;
+}
+
+double KXARangeKnobLayer::max() const noexcept
+{
+    return impl_->max;
+}
+
+std::shared_ptr<KXARangeKnobLayerDelegate> KXARangeKnobLayer::knobLayerDelegate() const
+{
+    return impl_->knobLayerDelegate.lock();
+}
+
+NSPoint KXARangeKnobLayer::lastMouseLocation() const noexcept
+{
+    return impl_->lastMouseLocation;
+}
+
+void KXARangeKnobLayer::setMin(double min) noexcept
+{
+    impl_->min = min;
+}
+
+void KXARangeKnobLayer::setMax(double max) noexcept
+{
+    impl_->max = max;
+}
+
+void KXARangeKnobLayer::setKnobLayerDelegate(const std::shared_ptr<KXARangeKnobLayerDelegate> &delegate)
+{
+    impl_->knobLayerDelegate = delegate;
+}
+
+void KXARangeKnobLayer::setLastMouseLocation(NSPoint location) noexcept
+{
+    impl_->lastMouseLocation = location;
+}
+
 void KXARangeKnobLayer::_setUpWithFrame(const NSRect &frame)
 {
     setAnchorPoint({0, 0});
@@ -33,7 +90,7 @@ void KXARangeKnobLayer::setEnabled(bool enabled)
     const bool observed = isObserved(kEnabledKey);
     if (observed)
         willChangeValueForKey(kEnabledKey);
-    enabled_ = enabled;
+    impl_->enabled = enabled;
     if (observed)
         didChangeValueForKey(kEnabledKey);
 }
@@ -42,7 +99,7 @@ void KXARangeKnobLayer::didChangeValueForKey(const std::string &key)
 {
     if (key != kEnabledKey)
         return CAShapeLayer::didChangeValueForKey(key);
-    const NSColor color = enabled_ ? _drawingColor() : _disabledColor();
+    const NSColor color = impl_->enabled ? _drawingColor() : _disabledColor();
     const kx::LayerTransaction transaction;
     setFillColor(color);
     setStrokeColor(color);
@@ -84,8 +141,8 @@ void KXARangeKnobLayer::mouseDragged(const NSEvent &event)
     const NSPoint location = event.locationInWindow();
     const double tip = hotSpot().x - CGRectGetMinX(frame());
     const NSPoint from = position();
-    const double wanted = from.x + (location.x - lastMouseLocation_.x);
-    const NSPoint to{std::min(std::max(min_ - tip, wanted), max_ - tip), from.y};
+    const double wanted = from.x + (location.x - impl_->lastMouseLocation.x);
+    const NSPoint to{std::min(std::max(impl_->min - tip, wanted), impl_->max - tip), from.y};
     if (to == from)
         return; // the pointer has to come back to where the knob stopped
     {

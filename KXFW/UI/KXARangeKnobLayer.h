@@ -29,6 +29,9 @@ public:
 class KX_EXPORT KXARangeKnobLayer : public CAShapeLayer
 {
 public:
+    KXARangeKnobLayer();           ///< Not set up: made by `initWithFrame`. [main]
+    ~KXARangeKnobLayer() override; ///< [main]
+
     /// A new knob of class `Knob`, in the disabled colour, with the size of `frame` for good. [main]
     template <class Knob = KXARangeKnobLayer>
     [[nodiscard]] static std::shared_ptr<Knob> initWithFrame(const NSRect &frame)
@@ -40,25 +43,19 @@ public:
 
     // The fields. All [main].
 
-    [[nodiscard]] bool enabled() const noexcept { return enabled_; }
+    [[nodiscard]] bool enabled() const noexcept;
     void setEnabled(bool enabled);
     /// The smallest and the largest x of the hot spot in a drag; where they cross, the largest wins.
-    [[nodiscard]] double min() const noexcept { return min_; }
-    void setMin(double min) noexcept { min_ = min; }
-    [[nodiscard]] double max() const noexcept { return max_; }
-    void setMax(double max) noexcept { max_ = max; }
+    [[nodiscard]] double min() const noexcept;
+    void setMin(double min) noexcept;
+    [[nodiscard]] double max() const noexcept;
+    void setMax(double max) noexcept;
     /// Borrowed; null once it is gone.
-    [[nodiscard]] std::shared_ptr<KXARangeKnobLayerDelegate> knobLayerDelegate() const
-    {
-        return knobLayerDelegate_.lock();
-    }
-    void setKnobLayerDelegate(const std::shared_ptr<KXARangeKnobLayerDelegate> &delegate)
-    {
-        knobLayerDelegate_ = delegate;
-    }
+    [[nodiscard]] std::shared_ptr<KXARangeKnobLayerDelegate> knobLayerDelegate() const;
+    void setKnobLayerDelegate(const std::shared_ptr<KXARangeKnobLayerDelegate> &delegate);
     /// Where the pointer was at the press, then at the last step that moved the knob, in window coordinates.
-    [[nodiscard]] NSPoint lastMouseLocation() const noexcept { return lastMouseLocation_; }
-    void setLastMouseLocation(NSPoint location) noexcept { lastMouseLocation_ = location; }
+    [[nodiscard]] NSPoint lastMouseLocation() const noexcept;
+    void setLastMouseLocation(NSPoint location) noexcept;
 
     // The shape. All [main].
 
@@ -81,9 +78,6 @@ public:
     void didChangeValueForKey(const std::string &key) override;
 
 private:
-    bool enabled_ = false;
-    double min_ = 0;
-    double max_ = 0;
-    std::weak_ptr<KXARangeKnobLayerDelegate> knobLayerDelegate_;
-    NSPoint lastMouseLocation_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

@@ -1,4 +1,4 @@
-#include "KXFW/UI/KXPlayPositionView.h"
+#include "KXFW/UI/KXPlayPositionViewImpl.h"
 
 #include "KXFW/Platform/Toolkit/ViewClasses.h"
 
@@ -16,6 +16,8 @@ namespace
 const kx::ViewClassRegistration<KXPlayPositionView> registeredKXPlayPositionView("KXPlayPositionView");
 
 } // namespace
+
+KXPlayPositionView::KXPlayPositionView() : impl_(std::make_unique<Impl>(*this)) {}
 
 KXPlayPositionView::~KXPlayPositionView()
 {
@@ -77,43 +79,165 @@ void KXPlayPositionView::didChangeValueForKey(const std::string &)
     _updateLayers();
 }
 
-template <class Value> void KXPlayPositionView::store(const char *key, Value &field, Value value)
-{
-    const bool observed = isObserved(key);
-    if (observed)
-        willChangeValueForKey(key);
-    field = value;
-    if (observed)
-        didChangeValueForKey(key);
-}
-
 void KXPlayPositionView::setStartFrame(int64_t frame)
 {
-    store("startFrame", startFrame_, frame);
+    impl_->store("startFrame", impl_->startFrame, frame);
 }
 
 void KXPlayPositionView::setEndFrame(int64_t frame)
 {
-    store("endFrame", endFrame_, frame);
+    impl_->store("endFrame", impl_->endFrame, frame);
 }
 
 void KXPlayPositionView::setInternalPlayFrame(int64_t frame)
 {
-    store("internalPlayFrame", internalPlayFrame_, frame);
+    impl_->store("internalPlayFrame", impl_->internalPlayFrame, frame);
 }
 
 void KXPlayPositionView::setNumFrames(int64_t frames)
 {
-    store("numFrames", numFrames_, frames);
+    impl_->store("numFrames", impl_->numFrames, frames);
 }
 
 void KXPlayPositionView::setEnabled(bool enabled)
 {
-    store("enabled", enabled_, enabled);
+    impl_->store("enabled", impl_->enabled, enabled);
 }
 
 void KXPlayPositionView::setPlayFrame(int64_t frame)
 {
-    if (!isDragging_)
+    if (!impl_->isDragging)
         setInternalPlayFrame(frame);
+}
+
+// The fields
+
+int64_t KXPlayPositionView::startFrame() const noexcept
+{
+    return impl_->startFrame;
+}
+
+int64_t KXPlayPositionView::endFrame() const noexcept
+{
+    return impl_->endFrame;
+}
+
+int64_t KXPlayPositionView::internalPlayFrame() const noexcept
+{
+    return impl_->internalPlayFrame;
+}
+
+int64_t KXPlayPositionView::numFrames() const noexcept
+{
+    return impl_->numFrames;
+}
+
+bool KXPlayPositionView::enabled() const noexcept
+{
+    return impl_->enabled;
+}
+
+int64_t KXPlayPositionView::playFrame() const noexcept
+{
+    return impl_->internalPlayFrame;
+}
+
+bool KXPlayPositionView::isDragging() const noexcept
+{
+    return impl_->isDragging;
+}
+
+std::shared_ptr<KXPlayPositionViewDelegate> KXPlayPositionView::delegate() const
+{
+    return impl_->delegate.lock();
+}
+
+const std::shared_ptr<CAShapeLayer> &KXPlayPositionView::playFrameLayer() const noexcept
+{
+    return impl_->playFrameLayer;
+}
+
+const std::shared_ptr<CAShapeLayer> &KXPlayPositionView::barForeLayer() const noexcept
+{
+    return impl_->barForeLayer;
+}
+
+const std::shared_ptr<CAShapeLayer> &KXPlayPositionView::barBackLayer() const noexcept
+{
+    return impl_->barBackLayer;
+}
+
+CGPathRef KXPlayPositionView::startMarkerPath() const
+{
+    return impl_->startMarkerPath.lock();
+}
+
+std::shared_ptr<CALayer> KXPlayPositionView::draggingLayer() const
+{
+    return impl_->draggingLayer.lock();
+}
+
+NSPoint KXPlayPositionView::mouseDownPoint() const noexcept
+{
+    return impl_->mouseDownPoint;
+}
+
+void KXPlayPositionView::setIsDragging(bool isDragging) noexcept
+{
+    impl_->isDragging = isDragging;
+}
+
+void KXPlayPositionView::setDelegate(const std::shared_ptr<KXPlayPositionViewDelegate> &delegate)
+{
+    impl_->delegate = delegate;
+}
+
+void KXPlayPositionView::setStartFrameLayer(const std::shared_ptr<KXARangeKnobLayer> &layer)
+{
+    impl_->startFrameLayer = layer;
+}
+
+void KXPlayPositionView::setEndFrameLayer(const std::shared_ptr<KXAEndRangeKnobLayer> &layer)
+{
+    impl_->endFrameLayer = layer;
+}
+
+void KXPlayPositionView::setPlayFrameLayer(const std::shared_ptr<CAShapeLayer> &layer)
+{
+    impl_->playFrameLayer = layer;
+}
+
+void KXPlayPositionView::setBarForeLayer(const std::shared_ptr<CAShapeLayer> &layer)
+{
+    impl_->barForeLayer = layer;
+}
+
+void KXPlayPositionView::setBarBackLayer(const std::shared_ptr<CAShapeLayer> &layer)
+{
+    impl_->barBackLayer = layer;
+}
+
+void KXPlayPositionView::setStartMarkerPath(const CGPathRef &path)
+{
+    impl_->startMarkerPath = path;
+}
+
+void KXPlayPositionView::setDraggingLayer(const std::shared_ptr<CALayer> &layer)
+{
+    impl_->draggingLayer = layer;
+}
+
+void KXPlayPositionView::setMouseDownPoint(NSPoint point) noexcept
+{
+    impl_->mouseDownPoint = point;
+}
+
+const std::shared_ptr<KXARangeKnobLayer> &KXPlayPositionView::startFrameLayer() const noexcept
+{
+    return impl_->startFrameLayer;
+}
+
+const std::shared_ptr<KXAEndRangeKnobLayer> &KXPlayPositionView::endFrameLayer() const noexcept
+{
+    return impl_->endFrameLayer;
 }

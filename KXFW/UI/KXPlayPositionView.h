@@ -43,7 +43,7 @@ KX_EXPORT extern const int64_t kMinimumLoopRange KX_SYMBOL(kMinimumLoopRange);
 class KX_EXPORT KXPlayPositionView : public NSView, public KXARangeKnobLayerDelegate
 {
 public:
-    KXPlayPositionView() = default; ///< Empty until it awakes. [main]
+    KXPlayPositionView();           ///< Empty until it awakes. [main]
     ~KXPlayPositionView() override; ///< [main]
 
     // What the host calls. All [main].
@@ -61,47 +61,47 @@ public:
 
     // The observed keys: each setter lays the layers out. Frames of the file. All [main].
 
-    [[nodiscard]] int64_t startFrame() const noexcept { return startFrame_; }
+    [[nodiscard]] int64_t startFrame() const noexcept;
     void setStartFrame(int64_t frame);
-    [[nodiscard]] int64_t endFrame() const noexcept { return endFrame_; }
+    [[nodiscard]] int64_t endFrame() const noexcept;
     void setEndFrame(int64_t frame);
-    [[nodiscard]] int64_t internalPlayFrame() const noexcept { return internalPlayFrame_; }
+    [[nodiscard]] int64_t internalPlayFrame() const noexcept;
     void setInternalPlayFrame(int64_t frame);
-    [[nodiscard]] int64_t numFrames() const noexcept { return numFrames_; }
+    [[nodiscard]] int64_t numFrames() const noexcept;
     void setNumFrames(int64_t frames);
     /// Whether the user can use the bar. It is paler while not, and while its host is disabled.
-    [[nodiscard]] bool enabled() const noexcept { return enabled_; }
+    [[nodiscard]] bool enabled() const noexcept;
     void setEnabled(bool enabled);
 
     // Other fields: the setters only store. All [main].
 
     /// The play position as the player sees it: `internalPlayFrame`, but a value set during a drag is dropped.
-    [[nodiscard]] int64_t playFrame() const noexcept { return internalPlayFrame_; }
+    [[nodiscard]] int64_t playFrame() const noexcept;
     void setPlayFrame(int64_t frame);
-    [[nodiscard]] bool isDragging() const noexcept { return isDragging_; }
-    void setIsDragging(bool isDragging) noexcept { isDragging_ = isDragging; }
+    [[nodiscard]] bool isDragging() const noexcept;
+    void setIsDragging(bool isDragging) noexcept;
     /// Borrowed; null once it is gone.
-    [[nodiscard]] std::shared_ptr<KXPlayPositionViewDelegate> delegate() const { return delegate_.lock(); }
-    void setDelegate(const std::shared_ptr<KXPlayPositionViewDelegate> &delegate) { delegate_ = delegate; }
+    [[nodiscard]] std::shared_ptr<KXPlayPositionViewDelegate> delegate() const;
+    void setDelegate(const std::shared_ptr<KXPlayPositionViewDelegate> &delegate);
     [[nodiscard]] const std::shared_ptr<KXARangeKnobLayer> &startFrameLayer() const noexcept;
-    void setStartFrameLayer(const std::shared_ptr<KXARangeKnobLayer> &layer) { startFrameLayer_ = layer; }
+    void setStartFrameLayer(const std::shared_ptr<KXARangeKnobLayer> &layer);
     [[nodiscard]] const std::shared_ptr<KXAEndRangeKnobLayer> &endFrameLayer() const noexcept;
-    void setEndFrameLayer(const std::shared_ptr<KXAEndRangeKnobLayer> &layer) { endFrameLayer_ = layer; }
-    [[nodiscard]] const std::shared_ptr<CAShapeLayer> &playFrameLayer() const noexcept { return playFrameLayer_; }
-    void setPlayFrameLayer(const std::shared_ptr<CAShapeLayer> &layer) { playFrameLayer_ = layer; }
-    [[nodiscard]] const std::shared_ptr<CAShapeLayer> &barForeLayer() const noexcept { return barForeLayer_; }
-    void setBarForeLayer(const std::shared_ptr<CAShapeLayer> &layer) { barForeLayer_ = layer; }
-    [[nodiscard]] const std::shared_ptr<CAShapeLayer> &barBackLayer() const noexcept { return barBackLayer_; }
-    void setBarBackLayer(const std::shared_ptr<CAShapeLayer> &layer) { barBackLayer_ = layer; }
+    void setEndFrameLayer(const std::shared_ptr<KXAEndRangeKnobLayer> &layer);
+    [[nodiscard]] const std::shared_ptr<CAShapeLayer> &playFrameLayer() const noexcept;
+    void setPlayFrameLayer(const std::shared_ptr<CAShapeLayer> &layer);
+    [[nodiscard]] const std::shared_ptr<CAShapeLayer> &barForeLayer() const noexcept;
+    void setBarForeLayer(const std::shared_ptr<CAShapeLayer> &layer);
+    [[nodiscard]] const std::shared_ptr<CAShapeLayer> &barBackLayer() const noexcept;
+    void setBarBackLayer(const std::shared_ptr<CAShapeLayer> &layer);
     /// Borrowed, and not used by the view itself; null once it is gone.
-    [[nodiscard]] CGPathRef startMarkerPath() const { return startMarkerPath_.lock(); }
-    void setStartMarkerPath(const CGPathRef &path) { startMarkerPath_ = path; }
+    [[nodiscard]] CGPathRef startMarkerPath() const;
+    void setStartMarkerPath(const CGPathRef &path);
     /// The sublayer that the drag acts on, borrowed; null between drags.
-    [[nodiscard]] std::shared_ptr<CALayer> draggingLayer() const { return draggingLayer_.lock(); }
-    void setDraggingLayer(const std::shared_ptr<CALayer> &layer) { draggingLayer_ = layer; }
+    [[nodiscard]] std::shared_ptr<CALayer> draggingLayer() const;
+    void setDraggingLayer(const std::shared_ptr<CALayer> &layer);
     /// Where the last press on a sublayer was, in window coordinates.
-    [[nodiscard]] NSPoint mouseDownPoint() const noexcept { return mouseDownPoint_; }
-    void setMouseDownPoint(NSPoint point) noexcept { mouseDownPoint_ = point; }
+    [[nodiscard]] NSPoint mouseDownPoint() const noexcept;
+    void setMouseDownPoint(NSPoint point) noexcept;
 
     // Set-up and observing. All [main].
 
@@ -150,39 +150,6 @@ protected:
     void addKnob(const std::shared_ptr<KXARangeKnobLayer> &knob);
 
 private:
-    template <class Value> void store(const char *key, Value &field, Value value);
-    [[nodiscard]] int64_t frameUnder(NSPoint pointInWindow) const noexcept;
-    [[nodiscard]] NSRect rootBounds() const;
-    [[nodiscard]] NSColor strokeColor() const;
-    [[nodiscard]] bool looksEnabled() const { return enabled_ && hostIsEnabled(); }
-    void addToRoot(const std::shared_ptr<CALayer> &layer);
-    void placeKnob(KXARangeKnobLayer *knob, double x);
-    void updatePlayFrameLayer();
-    void followEnabled(KXARangeKnobLayer *knob);
-
-    bool enabled_ = false;
-    bool isDragging_ = false;
-    std::weak_ptr<KXPlayPositionViewDelegate> delegate_;
-    int64_t startFrame_ = 0;
-    int64_t endFrame_ = 0;
-    int64_t numFrames_ = 0;
-    std::shared_ptr<KXARangeKnobLayer> startFrameLayer_;
-    std::shared_ptr<KXAEndRangeKnobLayer> endFrameLayer_;
-    std::shared_ptr<CAShapeLayer> playFrameLayer_;
-    std::shared_ptr<CAShapeLayer> barForeLayer_;
-    std::shared_ptr<CAShapeLayer> barBackLayer_;
-    std::weak_ptr<const CGPath> startMarkerPath_;
-    std::weak_ptr<CALayer> draggingLayer_;
-    int64_t internalPlayFrame_ = 0;
-    NSPoint mouseDownPoint_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };
-
-inline const std::shared_ptr<KXARangeKnobLayer> &KXPlayPositionView::startFrameLayer() const noexcept
-{
-    return startFrameLayer_;
-}
-
-inline const std::shared_ptr<KXAEndRangeKnobLayer> &KXPlayPositionView::endFrameLayer() const noexcept
-{
-    return endFrameLayer_;
-}

@@ -1,4 +1,4 @@
-#include "KXFW/UI/KXPlayPositionView.h"
+#include "KXFW/UI/KXPlayPositionViewImpl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,45 +23,45 @@ float KXPlayPositionView::_barWidth() const noexcept
 float KXPlayPositionView::_frame2X(int64_t frame) const noexcept
 {
     const auto inset = static_cast<float>(kMarkerWidth);
-    if (numFrames_ <= 0)
+    if (impl_->numFrames <= 0)
         return inset;
-    return _barWidth() * static_cast<float>(frame) / static_cast<float>(numFrames_) + inset;
+    return _barWidth() * static_cast<float>(frame) / static_cast<float>(impl_->numFrames) + inset;
 }
 
 int64_t KXPlayPositionView::_x2Frame(float x) const noexcept
 {
     const float width = _barWidth();
-    if (numFrames_ <= 0 || width <= 0)
+    if (impl_->numFrames <= 0 || width <= 0)
         return 0;
     const double fromStart = static_cast<double>(x) - kMarkerWidth;
-    const auto frames = static_cast<double>(static_cast<float>(numFrames_));
-    return std::min(truncated(frames * fromStart / static_cast<double>(width)), numFrames_);
+    const auto frames = static_cast<double>(static_cast<float>(impl_->numFrames));
+    return std::min(truncated(frames * fromStart / static_cast<double>(width)), impl_->numFrames);
 }
 
-int64_t KXPlayPositionView::frameUnder(NSPoint pointInWindow) const noexcept
+int64_t KXPlayPositionView::Impl::frameUnder(NSPoint pointInWindow) const noexcept
 {
-    const auto x = static_cast<float>(convertPoint(pointInWindow).x);
-    return std::min(std::max<int64_t>(_x2Frame(x), 0), endFrame_);
+    const auto x = static_cast<float>(view.convertPoint(pointInWindow).x);
+    return std::min(std::max<int64_t>(view._x2Frame(x), 0), endFrame);
 }
 
 int64_t KXPlayPositionView::_frameFromEvent(const NSEvent &event) const noexcept
 {
-    return frameUnder(event.locationInWindow());
+    return impl_->frameUnder(event.locationInWindow());
 }
 
 void KXPlayPositionView::_updateEndFrameLayer()
 {
-    if (endFrameLayer_)
-        endFrameLayer_->setMax(CGRectGetWidth(rootBounds()) - kMarkerWidth);
+    if (impl_->endFrameLayer)
+        impl_->endFrameLayer->setMax(CGRectGetWidth(impl_->rootBounds()) - kMarkerWidth);
 }
 
 void KXPlayPositionView::_updateKnobRanges()
 {
     const float shortest = _frame2X(kMinimumLoopRange);
-    if (startFrameLayer_)
-        startFrameLayer_->setMax(_frame2X(endFrame_) - shortest + kMarkerWidth);
-    if (endFrameLayer_)
-        endFrameLayer_->setMin(_frame2X(startFrame_) + shortest - kMarkerWidth);
+    if (impl_->startFrameLayer)
+        impl_->startFrameLayer->setMax(_frame2X(impl_->endFrame) - shortest + kMarkerWidth);
+    if (impl_->endFrameLayer)
+        impl_->endFrameLayer->setMin(_frame2X(impl_->startFrame) + shortest - kMarkerWidth);
 }
 
 void KXPlayPositionView::knobLayerDidMove(KXARangeKnobLayer &knob)
@@ -70,13 +70,13 @@ void KXPlayPositionView::knobLayerDidMove(KXARangeKnobLayer &knob)
     const int64_t frame = _x2Frame(static_cast<float>(tip));
     const auto shortest = static_cast<double>(_frame2X(kMinimumLoopRange));
     // In a file too short for the shortest range the limits lie outside of it, but no frame may.
-    if (&knob == startFrameLayer_.get()) {
-        setStartFrame(std::max<int64_t>(std::min(frame, endFrame_), 0));
-        if (endFrameLayer_)
-            endFrameLayer_->setMin(shortest + tip - kMarkerWidth);
-    } else if (&knob == endFrameLayer_.get()) {
-        setEndFrame(std::min(std::max(frame, startFrame_), std::max<int64_t>(numFrames_, 0)));
-        if (startFrameLayer_)
-            startFrameLayer_->setMax(tip - shortest + kMarkerWidth);
+    if (&knob == impl_->startFrameLayer.get()) {
+        setStartFrame(std::max<int64_t>(std::min(frame, impl_->endFrame), 0));
+        if (impl_->endFrameLayer)
+            impl_->endFrameLayer->setMin(shortest + tip - kMarkerWidth);
+    } else if (&knob == impl_->endFrameLayer.get()) {
+        setEndFrame(std::min(std::max(frame, impl_->startFrame), std::max<int64_t>(impl_->numFrames, 0)));
+        if (impl_->startFrameLayer)
+            impl_->startFrameLayer->setMax(tip - shortest + kMarkerWidth);
     }
 }

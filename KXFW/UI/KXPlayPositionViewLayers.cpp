@@ -1,4 +1,4 @@
-#include "KXFW/UI/KXPlayPositionView.h"
+#include "KXFW/UI/KXPlayPositionViewImpl.h"
 
 #include "KXFW/Platform/Layers/CATransaction.h"
 
@@ -32,132 +32,134 @@ void setFrameFromOrigin(CALayer &layer, const NSRect &frame)
 
 // Where the layers are
 
-NSRect KXPlayPositionView::rootBounds() const
+NSRect KXPlayPositionView::Impl::rootBounds() const
 {
-    return layer() ? layer()->bounds() : NSRect{};
+    return view.layer() ? view.layer()->bounds() : NSRect{};
 }
 
 void KXPlayPositionView::_updateLayers()
 {
     const kx::LayerTransaction transaction;
-    placeKnob(startFrameLayer_.get(), _frame2X(startFrame_) - kMarkerWidth);
-    placeKnob(endFrameLayer_.get(), _frame2X(endFrame_));
-    updatePlayFrameLayer();
-    followEnabled(startFrameLayer_.get());
-    followEnabled(endFrameLayer_.get());
+    impl_->placeKnob(impl_->startFrameLayer.get(), _frame2X(impl_->startFrame) - kMarkerWidth);
+    impl_->placeKnob(impl_->endFrameLayer.get(), _frame2X(impl_->endFrame));
+    impl_->updatePlayFrameLayer();
+    impl_->followEnabled(impl_->startFrameLayer.get());
+    impl_->followEnabled(impl_->endFrameLayer.get());
     _updateBarBackLayer();
     _updateBarForeLayer();
     _updateEndFrameLayer();
     _updateKnobRanges();
 }
 
-void KXPlayPositionView::placeKnob(KXARangeKnobLayer *knob, double x)
+void KXPlayPositionView::Impl::placeKnob(KXARangeKnobLayer *knob, double x) const
 {
     if (knob)
         knob->setPosition(
-            {x, CGRectGetMidY(bounds()) - CGRectGetHeight(knob->bounds()) - kBarHeight / 2}); // below the bar
+            {x, CGRectGetMidY(view.bounds()) - CGRectGetHeight(knob->bounds()) - kBarHeight / 2}); // below the bar
 }
 
-void KXPlayPositionView::followEnabled(KXARangeKnobLayer *knob)
+void KXPlayPositionView::Impl::followEnabled(KXARangeKnobLayer *knob) const
 {
     if (knob && knob->enabled() != looksEnabled())
         knob->setEnabled(looksEnabled());
 }
 
-void KXPlayPositionView::updatePlayFrameLayer()
+void KXPlayPositionView::Impl::updatePlayFrameLayer() const
 {
-    if (!playFrameLayer_)
+    if (!playFrameLayer)
         return;
-    playFrameLayer_->setPosition({_frame2X(internalPlayFrame_), CGRectGetMidY(bounds()) - kBarHeight / 2});
-    playFrameLayer_->setStrokeColor(strokeColor());
-    playFrameLayer_->setFillColor(strokeColor());
+    playFrameLayer->setPosition({view._frame2X(internalPlayFrame), CGRectGetMidY(view.bounds()) - kBarHeight / 2});
+    playFrameLayer->setStrokeColor(strokeColor());
+    playFrameLayer->setFillColor(strokeColor());
 }
 
 void KXPlayPositionView::_updateBarBackLayer()
 {
-    if (!barBackLayer_)
+    if (!impl_->barBackLayer)
         return;
-    const NSRect root = rootBounds();
+    const NSRect root = impl_->rootBounds();
     const double width = std::max(0.0, CGRectGetWidth(root) - 2 * kMarkerWidth);
-    setFrameFromOrigin(*barBackLayer_, {{CGRectGetMinX(root) + kMarkerWidth, CGRectGetMidY(root) - kBarHeight / 2},
-                                        {width, kBarHeight}});
-    barBackLayer_->setStrokeColor(strokeColor());
-    barBackLayer_->setFillColor(std::nullopt);
-    barBackLayer_->setPath(rectanglePath(barBackLayer_->bounds()));
+    setFrameFromOrigin(
+        *impl_->barBackLayer,
+        {{CGRectGetMinX(root) + kMarkerWidth, CGRectGetMidY(root) - kBarHeight / 2}, {width, kBarHeight}});
+    impl_->barBackLayer->setStrokeColor(impl_->strokeColor());
+    impl_->barBackLayer->setFillColor(std::nullopt);
+    impl_->barBackLayer->setPath(rectanglePath(impl_->barBackLayer->bounds()));
 }
 
 void KXPlayPositionView::_updateBarForeLayer()
 {
-    if (!barForeLayer_)
+    if (!impl_->barForeLayer)
         return;
-    const double start = _frame2X(startFrame_);
-    const double end = _frame2X(endFrame_);
-    setFrameFromOrigin(*barForeLayer_,
-                       {{start, CGRectGetMidY(rootBounds()) - kBarHeight / 2}, {end - start, kBarHeight}});
-    barForeLayer_->setFillColor(looksEnabled() ? _drawingColor() : _disabledColor());
-    barForeLayer_->setPath(rectanglePath(barForeLayer_->bounds()));
+    const double start = _frame2X(impl_->startFrame);
+    const double end = _frame2X(impl_->endFrame);
+    setFrameFromOrigin(*impl_->barForeLayer,
+                       {{start, CGRectGetMidY(impl_->rootBounds()) - kBarHeight / 2}, {end - start, kBarHeight}});
+    impl_->barForeLayer->setFillColor(impl_->looksEnabled() ? _drawingColor() : _disabledColor());
+    impl_->barForeLayer->setPath(rectanglePath(impl_->barForeLayer->bounds()));
 }
 
 // How they are made
 
-void KXPlayPositionView::addToRoot(const std::shared_ptr<CALayer> &sublayer)
+void KXPlayPositionView::Impl::addToRoot(const std::shared_ptr<CALayer> &layer) const
 {
-    if (layer())
-        layer()->addSublayer(sublayer);
+    if (view.layer())
+        view.layer()->addSublayer(layer);
 }
 
 void KXPlayPositionView::_setUpBarBackLayer()
 {
     setBarBackLayer(shapeLayer());
-    addToRoot(barBackLayer_);
+    impl_->addToRoot(impl_->barBackLayer);
     _updateBarBackLayer();
 }
 
 void KXPlayPositionView::_setUpBarForeLayer()
 {
     setBarForeLayer(shapeLayer());
-    barForeLayer_->setMasksToBounds(true);
-    addToRoot(barForeLayer_);
+    impl_->barForeLayer->setMasksToBounds(true);
+    impl_->addToRoot(impl_->barForeLayer);
     _updateBarForeLayer();
 }
 
 void KXPlayPositionView::addKnob(const std::shared_ptr<KXARangeKnobLayer> &knob)
 {
     knob->setMin(kMarkerWidth);
-    knob->setMax(CGRectGetWidth(rootBounds()) - kMarkerWidth);
+    knob->setMax(CGRectGetWidth(impl_->rootBounds()) - kMarkerWidth);
     knob->setKnobLayerDelegate(std::static_pointer_cast<KXPlayPositionView>(weak_from_this().lock()));
-    addToRoot(knob);
+    impl_->addToRoot(knob);
 }
 
 void KXPlayPositionView::_setUpStartFrameLayer()
 {
     setStartFrameLayer(KXARangeKnobLayer::initWithFrame({{0, kMarkerOffsetY}, {kMarkerWidth, kMarkerHeight}}));
-    addKnob(startFrameLayer_);
+    addKnob(impl_->startFrameLayer);
 }
 
 void KXPlayPositionView::_setUpEndFrameLayer()
 {
-    const double x = CGRectGetWidth(rootBounds()) - kMarkerWidth;
+    const double x = CGRectGetWidth(impl_->rootBounds()) - kMarkerWidth;
     setEndFrameLayer(
         KXARangeKnobLayer::initWithFrame<KXAEndRangeKnobLayer>({{x, kMarkerOffsetY}, {kMarkerWidth, kMarkerHeight}}));
-    addKnob(endFrameLayer_);
+    addKnob(impl_->endFrameLayer);
     _updateEndFrameLayer();
 }
 
 void KXPlayPositionView::_setUpPlayFrameLayer()
 {
     setPlayFrameLayer(shapeLayer());
-    setFrameFromOrigin(*playFrameLayer_, {{_frame2X(internalPlayFrame_), CGRectGetMidY(rootBounds()) - kBarHeight / 2},
-                                          {kPlayLineWidth, kPlayLineHeight}});
-    addToRoot(playFrameLayer_);
-    playFrameLayer_->setPath(rectanglePath(playFrameLayer_->bounds()));
+    setFrameFromOrigin(*impl_->playFrameLayer,
+                       {{_frame2X(impl_->internalPlayFrame), CGRectGetMidY(impl_->rootBounds()) - kBarHeight / 2},
+                        {kPlayLineWidth, kPlayLineHeight}});
+    impl_->addToRoot(impl_->playFrameLayer);
+    impl_->playFrameLayer->setPath(rectanglePath(impl_->playFrameLayer->bounds()));
 }
 
 // Colours
 
-NSColor KXPlayPositionView::strokeColor() const
+NSColor KXPlayPositionView::Impl::strokeColor() const
 {
-    return looksEnabled() ? _drawingStrokeColor() : _disabledStrokeColor();
+    return looksEnabled() ? view._drawingStrokeColor() : view._disabledStrokeColor();
 }
 
 NSColor KXPlayPositionView::_drawingColor() const noexcept

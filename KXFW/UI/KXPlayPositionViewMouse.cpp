@@ -1,4 +1,4 @@
-#include "KXFW/UI/KXPlayPositionView.h"
+#include "KXFW/UI/KXPlayPositionViewImpl.h"
 
 #include "KXFW/Platform/Layers/CATransaction.h"
 
@@ -31,7 +31,7 @@ private:
 
 void KXPlayPositionView::mouseDown(const NSEvent &event)
 {
-    if (!enabled_)
+    if (!impl_->enabled)
         return;
     const auto kept = weak_from_this().lock();
     setIsDragging(true);
@@ -39,7 +39,7 @@ void KXPlayPositionView::mouseDown(const NSEvent &event)
     const std::shared_ptr<CALayer> hit = layer() ? layer()->hitTest(location) : nullptr;
     if (!hit || hit == layer())
         return;
-    const std::shared_ptr<CALayer> dragging = hit == barForeLayer_ ? playFrameLayer_ : hit;
+    const std::shared_ptr<CALayer> dragging = hit == impl_->barForeLayer ? impl_->playFrameLayer : hit;
     setMouseDownPoint(location);
     setDraggingLayer(dragging);
     if (auto *knob = asKnob(dragging))
@@ -50,7 +50,7 @@ void KXPlayPositionView::mouseDown(const NSEvent &event)
 
 void KXPlayPositionView::mouseDragged(const NSEvent &event)
 {
-    if (!enabled_)
+    if (!impl_->enabled)
         return;
     const auto kept = weak_from_this().lock();
     const auto dragging = draggingLayer();
@@ -62,7 +62,7 @@ void KXPlayPositionView::mouseDragged(const NSEvent &event)
 
 void KXPlayPositionView::mouseUp(const NSEvent &event)
 {
-    if (!enabled_)
+    if (!impl_->enabled)
         return;
     const auto kept = weak_from_this().lock();
     const DragEnd end(*this);
@@ -72,10 +72,10 @@ void KXPlayPositionView::mouseUp(const NSEvent &event)
         return;
     knob->mouseUp(event);
     const auto told = delegate();
-    if (told && knob == startFrameLayer_.get())
-        told->PlayPositionViewDidChangeStartFrame(startFrame_);
-    else if (told && knob == endFrameLayer_.get())
-        told->PlayPositionViewDidChangeEndFrame(endFrame_);
+    if (told && knob == impl_->startFrameLayer.get())
+        told->PlayPositionViewDidChangeStartFrame(impl_->startFrame);
+    else if (told && knob == impl_->endFrameLayer.get())
+        told->PlayPositionViewDidChangeEndFrame(impl_->endFrame);
 }
 
 void KXPlayPositionView::_handleMouseEvent(const NSEvent &event)
@@ -86,14 +86,14 @@ void KXPlayPositionView::_handleMouseEvent(const NSEvent &event)
         return;
     const kx::LayerTransaction transaction;
     CATransaction::setAnimationDuration(0.0);
-    if (dragging != playFrameLayer_)
+    if (dragging != impl_->playFrameLayer)
         return;
-    _updatePlayFrameLayerWithPt(mouseDownPoint_, location);
+    _updatePlayFrameLayerWithPt(impl_->mouseDownPoint, location);
     if (const auto told = delegate())
         told->PlayPositionViewDidChangePlayFrame(_frameFromEvent(event));
 }
 
 void KXPlayPositionView::_updatePlayFrameLayerWithPt(NSPoint, NSPoint point2)
 {
-    setInternalPlayFrame(frameUnder(point2));
+    setInternalPlayFrame(impl_->frameUnder(point2));
 }

@@ -1,5 +1,6 @@
 #include "KXFW/Platform/Layers/CAShapeLayer.h"
 #include "KXFW/Platform/Layers/CATransaction.h"
+#include "KXFW/Platform/Layers/LayerHost.h"
 #include "KXFW/Platform/Layers/RectMath.h"
 
 #include <gtest/gtest.h>
@@ -48,9 +49,9 @@ protected:
         root->setAnchorPoint({1, 0.5});
         root->setFrame({{100, 50}, {40, 30}});
         root->addSublayer(layer);
-        root->setHost(&host);
+        kx::LayerHost::set(*root, &host);
     }
-    ~Layers() override { root->setHost(nullptr); }
+    ~Layers() override { kx::LayerHost::set(*root, nullptr); }
 
     RecordingHost host;
     std::shared_ptr<CALayer> root = CALayer::layer();
@@ -121,16 +122,16 @@ TEST_F(Layers, TransactionReportsOnceAtTheEndOfTheOutermost)
     // Of two hosts the one that is told first goes and takes the other away.
     RecordingHost second;
     const auto shown = box({{0, 0}, {1, 1}});
-    shown->setHost(&second);
-    host.action = [&] { shown->setHost(nullptr); };
-    second.action = [&] { root->setHost(nullptr); };
+    kx::LayerHost::set(*shown, &second);
+    host.action = [&] { kx::LayerHost::set(*shown, nullptr); };
+    second.action = [&] { kx::LayerHost::set(*root, nullptr); };
     {
         const kx::LayerTransaction transaction;
         layer->setPosition({9, 5});
         shown->setFillColor(NSColor{1, 0, 0, 1});
     }
     EXPECT_NE(host.take().empty(), second.take().empty());
-    shown->setHost(nullptr);
+    kx::LayerHost::set(*shown, nullptr);
 }
 
 /// Union and overlap of areas against counting points on a grid, negative sizes included.

@@ -25,6 +25,8 @@ constexpr nanoseconds kIntervalForNone = std::chrono::milliseconds(1);
 /// One timer. Everything but `handler` is guarded by the timer thread's lock; `handler` belongs to the run under way,
 /// and to that lock while there is none.
 struct kx::TimerSource::Impl {
+    class Thread;
+
     std::function<void()> handler;
     Clock::time_point due;
     nanoseconds interval{0};
@@ -40,14 +42,14 @@ struct kx::TimerSource::Impl {
 
 /// The thread that waits for the due times of all timers. A timer that is pending or running waits for no time: it is
 /// armed again when its run ends, at the first tick of its grid that is still to come.
-class kx::TimerSource::TimerThread
+class kx::TimerSource::Impl::Thread
 {
 public:
     using StatePointer = std::shared_ptr<Impl>;
 
-    static TimerThread &shared()
+    static Thread &shared()
     {
-        static TimerThread *const thread = new TimerThread; // never destroyed: runs until the process ends
+        static Thread *const thread = new Thread; // never destroyed: runs until the process ends
         return *thread;
     }
 
@@ -176,15 +178,15 @@ kx::TimerSource::~TimerSource()
 
 void kx::TimerSource::schedule(nanoseconds delay, nanoseconds interval, nanoseconds)
 {
-    TimerThread::shared().schedule(impl_, delay, interval);
+    Impl::Thread::shared().schedule(impl_, delay, interval);
 }
 
 void kx::TimerSource::resume()
 {
-    TimerThread::shared().resume(impl_);
+    Impl::Thread::shared().resume(impl_);
 }
 
 void kx::TimerSource::cancel()
 {
-    TimerThread::shared().cancel(impl_);
+    Impl::Thread::shared().cancel(impl_);
 }

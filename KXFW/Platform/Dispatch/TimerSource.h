@@ -29,7 +29,6 @@ public:
 
 private:
     struct Impl;
-    class TimerThread;
     const std::shared_ptr<Impl> impl_; ///< shared with the timer thread
 };
 

@@ -10,16 +10,7 @@
 namespace kx
 {
 
-/// What shows a layer tree. It is told of changes, once for each transaction.
-class KX_EXPORT LayerHost
-{
-public:
-    /// These areas, in the coordinates of the tree's root, look different now. [main]
-    virtual void layersDidChange(const std::vector<NSRect> &areas) = 0;
-
-protected:
-    ~LayerHost() = default;
-};
+class LayerHost;
 
 } // namespace kx
 
@@ -36,7 +27,7 @@ protected:
 class KX_EXPORT CALayer : public NSObject, public std::enable_shared_from_this<CALayer>
 {
 public:
-    CALayer() = default;
+    CALayer();           ///< Empty, at (0, 0). [main]
     ~CALayer() override; ///< Its sublayers are roots afterwards, where others hold them. [main]
 
     /// A new layer of class `Layer`. [main]
@@ -47,25 +38,25 @@ public:
 
     // Geometry, in points. All [main].
 
-    [[nodiscard]] const NSRect &bounds() const noexcept { return bounds_; }
+    [[nodiscard]] const NSRect &bounds() const noexcept;
     void setBounds(const NSRect &bounds);
-    [[nodiscard]] NSPoint position() const noexcept { return position_; }
+    [[nodiscard]] NSPoint position() const noexcept;
     void setPosition(NSPoint position);
     /// At first the middle, (0.5, 0.5).
-    [[nodiscard]] NSPoint anchorPoint() const noexcept { return anchorPoint_; }
+    [[nodiscard]] NSPoint anchorPoint() const noexcept;
     void setAnchorPoint(NSPoint anchorPoint);
     /// The rectangle in the parent's coordinates, from bounds, position and anchor point.
     [[nodiscard]] NSRect frame() const noexcept;
     /// Sets position and the size of the bounds, whose origin stays.
     void setFrame(const NSRect &frame);
     /// Whether the layer's own drawing and its sublayers are cut off at its bounds. At first not.
-    [[nodiscard]] bool masksToBounds() const noexcept { return masksToBounds_; }
+    [[nodiscard]] bool masksToBounds() const noexcept;
     void setMasksToBounds(bool masksToBounds);
 
     // The tree. All [main].
 
-    [[nodiscard]] const std::vector<std::shared_ptr<CALayer>> &sublayers() const noexcept { return sublayers_; }
-    [[nodiscard]] CALayer *superlayer() const noexcept { return superlayer_; } ///< Null for a root.
+    [[nodiscard]] const std::vector<std::shared_ptr<CALayer>> &sublayers() const noexcept;
+    [[nodiscard]] CALayer *superlayer() const noexcept; ///< Null for a root.
     /// Puts `sublayer` on top of the others; it leaves the parent that it had. What is null, is this layer or holds it
     /// is refused: nothing changes.
     void addSublayer(std::shared_ptr<CALayer> sublayer);
@@ -80,9 +71,6 @@ public:
     /// What the layer itself paints, without sublayers and before it is cut off; the base paints nothing. [main]
     [[nodiscard]] virtual NSRect ownPaintedArea() const;
 
-    /// Who shows the tree under this root, borrowed: set it to null before it goes. [main]
-    void setHost(kx::LayerHost *host);
-
 protected:
     /// Runs `apply`, which changes how the layer looks, and reports the area before and after. [main]
     template <class Change> void change(Change apply)
@@ -93,14 +81,9 @@ protected:
     }
 
 private:
+    friend class kx::LayerHost;
     void reportArea() const;
-    [[nodiscard]] NSPoint originInSuperlayer() const noexcept;
 
-    NSRect bounds_;
-    NSPoint position_;
-    NSPoint anchorPoint_{0.5, 0.5};
-    bool masksToBounds_ = false;
-    std::vector<std::shared_ptr<CALayer>> sublayers_;
-    CALayer *superlayer_ = nullptr;
-    kx::LayerHost *host_ = nullptr;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

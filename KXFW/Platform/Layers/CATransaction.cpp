@@ -1,7 +1,7 @@
 #include "KXFW/Platform/Layers/CATransaction.h"
 
-#include "KXFW/Platform/Layers/CALayer.h"
 #include "KXFW/Platform/Layers/LayerChanges.h"
+#include "KXFW/Platform/Layers/LayerHost.h"
 
 #include <map>
 #include <vector>

@@ -4,6 +4,7 @@
 #include "KXFW/Platform/Foundation/Demangling.h"
 #include "KXFW/Platform/Toolkit/ControlActions.h"
 #include "KXFW/Platform/Toolkit/InterfaceBuilder.h"
+#include "KXFW/Platform/Toolkit/NibConnectionsImpl.h"
 #include "KXFW/Platform/Toolkit/ToolkitEdge.h"
 #include "KXFW/Platform/Toolkit/ViewWidget.h"
 
@@ -61,18 +62,21 @@ void run(const NibConnections::Action &action, const std::weak_ptr<NSObject> &we
         kx::MainQueue::async([kept = std::move(owner)] {});
 }
 
-class Connector
+} // namespace
+
+class kx::InterfaceConnector
 {
 public:
-    Connector(const std::vector<Interface> &files, std::shared_ptr<NSObject> owner, const NibConnections &connections)
-        : files_(files), owner_(std::move(owner)), connections_(connections)
+    InterfaceConnector(const std::vector<Interface> &files, std::shared_ptr<NSObject> owner,
+                       const NibConnections &connections)
+        : files_(files), owner_(std::move(owner)), connections_(*connections.impl_)
     {
     }
 
     void connect()
     {
         collectNames();
-        for (const NibConnections::Outlet &outlet : connections_.outlets())
+        for (const Outlet &outlet : connections_.outlets)
             connectOutlet(outlet);
         for (const Interface &file : files_)
             for (QWidget *widget : file.widgets) {
@@ -84,6 +88,8 @@ public:
     }
 
 private:
+    using Outlet = NibConnections::Impl::Outlet;
+
     void collectNames()
     {
         for (const Interface &file : files_)
@@ -92,7 +98,7 @@ private:
                     addFault(file, "the name " + quoted(*widget) + " is given twice");
     }
 
-    void connectOutlet(const NibConnections::Outlet &outlet)
+    void connectOutlet(const Outlet &outlet)
     {
         const auto found = named_.find(outlet.name);
         if (found == named_.end())
@@ -107,10 +113,10 @@ private:
         const std::string name = textProperty(*widget, "action");
         if (name.empty())
             return;
-        const NibConnections::Action *action = connections_.actionNamed(name);
-        if (!action)
+        const auto action = connections_.actions.find(name);
+        if (action == connections_.actions.end())
             addFault(file, quoted(*widget) + " has the unknown action '" + name + "'");
-        else if (!kx::connectAction(widget, [action = *action, owner = std::weak_ptr(owner_),
+        else if (!kx::connectAction(widget, [action = action->second, owner = std::weak_ptr(owner_),
                                              sender = NSControl(widget)] { run(action, owner, sender); }))
             addFault(file, quoted(*widget) + " has an action, but a " + classOf(widget) + " sends none");
     }
@@ -135,10 +141,13 @@ private:
 
     const std::vector<Interface> &files_;
     std::shared_ptr<NSObject> owner_;
-    const NibConnections &connections_;
+    const NibConnections::Impl &connections_;
     std::map<std::string, QWidget *> named_;
     std::string faults_;
 };
+
+namespace
+{
 
 /// The widgets of a file, in its order, but each after those inside it.
 std::vector<QWidget *> innerFirst(const std::vector<QWidget *> &widgets)
@@ -175,7 +184,7 @@ std::unique_ptr<kx::TopLevelObjects> kx::loadScreen(const std::string &name, con
 {
     installToolkit();
     std::vector<Interface> files = makeInterfaces(name, source);
-    Connector(files, owner, connections).connect();
+    InterfaceConnector(files, owner, connections).connect();
     for (const Interface &file : files)
         awake(file);
     std::vector<std::unique_ptr<QWidget>> roots;

@@ -51,7 +51,25 @@ bool isPlain(const std::string &name)
 
 } // namespace
 
-NSBundle::NSBundle(std::string name) : name_(std::move(name)) {}
+struct NSBundle::Impl {
+    std::string name;
+};
+
+NSBundle::NSBundle(std::string name) : impl_(std::make_shared<const Impl>(Impl{std::move(name)})) {}
+
+NSBundle::~NSBundle() = default;
+NSBundle::NSBundle(const NSBundle &) = default;
+NSBundle &NSBundle::operator=(const NSBundle &) = default;
+
+const std::string &NSBundle::name() const noexcept
+{
+    return impl_->name;
+}
+
+bool NSBundle::operator==(const NSBundle &other) const noexcept
+{
+    return name() == other.name();
+}
 
 NSBundle NSBundle::bundleForClass(const std::type_info &cls)
 {
@@ -62,7 +80,7 @@ std::optional<std::string> NSBundle::pathForInterfaceFile(const std::string &fil
 {
     if (!isPlain(file))
         return std::nullopt;
-    for (const std::string &folder : {name_, std::string(kFramework)}) {
+    for (const std::string &folder : {name(), std::string(kFramework)}) {
         std::string path = ":/";
         path.append(folder).append("/").append(file).append(".ui");
         if (isPlain(folder) && QFile::exists(QString::fromStdString(path)))

@@ -2,6 +2,7 @@
 
 #include "KXFW/Platform/Foundation/Export.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <typeinfo>
@@ -11,12 +12,15 @@
 class KX_EXPORT NSBundle
 {
 public:
-    explicit NSBundle(std::string name); ///< [any]
+    explicit NSBundle(std::string name);        ///< [any]
+    ~NSBundle();                                ///< [any]
+    NSBundle(const NSBundle &other);            ///< [any]
+    NSBundle &operator=(const NSBundle &other); ///< [any]
     /// The binary that holds the class's code: bundleForClass(typeid(Class)). [any]
     [[nodiscard]] static NSBundle bundleForClass(const std::type_info &cls);
 
-    [[nodiscard]] const std::string &name() const noexcept { return name_; } ///< [any]
-    bool operator==(const NSBundle &) const = default;                       ///< [any]
+    [[nodiscard]] const std::string &name() const noexcept; ///< [any]
+    bool operator==(const NSBundle &other) const noexcept;  ///< [any]
 
     /// The resource of the interface file of that name, given without ".ui": the bundle's own, else the framework's, so
     /// that a program finds those which are linked into it. None when there is no such file. A name never leads out of
@@ -24,5 +28,6 @@ public:
     [[nodiscard]] std::optional<std::string> pathForInterfaceFile(const std::string &file) const;
 
 private:
-    std::string name_;
+    struct Impl;
+    std::shared_ptr<const Impl> impl_;
 };

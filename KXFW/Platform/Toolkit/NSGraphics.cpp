@@ -1,6 +1,8 @@
 #include "KXFW/Platform/Toolkit/NSGraphics.h"
 
+#include "KXFW/Platform/Foundation/NSColor.h"
 #include "KXFW/Platform/Layers/RectMath.h"
+#include "KXFW/Platform/Toolkit/DrawingScope.h"
 #include "KXFW/Platform/Toolkit/QtGeometry.h"
 
 #include <QPainter>

@@ -35,16 +35,16 @@ public:
     // What it offers, from the next time that it begins. All [main].
 
     /// The extensions that may be chosen, without a dot, in any case; none allows all.
-    [[nodiscard]] const std::vector<std::string> &allowedFileTypes() const noexcept { return allowedFileTypes_; }
+    [[nodiscard]] const std::vector<std::string> &allowedFileTypes() const noexcept;
     void setAllowedFileTypes(std::vector<std::string> types);
     /// The folder that it shows first; empty for the last one that a panel showed.
-    [[nodiscard]] const std::filesystem::path &directoryURL() const noexcept { return directoryURL_; }
+    [[nodiscard]] const std::filesystem::path &directoryURL() const noexcept;
     void setDirectoryURL(std::filesystem::path folder);
     /// The name that it proposes.
-    [[nodiscard]] const std::string &nameFieldStringValue() const noexcept { return nameFieldStringValue_; }
+    [[nodiscard]] const std::string &nameFieldStringValue() const noexcept;
     void setNameFieldStringValue(std::string name);
     /// Who decides on each file beside the types. Borrowed weakly.
-    [[nodiscard]] std::shared_ptr<NSOpenSavePanelDelegate> delegate() const { return delegate_.lock(); }
+    [[nodiscard]] std::shared_ptr<NSOpenSavePanelDelegate> delegate() const;
     void setDelegate(const std::shared_ptr<NSOpenSavePanelDelegate> &delegate);
 
     /// Shows the panel as a sheet and returns at once. `completion` is called exactly once, soon: with
@@ -52,19 +52,15 @@ public:
     /// meanwhile. [main]
     void beginSheetModalForWindow(const NSWindow &window, std::function<void(int64_t result)> completion);
     /// The file that was chosen last; empty before. [main]
-    [[nodiscard]] const std::filesystem::path &URL() const noexcept { return url_; }
+    [[nodiscard]] const std::filesystem::path &URL() const noexcept;
 
 protected:
     enum class Purpose { Save, Open };
     explicit NSSavePanel(Purpose purpose); ///< [main]
 
 private:
-    const Purpose purpose_;
-    std::vector<std::string> allowedFileTypes_;
-    std::filesystem::path directoryURL_;
-    std::string nameFieldStringValue_;
-    std::weak_ptr<NSOpenSavePanelDelegate> delegate_;
-    std::filesystem::path url_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };
 
 /// Asks the user for a file that exists. Made with openPanel(). Main thread only.

@@ -15,18 +15,7 @@ namespace kx
 
 class SliderElement;
 
-/// What holds a view and its layers on the screen: a widget of the toolkit.
-class KX_EXPORT ViewHost : public LayerHost
-{
-public:
-    /// This part of the view, in its bounds, has to be painted anew. [main]
-    virtual void setNeedsDisplay(const NSRect &area) = 0;
-    /// Whether the user can use what is in here; while not, no event comes. [main]
-    [[nodiscard]] virtual bool hostIsEnabled() const = 0;
-
-protected:
-    ~ViewHost() = default;
-};
+class ViewHost;
 
 } // namespace kx
 
@@ -40,16 +29,16 @@ protected:
 class KX_EXPORT NSView : public NSObject, public std::enable_shared_from_this<NSView>
 {
 public:
-    NSView() = default; ///< An empty rectangle without a layer. [main]
+    NSView();           ///< An empty rectangle without a layer. [main]
     ~NSView() override; ///< [main]
 
     // Geometry. All [main].
 
     /// The rectangle in the window, in points.
-    [[nodiscard]] const NSRect &frame() const noexcept { return frame_; }
+    [[nodiscard]] const NSRect &frame() const noexcept;
     /// Places the view, which its host does when the window is laid out; another size is followed by `layout`.
     void setFrame(const NSRect &frame);
-    [[nodiscard]] NSRect bounds() const noexcept { return {{0, 0}, frame_.size}; }
+    [[nodiscard]] NSRect bounds() const noexcept;
     /// A point of the window (`view` null), or of another view in the same window, in this view's coordinates.
     [[nodiscard]] NSPoint convertPoint(NSPoint point, const NSView *view = nullptr) const noexcept;
 
@@ -57,16 +46,13 @@ public:
 
     /// Whether the view is backed by a layer. At first not. The root layer is made when this becomes YES and never
     /// goes.
-    [[nodiscard]] bool wantsLayer() const noexcept { return layer_ != nullptr; }
+    [[nodiscard]] bool wantsLayer() const noexcept;
     void setWantsLayer(bool wantsLayer);
-    [[nodiscard]] const std::shared_ptr<CALayer> &layer() const noexcept
-    {
-        return layer_;
-    } ///< The root layer, or null.
+    [[nodiscard]] const std::shared_ptr<CALayer> &layer() const noexcept; ///< The root layer, or null.
     /// Asks for the part of the bounds to be painted anew, at the next refresh of the display.
     void setNeedsDisplay(const NSRect &area);
     /// Whether the host lets events through; YES without one.
-    [[nodiscard]] bool hostIsEnabled() const { return !host_ || host_->hostIsEnabled(); }
+    [[nodiscard]] bool hostIsEnabled() const;
     /// Paints the part `dirtyRect` of the bounds, with the drawing functions (NSGraphics.h); the base paints nothing.
     virtual void drawRect(const NSRect &dirtyRect);
 
@@ -89,11 +75,9 @@ public:
     /// @return whether the view has an outlet of that name that takes this object
     virtual bool setOutlet(const std::string &name, const std::shared_ptr<NSObject> &object);
 
-    /// Who shows the view, borrowed: set it to null before it goes. [main]
-    void setHost(kx::ViewHost *host);
-
 private:
-    NSRect frame_;
-    std::shared_ptr<CALayer> layer_;
-    kx::ViewHost *host_ = nullptr;
+    friend class kx::ViewHost;
+
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

@@ -31,54 +31,70 @@ kx::InterfaceFile fileOf(const NSBundle &bundle, const std::string &name)
 
 } // namespace
 
-NSViewController::NSViewController(std::optional<std::string> nibName, std::optional<NSBundle> bundle)
-    : nibName_(std::move(nibName)), bundle_(std::move(bundle))
+struct NSViewController::Impl {
+    void load(NSViewController &controller);
+
+    std::optional<std::string> nibName;
+    std::optional<NSBundle> bundle;
+    std::unique_ptr<kx::TopLevelObjects> objects;
+    bool loading = false;
+};
+
+void NSViewController::Impl::load(NSViewController &controller)
 {
+    const auto self = controller.shared_from_this();
+    loading = true;
+    try {
+        kx::NibConnections connections;
+        controller.declareConnections(connections);
+        objects = kx::loadScreen(
+            nibName ? *nibName : plainName(typeid(controller)),
+            [used = controller.nibBundle()](const std::string &name) { return fileOf(used, name); }, self, connections);
+        controller.viewDidLoad();
+    } catch (...) {
+        objects.reset();
+        loading = false;
+        throw;
+    }
+    loading = false;
+}
+
+NSViewController::NSViewController(std::optional<std::string> nibName, std::optional<NSBundle> bundle)
+    : impl_(std::make_unique<Impl>())
+{
+    impl_->nibName = std::move(nibName);
+    impl_->bundle = std::move(bundle);
 }
 
 NSViewController::~NSViewController() = default;
 
-NSBundle NSViewController::nibBundle() const
+const std::optional<std::string> &NSViewController::nibName() const noexcept
 {
-    return bundle_ ? *bundle_ : NSBundle::bundleForClass(typeid(*this));
+    return impl_->nibName;
 }
 
-std::string NSViewController::fileName() const
+NSBundle NSViewController::nibBundle() const
 {
-    return nibName_ ? *nibName_ : plainName(typeid(*this));
+    return impl_->bundle ? *impl_->bundle : NSBundle::bundleForClass(typeid(*this));
 }
 
 QWidget *NSViewController::view()
 {
-    if (!objects_ && !loading_)
-        loadView();
-    return objects_ ? objects_->view() : nullptr;
+    if (!impl_->objects && !impl_->loading)
+        impl_->load(*this);
+    return impl_->objects ? impl_->objects->view() : nullptr;
+}
+
+bool NSViewController::isViewLoaded() const noexcept
+{
+    return impl_->objects != nullptr;
 }
 
 NSWindow NSViewController::window() const
 {
-    const QWidget *view = objects_ ? objects_->view() : nullptr;
+    const QWidget *view = impl_->objects ? impl_->objects->view() : nullptr;
     return NSWindow(view ? view->window() : nullptr);
 }
 
 void NSViewController::viewDidLoad() {}
 void NSViewController::declareConnections(kx::NibConnections &) {}
-
-void NSViewController::loadView()
-{
-    const auto self = shared_from_this();
-    loading_ = true;
-    try {
-        kx::NibConnections connections;
-        declareConnections(connections);
-        objects_ = kx::loadScreen(
-            fileName(), [bundle = nibBundle()](const std::string &name) { return fileOf(bundle, name); }, self,
-            connections);
-        viewDidLoad();
-    } catch (...) {
-        objects_.reset();
-        loading_ = false;
-        throw;
-    }
-    loading_ = false;
-}

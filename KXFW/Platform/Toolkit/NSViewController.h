@@ -14,7 +14,6 @@ class QWidget;
 namespace kx
 {
 class NibConnections;
-class TopLevelObjects;
 } // namespace kx
 
 /// Owns a screen that comes out of an interface file, and does what its controls ask for. The file is loaded when the
@@ -33,7 +32,7 @@ public:
 
     // All [main].
 
-    [[nodiscard]] const std::optional<std::string> &nibName() const noexcept { return nibName_; } ///< As it was given.
+    [[nodiscard]] const std::optional<std::string> &nibName() const noexcept; ///< As it was given.
     /// As it was given, else that of the object's class.
     [[nodiscard]] NSBundle nibBundle() const;
 
@@ -42,7 +41,7 @@ public:
     /// is being loaded, and once the view has gone with its parent.
     [[nodiscard]] QWidget *view();
     /// Whether the screen has been loaded.
-    [[nodiscard]] bool isViewLoaded() const noexcept { return objects_ != nullptr; }
+    [[nodiscard]] bool isViewLoaded() const noexcept;
     /// The window that the view stands in: the view itself where it has no parent. Loads nothing: empty before.
     [[nodiscard]] NSWindow window() const;
 
@@ -55,11 +54,6 @@ protected:
     virtual void declareConnections(kx::NibConnections &connections);
 
 private:
-    void loadView();
-    [[nodiscard]] std::string fileName() const;
-
-    std::optional<std::string> nibName_;
-    std::optional<NSBundle> bundle_;
-    std::unique_ptr<kx::TopLevelObjects> objects_;
-    bool loading_ = false;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

@@ -1,5 +1,6 @@
 #include "KXFW/Platform/Toolkit/NibConnections.h"
 
+#include "KXFW/Platform/Toolkit/NibConnectionsImpl.h"
 #include "KXFW/Platform/Toolkit/ViewWidget.h"
 
 std::shared_ptr<NSView> kx::viewOf(QWidget *widget)
@@ -8,18 +9,16 @@ std::shared_ptr<NSView> kx::viewOf(QWidget *widget)
     return host ? host->view() : nullptr;
 }
 
+kx::NibConnections::NibConnections() : impl_(std::make_unique<Impl>()) {}
+
+kx::NibConnections::~NibConnections() = default;
+
 void kx::NibConnections::action(const std::string &name, Action run)
 {
-    actions_[name] = std::move(run);
+    impl_->actions[name] = std::move(run);
 }
 
-const kx::NibConnections::Action *kx::NibConnections::actionNamed(const std::string &name) const
+void kx::NibConnections::addOutlet(std::string name, const std::type_info &wanted, std::function<bool(QWidget *)> take)
 {
-    const auto found = actions_.find(name);
-    return found == actions_.end() ? nullptr : &found->second;
-}
-
-void kx::NibConnections::add(Outlet outlet)
-{
-    outlets_.push_back(std::move(outlet));
+    impl_->outlets.push_back({std::move(name), &wanted, std::move(take)});
 }

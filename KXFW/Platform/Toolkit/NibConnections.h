@@ -5,15 +5,15 @@
 #include "KXFW/Platform/Toolkit/NSView.h"
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <typeinfo>
 #include <utility>
-#include <vector>
 
 namespace kx
 {
+
+class InterfaceConnector;
 
 /// The view that lives in a widget; null for any other widget. [main]
 [[nodiscard]] KX_EXPORT std::shared_ptr<NSView> viewOf(QWidget *widget);
@@ -32,32 +32,31 @@ public:
     /// What a control does, given itself.
     using Action = std::function<void(const NSControl &sender)>;
 
-    struct Outlet {
-        std::string name;                    ///< the name of the object in the file
-        const std::type_info *wanted;        ///< a handle or a view class
-        std::function<bool(QWidget *)> take; ///< whether the object is of that class; it is put in its place if so
-    };
+    NibConnections();  ///< [main]
+    ~NibConnections(); ///< [main]
+    NibConnections(const NibConnections &) = delete;
+    NibConnections &operator=(const NibConnections &) = delete;
 
     /// The control or window of that name, as a handle: NSButton, NSTextField, NSWindow, ... [main]
     template <class Handle> void outlet(std::string name, Handle &place)
     {
-        add({std::move(name), &typeid(Handle), [&place](QWidget *widget) {
-                 const Handle handle(widget);
-                 if (handle)
-                     place = handle;
-                 return static_cast<bool>(handle);
-             }});
+        addOutlet(std::move(name), typeid(Handle), [&place](QWidget *widget) {
+            const Handle handle(widget);
+            if (handle)
+                place = handle;
+            return static_cast<bool>(handle);
+        });
     }
 
     /// The view of that name. [main]
     template <class View> void outlet(std::string name, std::weak_ptr<View> &place)
     {
-        add({std::move(name), &typeid(View), [&place](QWidget *widget) {
-                 const auto view = std::dynamic_pointer_cast<View>(viewOf(widget));
-                 if (view)
-                     place = view;
-                 return view != nullptr;
-             }});
+        addOutlet(std::move(name), typeid(View), [&place](QWidget *widget) {
+            const auto view = std::dynamic_pointer_cast<View>(viewOf(widget));
+            if (view)
+                place = view;
+            return view != nullptr;
+        });
     }
 
     /// What controls do that name the action, such as "clickPlayButton:". The owner of the connections is alive while
@@ -69,14 +68,14 @@ public:
         action(name, [owner, run](const NSControl &sender) { (owner->*run)(sender); });
     }
 
-    [[nodiscard]] const std::vector<Outlet> &outlets() const noexcept { return outlets_; } ///< [main]
-    [[nodiscard]] const Action *actionNamed(const std::string &name) const;                ///< Null for none. [main]
-
 private:
-    void add(Outlet outlet);
+    friend class InterfaceConnector;
 
-    std::vector<Outlet> outlets_;
-    std::map<std::string, Action> actions_;
+    /// `take` tells whether the object is of the class, a handle's or a view's, and puts it in its place if so.
+    void addOutlet(std::string name, const std::type_info &wanted, std::function<bool(QWidget *)> take);
+
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };
 
 } // namespace kx

@@ -1,18 +1,20 @@
 #include "KXFW/Platform/Toolkit/ViewWidget.h"
 
 #include "KXFW/Platform/Layers/RectMath.h"
+#include "KXFW/Platform/Toolkit/DrawingScope.h"
 #include "KXFW/Platform/Toolkit/ElementWidget.h"
 #include "KXFW/Platform/Toolkit/LayerPainter.h"
 #include "KXFW/Platform/Toolkit/MousePosition.h"
-#include "KXFW/Platform/Toolkit/NSGraphics.h"
 #include "KXFW/Platform/Toolkit/PaintPacer.h"
 #include "KXFW/Platform/Toolkit/QtGeometry.h"
 #include "KXFW/Platform/Toolkit/ToolkitEdge.h"
+#include "KXFW/Platform/Toolkit/ViewHost.h"
 
 #include <QMouseEvent>
 #include <QPainter>
 
 #include <utility>
+#include <vector>
 
 namespace
 {
@@ -21,68 +23,120 @@ constexpr double kSoftEdge = 1; // points that antialiasing may reach beyond an 
 
 } // namespace
 
-kx::ViewWidget::ViewWidget(std::shared_ptr<NSView> view, QWidget *parent)
-    : QWidget(parent), view_(std::move(view)),
-      pacer_(std::make_unique<PaintPacer>(*this, [this] { refreshElements(); }))
-{
-    installToolkit();
-    view_->setHost(this);
-}
-
-kx::ViewWidget::~ViewWidget()
-{
-    view_->setHost(nullptr);
-}
-
-void kx::ViewWidget::backWithLayer()
-{
-    view_->setWantsLayer(true);
-}
-
-void kx::ViewWidget::awake()
-{
-    placeView();
-    view_->awakeFromNib();
-    // The elements' place in the Tab order is the view's, whatever was made after it; the toolkit orders stops only.
-    setFocusPolicy(Qt::TabFocus);
-    QWidget *before = this;
-    for (const auto &element : view_->sliderElements()) {
-        elements_.push_back(new ElementWidget(element, this));
-        setTabOrder(before, elements_.back());
-        before = elements_.back();
+/// The widget as the view's host.
+struct kx::ViewWidget::Impl : ViewHost {
+    Impl(ViewWidget &own, std::shared_ptr<NSView> shown)
+        : widget(own), view(std::move(shown)), pacer(own, [this] { refreshElements(); })
+    {
+        set(*view, this);
     }
-    setFocusPolicy(Qt::NoFocus);
-}
+    ~Impl() { set(*view, nullptr); }
+    Impl(const Impl &) = delete;
+    Impl &operator=(const Impl &) = delete;
 
-void kx::ViewWidget::setNeedsDisplay(const NSRect &area)
+    void setNeedsDisplay(const NSRect &area) override;
+    [[nodiscard]] bool hostIsEnabled() const override { return widget.isEnabled(); }
+    void layersDidChange(const std::vector<NSRect> &areas) override;
+    void addElements();
+    void refreshElements();
+    void placeView();
+    void send(void (NSView::*handler)(const NSEvent &), QPointF inWindow);
+    void release(QPointF inWindow);
+
+    ViewWidget &widget;
+    const std::shared_ptr<NSView> view;
+    PaintPacer pacer;
+    std::vector<ElementWidget *> elements; ///< children, in the order of the view's elements
+    bool pressed = false;
+    QPointF lastPosition;
+};
+
+void kx::ViewWidget::Impl::setNeedsDisplay(const NSRect &area)
 {
-    const QRectF turned = flipped(toQt(grown(area, kSoftEdge)), height());
-    pacer_->add(alignedWithin(turned, rect()));
+    const QRectF turned = flipped(toQt(grown(area, kSoftEdge)), widget.height());
+    pacer.add(alignedWithin(turned, widget.rect()));
 }
 
-void kx::ViewWidget::layersDidChange(const std::vector<NSRect> &areas)
+void kx::ViewWidget::Impl::layersDidChange(const std::vector<NSRect> &areas)
 {
     for (const NSRect &area : areas)
         setNeedsDisplay(area);
 }
 
-void kx::ViewWidget::refreshElements()
+/// The elements' place in the Tab order is the view's, whatever was made after it; the toolkit orders stops only.
+void kx::ViewWidget::Impl::addElements()
+{
+    widget.setFocusPolicy(Qt::TabFocus);
+    QWidget *before = &widget;
+    for (const auto &element : view->sliderElements()) {
+        elements.push_back(new ElementWidget(element, &widget));
+        setTabOrder(before, elements.back());
+        before = elements.back();
+    }
+    widget.setFocusPolicy(Qt::NoFocus);
+}
+
+void kx::ViewWidget::Impl::refreshElements()
 {
     atToolkitEdge("The view could not be laid out.", [this] {
-        for (ElementWidget *element : elements_)
+        for (ElementWidget *element : elements)
             element->refresh();
     });
 }
 
-void kx::ViewWidget::placeView()
+void kx::ViewWidget::Impl::placeView()
 {
-    const QPointF corner = mapTo(window(), QPointF(0, height()));
-    view_->setFrame({{corner.x(), window()->height() - corner.y()}, {double(width()), double(height())}});
+    const QWidget *window = widget.window();
+    const QPointF corner = widget.mapTo(window, QPointF(0, widget.height()));
+    view->setFrame({{corner.x(), window->height() - corner.y()}, {double(widget.width()), double(widget.height())}});
+}
+
+void kx::ViewWidget::Impl::send(void (NSView::*handler)(const NSEvent &), QPointF inWindow)
+{
+    lastPosition = inWindow;
+    atToolkitEdge("The action failed.", [&] {
+        placeView();                               // the view may stand elsewhere in its window since the last layout
+        const std::shared_ptr<NSView> kept = view; // the handler may close the window
+        ((*kept).*handler)(NSEvent({inWindow.x(), widget.window()->height() - inWindow.y()}));
+    });
+}
+
+void kx::ViewWidget::Impl::release(QPointF inWindow)
+{
+    if (!std::exchange(pressed, false))
+        return;
+    widget.setMouseTracking(false);
+    send(&NSView::mouseUp, inWindow);
+}
+
+kx::ViewWidget::ViewWidget(std::shared_ptr<NSView> view, QWidget *parent)
+    : QWidget(parent), impl_(std::make_unique<Impl>(*this, std::move(view)))
+{
+    installToolkit();
+}
+
+kx::ViewWidget::~ViewWidget() = default;
+
+const std::shared_ptr<NSView> &kx::ViewWidget::view() const noexcept
+{
+    return impl_->view;
+}
+
+void kx::ViewWidget::backWithLayer()
+{
+    impl_->view->setWantsLayer(true);
+}
+
+void kx::ViewWidget::awake()
+{
+    impl_->placeView();
+    impl_->view->awakeFromNib();
+    impl_->addElements();
 }
 
 void kx::ViewWidget::paintEvent(QPaintEvent *event)
 {
-    pacer_->painted();
+    impl_->pacer.painted();
     atToolkitEdge("The view could not be drawn.", [&] {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
@@ -91,10 +145,10 @@ void kx::ViewWidget::paintEvent(QPaintEvent *event)
         const NSRect dirty = fromQt(flipped(event->rect(), height()));
         {
             const DrawingScope scope(painter);
-            view_->drawRect(dirty);
+            impl_->view->drawRect(dirty);
         }
-        if (view_->layer())
-            paintLayers(painter, *view_->layer(), dirty);
+        if (impl_->view->layer())
+            paintLayers(painter, *impl_->view->layer(), dirty);
     });
 }
 
@@ -103,70 +157,52 @@ bool kx::ViewWidget::event(QEvent *event)
     const bool ends = event->type() == QEvent::WindowDeactivate || event->type() == QEvent::EnabledChange;
     const bool known = QWidget::event(event);
     if (event->type() == QEvent::EnabledChange)
-        atToolkitEdge("The view could not be laid out.", [this] { view_->hostDidChangeEnabled(); });
+        atToolkitEdge("The view could not be laid out.", [this] { impl_->view->hostDidChangeEnabled(); });
     if (ends)
-        release(lastPosition_); // last: what hears of the release may delete this widget
+        impl_->release(impl_->lastPosition); // last: what hears of the release may delete this widget
     return known;
 }
 
 void kx::ViewWidget::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
-    atToolkitEdge("The view could not be laid out.", [this] { placeView(); });
+    atToolkitEdge("The view could not be laid out.", [this] { impl_->placeView(); });
 }
 
 void kx::ViewWidget::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    atToolkitEdge("The view could not be laid out.", [this] { placeView(); });
+    atToolkitEdge("The view could not be laid out.", [this] { impl_->placeView(); });
 }
 
 void kx::ViewWidget::hideEvent(QHideEvent *event)
 {
-    release(lastPosition_);
+    impl_->release(impl_->lastPosition);
     QWidget::hideEvent(event);
 }
 
 void kx::ViewWidget::mousePressEvent(QMouseEvent *event)
 {
-    if (event->button() != Qt::LeftButton || pressed_)
+    if (event->button() != Qt::LeftButton || impl_->pressed)
         return event->ignore();
-    pressed_ = true;
+    impl_->pressed = true;
     setMouseTracking(true); // a move without the button shows a release that went elsewhere
-    send(&NSView::mouseDown, positionInWindow(*this, *event));
+    impl_->send(&NSView::mouseDown, positionInWindow(*this, *event));
 }
 
 void kx::ViewWidget::mouseMoveEvent(QMouseEvent *event)
 {
-    if (!pressed_)
+    if (!impl_->pressed)
         return event->ignore();
     if (event->buttons() & Qt::LeftButton)
-        send(&NSView::mouseDragged, positionInWindow(*this, *event));
+        impl_->send(&NSView::mouseDragged, positionInWindow(*this, *event));
     else
-        release(positionInWindow(*this, *event));
+        impl_->release(positionInWindow(*this, *event));
 }
 
 void kx::ViewWidget::mouseReleaseEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton)
         return event->ignore();
-    release(positionInWindow(*this, *event));
-}
-
-void kx::ViewWidget::release(QPointF inWindow)
-{
-    if (!std::exchange(pressed_, false))
-        return;
-    setMouseTracking(false);
-    send(&NSView::mouseUp, inWindow);
-}
-
-void kx::ViewWidget::send(void (NSView::*handler)(const NSEvent &), QPointF inWindow)
-{
-    lastPosition_ = inWindow;
-    atToolkitEdge("The action failed.", [&] {
-        placeView();                                // the view may stand elsewhere in its window since the last layout
-        const std::shared_ptr<NSView> kept = view_; // the handler may close the window
-        ((*kept).*handler)(NSEvent({inWindow.x(), window()->height() - inWindow.y()}));
-    });
+    impl_->release(positionInWindow(*this, *event));
 }
