@@ -45,7 +45,7 @@ struct KX_EXPORT Error {
     bool operator==(const Error &) const = default;
 };
 
-/// What `Result::value` throws where there is none; its text is the error's message.
+/// What `Result::value` throws where there is none; its text is the error's message. A value.
 class KX_EXPORT Exception : public std::runtime_error
 {
 public:

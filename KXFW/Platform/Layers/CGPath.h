@@ -9,6 +9,7 @@
 
 /// An outline of straight lines, in the coordinates of the layer that shows it: any number of figures, each begun by a
 /// point and open or closed. Filled, a figure counts as closed; figures that overlap fill by the nonzero winding rule.
+/// A value.
 ///
 ///     CGPath triangle;
 ///     triangle.moveTo({0, 0});
