@@ -51,6 +51,8 @@ public:
     void awakeFromNib() override;
     void layout() override;
     void hostDidChangeEnabled() override;
+    /// As high as the knobs need; as wide as the shortest bar that is of use.
+    [[nodiscard]] NSSize intrinsicContentSize() const override;
     void mouseDown(const NSEvent &event) override;
     void mouseDragged(const NSEvent &event) override;
     void mouseUp(const NSEvent &event) override;

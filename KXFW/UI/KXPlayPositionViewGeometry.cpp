@@ -15,6 +15,11 @@ int64_t truncated(double value)
 
 } // namespace
 
+NSSize KXPlayPositionView::intrinsicContentSize() const
+{
+    return {12 * kMarkerWidth, 2 * (kBarHeight / 2 + kMarkerHeight)}; // the bar lies in the middle
+}
+
 float KXPlayPositionView::_barWidth() const noexcept
 {
     return static_cast<float>(std::max(0.0, CGRectGetWidth(bounds()) - 2 * kMarkerWidth));

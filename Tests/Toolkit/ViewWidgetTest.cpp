@@ -149,6 +149,11 @@ TEST_F(Hosted, EachPressOfTheLeftButtonHasOneRelease)
         EXPECT_FALSE(seen);
         widget = new kx::ViewWidget(view, &inner);
     }
+    view->log.clear();
+    view->released = [] {};
+    QTest::mousePress(widget, Qt::LeftButton, {}, {1, 1});
+    delete widget; // while the view lives on
+    EXPECT_EQ(view->log.back().substr(0, 3), "up ");
 }
 
 TEST_F(Hosted, ExceptionsEndAtTheEdgeAndAreShownOnce)

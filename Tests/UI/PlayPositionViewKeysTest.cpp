@@ -11,12 +11,15 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QPointer>
+#include <QTextEdit>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <QWindow>
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <vector>
 
 namespace
 {
@@ -97,6 +100,37 @@ TEST(PlayPositionViewKeys, MoveEachPartWithinTheMousesLimits)
     }
     bar.view->setEnabled(false);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !bar.widget->findChild<QWidget *>()->isEnabled(); }));
+}
+
+TEST(TransportBar, TakesPartInTheLayoutAndTheTabOrder)
+{
+    QWidget window;
+    auto *last = new QLineEdit(&window);
+    const bar::Hosted bar(&window);
+    auto *layout = new QVBoxLayout(&window);
+    layout->addWidget(new QTextEdit); // takes all that the others leave
+    for (QWidget *row :
+         {static_cast<QWidget *>(bar.after), static_cast<QWidget *>(bar.widget), static_cast<QWidget *>(last)})
+        layout->addWidget(row);
+    QWidget::setTabOrder(bar.after, bar.widget);
+    QWidget::setTabOrder(bar.widget, last);
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    EXPECT_GE(bar.widget->height(), 2 * (kBarHeight / 2 + kMarkerHeight)) << "the knobs are seen";
+
+    bar.after->setFocus();
+    std::vector<QObject *> parents;
+    for (int i = 0; i < 4; ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        parents.push_back(QApplication::focusWidget()->parent());
+    }
+    EXPECT_EQ(parents, (std::vector<QObject *>{bar.widget, bar.widget, bar.widget, &window}));
+    EXPECT_TRUE(last->hasFocus());
+
+    bar.widget->setFocus();
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Right);
+    EXPECT_EQ(bar.delegate->take(), (Heard{{"play", 114660}}));
 }
 
 TEST(PlayPositionViewElements, RestWhileDraggedDisabledOrGone)

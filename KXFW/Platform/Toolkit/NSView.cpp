@@ -48,6 +48,11 @@ void NSView::setFrame(const NSRect &frame)
         layout();
 }
 
+NSSize NSView::intrinsicContentSize() const
+{
+    return {-1, -1};
+}
+
 NSPoint NSView::convertPoint(NSPoint point, const NSView *view) const noexcept
 {
     const NSPoint from = view ? view->frame().origin : NSPoint{};

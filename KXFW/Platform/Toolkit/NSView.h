@@ -39,6 +39,8 @@ public:
     /// Places the view, which its host does when the window is laid out; another size is followed by `layout`.
     void setFrame(const NSRect &frame);
     [[nodiscard]] NSRect bounds() const noexcept;
+    /// The size that it takes to show all of the view; below 0 where the view does not mind, as in the base.
+    [[nodiscard]] virtual NSSize intrinsicContentSize() const;
     /// A point of the window (`view` null), or of another view in the same window, in this view's coordinates.
     [[nodiscard]] NSPoint convertPoint(NSPoint point, const NSView *view = nullptr) const noexcept;
 

@@ -13,6 +13,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 
+#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -63,17 +64,21 @@ void kx::ViewWidget::Impl::layersDidChange(const std::vector<NSRect> &areas)
         setNeedsDisplay(area);
 }
 
-/// The elements' place in the Tab order is the view's, whatever was made after it; the toolkit orders stops only.
+/// The toolkit orders stops only, and takes a stop for a whole with its children, no stop itself, when one of them is
+/// its proxy.
 void kx::ViewWidget::Impl::addElements()
 {
+    const auto stops = view->sliderElements();
+    if (stops.empty())
+        return;
     widget.setFocusPolicy(Qt::TabFocus);
     QWidget *before = &widget;
-    for (const auto &element : view->sliderElements()) {
+    for (const auto &element : stops) {
         elements.push_back(new ElementWidget(element, &widget));
         setTabOrder(before, elements.back());
         before = elements.back();
     }
-    widget.setFocusPolicy(Qt::NoFocus);
+    widget.setFocusProxy(elements.front());
 }
 
 void kx::ViewWidget::Impl::refreshElements()
@@ -115,7 +120,10 @@ kx::ViewWidget::ViewWidget(std::shared_ptr<NSView> view, QWidget *parent)
     installToolkit();
 }
 
-kx::ViewWidget::~ViewWidget() = default;
+kx::ViewWidget::~ViewWidget()
+{
+    impl_->release(impl_->lastPosition); // the view may live on
+}
 
 const std::shared_ptr<NSView> &kx::ViewWidget::view() const noexcept
 {
@@ -132,6 +140,17 @@ void kx::ViewWidget::awake()
     impl_->placeView();
     impl_->view->awakeFromNib();
     impl_->addElements();
+}
+
+QSize kx::ViewWidget::sizeHint() const
+{
+    const NSSize size = impl_->view->intrinsicContentSize();
+    return {int(std::ceil(size.width)), int(std::ceil(size.height))};
+}
+
+QSize kx::ViewWidget::minimumSizeHint() const
+{
+    return sizeHint();
 }
 
 void kx::ViewWidget::paintEvent(QPaintEvent *event)

@@ -20,10 +20,14 @@ public:
     ~ViewWidget() override;                                                       ///< [main]
 
     [[nodiscard]] const std::shared_ptr<NSView> &view() const noexcept; ///< [main]
-    /// Tells the view that it has come out of an interface file, and makes its focus stops. Once, or never. [main]
+    /// Tells the view that it has come out of an interface file, and makes its focus stops: in the Tab order they come
+    /// where the widget does, and focus that it is given goes to the first. Once, or never. [main]
     void awake();
     /// Backs the view with a layer and shows it. [main]
     void backWithLayer();
+
+    [[nodiscard]] QSize sizeHint() const override;        ///< The view's intrinsic size. [main]
+    [[nodiscard]] QSize minimumSizeHint() const override; ///< The same. [main]
 
 protected:
     bool event(QEvent *event) override;
