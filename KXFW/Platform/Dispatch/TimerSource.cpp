@@ -53,12 +53,12 @@ public:
         return *thread;
     }
 
-    void schedule(const StatePointer &state, nanoseconds delay, nanoseconds interval)
+    void schedule(const StatePointer &state, nanoseconds delay, nanoseconds period)
     {
         const std::lock_guard guard(lock_);
         disarm(*state);
         state->due = Clock::now() + std::clamp(delay, nanoseconds(0), kLongest);
-        state->interval = interval > nanoseconds(0) ? std::min(interval, kLongest) : kIntervalForNone;
+        state->interval = period > nanoseconds(0) ? std::min(period, kLongest) : kIntervalForNone;
         state->isScheduled = true;
         state->isRescheduled = state->isPending || state->isRunning;
         arm(state);
@@ -107,8 +107,8 @@ private:
         for (;;) {
             if (armed_.empty())
                 wake_.wait(guard);
-            else if (const Clock::time_point due = armed_.begin()->first.first; Clock::now() < due)
-                wake_.wait_until(guard, due);
+            else if (const Clock::time_point next = armed_.begin()->first.first; Clock::now() < next)
+                wake_.wait_until(guard, next);
             else
                 fire(armed_.extract(armed_.begin()).mapped());
         }

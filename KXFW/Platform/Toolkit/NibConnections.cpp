@@ -18,7 +18,8 @@ void kx::NibConnections::action(const std::string &name, Action run)
     impl_->actions[name] = std::move(run);
 }
 
-void kx::NibConnections::addOutlet(std::string name, const std::type_info &wanted, std::function<bool(QWidget *)> take)
+void kx::NibConnections::addOutlet(const std::string &name, const std::type_info &wanted,
+                                   std::function<bool(QWidget *)> take)
 {
-    impl_->outlets.push_back({std::move(name), &wanted, std::move(take)});
+    impl_->outlets.push_back({name, &wanted, std::move(take)});
 }

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 #include <typeinfo>
-#include <utility>
 
 namespace kx
 {
@@ -38,9 +37,9 @@ public:
     NibConnections &operator=(const NibConnections &) = delete;
 
     /// The control or window of that name, as a handle: NSButton, NSTextField, NSWindow, ... [main]
-    template <class Handle> void outlet(std::string name, Handle &place)
+    template <class Handle> void outlet(const std::string &name, Handle &place)
     {
-        addOutlet(std::move(name), typeid(Handle), [&place](QWidget *widget) {
+        addOutlet(name, typeid(Handle), [&place](QWidget *widget) {
             const Handle handle(widget);
             if (handle)
                 place = handle;
@@ -49,9 +48,9 @@ public:
     }
 
     /// The view of that name. [main]
-    template <class View> void outlet(std::string name, std::weak_ptr<View> &place)
+    template <class View> void outlet(const std::string &name, std::weak_ptr<View> &place)
     {
-        addOutlet(std::move(name), typeid(View), [&place](QWidget *widget) {
+        addOutlet(name, typeid(View), [&place](QWidget *widget) {
             const auto view = std::dynamic_pointer_cast<View>(viewOf(widget));
             if (view)
                 place = view;
@@ -72,7 +71,7 @@ private:
     friend class InterfaceConnector;
 
     /// `take` tells whether the object is of the class, a handle's or a view's, and puts it in its place if so.
-    void addOutlet(std::string name, const std::type_info &wanted, std::function<bool(QWidget *)> take);
+    void addOutlet(const std::string &name, const std::type_info &wanted, std::function<bool(QWidget *)> take);
 
     struct Impl;
     const std::unique_ptr<Impl> impl_;

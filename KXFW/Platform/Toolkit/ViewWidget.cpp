@@ -25,7 +25,7 @@ constexpr double kSoftEdge = 1; // points that antialiasing may reach beyond an 
 } // namespace
 
 /// The widget as the view's host.
-struct kx::ViewWidget::Impl : ViewHost {
+struct kx::ViewWidget::Impl final : ViewHost {
     Impl(ViewWidget &own, std::shared_ptr<NSView> shown)
         : widget(own), view(std::move(shown)), pacer(own, [this] { refreshElements(); })
     {
