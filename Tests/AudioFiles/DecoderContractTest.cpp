@@ -1,6 +1,7 @@
 /// What every decoder promises: the length announced is the length delivered, a seek lands on the very frame of the
 /// straight decode, and faults of the file come out as what they are.
 #include "FileTestSupport.h"
+#include "KXFW/Platform/Foundation/CodeText.h"
 
 #include <algorithm>
 #include <cmath>

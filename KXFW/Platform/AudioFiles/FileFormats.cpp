@@ -1,6 +1,7 @@
 #include "KXFW/Platform/AudioFiles/FileFormats.h"
 
 #include "KXFW/Platform/AudioFiles/Codecs/Decoder.h"
+#include "KXFW/Platform/Foundation/CodeText.h"
 
 std::vector<kx::FileFormat> kx::fileFormatTable()
 {

@@ -1,5 +1,7 @@
 #include "KXFW/Platform/Foundation/Status.h"
 
+#include "KXFW/Platform/Foundation/CodeText.h"
+
 #include <algorithm>
 #include <array>
 

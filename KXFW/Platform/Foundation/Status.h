@@ -71,7 +71,5 @@ KX_EXPORT std::span<const StatusEntry> statusTable() noexcept;
 KX_EXPORT const char *statusName(OSStatus status) noexcept;
 /// A sentence part such as "the file does not exist", or "unknown error N". [any]
 KX_EXPORT std::string statusText(OSStatus status);
-/// A four-character code as text: its characters in quotes where all of them can be printed, else the number. [any]
-std::string codeText(FourCharCode code);
 
 } // namespace kx
