@@ -18,6 +18,7 @@
 #include "KXFW/Audio/KXUtil.h"
 #include "KXFW/Audio/StatusAssertion.h"
 #include "KXFW/Platform/AudioFiles/AudioFile.h"
+#include "KXFW/Platform/AudioFiles/DiskDeadline.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"

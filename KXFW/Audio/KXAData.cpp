@@ -1,6 +1,9 @@
 #include "KXFW/Audio/KXAData.h"
 
+#include "KXFW/Platform/Foundation/Guarded.h"
 #include "KXFW/Platform/Foundation/NSException.h"
+
+#include <atomic>
 
 namespace
 {
@@ -11,6 +14,30 @@ namespace
 }
 
 } // namespace
+
+struct KXAData::Impl {
+    kx::Guarded<AudioStreamBasicDescription> format;
+    std::atomic<uint32_t> bytesPerFrame{0}; ///< the same, for those who ask for no more
+};
+
+KXAData::KXAData() : impl_(std::make_unique<Impl>()) {}
+KXAData::~KXAData() = default;
+
+AudioStreamBasicDescription KXAData::format() const
+{
+    return impl_->format.get();
+}
+
+uint32_t KXAData::bytesPerFrame() const noexcept
+{
+    return impl_->bytesPerFrame;
+}
+
+void KXAData::setFormat(const AudioStreamBasicDescription &format)
+{
+    impl_->format.set(format);
+    impl_->bytesPerFrame = format.mBytesPerFrame;
+}
 
 std::shared_ptr<KXAData> KXAData::audioDataWithContentsOfURL(const std::filesystem::path & /*url*/)
 {
@@ -80,5 +107,5 @@ bool KXAData::isZeroSize()
 int64_t KXAData::bufferSize()
 {
     const int64_t frames = numFrames();
-    return frames * static_cast<int64_t>(format().mBytesPerFrame);
+    return frames * static_cast<int64_t>(bytesPerFrame());
 }

@@ -2,8 +2,8 @@
 
 #include "KXFW/Platform/Foundation/AudioTypes.h"
 #include "KXFW/Platform/Foundation/Export.h"
-#include "KXFW/Platform/Foundation/Guarded.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 
@@ -15,8 +15,8 @@
 class KX_EXPORT KXAData
 {
 public:
-    KXAData() = default;
-    virtual ~KXAData() = default;
+    KXAData();          ///< [any]
+    virtual ~KXAData(); ///< [any]
     KXAData(const KXAData &) = delete;
     KXAData &operator=(const KXAData &) = delete;
 
@@ -24,8 +24,9 @@ public:
     static std::shared_ptr<KXAData> audioDataWithContentsOfURL(const std::filesystem::path &url);
 
     /// The format in which frames are delivered. [any] [render]
-    [[nodiscard]] AudioStreamBasicDescription format() const { return format_.get(); }
-    void setFormat(const AudioStreamBasicDescription &format) { format_.set(format); } ///< [any]
+    [[nodiscard]] AudioStreamBasicDescription format() const;
+    [[nodiscard]] uint32_t bytesPerFrame() const noexcept;     ///< Of `format`. [any] [render]
+    void setFormat(const AudioStreamBasicDescription &format); ///< [any]
 
     /// Reads `*frames` frames to `destination`; `*frames` comes back as the number delivered. [any] [blocks]
     virtual void readToBuffer(void *destination, uint32_t *frames);
@@ -45,5 +46,6 @@ public:
     [[nodiscard]] int64_t bufferSize(); ///< Length in bytes of `format`. [any] [render]
 
 private:
-    kx::Guarded<AudioStreamBasicDescription> format_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

@@ -5,6 +5,7 @@
 #include "KXFW/Audio/KXAHardwareManager.h"
 #include "KXFW/Audio/KXAudioUtil.h"
 #include "KXFW/Audio/Player/PlayerEngine.h"
+#include "KXFW/Platform/AudioFiles/DiskDeadline.h"
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <chrono>

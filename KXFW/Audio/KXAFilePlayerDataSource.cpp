@@ -1,8 +1,11 @@
 #include "KXFW/Audio/KXAFilePlayerDataSource.h"
 
 #include "KXFW/Audio/Player/LoopWalk.h"
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
+#include "KXFW/Platform/Foundation/Guarded.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -35,7 +38,34 @@ private:
 
 } // namespace
 
-KXAFilePlayerDataSource::KXAFilePlayerDataSource() : param_(KXAPlayerParam::playerParam()) {}
+struct KXAFilePlayerDataSource::Impl {
+    kx::Guarded<std::shared_ptr<KXAFiledAudioData2>> audioData;
+    kx::Guarded<std::shared_ptr<KXAPlayerParam>> param{KXAPlayerParam::playerParam()};
+};
+
+KXAFilePlayerDataSource::KXAFilePlayerDataSource() : impl_(std::make_unique<Impl>()) {}
+KXAFilePlayerDataSource::~KXAFilePlayerDataSource() = default;
+
+std::shared_ptr<KXAFiledAudioData2> KXAFilePlayerDataSource::audioData() const
+{
+    return impl_->audioData.get();
+}
+
+void KXAFilePlayerDataSource::setAudioData(std::shared_ptr<KXAFiledAudioData2> audioData)
+{
+    impl_->audioData.set(std::move(audioData));
+}
+
+std::shared_ptr<KXAPlayerParam> KXAFilePlayerDataSource::param() const
+{
+    return impl_->param.get();
+}
+
+void KXAFilePlayerDataSource::setParam(std::shared_ptr<KXAPlayerParam> param)
+{
+    if (param)
+        impl_->param.set(std::move(param));
+}
 
 std::shared_ptr<KXAFilePlayerDataSource>
 KXAFilePlayerDataSource::dataSourceWithContentsOfURL(const std::filesystem::path &url, const std::stop_token &stop)

@@ -3,7 +3,6 @@
 #include "KXFW/Audio/KXAFiledAudioData2.h"
 #include "KXFW/Audio/KXAPlayerParam.h"
 #include "KXFW/Platform/Foundation/Export.h"
-#include "KXFW/Platform/Foundation/Guarded.h"
 
 #include <filesystem>
 #include <memory>
@@ -14,7 +13,10 @@
 class KX_EXPORT KXAFilePlayerDataSource
 {
 public:
-    KXAFilePlayerDataSource(); ///< No audio data, a new parameter record. [any]
+    KXAFilePlayerDataSource();  ///< No audio data, a new parameter record. [any]
+    ~KXAFilePlayerDataSource(); ///< [any]
+    KXAFilePlayerDataSource(const KXAFilePlayerDataSource &) = delete;
+    KXAFilePlayerDataSource &operator=(const KXAFilePlayerDataSource &) = delete;
 
     /// The data source of the file at `url`, with the whole file as its range, or null when the file cannot be opened
     /// (the log says why) or `stop` is requested, on any thread, meanwhile. [any] [blocks]
@@ -34,24 +36,16 @@ public:
     /// the record's inputDesc has no frame size. [any] [blocks]
     void prerenderToBuffer(void *destination, uint32_t frames);
 
-    [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const { return audioData_.get(); } ///< [any]
-    void setAudioData(std::shared_ptr<KXAFiledAudioData2> audioData)
-    {
-        audioData_.set(std::move(audioData));
-    }                                                                                    ///< [any]
-    [[nodiscard]] std::shared_ptr<KXAPlayerParam> param() const { return param_.get(); } ///< [any]
-    /// Null is refused: there is always a record. [any]
-    void setParam(std::shared_ptr<KXAPlayerParam> param)
-    {
-        if (param)
-            param_.set(std::move(param));
-    }
+    [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const; ///< [any] [render]
+    void setAudioData(std::shared_ptr<KXAFiledAudioData2> audioData);    ///< [any]
+    [[nodiscard]] std::shared_ptr<KXAPlayerParam> param() const;         ///< [any]
+    void setParam(std::shared_ptr<KXAPlayerParam> param); ///< Null is refused: there is always a record. [any]
 
 private:
     static std::shared_ptr<KXAFilePlayerDataSource> of(std::shared_ptr<KXAFiledAudioData2> data);
 
-    kx::Guarded<std::shared_ptr<KXAFiledAudioData2>> audioData_;
-    kx::Guarded<std::shared_ptr<KXAPlayerParam>> param_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };
 
 extern "C" {

@@ -1,4 +1,4 @@
-#include "KXFW/Audio/KXAFiledAudioData2.h"
+#include "KXFW/Audio/KXAFiledAudioData2Impl.h"
 
 #include "KXFW/Audio/AudioDataSites.h"
 #include "KXFW/Audio/KXAudioUtil.h"
@@ -6,12 +6,13 @@
 #include "KXFW/Platform/Foundation/NSLog.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+
+namespace sites = kx::audioDataSites;
 
 const uint64_t kKXAFiledAudioData_RingBufferSize = 16777216;
 const uint64_t kKXAFiledAudioData_BridgeBufferSize = 1048576;
-
-namespace sites = kx::audioDataSites;
 
 namespace
 {
@@ -20,15 +21,15 @@ constexpr int64_t kMostFileFrames = int64_t{1} << 42; ///< more than any file se
 
 } // namespace
 
-KXAFiledAudioData2::KXAFiledAudioData2()
+KXAFiledAudioData2::KXAFiledAudioData2() : impl_(std::make_unique<Impl>(*this))
 {
-    ringBuffer_.set(std::make_shared<KXRingBuffer>(kKXAFiledAudioData_RingBufferSize));
-    bridgeBufferData_.set(std::make_shared<kx::ByteBlock>(kKXAFiledAudioData_BridgeBufferSize));
-    ringBufferQueue_.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.ringBufferQueue"));
-    fileAccessQueue_.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.fileAccessQueue"));
-    prereadQueue_.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.prereadQueue"));
-    fileDataFormat_ = std::make_unique<AudioStreamBasicDescription>();
-    fixParts();
+    impl_->ringBuffer.set(std::make_shared<KXRingBuffer>(kKXAFiledAudioData_RingBufferSize));
+    impl_->bridgeBufferData.set(std::make_shared<kx::ByteBlock>(kKXAFiledAudioData_BridgeBufferSize));
+    impl_->ringBufferQueue.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.ringBufferQueue"));
+    impl_->fileAccessQueue.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.fileAccessQueue"));
+    impl_->prereadQueue.set(std::make_shared<kx::SerialQueue>("KXAFiledAudioData.prereadQueue"));
+    impl_->fileDataFormat = std::make_unique<AudioStreamBasicDescription>();
+    impl_->fixParts();
 }
 
 KXAFiledAudioData2::~KXAFiledAudioData2()
@@ -81,12 +82,11 @@ std::shared_ptr<KXAFiledAudioData2> KXAFiledAudioData2::audioDataWithContentsOfU
 
 void KXAFiledAudioData2::prepareForRead(const std::stop_token &stop)
 {
-    constexpr const char *kSite = "-[KXAFiledAudioData2 prepareForRead]";
     _finalize(); // of a file that was open before
     ExtAudioFileRef file = nullptr;
     _ASSERT_NOERR(ExtAudioFileOpenURL(fileURL(), &file, stop), sites::kOpen);
-    startOver();
-    fileRef_ = file;
+    impl_->startOver();
+    impl_->fileRef = file;
     const AudioStreamBasicDescription standard = GetStandardDescription();
     setFormat(standard);
     _ASSERT_NOERR(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof standard, &standard),
@@ -97,7 +97,7 @@ void KXAFiledAudioData2::prepareForRead(const std::stop_token &stop)
     _ASSERT_NOERR(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientChannelLayout, sizeof layout, &layout),
                   sites::kSetChannelLayout);
     // The file service keeps what it decodes after a seek, so a loop back to the start costs a copy from the first on.
-    _ASSERT_NOERR(ExtAudioFileSeek(file, 0), kSite);
+    _ASSERT_NOERR(ExtAudioFileSeek(file, 0), "-[KXAFiledAudioData2 prepareForRead]");
     _ensureFileLengthFrames();
 }
 
@@ -108,78 +108,65 @@ void KXAFiledAudioData2::finalizeForRead()
 
 void KXAFiledAudioData2::_finalize()
 {
-    const ExtAudioFileRef file = fileRef_.exchange(nullptr);
+    const ExtAudioFileRef file = impl_->fileRef.exchange(nullptr);
     if (!file)
         return;
     const OSStatus status = ExtAudioFileDispose(file); // frees the file whatever it says
-    const std::lock_guard guard(formatLock_);
-    fileDataFormat_ = nullptr;
-    fileRate_ = 0.0;
+    const std::lock_guard guard(impl_->formatLock);
+    impl_->fileDataFormat = nullptr;
+    impl_->fileRate = 0.0;
     _ASSERT_NOERR(status, sites::kClose);
-}
-
-/// Nothing of an earlier file is left.
-void KXAFiledAudioData2::startOver()
-{
-    fileDataFormat_ = std::make_unique<AudioStreamBasicDescription>();
-    fileRate_ = 0.0;
-    fileLengthFrames_ = 0;
-    parts_.ringQueue->sync([this] { parts_.ring->clear(); });
-    endedByFailure_ = false;
-    failureReported_ = false;
-    heldFailure_ = noErr;
-    framesToDrop_ = 0;
 }
 
 void KXAFiledAudioData2::_ensureFileLengthFrames()
 {
     int64_t frames = 0;
     uint32_t size = sizeof frames;
-    _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_FileLengthFrames, &size, &frames),
+    _ASSERT_NOERR(ExtAudioFileGetProperty(impl_->fileRef, kExtAudioFileProperty_FileLengthFrames, &size, &frames),
                   sites::kAskLength);
-    fileLengthFrames_ = frames;
+    impl_->fileLengthFrames = frames;
 }
 
 void KXAFiledAudioData2::_ensureFileDataFormat()
 {
-    if (fileRate_ != 0.0)
+    if (impl_->fileRate != 0.0)
         return;
-    const std::lock_guard guard(formatLock_);
-    if (!fileDataFormat_)
+    const std::lock_guard guard(impl_->formatLock);
+    if (!impl_->fileDataFormat)
         return;
-    if (fileDataFormat_->mSampleRate == 0.0) {
+    if (impl_->fileDataFormat->mSampleRate == 0.0) {
         AudioStreamBasicDescription format{};
         uint32_t size = sizeof format;
-        _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_FileDataFormat, &size, &format),
+        _ASSERT_NOERR(ExtAudioFileGetProperty(impl_->fileRef, kExtAudioFileProperty_FileDataFormat, &size, &format),
                       sites::kAskFormat);
-        *fileDataFormat_ = format;
+        *impl_->fileDataFormat = format;
     }
-    fileRate_ = fileDataFormat_->mSampleRate;
+    impl_->fileRate = impl_->fileDataFormat->mSampleRate;
 }
 
 AudioStreamBasicDescription KXAFiledAudioData2::_fileDataFormat()
 {
     _ensureFileDataFormat();
-    return fileDataFormat_ ? *fileDataFormat_ : AudioStreamBasicDescription{};
+    return impl_->fileDataFormat ? *impl_->fileDataFormat : AudioStreamBasicDescription{};
 }
 
 int64_t KXAFiledAudioData2::numFrames()
 {
-    if (!fileRef_.load())
+    if (!impl_->fileRef.load())
         return 0;
-    if (fileLengthFrames_ == 0)
+    if (impl_->fileLengthFrames == 0)
         _ensureFileLengthFrames();
     _ensureFileDataFormat();
-    const auto length = static_cast<double>(std::clamp<int64_t>(fileLengthFrames_, 0, kMostFileFrames));
-    const double frames = length * format().mSampleRate / fileRate_;
+    const auto length = static_cast<double>(std::clamp<int64_t>(impl_->fileLengthFrames, 0, kMostFileFrames));
+    const double frames = length * format().mSampleRate / impl_->fileRate;
     return std::isfinite(frames) ? static_cast<int64_t>(frames) : 0;
 }
 
 int64_t KXAFiledAudioData2::tell()
 {
-    return parts_.fileQueue->sync([this] {
+    return impl_->parts.fileQueue->sync([this] {
         int64_t frame = 0;
-        _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &frame), sites::kTell);
+        _ASSERT_NOERR(ExtAudioFileTell(impl_->fileRef, &frame), sites::kTell);
         return frame;
     });
 }
@@ -188,41 +175,58 @@ uint32_t KXAFiledAudioData2::copyToBuffer(void *destination, uint64_t startingBy
 {
     AudioStreamBasicDescription client{};
     uint32_t size = sizeof client;
-    _ASSERT_NOERR(ExtAudioFileGetProperty(fileRef_, kExtAudioFileProperty_ClientDataFormat, &size, &client),
+    _ASSERT_NOERR(ExtAudioFileGetProperty(impl_->fileRef, kExtAudioFileProperty_ClientDataFormat, &size, &client),
                   sites::kCopyAskFormat);
     int64_t position = 0;
-    _ASSERT_NOERR(ExtAudioFileTell(fileRef_, &position), sites::kCopyTell);
+    _ASSERT_NOERR(ExtAudioFileTell(impl_->fileRef, &position), sites::kCopyTell);
     const auto target = static_cast<int64_t>(startingByte / client.mBytesPerFrame);
     if (position != target) {
         NSLog("seek");
-        _ASSERT_NOERR(ExtAudioFileSeek(fileRef_, target), sites::kCopySeek);
+        _ASSERT_NOERR(ExtAudioFileSeek(impl_->fileRef, target), sites::kCopySeek);
     }
     const auto bytes = static_cast<uint32_t>(numBytes);
     AudioBufferList list{1, {{client.mChannelsPerFrame, bytes, destination}}};
     uint32_t frames = bytes / client.mBytesPerFrame;
-    _ASSERT_NOERR(ExtAudioFileRead(fileRef_, &frames, &list), sites::kCopyRead);
+    _ASSERT_NOERR(ExtAudioFileRead(impl_->fileRef, &frames, &list), sites::kCopyRead);
     return client.mBytesPerFrame * frames;
 }
 
-bool KXAFiledAudioData2::setFileDataFormatPtr(AudioStreamBasicDescription *format)
+void KXAFiledAudioData2::readToBuffer(void *destination, uint32_t *frames)
 {
-    std::unique_ptr<AudioStreamBasicDescription> taken(format);
-    if (fileRef_.load())
-        return false;
-    fileDataFormat_ = std::move(taken);
-    return true;
+    impl_->read(static_cast<std::byte *>(destination), frames);
 }
 
-bool KXAFiledAudioData2::setFileRef(ExtAudioFileRef file) noexcept
+void KXAFiledAudioData2::readNative(int16_t *interleaved, uint32_t *frames)
 {
-    if (fileRef_.load())
-        return false;
-    fixParts();
-    fileRef_ = file;
-    return true;
+    readToBuffer(interleaved, frames);
+    const auto swapped = [](int16_t sample) {
+        return static_cast<int16_t>(__builtin_bswap16(static_cast<uint16_t>(sample)));
+    };
+    if constexpr (std::endian::native == std::endian::little)
+        std::transform(interleaved, interleaved + std::size_t{*frames} * 2, interleaved, swapped);
 }
 
-void KXAFiledAudioData2::fixParts()
+void KXAFiledAudioData2::seek(int64_t frame)
 {
-    parts_ = {ringBuffer().get(), bridgeBufferData().get(), ringBufferQueue().get(), fileAccessQueue().get()};
+    impl_->seek(frame);
+}
+
+uint32_t KXAFiledAudioData2::prereadFrames(uint32_t frames)
+{
+    return impl_->preread(frames * bytesPerFrame(), sites::kPrereadFrames);
+}
+
+void KXAFiledAudioData2::readAhead(uint32_t frames)
+{
+    impl_->readAhead(frames);
+}
+
+void KXAFiledAudioData2::preread()
+{
+    prereadQueue()->sync([this] { _preread(); });
+}
+
+void KXAFiledAudioData2::_preread()
+{
+    impl_->preread(impl_->parts.bridge->length(), sites::kPrereadBridge);
 }

@@ -1,21 +1,19 @@
 #pragma once
 
-#include "KXFW/Audio/ByteBlock.h"
 #include "KXFW/Audio/KXAData.h"
 #include "KXFW/Audio/KXRingBuffer.h"
-#include "KXFW/Platform/AudioFiles/DiskDeadline.h"
 #include "KXFW/Platform/AudioFiles/ExtendedAudioFile.h"
-#include "KXFW/Platform/Dispatch/SerialQueue.h"
 
-#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <stop_token>
 
 namespace kx
 {
-struct StatusSite;
-}
+class ByteBlock;
+class SerialQueue;
+} // namespace kx
 
 extern "C" {
 KX_EXPORT extern const uint64_t kKXAFiledAudioData_RingBufferSize;   ///< 16777216 bytes
@@ -89,12 +87,12 @@ public:
     /// How long an operation waits for a disk that does not answer; at first, and with kx::DiskDeadline::kNone, as long
     /// as it takes. With a limit, pre-reads and reads then bring fewer frames, at the place where the data stays or was
     /// sought, and more once the disk has answered. The player sets 250 ms for the data that it plays. [any]
-    void setDiskPatience(std::chrono::milliseconds patience) noexcept { diskPatience_ = patience; }
+    void setDiskPatience(std::chrono::milliseconds patience) noexcept;
 
     /// How often a read found the ring short of data that the file still has. [any]
-    [[nodiscard]] uint64_t underruns() const noexcept { return underruns_; }
+    [[nodiscard]] uint64_t underruns() const noexcept;
     /// True when what is read now ends because the file could not be read on. [any]
-    [[nodiscard]] bool endedByFailure() const noexcept { return endedByFailure_; }
+    [[nodiscard]] bool endedByFailure() const noexcept;
 
     void _ensureFileLengthFrames();                              ///< Takes the file's length. [any] [blocks]
     [[nodiscard]] AudioStreamBasicDescription _fileDataFormat(); ///< The file's own format. [any] [render]
@@ -103,94 +101,31 @@ public:
 
     // The fields. Getters give copies of the references; setters of what is fixed while a file is open do nothing then,
     // and refuse null; they are true when they have set it. All [any].
-    [[nodiscard]] std::shared_ptr<KXRingBuffer> ringBuffer() const { return ringBuffer_.get(); }
-    bool setRingBuffer(std::shared_ptr<KXRingBuffer> ring) { return setWhileClosed(ringBuffer_, std::move(ring)); }
-    [[nodiscard]] std::shared_ptr<kx::ByteBlock> bridgeBufferData() const { return bridgeBufferData_.get(); }
-    bool setBridgeBufferData(std::shared_ptr<kx::ByteBlock> data)
-    {
-        return setWhileClosed(bridgeBufferData_, std::move(data));
-    }
-    [[nodiscard]] std::shared_ptr<kx::SerialQueue> ringBufferQueue() const { return ringBufferQueue_.get(); }
-    bool setRingBufferQueue(std::shared_ptr<kx::SerialQueue> queue)
-    {
-        return setWhileClosed(ringBufferQueue_, std::move(queue));
-    }
-    [[nodiscard]] std::shared_ptr<kx::SerialQueue> fileAccessQueue() const { return fileAccessQueue_.get(); }
-    bool setFileAccessQueue(std::shared_ptr<kx::SerialQueue> queue)
-    {
-        return setWhileClosed(fileAccessQueue_, std::move(queue));
-    }
-    [[nodiscard]] std::shared_ptr<kx::SerialQueue> prereadQueue() const { return prereadQueue_.get(); }
-    bool setPrereadQueue(std::shared_ptr<kx::SerialQueue> queue)
-    {
-        return setWhileClosed(prereadQueue_, std::move(queue));
-    }
+    [[nodiscard]] std::shared_ptr<KXRingBuffer> ringBuffer() const;
+    bool setRingBuffer(std::shared_ptr<KXRingBuffer> ring);
+    [[nodiscard]] std::shared_ptr<kx::ByteBlock> bridgeBufferData() const;
+    bool setBridgeBufferData(std::shared_ptr<kx::ByteBlock> data);
+    [[nodiscard]] std::shared_ptr<kx::SerialQueue> ringBufferQueue() const;
+    bool setRingBufferQueue(std::shared_ptr<kx::SerialQueue> queue);
+    [[nodiscard]] std::shared_ptr<kx::SerialQueue> fileAccessQueue() const;
+    bool setFileAccessQueue(std::shared_ptr<kx::SerialQueue> queue);
+    [[nodiscard]] std::shared_ptr<kx::SerialQueue> prereadQueue() const;
+    bool setPrereadQueue(std::shared_ptr<kx::SerialQueue> queue);
     /// Length in file frames; 0 means not taken yet.
-    [[nodiscard]] int64_t fileLengthFrames() const noexcept { return fileLengthFrames_; }
-    void setFileLengthFrames(int64_t frames) noexcept { fileLengthFrames_ = frames; }
+    [[nodiscard]] int64_t fileLengthFrames() const noexcept;
+    void setFileLengthFrames(int64_t frames) noexcept;
     /// The file's own format, owned by the data; a rate of 0 means not taken yet, null that the file is closed.
-    [[nodiscard]] AudioStreamBasicDescription *fileDataFormatPtr() const noexcept { return fileDataFormat_.get(); }
+    [[nodiscard]] AudioStreamBasicDescription *fileDataFormatPtr() const noexcept;
     /// Takes ownership of `format`, made with new; it is ended at once while a file is open.
     bool setFileDataFormatPtr(AudioStreamBasicDescription *format);
     /// The open file, or null.
-    [[nodiscard]] ExtAudioFileRef fileRef() const noexcept { return fileRef_; }
+    [[nodiscard]] ExtAudioFileRef fileRef() const noexcept;
     /// Takes ownership of an open file. False while a file is open: the caller keeps it.
     [[nodiscard]] bool setFileRef(ExtAudioFileRef file) noexcept;
-    [[nodiscard]] std::filesystem::path fileURL() const { return fileURL_.get(); }
-    void setFileURL(std::filesystem::path url) { fileURL_.set(std::move(url)); }
+    [[nodiscard]] std::filesystem::path fileURL() const;
+    void setFileURL(std::filesystem::path url);
 
 private:
-    enum class Interruption { Allowed, Refused };
-
-    template <class Value> bool setWhileClosed(kx::Guarded<Value> &field, Value value)
-    {
-        if (fileRef_.load() || !value)
-            return false;
-        const std::shared_ptr<void> old = field.exchange(std::move(value)); // ends after the parts name the new one
-        fixParts();
-        return true;
-    }
-
-    void fixParts();
-    void startOver();
-    uint64_t takeFromRing(void *destination, uint64_t bytes);
-    uint32_t decodeIntoRing(uint32_t bytesWanted, Interruption interruption, const kx::StatusSite &site,
-                            uint32_t framesTaken = 0);
-    uint32_t readBridge(uint32_t frames, Interruption interruption, const kx::StatusSite &site, uint32_t framesTaken);
-    void failReading(OSStatus status, uint32_t framesBefore, const kx::StatusSite &site);
-    void reportReadFailure(OSStatus status, const kx::StatusSite &site);
-    int64_t positionFile(int64_t frame);
-    void dropFrames(const kx::StatusSite &site);
-    [[nodiscard]] bool isHeldUp() const noexcept;
-    uint32_t takeOrDecode(std::byte *destination, uint32_t bytes, uint32_t framesTaken);
-    template <class Task> decltype(auto) exclusively(Task &&task);
-
-    kx::Guarded<std::shared_ptr<KXRingBuffer>> ringBuffer_;
-    kx::Guarded<std::shared_ptr<kx::ByteBlock>> bridgeBufferData_;
-    kx::Guarded<std::shared_ptr<kx::SerialQueue>> ringBufferQueue_;
-    kx::Guarded<std::shared_ptr<kx::SerialQueue>> fileAccessQueue_;
-    kx::Guarded<std::shared_ptr<kx::SerialQueue>> prereadQueue_;
-    std::atomic<int64_t> fileLengthFrames_{0};
-    std::unique_ptr<AudioStreamBasicDescription> fileDataFormat_; ///< written under formatLock_, then only read
-    std::atomic<ExtAudioFileRef> fileRef_{nullptr};
-    kx::Guarded<std::filesystem::path> fileURL_;
-
-    // What is fixed while a file is open, so that the render thread reads it without a lock.
-    struct Parts {
-        KXRingBuffer *ring;
-        kx::ByteBlock *bridge;
-        kx::SerialQueue *ringQueue;
-        kx::SerialQueue *fileQueue;
-    } parts_{};
-
-    kx::PriorityMutex formatLock_;      ///< guards the first fetch of fileDataFormat_
-    std::atomic<double> fileRate_{0.0}; ///< the rate in it, 0 until it is fetched
-    kx::PriorityMutex transferLock_;    ///< held through each whole pre-read and seek, outside the queues
-    std::atomic<int> waiting_{0};       ///< seeks and short reads that wait for transferLock_
-    std::atomic<bool> endedByFailure_{false};
-    std::atomic<bool> failureReported_{false};
-    std::atomic<OSStatus> heldFailure_{noErr}; ///< met after frames that are still to be delivered
-    int64_t framesToDrop_ = 0;                 ///< of the file, before the sought one; under transferLock_
-    std::atomic<std::chrono::milliseconds> diskPatience_{kx::DiskDeadline::kNone};
-    std::atomic<uint64_t> underruns_{0};
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

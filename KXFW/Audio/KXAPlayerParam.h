@@ -3,9 +3,7 @@
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"
 #include "KXFW/Platform/Foundation/AudioTypes.h"
 #include "KXFW/Platform/Foundation/Export.h"
-#include "KXFW/Platform/Foundation/Guarded.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -15,8 +13,8 @@
 class KX_EXPORT KXAPlayerParam
 {
 public:
-    KXAPlayerParam() = default;
-    virtual ~KXAPlayerParam() = default;
+    KXAPlayerParam();          ///< As `playerParam` gives it. [any]
+    virtual ~KXAPlayerParam(); ///< [any]
     KXAPlayerParam(const KXAPlayerParam &) = delete;
     KXAPlayerParam &operator=(const KXAPlayerParam &) = delete;
 
@@ -29,51 +27,43 @@ public:
     // Getters and setters, one pair a field. All [any] [render].
 
     /// Whether playing goes on from the start offset after the end offset.
-    [[nodiscard]] bool loop() const noexcept { return loop_; }
-    void setLoop(bool loop) noexcept { loop_ = loop; }
+    [[nodiscard]] bool loop() const noexcept;
+    void setLoop(bool loop) noexcept;
 
     /// Output volume, a linear gain.
-    [[nodiscard]] float volume() const noexcept { return volume_; }
-    void setVolume(float volume) noexcept { volume_ = volume; }
+    [[nodiscard]] float volume() const noexcept;
+    void setVolume(float volume) noexcept;
 
     /// Where the next read continues.
-    [[nodiscard]] int64_t byteOffset() const noexcept { return byteOffset_; }
-    void setByteOffset(int64_t byteOffset) noexcept { byteOffset_ = byteOffset; }
+    [[nodiscard]] int64_t byteOffset() const noexcept;
+    void setByteOffset(int64_t byteOffset) noexcept;
 
     /// The play range: start inclusive, end exclusive. Any values are stored; the readers bound themselves.
-    [[nodiscard]] int64_t startOffset() const noexcept { return startOffset_; }
-    void setStartOffset(int64_t startOffset) noexcept { startOffset_ = startOffset; }
-    [[nodiscard]] int64_t endOffset() const noexcept { return endOffset_; }
-    void setEndOffset(int64_t endOffset) noexcept { endOffset_ = endOffset; }
+    [[nodiscard]] int64_t startOffset() const noexcept;
+    void setStartOffset(int64_t startOffset) noexcept;
+    [[nodiscard]] int64_t endOffset() const noexcept;
+    void setEndOffset(int64_t endOffset) noexcept;
 
     /// The last unit before the output unit, from which an export renders.
-    [[nodiscard]] AudioUnit postUnit() const noexcept { return postUnit_; }
-    void setPostUnit(AudioUnit postUnit) noexcept { postUnit_ = postUnit; }
+    [[nodiscard]] AudioUnit postUnit() const noexcept;
+    void setPostUnit(AudioUnit postUnit) noexcept;
 
     /// The effect mode: 0 without, 1 with an effect unit.
-    [[nodiscard]] uint64_t mode() const noexcept { return mode_; }
-    void setMode(uint64_t mode) noexcept { mode_ = mode; }
+    [[nodiscard]] uint64_t mode() const noexcept;
+    void setMode(uint64_t mode) noexcept;
 
-    [[nodiscard]] AudioUnit outputUnit() const noexcept { return outputUnit_; }
-    void setOutputUnit(AudioUnit outputUnit) noexcept { outputUnit_ = outputUnit; }
+    [[nodiscard]] AudioUnit outputUnit() const noexcept;
+    void setOutputUnit(AudioUnit outputUnit) noexcept;
 
     /// The format that the render path hands to the chain; its bytes per frame turn frames into offsets.
-    [[nodiscard]] AudioStreamBasicDescription inputDesc() const { return inputDesc_.get(); }
-    void setInputDesc(const AudioStreamBasicDescription &inputDesc) { inputDesc_.set(inputDesc); }
+    [[nodiscard]] AudioStreamBasicDescription inputDesc() const;
+    void setInputDesc(const AudioStreamBasicDescription &inputDesc);
 
     /// The format of the output unit.
-    [[nodiscard]] AudioStreamBasicDescription outputDesc() const { return outputDesc_.get(); }
-    void setOutputDesc(const AudioStreamBasicDescription &outputDesc) { outputDesc_.set(outputDesc); }
+    [[nodiscard]] AudioStreamBasicDescription outputDesc() const;
+    void setOutputDesc(const AudioStreamBasicDescription &outputDesc);
 
 private:
-    std::atomic<bool> loop_{true};
-    std::atomic<float> volume_{0.0F};
-    std::atomic<int64_t> byteOffset_{0};
-    std::atomic<int64_t> startOffset_{0};
-    std::atomic<int64_t> endOffset_{0};
-    std::atomic<AudioUnit> postUnit_{nullptr};
-    std::atomic<uint64_t> mode_{0};
-    std::atomic<AudioUnit> outputUnit_{nullptr};
-    kx::Guarded<AudioStreamBasicDescription> inputDesc_;
-    kx::Guarded<AudioStreamBasicDescription> outputDesc_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

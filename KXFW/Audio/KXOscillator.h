@@ -5,10 +5,8 @@
 #include "KXFW/Platform/Foundation/Export.h"
 #include "KXFW/Platform/Foundation/NSObject.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
-#include <utility>
 
 KX_EXPORT extern const float kOscillatorDefaultPitch KX_SYMBOL(kOscillatorDefaultPitch);         ///< 440 Hz
 KX_EXPORT extern const float kOscillatorDefaultAmplitude KX_SYMBOL(kOscillatorDefaultAmplitude); ///< 1, a linear gain
@@ -27,40 +25,41 @@ KX_EXPORT extern const float kOscillatorDefaultAmplitude KX_SYMBOL(kOscillatorDe
 class KX_EXPORT KXOscillator : public NSObject
 {
 public:
-    KXOscillator(); ///< A sine of 440 Hz and amplitude 1, phase 0. [any]
+    KXOscillator();           ///< A sine of 440 Hz and amplitude 1, phase 0. [any]
+    ~KXOscillator() override; ///< [any]
 
     // The fields. All [any] [render].
 
     /// The waveform of a phase x: 0 sine, rising from 0; 1 triangle, from -1 up to +1 at pi and down again; 2 square,
     /// -1 up to pi and +1 beyond; 3 noise, a value of -1 to 1 held until the phase passes pi, which then starts again
     /// at 0; 4 the constant 1. Any other is silence.
-    [[nodiscard]] uint8_t type() const noexcept { return type_.load(kRelaxed); }
-    void setType(uint8_t type) noexcept { type_.store(type, kRelaxed); }
+    [[nodiscard]] uint8_t type() const noexcept;
+    void setType(uint8_t type) noexcept;
 
     /// Hertz. The waveform is right for 0 to 44,100; any other value is taken as it is.
-    [[nodiscard]] float pitch() const noexcept { return pitch_.load(kRelaxed); }
-    void setPitch(float pitch) noexcept { pitch_.store(pitch, kRelaxed); }
+    [[nodiscard]] float pitch() const noexcept;
+    void setPitch(float pitch) noexcept;
 
     /// A linear gain.
-    [[nodiscard]] float amplitude() const noexcept { return amplitude_.load(kRelaxed); }
-    void setAmplitude(float amplitude) noexcept { amplitude_.store(amplitude, kRelaxed); }
+    [[nodiscard]] float amplitude() const noexcept;
+    void setAmplitude(float amplitude) noexcept;
 
     /// Radians, 0 to 2 pi.
-    [[nodiscard]] float phase() const noexcept { return phase_.load(kRelaxed); }
-    void setPhase(float phase) noexcept { phase_.store(phase, kRelaxed); }
+    [[nodiscard]] float phase() const noexcept;
+    void setPhase(float phase) noexcept;
 
     /// Each of its samples, in hertz, is added to the pitch; null for none. One whose pull fails counts as 0.
-    [[nodiscard]] const std::shared_ptr<KXOscillator> &pitchLFO() const noexcept { return pitchLFO_; }
+    [[nodiscard]] const std::shared_ptr<KXOscillator> &pitchLFO() const noexcept;
     /// False, and nothing changes, where `pitchLFO` is this oscillator or leads to it: a chain must end. [any]
     bool setPitchLFO(std::shared_ptr<KXOscillator> pitchLFO);
 
     /// Held; it does not change the sound.
-    [[nodiscard]] const std::shared_ptr<KXOscillator> &amplitudeLFO() const noexcept { return amplitudeLFO_; }
+    [[nodiscard]] const std::shared_ptr<KXOscillator> &amplitudeLFO() const noexcept;
     bool setAmplitudeLFO(std::shared_ptr<KXOscillator> amplitudeLFO); ///< Refuses as setPitchLFO does. [any]
 
     /// Each of its values multiplies the amplitude; null for none. One whose pull fails counts as 1.
-    [[nodiscard]] const std::shared_ptr<KXEnvelope> &envelope() const noexcept { return envelope_; }
-    void setEnvelope(std::shared_ptr<KXEnvelope> envelope) noexcept { envelope_ = std::move(envelope); } ///< [any]
+    [[nodiscard]] const std::shared_ptr<KXEnvelope> &envelope() const noexcept;
+    void setEnvelope(std::shared_ptr<KXEnvelope> envelope) noexcept; ///< [any]
 
     /// Writes the next `*numSamples` samples to `buffer`; the count is only read. Every sample takes the properties as
     /// they are then, so an envelope or a modulator of another class may set them. Allocates nothing.
@@ -68,19 +67,6 @@ public:
     virtual OSStatus pull(float *buffer, const uint32_t *numSamples);
 
 private:
-    static constexpr auto kRelaxed = std::memory_order_relaxed;
-    struct Partners;
-
-    [[nodiscard]] bool leadsTo(const KXOscillator *other) const;
-    [[nodiscard]] bool isClosed() const noexcept;
-    void pullBlock(float *buffer, uint32_t count) noexcept;
-    float nextSample(Partners &partners);
-
-    std::atomic<uint8_t> type_;
-    std::atomic<float> pitch_;
-    std::atomic<float> amplitude_;
-    std::atomic<float> phase_;
-    std::shared_ptr<KXOscillator> pitchLFO_;
-    std::shared_ptr<KXOscillator> amplitudeLFO_;
-    std::shared_ptr<KXEnvelope> envelope_;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

@@ -29,70 +29,130 @@ char *allocate(uint64_t size)
 
 } // namespace
 
-KXRingBuffer::KXRingBuffer(uint64_t size) : buffer_(allocate(size)), size_(size)
+/// Equal positions mean empty.
+struct KXRingBuffer::Impl {
+    char *buffer = nullptr;
+    uint64_t size = 0;
+    uint64_t writePos = 0;
+    uint64_t readPos = 0;
+
+    [[nodiscard]] uint64_t distance(uint64_t from, uint64_t to) const noexcept
+    {
+        return to >= from ? to - from : to + size - from;
+    }
+    [[nodiscard]] uint64_t count() const noexcept { return distance(readPos, writePos); }
+    [[nodiscard]] uint64_t space() const noexcept
+    {
+        const uint64_t ahead = distance(writePos, readPos);
+        return (ahead != 0 ? ahead : size) - kBytesKeptFree;
+    }
+};
+
+KXRingBuffer::KXRingBuffer(uint64_t size) : impl_(std::make_unique<Impl>())
 {
-    if (!buffer_)
+    impl_->buffer = allocate(size);
+    impl_->size = size;
+    if (!impl_->buffer)
         throw std::bad_alloc();
-    clear();
 }
 
 KXRingBuffer::~KXRingBuffer()
 {
-    std::free(buffer_);
+    std::free(impl_->buffer);
 }
 
 uint64_t KXRingBuffer::write(const void *source, uint64_t size) noexcept
 {
-    const uint64_t room = space();
+    Impl &ring = *impl_;
+    const uint64_t room = ring.space();
     if (room == 0)
         return 0;
     const uint64_t stored = std::min(room, size);
-    const uint64_t untilEnd = std::min(stored, size_ - writePos_);
+    const uint64_t untilEnd = std::min(stored, ring.size - ring.writePos);
     const auto *bytes = static_cast<const char *>(source);
-    std::memcpy(buffer_ + writePos_, bytes, untilEnd);
-    std::memcpy(buffer_, bytes + untilEnd, stored - untilEnd);
-    setWritePos((writePos_ + stored) % size_);
+    std::memcpy(ring.buffer + ring.writePos, bytes, untilEnd);
+    std::memcpy(ring.buffer, bytes + untilEnd, stored - untilEnd);
+    ring.writePos = (ring.writePos + stored) % ring.size;
     return size;
 }
 
 uint64_t KXRingBuffer::read(void *destination, uint64_t size, bool proceeds) noexcept
 {
-    const uint64_t taken = std::min(count(), size);
+    Impl &ring = *impl_;
+    const uint64_t taken = std::min(ring.count(), size);
     if (taken == 0)
         return 0;
-    const uint64_t untilEnd = std::min(taken, size_ - readPos_);
+    const uint64_t untilEnd = std::min(taken, ring.size - ring.readPos);
     auto *bytes = static_cast<char *>(destination);
-    std::memcpy(bytes, buffer_ + readPos_, untilEnd);
-    std::memcpy(bytes + untilEnd, buffer_, taken - untilEnd);
+    std::memcpy(bytes, ring.buffer + ring.readPos, untilEnd);
+    std::memcpy(bytes + untilEnd, ring.buffer, taken - untilEnd);
     if (proceeds)
-        setReadPos((readPos_ + taken) % size_);
+        ring.readPos = (ring.readPos + taken) % ring.size;
     return taken;
 }
 
 void KXRingBuffer::clear() noexcept
 {
-    setReadPos(0);
-    setWritePos(0);
+    impl_->readPos = impl_->writePos = 0;
 }
 
 uint64_t KXRingBuffer::distance(uint64_t from, uint64_t to) const noexcept
 {
-    return to >= from ? to - from : to + size_ - from;
+    return impl_->distance(from, to);
 }
 
 uint64_t KXRingBuffer::count() const noexcept
 {
-    return distance(readPos_, writePos_);
+    return impl_->count();
 }
 
 uint64_t KXRingBuffer::space() const noexcept
 {
-    const uint64_t ahead = distance(writePos_, readPos_);
-    return (ahead != 0 ? ahead : size_) - kBytesKeptFree;
+    return impl_->space();
 }
 
 std::string KXRingBuffer::description() const
 {
-    const std::array<kx::LogArgument, 5> values{size_, space(), count(), readPos_, writePos_};
+    const std::array<kx::LogArgument, 5> values{size(), space(), count(), readPos(), writePos()};
     return kx::formatted("sz: %lu, sp: %lu, c: %lu, r: %lu, w: %lu", values);
+}
+
+void *KXRingBuffer::buffer() const noexcept
+{
+    return impl_->buffer;
+}
+
+void KXRingBuffer::setBuffer(void *buffer) noexcept
+{
+    impl_->buffer = static_cast<char *>(buffer);
+}
+
+uint64_t KXRingBuffer::size() const noexcept
+{
+    return impl_->size;
+}
+
+void KXRingBuffer::setSize(uint64_t size) noexcept
+{
+    impl_->size = size;
+}
+
+uint64_t KXRingBuffer::writePos() const noexcept
+{
+    return impl_->writePos;
+}
+
+void KXRingBuffer::setWritePos(uint64_t position) noexcept
+{
+    impl_->writePos = position;
+}
+
+uint64_t KXRingBuffer::readPos() const noexcept
+{
+    return impl_->readPos;
+}
+
+void KXRingBuffer::setReadPos(uint64_t position) noexcept
+{
+    impl_->readPos = position;
 }

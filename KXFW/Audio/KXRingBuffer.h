@@ -3,6 +3,7 @@
 #include "KXFW/Platform/Foundation/Export.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 /// A circular buffer of bytes, of fixed size.
@@ -20,15 +21,15 @@ public:
     KXRingBuffer &operator=(const KXRingBuffer &) = delete;
 
     // The fields, as they stand. All [queue: the owner's].
-    [[nodiscard]] void *buffer() const noexcept { return buffer_; }
+    [[nodiscard]] void *buffer() const noexcept;
     /// Replaces the storage by `size` bytes from the C allocator, which the ring then owns; the old is the caller's.
-    void setBuffer(void *buffer) noexcept { buffer_ = static_cast<char *>(buffer); }
-    [[nodiscard]] uint64_t size() const noexcept { return size_; }
-    void setSize(uint64_t size) noexcept { size_ = size; }
-    [[nodiscard]] uint64_t writePos() const noexcept { return writePos_; }
-    void setWritePos(uint64_t position) noexcept { writePos_ = position; }
-    [[nodiscard]] uint64_t readPos() const noexcept { return readPos_; }
-    void setReadPos(uint64_t position) noexcept { readPos_ = position; }
+    void setBuffer(void *buffer) noexcept;
+    [[nodiscard]] uint64_t size() const noexcept;
+    void setSize(uint64_t size) noexcept;
+    [[nodiscard]] uint64_t writePos() const noexcept;
+    void setWritePos(uint64_t position) noexcept;
+    [[nodiscard]] uint64_t readPos() const noexcept;
+    void setReadPos(uint64_t position) noexcept;
 
     /// Stores the first `size` bytes of `source`, or as many as there is room for. Returns `size` as it was asked, also
     /// when the write was cut; 0 when the ring was full. [queue: the owner's]
@@ -50,8 +51,6 @@ public:
     [[nodiscard]] std::string description() const;
 
 private:
-    char *buffer_ = nullptr;
-    uint64_t size_;
-    uint64_t writePos_ = 0;
-    uint64_t readPos_ = 0;
+    struct Impl;
+    const std::unique_ptr<Impl> impl_;
 };

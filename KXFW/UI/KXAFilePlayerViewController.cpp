@@ -1,5 +1,6 @@
 #include "KXFW/UI/KXAFilePlayerViewControllerImpl.h"
 
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "KXFW/Platform/Foundation/StringTable.h"
 #include "KXFW/Platform/Toolkit/NibConnections.h"
 

@@ -2,7 +2,6 @@
 
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "KXFW/Platform/AudioUnits/AVAudioUnitTimePitch.h"
-#include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "KXFW/Platform/Foundation/Export.h"
 #include "KXFW/Platform/Toolkit/NSButton.h"
 #include "KXFW/Platform/Toolkit/NSControl.h"
@@ -18,6 +17,11 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+namespace kx
+{
+class SerialQueue;
+}
 
 /// The ready-made player screen: open a file, play it, loop over a range, follow and move the position, export the
 /// range with progress and Cancel.

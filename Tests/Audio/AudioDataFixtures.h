@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KXFW/Audio/KXAFiledAudioData2.h"
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "KXFW/Platform/Foundation/NSException.h"
 #include "Tests/Support/Media.h"
 
