@@ -3,6 +3,7 @@
 #include "Tests/Support/TestEffects.h"
 #include "Tests/Support/UnitTesting.h"
 
+#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -20,6 +21,12 @@ public:
                       static_cast<float *>((&data.mBuffers[0])[channel].mData)[i] = static_cast<float>(next + i);
               next += frames;
               held = get<uint32_t>(chain.audioUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global);
+              if (std::exchange(givesNoNumber, false))
+                  *static_cast<float *>(data.mBuffers[0].mData) = std::nanf("");
+              if (alwaysJumps)
+                  jumpTo(next);
+              if (pullsToJump > 0 && --pullsToJump == 0)
+                  jumpTo(jumpsTo);
               return fails ? kAudioHardwareUnspecifiedError : noErr;
           })
     {
@@ -51,6 +58,10 @@ public:
     uint32_t next = 1;
     uint32_t held = 0; ///< as it was told to the source of the chain
     bool fails = false;
+    bool givesNoNumber = false; ///< with the next pull
+    bool alwaysJumps = false;
+    uint32_t pullsToJump = 0; ///< then to
+    uint32_t jumpsTo = 0;
     std::vector<float> out;
 
 private:

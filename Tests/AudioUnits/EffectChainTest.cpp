@@ -43,6 +43,11 @@ TEST(EffectChain, NothingIsHeardLateAndWhatIsHeldIsTold)
             expectSlices(1);
             rig.jumpTo(100'000);
             expectSlices(100'000);
+            rig.pullsToJump = 2; // within a slice: it is of the new place
+            rig.jumpsTo = 200'000;
+            while (slice <= 1024 && rig.pullsToJump > 0)
+                ASSERT_EQ(rig.render(slice), noErr);
+            expectSlices(200'000);
             rig.next = 1;
             ASSERT_EQ(AudioUnitReset(rig.chain.audioUnit(), kAudioUnitScope_Global, 0), noErr);
             ASSERT_EQ(get<uint32_t>(rig.chain.audioUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global), 0U);
@@ -64,21 +69,40 @@ TEST(EffectChain, NumbersThatAreNoneLastForABlockAndFailuresOfTheSourceForASlice
             sum += out.channels[1][out.frames / 2]; // what the effect remembers
             out.channels[0][0] += sum - sum;
         }
-        void reset() noexcept override { sum = 0; }
+        void reset() noexcept override
+        {
+            sum = 0;
+            ++resets;
+        }
+        int resets = 0;
         bool poison = true;
         float sum = 0;
     };
-    ChainRig rig({std::make_shared<Poisoned>(), std::make_shared<DelayEffect>(10)});
+    const auto poisoned = std::make_shared<Poisoned>();
+    ChainRig rig({poisoned, std::make_shared<DelayEffect>(10)});
     for (int slice = 0; slice < 4; ++slice) {
         ASSERT_EQ(rig.render(512), noErr);
         EXPECT_EQ(std::ranges::count_if(rig.out, [](float sample) { return !std::isfinite(sample); }), 0);
         EXPECT_EQ(std::ranges::count(rig.out, 0.0F), slice == 0 ? 1 : 0) << slice;
     }
+    rig.givesNoNumber = true;
+    ASSERT_EQ(rig.render(512), noErr);
+    EXPECT_EQ(poisoned->resets, 2) << "at the start and for its own, not for the source's";
     rig.fails = true;
     EXPECT_EQ(rig.render(512), kAudioHardwareUnspecifiedError);
     EXPECT_EQ(std::ranges::count(rig.out, 0.0F), 512);
     rig.fails = false;
     EXPECT_EQ(rig.render(512), noErr);
+}
+
+TEST(EffectChain, ASourceThatAlwaysJumpsIsHeardAllTheSame)
+{
+    for (const Effects &effects : {Effects{std::make_shared<DelayEffect>(3000)}, effectsOfEachKind()}) {
+        ChainRig rig(effects);
+        rig.alwaysJumps = true;
+        for (const uint32_t frames : {1U, 4096U, 100U})
+            EXPECT_EQ(rig.render(frames), noErr);
+    }
 }
 
 /// An effect that tells nonsense costs neither the process nor its time.

@@ -3,6 +3,7 @@
 #include "Tests/Support/RenderGuard.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace kx::test
 {
@@ -13,7 +14,7 @@ namespace
 class LV2Test : public testing::Test
 {
 protected:
-    LV2Test() { setenv("LV2_PATH", KX_LV2_PATH, 1); }
+    LV2Test() { setenv("LV2_PATH", std::filesystem::relative(KX_LV2_PATH).c_str(), 1); }
 
     static std::string refusal(const std::string &uri)
     {

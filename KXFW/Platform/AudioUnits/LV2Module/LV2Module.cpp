@@ -6,14 +6,29 @@
 #include "KXFW/Platform/Foundation/StreamFormat.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <new>
+#include <sstream>
 
 namespace kx
 {
 
 namespace
 {
+
+/// LV2_PATH with absolute folders: the library takes no others. Empty where it is not set.
+std::string absoluteSearchPath()
+{
+    const char *const set = std::getenv("LV2_PATH"); // NOLINT(concurrency-mt-unsafe): at the first call alone
+    std::istringstream folders(set ? set : "");
+    std::string path;
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (!folder.empty())
+            path += (folder[0] == '~' ? folder : std::filesystem::absolute(folder).string()) + ':';
+    return path;
+}
 
 class InstalledPlugins final : public LV2Plugins
 {
@@ -22,6 +37,9 @@ public:
     {
         if (!world_)
             throw std::bad_alloc();
+        if (const std::string path = absoluteSearchPath(); !path.empty())
+            lilv_world_set_option(world_.get(), LILV_OPTION_LV2_PATH,
+                                  LilvNodePtr(lilv_new_string(world_.get(), path.c_str())).get());
         lilv_world_load_all(world_.get());
     }
 
@@ -45,9 +63,7 @@ public:
     std::unique_ptr<LV2Stage> make(const std::string &uri, LV2Obstacle &obstacle, std::string &reason) override
     {
         const std::lock_guard guard(lock_);
-        const LilvNodePtr node(lilv_new_uri(world_.get(), uri.c_str())); // null for what is none
-        const LilvPlugins *const all = lilv_world_get_all_plugins(world_.get());
-        const LilvPlugin *const plugin = node ? lilv_plugins_get_by_uri(all, node.get()) : nullptr;
+        const LilvPlugin *const plugin = find(uri);
         obstacle = LV2Obstacle::Unknown;
         if (!plugin)
             return nullptr;
@@ -68,6 +84,15 @@ public:
     }
 
 private:
+    [[nodiscard]] const LilvPlugin *find(const std::string &uri) const
+    {
+        const LilvPlugins *const all = lilv_world_get_all_plugins(world_.get());
+        LILV_FOREACH(plugins, i, all)
+        if (textOf(lilv_plugin_get_uri(lilv_plugins_get(all, i))) == uri)
+            return lilv_plugins_get(all, i);
+        return nullptr;
+    }
+
     std::mutex lock_; ///< the library's objects are for one thread at a time
     LilvWorldPtr world_;
     LV2Features features_;

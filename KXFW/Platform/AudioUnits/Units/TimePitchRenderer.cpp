@@ -49,6 +49,7 @@ constexpr uint32_t kBlock = 512;                        ///< output frames made 
 constexpr uint32_t kHistory = SincInterpolator::kReach; ///< changed frames that interpolation looks back
 constexpr uint32_t kKept = 2 * kHistory;                ///< and some more, for a move to whole frames
 constexpr uint32_t kFade = 1024;                        ///< changed frames of a splice
+constexpr uint32_t kMostJumps = 8; ///< of one slice, or an input that always jumps keeps it for ever
 constexpr uint32_t kChangedCapacity = 3 * TempoChanger::kLongestOutput;
 
 using Planes = std::array<float *, kChannels>;
@@ -283,7 +284,7 @@ void TimePitchRenderer::putOnWholeFrames() noexcept
 OSStatus TimePitchRenderer::draw(FrameSource &input, const AudioTimeStamp &time, uint32_t frames) noexcept
 {
     const auto missing = [&] { return heard_.after(frames, rate_).whole + kLookAhead - source_.end(); };
-    while (missing() > 0) {
+    for (uint32_t jumps = 0; missing() > 0;) {
         const auto count = static_cast<uint32_t>(std::min<int64_t>(missing(), maximumFrames_));
         source_.reserve(count);
         AudioBufferList &list = *pulled_.get();
@@ -292,7 +293,7 @@ OSStatus TimePitchRenderer::draw(FrameSource &input, const AudioTimeStamp &time,
         const uint32_t before = input.discontinuities();
         if (const OSStatus status = input.pull(time, count, list); status != noErr)
             return status;
-        if (input.discontinuities() != before && source_.end() > heard_.whole)
+        if (input.discontinuities() != before && source_.end() > heard_.whole && jumps++ < kMostJumps)
             jump();
         source_.append(count);
     }
