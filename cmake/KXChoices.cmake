@@ -8,13 +8,14 @@ option(KXFW_INSTALL "Install the libraries with their headers and packages, and 
 
 option(KXFW_WITH_PIPEWIRE "Play through PipeWire servers; takes the headers of libpipewire" ON)
 option(KXFW_WITH_PULSEAUDIO "Play through PulseAudio servers; takes the headers of libpulse" ON)
+option(KXFW_WITH_ALSA "Play through sound cards by ALSA; takes the headers of libasound" ON)
 option(KXFW_WITH_FFMPEG "Build the module for MPEG-4 files, which needs libavcodec and libavutil" ON)
 option(KXFW_WITH_LV2 "Build the module for LV2 plugins, which needs lilv" ON)
 option(KXFW_WITH_CLI11 "Build kxtool with the tools, which needs CLI11" ON)
 
 # The tests try all formats, the sound servers and the tools.
 cmake_dependent_option(KXFW_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL}
-    "KXFW_WITH_PIPEWIRE;KXFW_WITH_PULSEAUDIO;KXFW_WITH_FFMPEG;KXFW_WITH_LV2;KXFW_WITH_CLI11;KXFW_BUILD_TOOLS" OFF)
+    "KXFW_WITH_PIPEWIRE;KXFW_WITH_PULSEAUDIO;KXFW_WITH_ALSA;KXFW_WITH_FFMPEG;KXFW_WITH_LV2;KXFW_WITH_CLI11;KXFW_BUILD_TOOLS" OFF)
 cmake_dependent_option(KXFW_BUILD_BENCHMARKS "Build the benchmarks" ${PROJECT_IS_TOP_LEVEL}
     "KXFW_WITH_CLI11;KXFW_BUILD_TOOLS" OFF)
 
@@ -32,8 +33,8 @@ function(kx_tell_choices)
     endif()
     message(STATUS "KXFW ${PROJECT_VERSION}: ${kind}")
     foreach(choice "BUILD_UI=views and screens" "BUILD_TOOLS=kxtool, kxplayer" "WITH_CLI11=kxtool"
-            "WITH_PIPEWIRE=PipeWire" "WITH_PULSEAUDIO=PulseAudio" "WITH_FFMPEG=MPEG-4 files"
-            "WITH_LV2=LV2 plugins" "BUILD_TESTS=tests")
+            "WITH_PIPEWIRE=PipeWire" "WITH_PULSEAUDIO=PulseAudio" "WITH_ALSA=ALSA"
+            "WITH_FFMPEG=MPEG-4 files" "WITH_LV2=LV2 plugins" "BUILD_TESTS=tests")
         string(REGEX MATCH "^([A-Z0-9_]+)=(.*)$" matched ${choice})
         if(NOT KXFW_${CMAKE_MATCH_1})
             message(STATUS "KXFW: without ${CMAKE_MATCH_2} (KXFW_${CMAKE_MATCH_1} is OFF)")

@@ -5,10 +5,10 @@ set -euo pipefail
 
 build_packages=(build-essential cmake ninja-build pkg-config python3
     libsndfile1-dev libogg-dev libvorbis-dev libopus-dev libflac-dev libmpg123-dev libavcodec-dev libavutil-dev liblilv-dev
-    libsoxr-dev libsoundtouch-dev libpipewire-0.3-dev libpulse-dev libpugixml-dev libdw-dev libcli11-dev
+    libsoxr-dev libsoundtouch-dev libpipewire-0.3-dev libpulse-dev libasound2-dev libpugixml-dev libdw-dev libcli11-dev
     qt6-base-dev qt6-tools-dev libqt6opengl6-dev libqt6svg6 fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy clang libclang-rt-14-dev
-    pulseaudio pulseaudio-utils pipewire pipewire-bin pipewire-pulse wireplumber ffmpeg lame sox flac vorbis-tools sndfile-programs soundstretch strace
+    pulseaudio pulseaudio-utils pipewire pipewire-bin pipewire-pulse wireplumber libasound2-plugins ffmpeg lame sox flac vorbis-tools sndfile-programs soundstretch strace
     xvfb xdotool imagemagick dbus-daemon desktop-file-utils appstream)
 
 packages=("${build_packages[@]}")

@@ -1,9 +1,11 @@
+#include "KXFW/Platform/Hardware/Backends/AlsaBackend.h"
 #include "KXFW/Platform/Hardware/Backends/BackendTable.h"
 #include "KXFW/Platform/Hardware/Backends/WakeSignal.h"
 #include "KXFW/Platform/Hardware/HardwareBackend.h"
 #include "Tests/Hardware/CountingWriter.h"
 #include "Tests/Hardware/HardwareTestKit.h"
 #include "Tests/Support/PulseServer.h"
+#include "Tests/Support/ScopedAlsaConfiguration.h"
 #include "Tests/Support/ScopedVirtualHardware.h"
 
 #include <gtest/gtest.h>
@@ -42,6 +44,27 @@ template <ServerKind Kind, auto MakeBackend> SoundSystem serverSystem()
     return {system, MakeBackend, [server = system.get()] { server->removeSink("two"); }};
 }
 
+/// ALSA over a sound server, which keeps time; there need be no card.
+SoundSystem alsaSystem()
+{
+    struct Running {
+        PulseServer server{{{"kx1"}, {"kx2"}}};
+        ScopedAlsaConfiguration configuration;
+    };
+    const auto running = std::make_shared<Running>();
+    running->configuration.setDevices({{"one", "type pulse device kx1"}, {"two", "type pulse device kx2"}});
+    return {running,
+            [] {
+                const std::string folder = std::filesystem::path(std::getenv("ALSA_CONFIG_PATH")).parent_path();
+                return std::unique_ptr<HardwareBackend>(std::make_unique<kx::AlsaBackend>(
+                    kx::AlsaLibrary::load() ? kx::AlsaChoice::All : kx::AlsaChoice::Cards,
+                    std::vector<std::string>{folder}));
+            },
+            [running = running.get()] {
+                running->configuration.setDevices({{"one", "type pulse device kx1"}});
+            }};
+}
+
 using Kind = std::pair<const char *, SoundSystem (*)()>;
 
 class BackendContract : public ::testing::TestWithParam<Kind>
@@ -64,6 +87,7 @@ protected:
 constexpr Kind kKinds[] = {
     {"virtual", virtualSystem<kx::VirtualClock::RealTime>},
     {"flat_out", virtualSystem<kx::VirtualClock::FlatOut>},
+    {"alsa", alsaSystem},
     {"pipewire", serverSystem<ServerKind::PipeWire, kx::makePipeWireBackend>},
     {"pulse", serverSystem<ServerKind::PulseAudio, kx::makePulseBackend>},
     {"pulse_of_pipewire", serverSystem<ServerKind::PipeWire, kx::makePulseBackend>},
@@ -134,11 +158,15 @@ std::string firstDevice(const kx::HardwareService &service)
 TEST(BackendTable, ChoosesWhatAnswersUnlessItIsToldAndFollowsAServerThatComesLater)
 {
     const std::string virtualDevice = "virtual.1.Virtual Output";
+    const std::string card = kx::makeAlsaCardsBackend()->state().defaultOutput; // where this machine has one
+    const std::string without = card.empty() ? virtualDevice : card;
     PulseServer server;
-    const std::tuple<const char *, std::string, std::string> cases[] = {{"", "kx1", virtualDevice},
+    const std::tuple<const char *, std::string, std::string> cases[] = {{"", "kx1", without},
                                                                         {"pulse", "kx1", "none"},
+                                                                        {"pipewire", "none", "none"},
+                                                                        {"alsa", "default", "default"},
                                                                         {"virtual", virtualDevice, virtualDevice},
-                                                                        {"no-such-system", "kx1", virtualDevice}};
+                                                                        {"no-such-system", "kx1", without}};
     std::vector<std::unique_ptr<kx::HardwareService>> services;
     for (const bool hasServer : {true, false}) {
         for (const auto &[name, withServer, withoutServer] : cases) {

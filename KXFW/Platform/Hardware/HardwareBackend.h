@@ -32,7 +32,11 @@ struct HardwareState {
     std::string defaultOutput;
 };
 
-/// A running stream to one device. Opened, written and closed by one thread (the render thread); `interrupt` and the
+/// A running stream to one device. What makes the sound knows this one way only: it waits for room and writes. A system
+/// that is written to implements it as it is (PulseAudio, ALSA); one that calls for frames derives from CallbackStream,
+/// which tells why the two meet in a ring.
+///
+/// Opened, written and closed by one thread (the render thread); `interrupt` and the
 /// counters may be used by any. Every wait has a deadline, so a server that hangs costs a second at most.
 class OutputStream
 {
@@ -82,14 +86,19 @@ public:
 };
 
 struct BackendEntry {
+    using Make = std::unique_ptr<HardwareBackend> (*)();
+
     const char *name;
     /// The backend; null where it cannot be made. It waits a second at most for its system to answer, and has no
     /// devices until that does. [blocks]
-    std::unique_ptr<HardwareBackend> (*make)();
+    Make make;
+    Make makeUnnamed = make; ///< where nobody has asked for this one
 };
 
 std::unique_ptr<HardwareBackend> makePipeWireBackend();
 std::unique_ptr<HardwareBackend> makePulseBackend();
-std::unique_ptr<HardwareBackend> makeVirtualBackend(); ///< always succeeds, at once
+std::unique_ptr<HardwareBackend> makeAlsaBackend();      ///< with all that ALSA's configuration names
+std::unique_ptr<HardwareBackend> makeAlsaCardsBackend(); ///< without what may lead back to a sound server
+std::unique_ptr<HardwareBackend> makeVirtualBackend();   ///< always succeeds, at once
 
 } // namespace kx

@@ -23,5 +23,5 @@ void kx::AwaitingBackend::setChangeHandler(std::function<void()> handler)
 void kx::AwaitingBackend::look()
 {
     if (!hasCome_ && !awaited_->state().defaultOutput.empty() && !hasCome_.exchange(true))
-        NSLog("hardware: a sound server has come");
+        NSLog("hardware: a better sound system has come");
 }

@@ -22,6 +22,9 @@ constexpr std::array kBackends
 #if KX_WITH_PULSEAUDIO
         kx::BackendEntry{"pulse", kx::makePulseBackend},
 #endif
+#if KX_WITH_ALSA
+        kx::BackendEntry{"alsa", kx::makeAlsaBackend, kx::makeAlsaCardsBackend},
+#endif
         kx::BackendEntry{"virtual", kx::makeVirtualBackend},
 };
 
@@ -29,7 +32,7 @@ std::unique_ptr<kx::HardwareBackend> firstThatComes()
 {
     std::vector<std::unique_ptr<kx::HardwareBackend>> made;
     for (const kx::BackendEntry &entry : kBackends) {
-        if (auto backend = entry.make())
+        if (auto backend = entry.makeUnnamed())
             made.push_back(std::move(backend));
         if (!made.empty() && !made.back()->state().defaultOutput.empty())
             break; // the others are not even loaded

@@ -25,7 +25,8 @@ std::byte silentByte(const AudioStreamBasicDescription &format) noexcept
 kx::CallbackStream::CallbackStream(const AudioStreamBasicDescription &format, uint32_t sliceFrames)
     : format_(format), sliceFrames_(std::max(sliceFrames, 1u)),
       capacity_(std::max(kLeastCapacity, 2 * bufferFrames(format.mSampleRate, sliceFrames_))),
-      ring_(std::size_t{capacity_} * format.mBytesPerFrame), target_(bufferFrames(format.mSampleRate, sliceFrames_))
+      ring_(std::size_t{capacity_} * format.mBytesPerFrame), target_(bufferFrames(format.mSampleRate, sliceFrames_)),
+      clock_(format.mSampleRate)
 {
 }
 
@@ -86,7 +87,7 @@ void kx::CallbackStream::take(std::span<std::byte> interleaved, Clock::time_poin
     copyOut(interleaved.data(), taken, count);
     std::ranges::fill(interleaved.subspan(count * format_.mBytesPerFrame), silentByte(format_));
     if (count > 0)
-        publish({heardAt, taken, taken + count});
+        clock_.tell(heardAt, taken, taken + count);
     taken_ = taken + count;
     target_ = std::clamp(2 * wanted + sliceFrames_, target_.load(), capacity_);
     ++passages_;
@@ -111,37 +112,9 @@ std::size_t kx::CallbackStream::takeable(uint32_t wanted) noexcept
     return static_cast<std::size_t>(std::min<uint64_t>(held, wanted));
 }
 
-/// A reader between the first and the last step sees an odd count, or another one than before, and reads again.
-void kx::CallbackStream::publish(const Progress &progress) noexcept
-{
-    ++publications_;
-    progressTime_ = progress.time.time_since_epoch().count();
-    progressFrame_ = progress.frame;
-    progressEnd_ = progress.end;
-    ++publications_;
-}
-
-kx::CallbackStream::Progress kx::CallbackStream::progress() const noexcept
-{
-    for (;;) {
-        const uint32_t before = publications_;
-        const Progress found{Clock::time_point(Clock::duration(progressTime_)), progressFrame_, progressEnd_};
-        if (before % 2 == 0 && before == publications_)
-            return found;
-    }
-}
-
 uint64_t kx::CallbackStream::heardFrames() const noexcept
 {
-    const Progress at = progress();
-    const double seconds = std::chrono::duration<double>(Clock::now() - at.time).count();
-    const double since = seconds * format_.mSampleRate; // less than 0 while the first is on its way
-    const double heard = std::clamp(static_cast<double>(at.frame) + since, 0.0, static_cast<double>(at.end));
-    uint64_t known = knownHeard_;
-    while (known < static_cast<uint64_t>(heard) &&
-           !knownHeard_.compare_exchange_weak(known, static_cast<uint64_t>(heard)))
-        continue;
-    return knownHeard_;
+    return clock_.heardAt(Clock::now());
 }
 
 uint32_t kx::CallbackStream::latencyFrames() const noexcept
@@ -167,7 +140,7 @@ void kx::CallbackStream::halt()
     if (passages > 0)
         wake_.waitUntil(Clock::now() + kLongestCallbackHalt, [&] { return loss_ != noErr || passages_ >= enough; });
     if (loss_ == noErr)
-        knownHeard_ = taken_.load();
+        clock_.settle(taken_);
 }
 
 void kx::CallbackStream::interrupt() noexcept

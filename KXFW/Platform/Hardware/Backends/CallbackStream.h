@@ -2,6 +2,7 @@
 /// How a sound system that calls for frames meets a thread that writes them.
 #pragma once
 
+#include "KXFW/Platform/Hardware/Backends/HeardClock.h"
 #include "KXFW/Platform/Hardware/Backends/WriterWake.h"
 #include "KXFW/Platform/Hardware/HardwareBackend.h"
 
@@ -51,18 +52,9 @@ protected:
     void lose(OSStatus reason) noexcept;
 
 private:
-    /// Where the device is: at `time` it comes to the frame `frame`; it holds no frame from `end` on.
-    struct Progress {
-        Clock::time_point time;
-        uint64_t frame;
-        uint64_t end;
-    };
-
     [[nodiscard]] uint64_t heldFrames() const noexcept { return written_.load() - taken_.load(); }
     [[nodiscard]] bool hasEnded() const noexcept { return isInterrupted_ || loss_ != noErr; }
     [[nodiscard]] std::size_t takeable(uint32_t wanted) noexcept;
-    void publish(const Progress &progress) noexcept;
-    [[nodiscard]] Progress progress() const noexcept;
     void copyIn(const std::byte *frames, uint64_t at, std::size_t count) noexcept;
     void copyOut(std::byte *frames, uint64_t at, std::size_t count) const noexcept;
 
@@ -82,12 +74,7 @@ private:
     std::atomic<bool> isInterrupted_ = false;
     std::atomic<OSStatus> loss_ = noErr;
     bool isFlowing_ = false; ///< the callback's: it has frames, and had them the time before
-
-    std::atomic<uint32_t> publications_ = 0; ///< odd while the next three are being written
-    std::atomic<Clock::rep> progressTime_ = 0;
-    std::atomic<uint64_t> progressFrame_ = 0;
-    std::atomic<uint64_t> progressEnd_ = 0;
-    mutable std::atomic<uint64_t> knownHeard_ = 0; ///< never less than was told before
+    mutable HeardClock clock_;
 };
 
 } // namespace kx
