@@ -6,6 +6,7 @@
 #include "Apps/kxplayer/TellLater.h"
 #include "Apps/kxplayer/WindowPlace.h"
 
+#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
@@ -14,6 +15,7 @@
 #include <QMenuBar>
 #include <QMimeData>
 
+#include <chrono>
 #include <utility>
 
 namespace
@@ -22,6 +24,8 @@ namespace
 constexpr int64_t kSecond = 44100;
 constexpr int64_t kSmallStep = kSecond;
 constexpr int64_t kLargeStep = 10 * kSecond;
+constexpr double kZoomStep = 2;
+constexpr double kPanStep = 0.5; // of what is seen
 
 /// In a title "[*]" stands for a mark of changes, and twice for itself.
 QString titleOf(const std::filesystem::path &file)
@@ -44,7 +48,7 @@ MainWindow::MainWindow()
     screen_->jumped = [this](int64_t frame) { media_->tellJump(frame); };
     new KeysOfControls(*this);
     if (!restoreWindowPlace(*this, settings_))
-        resize(780, 460);
+        resize(780, 520);
     showState();
 }
 
@@ -64,6 +68,15 @@ QAction *MainWindow::addAction(QMenu &menu, const QString &text, const QKeySeque
     return action;
 }
 
+QAction *MainWindow::addChoice(QMenu &menu, const QString &text, std::function<void(bool on)> run)
+{
+    QAction *action = menu.addAction(text);
+    action->setCheckable(true);
+    connect(action, &QAction::toggled, this,
+            [run = std::move(run)](bool on) { kx::atToolkitEdge("The action failed.", [&] { run(on); }); });
+    return action;
+}
+
 void MainWindow::addMenus()
 {
     QMenu &files = *menuBar()->addMenu(tr("&File"));
@@ -76,6 +89,8 @@ void MainWindow::addMenus()
     files.addSeparator();
     addAction(files, tr("&Quit"), QKeySequence::Quit, [this] { close(); });
 
+    addEditMenu();
+    addViewMenu();
     addPlaybackMenu();
 
     devices_ = new OutputDeviceMenu(this);
@@ -96,9 +111,6 @@ void MainWindow::addPlaybackMenu()
     loopAction_ = addAction(playback, tr("&Loop"), Qt::Key_L, [this] { screen_->setLoop(!screen_->loops()); });
     loopAction_->setCheckable(true);
     playback.addSeparator();
-    addAction(playback, tr("Loop &from Here"), Qt::Key_I, [this] { screen_->setRangeStart(screen_->shownFrame()); });
-    addAction(playback, tr("Loop &to Here"), Qt::Key_O, [this] { screen_->setRangeEnd(screen_->shownFrame()); });
-    playback.addSeparator();
     const auto step = [&](const QString &text, const QKeySequence &key, int64_t frames) {
         addAction(playback, text, key, [this, frames] { screen_->moveBy(frames); });
     };
@@ -106,8 +118,64 @@ void MainWindow::addPlaybackMenu()
     step(tr("Forward a Second"), Qt::Key_Right, kSmallStep);
     step(tr("Back Ten Seconds"), QKeySequence("Shift+Left"), -kLargeStep);
     step(tr("Forward Ten Seconds"), QKeySequence("Shift+Right"), kLargeStep);
-    addAction(playback, tr("To the &Start of the Range"), QKeySequence("Home"),
-              [this] { screen_->moveTo(screen_->player()->startOffsetInFrame()); });
+    addAction(playback, tr("To the &Start of the Range"), QKeySequence("Home"), [this] { screen_->restartLoop(); });
+}
+
+void MainWindow::addEditMenu()
+{
+    QMenu &edit = *menuBar()->addMenu(tr("&Edit"));
+    undoAction_ = addAction(edit, tr("&Undo"), QKeySequence("Ctrl+Z"), [this] { screen_->undo(); });
+    redoAction_ = addAction(edit, tr("&Redo"), QKeySequence("Ctrl+Shift+Z"), [this] { screen_->redo(); });
+    edit.addSeparator();
+    addAction(edit, tr("Loop &from Here"), Qt::Key_I, [this] { screen_->setRangeStart(screen_->shownFrame()); });
+    addAction(edit, tr("Loop &to Here"), Qt::Key_O, [this] { screen_->setRangeEnd(screen_->shownFrame()); });
+    // A shortcut would take Escape from the fields.
+    addAction(edit, tr("&Clear the Range") + "\tEsc", {}, [this] { screen_->clearRange(); });
+    edit.addSeparator();
+    const auto nudge = [&](const QString &text, const QString &key, RangeEnd end, int64_t milliseconds) {
+        addAction(edit, text, QKeySequence(key),
+                  [=, this] { screen_->nudgeRange(end, kx::toFrames(std::chrono::milliseconds(milliseconds))); });
+    };
+    nudge(tr("Start 10 ms Earlier"), "[", RangeEnd::Start, -10);
+    nudge(tr("Start 10 ms Later"), "Alt+[", RangeEnd::Start, 10);
+    nudge(tr("End 10 ms Later"), "]", RangeEnd::End, 10);
+    nudge(tr("End 10 ms Earlier"), "Alt+]", RangeEnd::End, -10);
+    nudge(tr("Start 100 ms Earlier"), "{", RangeEnd::Start, -100);
+    nudge(tr("Start 100 ms Later"), "Alt+{", RangeEnd::Start, 100);
+    nudge(tr("End 100 ms Later"), "}", RangeEnd::End, 100);
+    nudge(tr("End 100 ms Earlier"), "Alt+}", RangeEnd::End, -100);
+    edit.addSeparator();
+    addChoice(edit, tr("&Snap to Zero Crossings"), [this](bool snaps) { screen_->setSnaps(snaps); });
+}
+
+void MainWindow::addViewMenu()
+{
+    QMenu &menu = *menuBar()->addMenu(tr("&View"));
+    TimelineModel &timeline = screen_->timeline();
+    addAction(menu, tr("Zoom &In"), QKeySequence("Ctrl++"), [&] { timeline.zoom(kZoomStep); });
+    addAction(menu, tr("Zoom &Out"), QKeySequence("Ctrl+-"), [&] { timeline.zoom(1 / kZoomStep); });
+    addAction(menu, tr("&Zoom to the Loop and Back"), Qt::Key_Z, [&] { timeline.toggleZoomToRange(); });
+    addAction(menu, tr("Show &All"), Qt::Key_0, [&] { timeline.setView(timeline.view().all()); });
+    addAction(menu, tr("View Earlier"), QKeySequence("Alt+Left"), [&] { timeline.panByPages(-kPanStep); });
+    addAction(menu, tr("View Later"), QKeySequence("Alt+Right"), [&] { timeline.panByPages(kPanStep); });
+    menu.addSeparator();
+    auto *const modes = new QActionGroup(this);
+    const std::pair<QString, Follow> follows[] = {{tr("Follow by &Pages"), Follow::Page},
+                                                  {tr("Follow &Continuously"), Follow::Continuous},
+                                                  {tr("Do &Not Follow"), Follow::Not}};
+    for (const auto &[text, mode] : follows) {
+        QAction *const action = addChoice(menu, text, [&timeline, mode = mode](bool on) {
+            if (on)
+                timeline.setFollow(mode);
+        });
+        modes->addAction(action);
+        action->setChecked(mode == timeline.follow());
+    }
+    menu.addSeparator();
+    addChoice(menu, tr("&Left and Right Apart"), [&](bool on) {
+        timeline.setStyle({on, timeline.style().normalised});
+    });
+    addChoice(menu, tr("&Full Height"), [&](bool on) { timeline.setStyle({timeline.style().lanes, on}); });
 }
 
 void MainWindow::openFile(const std::filesystem::path &file)
@@ -154,6 +222,8 @@ void MainWindow::showState()
     openAction_->setEnabled(!playing);
     exportAction_->setEnabled(loaded && !playing);
     loopAction_->setChecked(screen_->loops());
+    undoAction_->setEnabled(screen_->canUndo());
+    redoAction_->setEnabled(screen_->canRedo());
     setWindowTitle(loaded ? titleOf(screen_->file()) : QString("kxplayer"));
     if (loaded && std::exchange(knownFile_, screen_->fileNumber()) != screen_->fileNumber())
         recent_.add(screen_->file());
@@ -175,6 +245,8 @@ void MainWindow::keyPressEvent(QKeyEvent *event)
 {
     if (event->key() == Qt::Key_Escape && screen_->isOpening())
         screen_->cancelOpening();
+    else if (event->key() == Qt::Key_Escape)
+        kx::atToolkitEdge("The action failed.", [this] { screen_->clearRange(); });
     else
         QMainWindow::keyPressEvent(event);
 }

@@ -46,8 +46,11 @@ protected:
 private:
     void open(const PathOrRefusal &given);
     void addMenus();
+    void addEditMenu();
+    void addViewMenu();
     void addPlaybackMenu();
     QAction *addAction(QMenu &menu, const QString &text, const QKeySequence &shortcut, std::function<void()> run);
+    QAction *addChoice(QMenu &menu, const QString &text, std::function<void(bool on)> run);
     void chooseDevice(kx::DeviceID device);
     void showState();
 
@@ -61,6 +64,8 @@ private:
     QAction *loopAction_ = nullptr;
     QAction *exportAction_ = nullptr;
     QAction *openAction_ = nullptr;
+    QAction *undoAction_ = nullptr;
+    QAction *redoAction_ = nullptr;
 };
 
 } // namespace kxplayer

@@ -17,7 +17,7 @@ void MediaControl::tellState()
     PlayerState state;
     if (screen_.isPlaying())
         state.playback = Playback::Playing;
-    else if (shown > screen_.player()->startOffsetInFrame() && shown < screen_.numFrames())
+    else if (shown > screen_.range().start.count() && shown < screen_.numFrames())
         state.playback = Playback::Paused;
     state.loops = screen_.loops();
     state.rate = screen_.rate();
@@ -45,7 +45,7 @@ void MediaControl::pause()
 void MediaControl::stop()
 {
     screen_.setPlaying(false);
-    screen_.moveTo(screen_.player()->startOffsetInFrame());
+    screen_.moveTo(screen_.range().start.count());
     tellState();
 }
 

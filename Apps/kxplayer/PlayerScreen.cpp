@@ -2,16 +2,17 @@
 
 #include "Apps/kxplayer/DoubleClickReset.h"
 #include "Apps/kxplayer/PaletteWatch.h"
-#include "Apps/kxplayer/PlayerBar.h"
 #include "Apps/kxplayer/ShownWatch.h"
 #include "Apps/kxplayer/TellLater.h"
 #include "Apps/kxplayer/TimeText.h"
+#include "Apps/kxplayer/Timeline/MiniMap.h"
+#include "Apps/kxplayer/Timeline/TimelineView.h"
 #include "Apps/kxplayer/VolumeSlider.h"
-#include "Apps/kxplayer/WaveformWidget.h"
 
 #include <QLineEdit>
 #include <QScreen>
 #include <QShortcut>
+#include <QSlider>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -56,16 +57,13 @@ void kxplayer::PlayerScreen::declareConnections(kx::NibConnections &connections)
 
 void kxplayer::PlayerScreen::viewDidLoad()
 {
-    waveform_ = new WaveformWidget;
+    delete view()->findChild<QWidget *>("playPositionView"); // the base looks for a bar, and does without
     volume_ = new VolumeSlider;
-    fill(view()->findChild<QWidget *>("waveformHolder"), waveform_);
     fill(view()->findChild<QWidget *>("volumeHolder"), volume_);
     KXAFilePlayerViewController::viewDidLoad();
+    addTimeline();
 
     new PaletteWatch(&refresh_, *view(), [this](const QPalette &colors) { followPalette(colors); });
-    QObject::connect(waveform_, &WaveformWidget::pointed, &refresh_, [this](int64_t frame) {
-        kx::atToolkitEdge("The action failed.", [&] { moveTo(frame); }); // reads the file
-    });
     openingNotice_.setSingleShot(true);
     openingNotice_.callOnTimeout([this] { showOpening(true); });
     showOpening(false);
@@ -73,8 +71,10 @@ void kxplayer::PlayerScreen::viewDidLoad()
     QObject::connect(&refresh_, &QTimer::timeout, [this] { followHeardFrame(); });
     QObject::connect(volume_, &VolumeSlider::gainChanged, &refresh_, [this](double gain) {
         kx::atToolkitEdge("The action failed.", [&] { player()->setVolume(static_cast<float>(gain)); });
-        tellChange();
+        note(Change::Volume);
     });
+    for (QWidget *slider : {rateControl_.widget(), pitchControl_.widget(), static_cast<QWidget *>(volume_)})
+        watchSlider(slider);
     new DoubleClickReset(rateControl_.widget(), refresh_, [this] { setRate(1); });
     new DoubleClickReset(pitchControl_.widget(), refresh_, [this] {
         pitchControl_.setDoubleValue(0);
@@ -88,16 +88,42 @@ void kxplayer::PlayerScreen::viewDidLoad()
     reportFailures();
     changeRateSlider(rateControl_);
     changePitchSlider(pitchControl_);
+    history_.begin(settings());
 }
 
-/// The waveform's range has the colour of the bar's. Hints are as faint as the text allows: not all dark themes tell.
+void kxplayer::PlayerScreen::addTimeline()
+{
+    auto *const holder = view()->findChild<QWidget *>("timelineHolder");
+    auto *const line = new TimelineView(timeline_);
+    auto *const map = new MiniMap(timeline_);
+    auto *const layout = new QVBoxLayout(holder);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(line, 1);
+    layout->addWidget(map);
+    const auto safely = [](const std::function<void()> &run) { kx::atToolkitEdge("The action failed.", run); };
+    QObject::connect(line, &TimelineView::linePicked, &refresh_,
+                     [=, this](qint64 frame) { safely([&] { moveTo(frame); }); }); // reads the file
+    QObject::connect(line, &TimelineView::rangePicked, &refresh_,
+                     [=, this](const kx::Range &range) { safely([&] { changeRange(range, Change::Nudge); }); });
+    QObject::connect(line, &TimelineView::loopRestarted, &refresh_, [=, this] { safely([&] { restartLoop(); }); });
+    QObject::connect(line, &TimelineView::handBegan, &refresh_, [this] { beginStep(); });
+    QObject::connect(line, &TimelineView::handEnded, &refresh_, [=, this] { safely([&] { endStep(); }); });
+}
+
+/// A drag of a slider is one step.
+void kxplayer::PlayerScreen::watchSlider(QWidget *holder)
+{
+    auto *slider = qobject_cast<QSlider *>(holder);
+    if (!slider)
+        slider = holder->findChild<QSlider *>();
+    QObject::connect(slider, &QSlider::sliderPressed, &refresh_, [this] { beginStep(); });
+    QObject::connect(slider, &QSlider::sliderReleased, &refresh_, [this] { endStep(); });
+}
+
+/// Hints are as faint as the text allows: not all dark themes tell.
 void kxplayer::PlayerScreen::followPalette(const QPalette &colors)
 {
-    const auto bar = std::dynamic_pointer_cast<PlayerBar>(playPositionView());
-    if (!bar)
-        return;
-    bar->setOnDark(colors.color(QPalette::Base).lightness() < colors.color(QPalette::Text).lightness());
-    const NSColor range = bar->_drawingColor();
     QColor hint = colors.color(QPalette::Text);
     hint.setAlphaF(kHintStrength);
     QPalette own;
@@ -106,8 +132,9 @@ void kxplayer::PlayerScreen::followPalette(const QPalette &colors)
     for (const NSTextField &field : {fileNameField(), openingLabel_})
         if (QWidget *label = field.widget())
             label->setPalette(own);
-    own.setColor(QPalette::Highlight, QColor::fromRgbF(float(range.red), float(range.green), float(range.blue)));
-    waveform_->setPalette(own);
+    QPalette timeline;
+    timeline.setColor(QPalette::PlaceholderText, hint);
+    view()->findChild<TimelineView *>()->setPalette(timeline);
 }
 
 /// Return and Escape end typing, and the keys are shortcuts again; after Escape nothing has been typed.
@@ -165,12 +192,6 @@ int64_t kxplayer::PlayerScreen::numFrames() const
     return isLoaded() ? player()->audioData()->numFrames() : 0;
 }
 
-int64_t kxplayer::PlayerScreen::shownFrame() const
-{
-    const auto bar = playPositionView();
-    return bar ? bar->playFrame() : 0;
-}
-
 void kxplayer::PlayerScreen::setNotice(const QString &text)
 {
     noticeLabel_.setStringValue(text.toStdString());
@@ -195,8 +216,7 @@ void kxplayer::PlayerScreen::_updateUI()
     shownLoaded_ = isLoaded();
     for (const NSTextField &field : {playTimeField(), startTimeField(), endTimeField()})
         field.setEnabled(shownLoaded_);
-    if (const auto bar = playPositionView(); bar && bar->enabled() != shownLoaded_)
-        bar->setEnabled(shownLoaded_);
+    loopAsWanted(shownPlaying_);
     if (!shownPlaying_)
         refresh_.stop();
     else if (!refresh_.isActive()) {
@@ -209,27 +229,20 @@ void kxplayer::PlayerScreen::_updateUI()
 /// The play line goes with what is heard. After a jump it stays at the jump's frame until that is heard.
 void kxplayer::PlayerScreen::followHeardFrame()
 {
-    const auto bar = playPositionView();
-    if (!bar || !isLoaded() || bar->isDragging())
+    if (!isLoaded())
         return;
+    noteArrival();
     const int64_t heard = player()->heardFrame().frame;
     const bool jumping = jumpTarget_ && isPlaying() && sinceJump_.elapsed() < kLongestJumpMilliseconds &&
                          std::abs(heard - *jumpTarget_) > kJumpWindow;
     if (jumping)
         return;
     jumpTarget_.reset();
-    const bool wraps = isPlaying() && bar->playFrame() - heard > kJumpWindow;
-    if (heard != bar->playFrame())
-        showLine(heard);
+    const bool wraps = isPlaying() && shownFrame() - heard > kJumpWindow;
+    if (heard != shownFrame())
+        timeline_.moveLine(heard, true);
     if (wraps && jumped)
         jumped(heard);
-}
-
-void kxplayer::PlayerScreen::showLine(int64_t frame)
-{
-    if (const auto bar = playPositionView())
-        bar->setPlayFrame(frame); // during a drag it stays where the pointer is
-    waveform_->setPlayFrame(shownFrame());
 }
 
 /// The numbers go ten times a second: faster nobody reads them, and texts cost more to draw than the line.
@@ -243,13 +256,8 @@ void kxplayer::PlayerScreen::showPosition(int64_t frame)
 
 void kxplayer::PlayerScreen::showRange()
 {
-    const int64_t start = player()->startOffsetInFrame();
-    const int64_t end = player()->endOffsetInFrame();
-    if (const auto bar = playPositionView()) {
-        bar->setStartFrame(start);
-        bar->setEndFrame(end);
-    }
-    waveform_->setRange(start, end);
+    const int64_t start = range().start.count();
+    const int64_t end = range().end.count();
     startTimeField().setIntegerValue(start);
     endTimeField().setIntegerValue(end);
     startTimeText_.setStringValue(timeText(start));
@@ -260,7 +268,7 @@ void kxplayer::PlayerScreen::hasJumpedTo(int64_t frame)
 {
     jumpTarget_ = frame;
     sinceJump_.start();
-    showLine(frame);
+    timeline_.moveLine(frame, false);
     showPosition(frame);
     if (jumped)
         jumped(frame);

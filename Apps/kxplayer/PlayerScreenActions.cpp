@@ -4,7 +4,6 @@
 #include "Apps/kxplayer/PlayerCommands.h"
 #include "Apps/kxplayer/TimeText.h"
 #include "Apps/kxplayer/VolumeSlider.h"
-#include "Apps/kxplayer/WaveformWidget.h"
 
 #include <QLineEdit>
 
@@ -38,12 +37,16 @@ void kxplayer::PlayerScreen::setPlaying(bool playing)
 void kxplayer::PlayerScreen::clickPlayButton(const NSControl &sender)
 {
     const bool stops = isPlaying();
-    const int64_t end = loops() ? player()->endOffsetInFrame() : numFrames(); // without loop it plays beyond the range
+    const int64_t end = loops() && !waitsForRange_ ? range().end.count() : numFrames();
     if (!stops && player()->frameOffset() >= end)
-        moveTo(player()->startOffsetInFrame());
+        moveTo(range().start.count());
+    if (!stops) {
+        loopAsWanted(true);
+        timeline_.moveLine(shownFrame(), false);
+    }
     KXAFilePlayerViewController::clickPlayButton(sender);
     if (stops)
-        player()->setPositionToHeardFrame();
+        place(player()->heardFrame().frame);
 }
 
 void kxplayer::PlayerScreen::setLoop(bool loop)
@@ -54,35 +57,14 @@ void kxplayer::PlayerScreen::setLoop(bool loop)
     clickLoopButton(loopButton());
 }
 
-void kxplayer::PlayerScreen::clickLoopButton(const NSControl &sender)
+void kxplayer::PlayerScreen::clickLoopButton(const NSControl &)
 {
-    KXAFilePlayerViewController::clickLoopButton(sender);
-    tellChange();
+    timeline_.setLoops(loops());
+    loopAsWanted(isPlaying());
+    note(Change::Single);
 }
 
-// The position and the range
-
-void kxplayer::PlayerScreen::moveTo(int64_t frame)
-{
-    if (!isLoaded() || isExporting())
-        return;
-    player()->setPositionInFrame(std::clamp<int64_t>(frame, 0, numFrames()));
-    hasJumpedTo(player()->frameOffset()); // with loop on, a frame outside the range goes to its start
-}
-
-void kxplayer::PlayerScreen::setRangeStart(int64_t frame)
-{
-    const int64_t latest = std::max<int64_t>(player()->endOffsetInFrame() - kMinimumLoopRange, 0);
-    player()->setStartOffsetInFrame(std::clamp<int64_t>(frame, 0, latest));
-    showRange();
-}
-
-void kxplayer::PlayerScreen::setRangeEnd(int64_t frame)
-{
-    const int64_t earliest = std::min(player()->startOffsetInFrame() + kMinimumLoopRange, numFrames());
-    player()->setEndOffsetInFrame(std::clamp(frame, earliest, numFrames()));
-    showRange();
-}
+// The position and the range, as fields tell them
 
 void kxplayer::PlayerScreen::changePlayPosition(const NSControl &)
 {
@@ -94,30 +76,12 @@ void kxplayer::PlayerScreen::changePlayPosition(const NSControl &)
 
 void kxplayer::PlayerScreen::changeStartPosition(const NSControl &)
 {
-    setRangeStart(frameOf(startTimeField()).value_or(player()->startOffsetInFrame()));
+    setRangeStart(frameOf(startTimeField()).value_or(range().start.count()));
 }
 
 void kxplayer::PlayerScreen::changeEndPosition(const NSControl &)
 {
-    setRangeEnd(frameOf(endTimeField()).value_or(player()->endOffsetInFrame()));
-}
-
-void kxplayer::PlayerScreen::PlayPositionViewDidChangePlayFrame(int64_t frame)
-{
-    KXAFilePlayerViewController::PlayPositionViewDidChangePlayFrame(frame);
-    hasJumpedTo(player()->frameOffset()); // with loop on, a frame outside the range goes to its start
-}
-
-void kxplayer::PlayerScreen::PlayPositionViewDidChangeStartFrame(int64_t frame)
-{
-    KXAFilePlayerViewController::PlayPositionViewDidChangeStartFrame(frame);
-    showRange();
-}
-
-void kxplayer::PlayerScreen::PlayPositionViewDidChangeEndFrame(int64_t frame)
-{
-    KXAFilePlayerViewController::PlayPositionViewDidChangeEndFrame(frame);
-    showRange();
+    setRangeEnd(frameOf(endTimeField()).value_or(range().end.count()));
 }
 
 // The effect and the volume
@@ -140,7 +104,7 @@ void kxplayer::PlayerScreen::changeRateSlider(const NSControl &)
     const double rate = std::exp2(rateControl_.doubleValue() / kStepsPerOctave);
     pitch()->setRate(static_cast<float>(rate));
     rateValueLabel_.setStringValue(QString("× %1").arg(rate, 0, 'f', 2).toStdString());
-    tellChange();
+    note(Change::Rate);
 }
 
 void kxplayer::PlayerScreen::changePitchSlider(const NSControl &)
@@ -148,6 +112,7 @@ void kxplayer::PlayerScreen::changePitchSlider(const NSControl &)
     const double cents = std::round(pitchControl_.doubleValue());
     pitch()->setPitch(static_cast<float>(cents));
     pitchValueLabel_.setStringValue(QString("%1 cents").arg(cents).toStdString());
+    note(Change::Pitch);
 }
 
 double kxplayer::PlayerScreen::gain() const

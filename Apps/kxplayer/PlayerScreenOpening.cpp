@@ -5,7 +5,6 @@
 #include "Apps/kxplayer/MenuText.h"
 #include "Apps/kxplayer/TellLater.h"
 #include "Apps/kxplayer/TimeText.h"
-#include "Apps/kxplayer/WaveformWidget.h"
 
 #include <QCoreApplication>
 #include <QWidget>
@@ -64,6 +63,7 @@ void kxplayer::PlayerScreen::showOpening(bool opening)
 void kxplayer::PlayerScreen::clickExportButton(const NSControl &sender)
 {
     cancelOpening();
+    loopAsWanted(false); // with the range as it is shown
     KXAFilePlayerViewController::clickExportButton(sender);
 }
 
@@ -91,9 +91,10 @@ void kxplayer::PlayerScreen::showFile(const std::filesystem::path &file)
     file_ = file;
     ++fileNumber_;
     fileNameField().setStringValue(file.filename().string());
-    waveform_->setLevels(overview_.open(file, numFrames()));
-    if (const auto bar = playPositionView())
-        bar->setNumFrames(numFrames());
+    timeline_.open(file, length());
+    snapReader_.open(file);
+    waitsForRange_ = false;
+    history_.begin(settings());
     lengthTimeLabel_.setStringValue("/ " + timeText(numFrames()));
     showRange();
     hasJumpedTo(player()->frameOffset());

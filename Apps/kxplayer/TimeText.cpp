@@ -12,6 +12,7 @@ namespace
 constexpr int64_t kMostFrames = int64_t{1} << 40;
 constexpr uint64_t kMostSeconds = static_cast<uint64_t>(kMostFrames / 44100);
 constexpr std::size_t kFractionDigits = 9; ///< nanoseconds; more digits are below any frame
+constexpr int64_t kFramesOfTenth = 4410;   ///< of a second
 constexpr uint64_t kNanoseconds = 1'000'000'000;
 
 bool isDigit(char c)
@@ -86,6 +87,24 @@ std::string timeText(int64_t frames)
         std::snprintf(text, sizeof text, "%s%llu:%02llu.%03llu", sign, ull(seconds / 60), ull(seconds % 60),
                       ull(milliseconds % 1000));
     return text;
+}
+
+std::string spokenTime(int64_t frames)
+{
+    const int64_t tenths = (std::max<int64_t>(frames, 0) + kFramesOfTenth / 2) / kFramesOfTenth;
+    std::string spoken;
+    const auto add = [&](const std::string &number, const char *word) {
+        spoken += (spoken.empty() ? "" : " ") + number + " " + word + (number == "1" ? "" : "s");
+    };
+    if (tenths >= 36000)
+        add(std::to_string(tenths / 36000), "hour");
+    if (tenths / 600 % 60 > 0)
+        add(std::to_string(tenths / 600 % 60), "minute");
+    if (tenths % 600 > 0 || spoken.empty()) {
+        const std::string seconds = std::to_string(tenths % 600 / 10);
+        add(tenths % 10 ? seconds + "." + std::to_string(tenths % 10) : seconds, "second");
+    }
+    return spoken;
 }
 
 std::optional<int64_t> framesOfText(std::string_view text)

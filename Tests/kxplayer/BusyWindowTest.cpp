@@ -1,5 +1,5 @@
 // The player's window while it exports, and closed in whatever state.
-#include "Apps/kxplayer/WaveformWidget.h"
+#include "Apps/kxplayer/Timeline/TimelineView.h"
 #include "Tests/Support/FailingDisk.h"
 #include "Tests/kxplayer/PlayerWindow.h"
 
@@ -63,7 +63,7 @@ TEST_F(BusyWindow, SaysWhatABadDiskDoesAndGoesOn)
     }
     open(60 * 44100); // of which nothing is known yet
     const FailingDisk disk(44 + 4 * 44100);
-    emit find<kxplayer::WaveformWidget>("")->pointed(40 * 44100);
+    emit find<kxplayer::TimelineView>("")->linePicked(40 * 44100);
     EXPECT_EQ(told("The action failed."), 1);
     screen()._exportToURL(target);
     EXPECT_EQ(told("Failed to export to a file."), 1);

@@ -1,5 +1,5 @@
 #include "Apps/kxplayer/OutputDeviceMenu.h"
-#include "Apps/kxplayer/WaveformWidget.h"
+#include "Apps/kxplayer/Timeline/TimelineView.h"
 #include "Tests/Support/EventCount.h"
 #include "Tests/Support/FailingDisk.h"
 #include "Tests/kxplayer/PlayerWindow.h"
@@ -23,13 +23,13 @@ using Window = kx::test::PlayerWindow;
 TEST_F(Window, ShowsWhatIsOpenAndFollowsItsEnd)
 {
     EXPECT_EQ(window->windowTitle(), "kxplayer");
-    EXPECT_EQ(shown(), "[Open] (Play) (Export) ; fields 0(disabled) 0(disabled) 0(disabled) of 44100; disabled bar 0 "
-                       "44100 0; player 0 0 0 loops");
+    EXPECT_EQ(shown(), "[Open] (Play) (Export) ; fields 0(disabled) 0(disabled) 0(disabled); timeline 0 0 0 "
+                       "of 0; player 0 0 0 loops");
     open();
     const std::string name = screen().file().filename().string();
     EXPECT_EQ(window->windowTitle().toStdString(), name + " - kxplayer");
     EXPECT_EQ(shown(), "[Open] [Play] [Export] " + name +
-                           "; fields 0 220500 0 of 220500; bar 0 220500 0; player 0 220500 0 loops");
+                           "; fields 0 220500 0; timeline 0 220500 0 of 220500; player 0 220500 0 loops");
     EXPECT_EQ(text("endTimeText"), "0:05.000");
 
     screen().setLoop(false);
@@ -54,7 +54,7 @@ TEST_F(Window, ShowsWhatIsOpenAndFollowsItsEnd)
     EXPECT_TRUE(screen().file() == before && screen().isPlaying()) << "what was open plays on";
     open(44100);
     EXPECT_EQ(shown(), "[Open] [Play] [Export] " + screen().file().filename().string() +
-                           "; fields 0 44100 0 of 44100; bar 0 44100 0; player 0 44100 0");
+                           "; fields 0 44100 0; timeline 0 44100 0 of 44100; player 0 44100 0");
 }
 
 TEST_F(Window, KeysAndFieldsMovePositionAndRange)
@@ -65,21 +65,20 @@ TEST_F(Window, KeysAndFieldsMovePositionAndRange)
         key(each);
     const std::string file = "[Open] [Play] [Export] " + screen().file().filename().string();
     EXPECT_EQ(shown(),
-              file + "; fields 44100 132300 132300 of 220500; bar 44100 132300 132300; player 44100 132300 132300");
+              file +
+                  "; fields 44100 132300 132300; timeline 44100 132300 132300 of 220500; player 44100 132300 132300");
     EXPECT_EQ(text("startTimeText"), "0:01.000");
-    auto &waveform = *find<kxplayer::WaveformWidget>("");
-    const QImage image = kx::test::picture(waveform, 1);
-    EXPECT_NE(image.pixel(waveform.width() / 2 - 5, 2), image.pixel(waveform.width() * 3 / 4, 2)) << "the range";
 
     type("endTimeField", "0:04.5");
     type("startTimeField", "nonsense"); // no number changes nothing
     type("playTimeField", "88200");
     EXPECT_EQ(shown(),
-              file + "; fields 44100 198450 88200 of 220500; bar 44100 198450 88200; player 44100 198450 88200");
-    type("startTimeField", "9999999"); // the range keeps its least length
+              file + "; fields 44100 198450 88200; timeline 44100 198450 88200 of 220500; player 44100 198450 88200");
+    type("startTimeField", "9999999"); // behind the end: to the end of the file, a millisecond at least
     key(Qt::Key_Home);
-    EXPECT_EQ(shown(),
-              file + "; fields 154350 198450 154350 of 220500; bar 154350 198450 154350; player 154350 198450 154350");
+    EXPECT_EQ(
+        shown(),
+        file + "; fields 220455 220500 220455; timeline 220455 220500 220455 of 220500; player 220455 220500 220455");
 
     key(Qt::Key_Space);
     auto *field = find<QLineEdit>("playTimeField");
@@ -105,17 +104,17 @@ TEST_F(Window, KeysGoToTheControlThatUsesThem)
     find<QWidget>("openButton")->setFocus(Qt::ActiveWindowFocusReason);
     for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Space, Qt::Key_Right})
         QTest::keyClick(QApplication::focusWidget(), key);
-    EXPECT_EQ(player().frameOffset(), 44100) << "nobody has tabbed to a button or to the bar";
+    EXPECT_EQ(player().frameOffset(), 44100) << "nobody has tabbed to a button or to the timeline";
     auto *slider = find<QSlider>("rateSlider");
     slider->setFocus();
     QTest::keyClick(slider, Qt::Key_Right);
     EXPECT_GT(slider->value(), 0) << "a slider, however one came to it";
     for (QWidget *part : screen().view()->findChildren<QWidget *>())
         if (part->accessibleName() == "Loop start") {
-            EXPECT_TRUE(eventually([&] { return part->isEnabled(); })) << "with the bar's next picture";
+            EXPECT_TRUE(eventually([&] { return part->isEnabled(); }));
             press(part, Qt::Key_Right);
         }
-    EXPECT_EQ(text("startTimeText"), "0:00.100") << "a part of the bar";
+    EXPECT_EQ(text("startTimeText"), "0:00.100") << "a part of the timeline";
     auto *loop = find<QAbstractButton>("loopButton");
     press(loop, Qt::Key_Space);
     EXPECT_FALSE(player().loop() || screen().isPlaying());
@@ -264,13 +263,120 @@ TEST_F(Window, TellsJumpsAndFollowsWhatIsHeard)
     screen().setRangeStart(44100);
     screen().setRangeEnd(2 * 44100);
     media.setPositionInFrame(4 * 44100);
-    EXPECT_EQ(jumps, std::vector<int64_t>{44100}) << "out of the loop's range it goes to its start";
+    EXPECT_EQ(jumps, std::vector<int64_t>{4 * 44100}) << "out of the loop's range";
     media.play();
     EXPECT_TRUE(eventually([&] {
         advance(2048);
         return jumps.size() > 1;
     }));
     EXPECT_LT(jumps.back(), 2 * 44100 - 22050) << "the loop's end is a jump";
+}
+
+TEST_F(Window, PlaysFromWhereTheLineIsPutAndLoopsOnceItIsInTheRange)
+{
+    open();
+    screen().setRangeStart(2 * 44100);
+    screen().setRangeEnd(3 * 44100);
+    screen().moveTo(44100);
+    EXPECT_EQ(player().frameOffset(), 44100);
+    key(Qt::Key_Space);
+    int64_t least = kFiveSeconds;
+    EXPECT_TRUE(eventually([&] {
+        advance(1024);
+        least = std::min(least, player().heardFrame().frame);
+        return screen().shownFrame() > 2 * 44100;
+    }));
+    EXPECT_GE(least, 44100);
+    EXPECT_LT(least, 2 * 44100) << "it has played what lies before the range";
+    for (int i = 0; i < 300; ++i) {
+        advance(512);
+        QCoreApplication::processEvents();
+        const int64_t frame = player().frameOffset();
+        ASSERT_TRUE(frame >= 2 * 44100 && frame <= 3 * 44100) << frame;
+    }
+    screen().moveTo(44100);
+    key(Qt::Key_Space);
+    EXPECT_TRUE(player().frameOffset() >= 44100 && player().frameOffset() < 2 * 44100) << "it stays where it stops";
+    EXPECT_EQ(player().startOffsetInFrame(), 2 * 44100) << "what is exported";
+    auto &line = *find<kxplayer::TimelineView>("");
+    emit line.handBegan();
+    emit line.rangePicked({kx::Frames(500), kx::Frames(600)});
+    EXPECT_EQ(player().startOffsetInFrame(), 2 * 44100) << "a drag that goes on is not heard";
+    emit line.rangePicked({kx::Frames(500), kx::Frames(30000)});
+    emit line.handEnded();
+    EXPECT_TRUE(shown().ends_with("timeline 500 30000 500 of 220500; player 500 30000 500 loops")) << shown();
+}
+
+TEST_F(Window, TakesBackEveryChangeOfRangeLoopAndSettings)
+{
+    open();
+    auto &rate = *find<QSlider>("rateSlider");
+    auto &line = *find<kxplayer::TimelineView>("");
+    const auto state = [&] {
+        const auto &timeline = screen().timeline();
+        return std::tuple(timeline.range().start.count(), timeline.range().end.count(), screen().loops(), rate.value(),
+                          find<QSlider>("pitchSlider")->value(), screen().gain());
+    };
+    const std::function<void()> steps[] = {
+        [&] {
+            emit line.handBegan();
+            for (const int64_t end : {3000, 50000, 90000})
+                emit line.rangePicked({kx::Frames(2000), kx::Frames(end)});
+            emit line.handEnded();
+        },
+        [&] { key(Qt::Key_L); },
+        [&] { screen().setRangeStart(150000); }, // behind the end
+        [&] {
+            key(Qt::Key_BracketLeft);
+            key(Qt::Key_BracketLeft, Qt::AltModifier);
+            key(Qt::Key_BraceLeft);
+        },
+        [&] {
+            rate.setSliderDown(true);
+            rate.setSliderPosition(50);
+            rate.setSliderPosition(100);
+            rate.setSliderDown(false);
+        },
+        [&] { find<QSlider>("pitchSlider")->triggerAction(QAbstractSlider::SliderToMaximum); },
+        [&] { screen().setGain(0.25); },
+        [&] { key(Qt::Key_Escape); },
+    };
+    std::vector states{state()};
+    for (const auto &step : steps) {
+        step();
+        states.push_back(state());
+    }
+    EXPECT_EQ(std::get<0>(states[4]), 150000 - 4410);
+    EXPECT_EQ(std::get<1>(states[4]), kFiveSeconds);
+    for (std::size_t i = states.size(); i-- > 0;) {
+        EXPECT_EQ(state(), states[i]) << i;
+        key(Qt::Key_Z, Qt::ControlModifier);
+    }
+    EXPECT_FALSE(screen().canUndo());
+    for (const auto &expected : states) {
+        EXPECT_EQ(state(), expected);
+        key(Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+    }
+    EXPECT_EQ(player().endOffsetInFrame(), kFiveSeconds);
+    EXPECT_EQ(player().volume(), float(screen().gain()));
+    open(44100);
+    EXPECT_FALSE(screen().canUndo()) << "another file";
+}
+
+TEST_F(Window, SnapsTheEndsOfARangeToZeroCrossings)
+{
+    open();
+    screen().setSnaps(true);
+    screen().setRangeStart(100003);
+    screen().setRangeEnd(180001);
+    const auto source = kx::test::samples({.frames = kFiveSeconds});
+    const auto sum = [&](int64_t at) { return source[std::size_t(at) * 2] + source[std::size_t(at) * 2 + 1]; };
+    const auto crosses = [&](kx::Frames at) { return (sum(at.count() - 1) < 0) != (sum(at.count()) < 0); };
+    EXPECT_TRUE(eventually([&] { return crosses(screen().range().start) && crosses(screen().range().end); }));
+    EXPECT_NEAR(double(screen().range().start.count()), 100003, 441);
+    screen().undo();
+    screen().undo();
+    EXPECT_FALSE(screen().canUndo()) << "it belongs to its change";
 }
 
 } // namespace

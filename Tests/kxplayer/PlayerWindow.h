@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <sstream>
 
 namespace kx::test
 {
@@ -31,7 +32,22 @@ protected:
     [[nodiscard]] QWidget &root() const override { return *window; }
     [[nodiscard]] kxplayer::PlayerScreen &screen() const { return *window->screen(); }
     [[nodiscard]] KXAFilePlayer &player() const { return *screen().player(); }
-    [[nodiscard]] std::string shown() const { return shownOn(screen()); }
+    /// The buttons, in round brackets those that are disabled, and start, end and position as fields, timeline and
+    /// player have them.
+    [[nodiscard]] std::string shown() const
+    {
+        std::ostringstream out;
+        for (const NSButton &button : {screen().openButton(), screen().playButton(), screen().exportButton()})
+            out << (button.enabled() ? "[" : "(") << button.title() << (button.enabled() ? "] " : ") ");
+        out << screen().fileNameField().stringValue() << "; fields";
+        for (const NSTextField &field : {screen().startTimeField(), screen().endTimeField(), screen().playTimeField()})
+            out << " " << field.stringValue() << (field.enabled() ? "" : "(disabled)");
+        const auto &timeline = screen().timeline();
+        out << "; timeline " << timeline.range().start.count() << " " << timeline.range().end.count() << " "
+            << timeline.line() << " of " << timeline.length().count() << "; player " << player().startOffsetInFrame()
+            << " " << player().endOffsetInFrame() << " " << player().frameOffset() << (player().loop() ? " loops" : "");
+        return out.str();
+    }
     [[nodiscard]] QString text(const char *name) const { return find<QWidget>(name)->property("text").toString(); }
     void open(const std::filesystem::path &file) const
     {
@@ -39,7 +55,7 @@ protected:
         EXPECT_TRUE(eventually([this] { return !screen().isOpening(); }));
     }
     void open(int64_t frames = kFiveSeconds) const { open(make({.frames = frames})); }
-    void key(Qt::Key key) const { QTest::keyClick(window.get(), key); }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const { QTest::keyClick(window.get(), key, modifiers); }
     /// Lets the device take frames until the player has nothing more to give or has given that many.
     void advance(uint32_t frames) const
     {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 using kxplayer::framesOfText;
+using kxplayer::spokenTime;
 using kxplayer::timeText;
 
 namespace
@@ -24,6 +25,16 @@ TEST(TimeText, ReadsAsMinutesSecondsAndMilliseconds)
     };
     for (const auto &[frames, text] : table)
         EXPECT_EQ(timeText(frames), text) << frames;
+}
+
+TEST(TimeText, SpeaksTimes)
+{
+    const std::pair<int64_t, const char *> times[] = {{-1, "0 seconds"},
+                                                      {97 * 44100 + 13230, "1 minute 37.3 seconds"},
+                                                      {3601 * 44100, "1 hour 1 second"},
+                                                      {3600 * 44100 - 1, "1 hour"}};
+    for (const auto &[frames, spoken] : times)
+        EXPECT_EQ(spokenTime(frames), spoken);
 }
 
 TEST(TimeText, TakesWhatPeopleType)

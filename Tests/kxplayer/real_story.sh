@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Tells kxplayer's whole story in a window of a virtual X server, with a real pointer and keyboard, against a private
-# sound server whose output is recorded: an export cancelled, play, drag, export, a broken file, a slow one,
-# a signal.
+# sound server whose output is recorded: an export cancelled, play, select a loop and hear it, undo, export, a broken
+# file, a slow one, a signal.
 # Usage: real_story.sh KXPLAYER KXTOOL [FOLDER FOR PICTURES [dark]]     dark: on a desktop with dark colours
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -42,7 +42,7 @@ processes+=($!)
 eventually pactl info
 
 mkfifo "$work/display"
-Xvfb -displayfd 3 -screen 0 "${KX_SCREEN:-780x480}x24" -nolisten tcp -noreset 3>"$work/display" 2>"$work/xvfb.log" &
+Xvfb -displayfd 3 -screen 0 "${KX_SCREEN:-780x520}x24" -nolisten tcp -noreset 3>"$work/display" 2>"$work/xvfb.log" &
 processes+=($!)
 read -r -t 30 number <"$work/display" || fail "no X server: $(cat "$work/xvfb.log")"
 export DISPLAY=:$number QT_QPA_PLATFORM=xcb KXFW_AUDIO_BACKEND=pulse
@@ -128,19 +128,58 @@ xdotool key space
 eventually heard
 picture playing
 
-# A drag of the play line to the right of the middle moves the position there.
+# A click in the waveform to the right of its middle puts the line there, also while it plays.
 eval "$(xdotool getwindowgeometry --shell "$window" | sed 's/^/GEOMETRY_/')"
-bar=$((GEOMETRY_HEIGHT - 140))
-xdotool mousemove --window "$window" 200 "$bar" mousedown 1 mousemove --window "$window" 500 "$bar" mouseup 1
-xdotool key o space
+wave=$((GEOMETRY_HEIGHT - 220))
+point() { xdotool mousemove --window "$window" "$1" "$wave"; }
+point 500
+xdotool click 1 key o space
 eventually titled 'music.wav - kxplayer'
 
-# Export what lies before it; the file's length is where the line was dropped.
+# Export what lies before it; the file's length is where the line was put.
 choose ctrl+e "$work/range.aiff"
 eventually frames "$work/range.aiff"
 length=$(frames "$work/range.aiff")
 [ "$length" -gt 441000 ] && [ "$length" -lt 882000 ] || fail "exported $length frames"
 back
+
+# A phrase is zoomed to and selected; its loop is heard, bit for bit what an export of the range holds.
+point 300
+xdotool click 4 click 4 click 4 click 4 click 4 click 4
+xdotool mousedown 1
+point 350
+point 400
+xdotool mouseup 1
+picture selected
+exports() { choose ctrl+e "$1"; eventually frames "$1"; back; }
+exports "$work/loop.aiff"
+length=$(frames "$work/loop.aiff")
+[ "$length" -gt 22050 ] && [ "$length" -lt 132300 ] || fail "selected $length frames"
+"$tool" decode "$work/loop.aiff" "$work/loop.raw"
+passes() { # an export ends with a whole slice of 512
+    python3 - "$work/recording.raw" "$work/loop.raw" <<'PY'
+import sys
+from array import array
+loop = array("h", open(sys.argv[2], "rb").read())
+loop.byteswap()
+loop = loop.tobytes()
+heard = open(sys.argv[1], "rb").read()
+begin = loop[:-4 * 512]
+first = heard.find(begin)
+length = heard.find(begin, first + 4) - first
+sys.exit(first < 0 or not len(begin) < length <= len(loop) or heard[first:first + length] != loop[:length])
+PY
+}
+xdotool key space
+eventually passes
+picture looping
+xdotool key space
+# Zoomed in until there are single samples, undone, and back to the whole file.
+xdotool $(printf 'click 4 %.0s' $(seq 40))
+picture samples
+xdotool key ctrl+z key 0
+exports "$work/undone.aiff"
+[ "$(frames "$work/undone.aiff")" = "$(frames "$work/range.aiff")" ] || fail "the selection was not undone"
 
 # A broken file brings the alert; what was open stays.
 choose ctrl+o "$work/broken.mp3"
