@@ -52,7 +52,8 @@ TEST_P(ServerBackend, TellsWhatChangesUpToTheLastOfABurst)
     server.removeSink("kx2");
     EXPECT_TRUE(devices.waitUntil([&] { return deviceOf(service, "kx2") == kAudioObjectUnknown; }));
     EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) != kx2; }));
-    EXPECT_NE(defaultOutput(service), kAudioObjectUnknown);
+    const auto hasDefault = [&] { return defaultOutput(service) != kAudioObjectUnknown; };
+    EXPECT_TRUE(hasDummy ? output.waitUntil(hasDefault) : hasDefault()); // its session manager takes a moment
     server.removeSink("kx1");
     server.removeSink("kx3");
     EXPECT_TRUE(output.waitUntil([&] { return defaultOutput(service) == deviceOf(service, "auto_null"); }));

@@ -16,7 +16,8 @@ namespace kx
 /// without one has no default. Lives under the loop's lock.
 ///
 /// The server answers in order. After anything that it tells we ask it for a sign; what has been told when that comes
-/// is whole, and given on at once: a burst of news is one description.
+/// is whole, and given on at once: a burst of news is one description. The default of a sink that has gone is none
+/// until the session manager has chosen another, some milliseconds later.
 class PipeWireConnection
 {
 public:

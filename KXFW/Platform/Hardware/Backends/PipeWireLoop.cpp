@@ -11,9 +11,12 @@ std::shared_ptr<kx::PipeWireLoop> kx::PipeWireLoop::start()
     if (loop->thread_ == nullptr)
         return nullptr;
     // The settings of clients that play in real time: the process callbacks get the priority that the system allows.
+    // Where they are not installed, the common settings.
     const spa_dict_item items[] = {{PW_KEY_CONFIG_NAME, "client-rt.conf"}};
     const spa_dict settings{0, 1, items};
     loop->context_ = pipeWire().context_new(loop->loop(), pipeWire().properties_new_dict(&settings), 0);
+    if (loop->context_ == nullptr)
+        loop->context_ = pipeWire().context_new(loop->loop(), nullptr, 0);
     if (loop->context_ == nullptr || pipeWire().thread_loop_start(loop->thread_) < 0)
         return nullptr;
     return loop;
