@@ -1,11 +1,15 @@
 #include "KXFW/Audio/KXAFilePlayerDataSource.h"
 
 #include "KXFW/Audio/Player/LoopWalk.h"
+#include "KXFW/Audio/Player/SharedSlot.h"
 #include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "KXFW/Platform/Foundation/Guarded.h"
 
 #include <algorithm>
+#include <atomic>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 namespace
 {
@@ -39,7 +43,10 @@ private:
 } // namespace
 
 struct KXAFilePlayerDataSource::Impl {
-    kx::Guarded<std::shared_ptr<KXAFiledAudioData2>> audioData;
+    kx::SharedSlot<KXAFiledAudioData2> audioData;
+    std::atomic<bool> isPlayed{false}; ///< the render path uses the data without a reference
+    std::mutex keptLock;
+    std::vector<std::shared_ptr<KXAFiledAudioData2>> kept;
     kx::Guarded<std::shared_ptr<KXAPlayerParam>> param{KXAPlayerParam::playerParam()};
 };
 
@@ -53,7 +60,18 @@ std::shared_ptr<KXAFiledAudioData2> KXAFilePlayerDataSource::audioData() const
 
 void KXAFilePlayerDataSource::setAudioData(std::shared_ptr<KXAFiledAudioData2> audioData)
 {
-    impl_->audioData.set(std::move(audioData));
+    auto old = impl_->audioData.exchange(std::move(audioData));
+    const std::lock_guard guard(impl_->keptLock);
+    if (old && impl_->isPlayed)
+        impl_->kept.push_back(std::move(old));
+}
+
+/// Lives as long as the source. Who marks it after an exchange finds what is new.
+KXAFiledAudioData2 *KXAFilePlayerDataSource::dataToPlay() const noexcept
+{
+    if (!impl_->isPlayed)
+        impl_->isPlayed = true;
+    return impl_->audioData.now();
 }
 
 std::shared_ptr<KXAPlayerParam> KXAFilePlayerDataSource::param() const

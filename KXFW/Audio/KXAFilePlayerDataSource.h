@@ -8,6 +8,11 @@
 #include <memory>
 #include <stop_token>
 
+namespace kx
+{
+class RenderSource;
+}
+
 /// Pairs one file's audio data with a parameter record that tracks the read position and the play range in bytes.
 /// The player makes one for each file it loads. It adds no locking to that of its audio data.
 class KX_EXPORT KXAFilePlayerDataSource
@@ -37,11 +42,14 @@ public:
     void prerenderToBuffer(void *destination, uint32_t frames);
 
     [[nodiscard]] std::shared_ptr<KXAFiledAudioData2> audioData() const; ///< [any] [render]
-    void setAudioData(std::shared_ptr<KXAFiledAudioData2> audioData);    ///< [any]
-    [[nodiscard]] std::shared_ptr<KXAPlayerParam> param() const;         ///< [any]
-    void setParam(std::shared_ptr<KXAPlayerParam> param); ///< Null is refused: there is always a record. [any]
+    /// Data that is replaced while a player has the source is kept as long as the source. [any]
+    void setAudioData(std::shared_ptr<KXAFiledAudioData2> audioData);
+    [[nodiscard]] std::shared_ptr<KXAPlayerParam> param() const; ///< [any]
+    void setParam(std::shared_ptr<KXAPlayerParam> param);        ///< Null is refused: there is always a record. [any]
 
 private:
+    friend class kx::RenderSource;
+    [[nodiscard]] KXAFiledAudioData2 *dataToPlay() const noexcept;
     static std::shared_ptr<KXAFilePlayerDataSource> of(std::shared_ptr<KXAFiledAudioData2> data);
 
     struct Impl;

@@ -47,7 +47,7 @@ int64_t KXAPlayerParam::byteOffset() const noexcept
 
 void KXAPlayerParam::setByteOffset(int64_t byteOffset) noexcept
 {
-    impl_->byteOffset = byteOffset;
+    impl_->byteOffset.store(byteOffset, std::memory_order_release); // in each slice
 }
 
 int64_t KXAPlayerParam::startOffset() const noexcept

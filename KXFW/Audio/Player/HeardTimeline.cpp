@@ -56,7 +56,7 @@ void HeardTimeline::note(const RenderedSlice &slice) noexcept
     } else {
         append(slice);
     }
-    entered_ += slice.frames;
+    entered_.store(entered_ + slice.frames, std::memory_order_release); // under the lock
     held_ = slice.held;
 }
 

@@ -38,7 +38,10 @@ public:
     [[nodiscard]] KXAHeardFrame heard();                        ///< [any]
 
     // The render path's. All [render] [queue: byteOffsetChangeQueue].
-    bool takeJump() noexcept { return hasJumped_.exchange(false); } ///< Once: the next frames follow a jump.
+    bool takeJump() noexcept
+    {
+        return hasJumped_ && hasJumped_.exchange(false);
+    }                                                               ///< Once: the next frames follow a jump.
     [[nodiscard]] bool &seekIsDue() noexcept { return seekIsDue_; } ///< The data is not at the position.
     [[nodiscard]] HeardTimeline &timeline() noexcept { return timeline_; }
 

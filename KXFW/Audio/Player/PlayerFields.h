@@ -2,6 +2,7 @@
 
 #include "KXFW/Audio/KXAFilePlayerDataSource.h"
 #include "KXFW/Audio/KXAPlayerParam.h"
+#include "KXFW/Audio/Player/SharedSlot.h"
 #include "KXFW/Platform/AudioUnits/AudioUnit.h"
 #include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "KXFW/Platform/Dispatch/TimerSource.h"
@@ -17,33 +18,6 @@
 
 namespace kx
 {
-
-/// A shared object that may be replaced. `now` takes neither a lock nor a reference: whoever replaces the object keeps
-/// the old one for as long as somebody may use it so.
-template <class Object> class SharedSlot
-{
-public:
-    explicit SharedSlot(std::shared_ptr<Object> object = nullptr) { exchange(std::move(object)); }
-
-    [[nodiscard]] std::shared_ptr<Object> get() const ///< [any]
-    {
-        const std::lock_guard guard(lock_);
-        return object_;
-    }
-    [[nodiscard]] Object *now() const noexcept { return now_.load(std::memory_order_acquire); } ///< [any] [render]
-    std::shared_ptr<Object> exchange(std::shared_ptr<Object> object) ///< Gives the old one. [any]
-    {
-        const std::lock_guard guard(lock_);
-        now_.store(object.get(), std::memory_order_release);
-        std::swap(object_, object);
-        return object;
-    }
-
-private:
-    mutable PriorityMutex lock_;
-    std::shared_ptr<Object> object_;
-    std::atomic<Object *> now_{nullptr};
-};
 
 /// What the parts of a player share: what it consists of, and what it is doing.
 class PlayerFields

@@ -109,10 +109,11 @@ AudioUnitRenderActionFlags RenderSource::render(const AudioTimeStamp &time, uint
         fields_.queue().syncKept([&] {
             KXAPlayerParam &param = fields_.param();
             // The input format may change between the chain's request and this read: never beyond the buffer.
-            const int64_t wanted = int64_t{param.inputDesc().mBytesPerFrame} * frames;
+            const AudioStreamBasicDescription input = param.inputDesc();
+            const int64_t wanted = int64_t{input.mBytesPerFrame} * frames;
             const Read read = readBytes(param, buffer.mData, std::min<int64_t>(wanted, buffer.mDataByteSize));
             filled = static_cast<std::size_t>(read.walk.count);
-            const uint32_t held = heldFrames();
+            const uint32_t held = mayHold(input) ? heldFrames(param) : 0;
             jumps = position_.takeJump();
             note(time, frames, held, read, jumps);
             endOnceHeard(frames, held, read);
@@ -138,10 +139,10 @@ RenderSource::Read RenderSource::read(void *destination, int64_t frames)
 RenderSource::Read RenderSource::readBytes(KXAPlayerParam &param, void *destination, int64_t bytes)
 {
     const auto *const source = fields_.sourceNow();
-    const auto data = source ? source->audioData() : nullptr;
+    KXAFiledAudioData2 *const data = source ? source->dataToPlay() : nullptr;
     if (!data)
         return {};
-    const auto bytesPerFrame = static_cast<int64_t>(data->format().mBytesPerFrame);
+    const auto bytesPerFrame = static_cast<int64_t>(data->bytesPerFrame());
     const LoopRange range = rangeOf(param, data->numFrames() * bytesPerFrame, bytesPerFrame);
     RenderWalk walk(*data, bytesPerFrame, destination, position_.seekIsDue());
     if (position_.seekIsDue())
@@ -162,18 +163,26 @@ LoopRange RenderSource::rangeOf(const KXAPlayerParam &param, int64_t dataSize, i
             loop};
 }
 
+bool RenderSource::mayHold(const AudioStreamBasicDescription &input) const noexcept
+{
+    return fields_.postConverterUnit || input.mSampleRate != kCanonicalSampleRate;
+}
+
 bool RenderSource::chainMayHold() const
 {
-    return fields_.postConverterUnit || fields_.param().inputDesc().mSampleRate != kCanonicalSampleRate;
+    return mayHold(fields_.param().inputDesc());
 }
 
 uint32_t RenderSource::heldFrames() const
 {
+    return chainMayHold() ? heldFrames(fields_.param()) : 0;
+}
+
+uint32_t RenderSource::heldFrames(const KXAPlayerParam &param)
+{
     uint32_t held = 0;
     uint32_t size = sizeof held;
-    if (chainMayHold())
-        AudioUnitGetProperty(fields_.param().postUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global, 0,
-                             &held, &size);
+    AudioUnitGetProperty(param.postUnit(), kAudioUnitProperty_HeldFrames, kAudioUnitScope_Global, 0, &held, &size);
     return held;
 }
 

@@ -13,7 +13,7 @@ namespace kx
 /// with silence behind the end, and ends the run when all has gone through the chain.
 ///
 /// One slice is one task on the player's queue. Besides, it enters the audio data's queues and, for a moment, the lock
-/// of the frame that is heard; it takes no reference to anything but the audio data.
+/// of the frame that is heard; it takes no reference to anything.
 class RenderSource
 {
 public:
@@ -53,6 +53,8 @@ public:
 private:
     static constexpr int64_t kNothingYet = INT64_MAX / 2;
 
+    [[nodiscard]] bool mayHold(const AudioStreamBasicDescription &input) const noexcept;
+    static uint32_t heldFrames(const KXAPlayerParam &param);
     Read readBytes(KXAPlayerParam &param, void *destination, int64_t bytes);
     [[nodiscard]] LoopRange rangeOf(const KXAPlayerParam &param, int64_t dataSize, int64_t bytesPerFrame) const;
     void note(const AudioTimeStamp &time, uint32_t frames, uint32_t held, const Read &read, bool jumps);
