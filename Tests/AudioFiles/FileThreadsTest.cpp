@@ -1,5 +1,7 @@
 #include "FileTestSupport.h"
 
+#include "KXFW/Platform/AudioFiles/DiskDeadline.h"
+
 #include <thread>
 
 namespace kx::test
@@ -25,6 +27,26 @@ TEST(FileThreads, FilesAreIndependent)
                 ASSERT_EQ(readAll<int16_t>(again), straight);
             }
         });
+}
+
+TEST(DiskDeadline, TheOutermostThatIsSetCountsUntilItEnds)
+{
+    using kx::DiskDeadline;
+    const DiskDeadline none(DiskDeadline::kNone);
+    {
+        const DiskDeadline counts(std::chrono::seconds(1));
+        const uint64_t number = DiskDeadline::number();
+        EXPECT_NE(number, 0U);
+        {
+            const DiskDeadline inside(std::chrono::hours(1));
+            EXPECT_EQ(DiskDeadline::number(), number);
+        }
+        EXPECT_TRUE(DiskDeadline::current()) << "it outlives those inside of it";
+    }
+    EXPECT_FALSE(DiskDeadline::current());
+    const kx::DiskPatience patience;
+    const DiskDeadline ignored(std::chrono::seconds(1));
+    EXPECT_EQ(DiskDeadline::number(), 0U);
 }
 
 } // namespace kx::test

@@ -11,24 +11,28 @@ namespace
 thread_local std::optional<DiskDeadline::Clock::time_point> currentDeadline;
 thread_local uint64_t currentNumber = 0;
 thread_local int patient = 0;
+thread_local int depth = 0;  ///< deadlines that live on this thread
+thread_local int counts = 0; ///< at which depth the one that counts was made; 0 for none
 
 std::atomic<uint64_t> deadlines{0};
 
 } // namespace
 
 DiskDeadline::DiskDeadline(std::chrono::milliseconds patience) noexcept
-    : counts_(patience != kNone && patient == 0 && !currentDeadline)
 {
-    if (!counts_)
+    ++depth;
+    if (patience == kNone || patient != 0 || currentDeadline)
         return;
+    counts = depth;
     currentDeadline = Clock::now() + patience;
     currentNumber = ++deadlines;
 }
 
 DiskDeadline::~DiskDeadline()
 {
-    if (!counts_)
+    if (depth-- != counts)
         return;
+    counts = 0;
     currentDeadline.reset();
     currentNumber = 0;
 }

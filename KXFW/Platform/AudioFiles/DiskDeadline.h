@@ -30,9 +30,6 @@ public:
     [[nodiscard]] static std::optional<Clock::time_point> current() noexcept; ///< Of this thread. [any]
     /// Tells one deadline of this thread from another; 0 where there is none. [any]
     [[nodiscard]] static uint64_t number() noexcept;
-
-private:
-    bool counts_;
 };
 
 /// While it lives, deadlines that are set inside of it do not count: for a thread that has nothing else to do.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "KXFW/Platform/Foundation/Export.h"
-
 #include <pthread.h>
 
 namespace kx
@@ -10,7 +8,7 @@ namespace kx
 /// A mutex whose holder inherits the priority of those who wait, so that a render thread never waits for a thread
 /// that others keep off the processor. Locking it twice on one thread is reported (throws NSException
 /// "kx::Reentry"), never a deadlock. Satisfies Lockable.
-class KX_EXPORT PriorityMutex
+class PriorityMutex
 {
 public:
     PriorityMutex();  ///< [any]
