@@ -34,6 +34,7 @@ namespace kxtool
 
 void showInfo(const std::string & /*file*/) {}
 void showDevices() {}
+void showFormats() {}
 void play(const PlayOptions &options)
 {
     checkRange(options.range);
