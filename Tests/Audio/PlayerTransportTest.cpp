@@ -46,6 +46,14 @@ TEST_F(PlayerTest, LoadsAnotherFileWhilePlaying)
         load(indexed(100000 + round % 2));
         advance(700);
     }
+    auto source = player->dataSource();
+    const std::weak_ptr<KXAFiledAudioData2> played = source->audioData();
+    source->setAudioData(KXAFiledAudioData2::audioDataWithContentsOfURL(make(indexed(100000))));
+    advance(700);
+    EXPECT_FALSE(played.expired()) << "a slice may be using it";
+    player->setDataSource(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(make(indexed(100001))));
+    source.reset();
+    EXPECT_TRUE(played.expired());
     std::stop_source cancelled;
     cancelled.request_stop();
     EXPECT_FALSE(player->loadFileAtURL(make(indexed(50000)), cancelled.get_token()));
