@@ -67,10 +67,10 @@ void MiniMap::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);
     painter.fillRect(event->rect(), palette().color(QPalette::Base));
-    painter.fillRect(QRect(0, 0, width(), 1),
-                     mixed(palette().color(QPalette::Base), palette().color(QPalette::Text), 0.2));
     if (!model_.hasFile())
         return;
+    painter.fillRect(QRect(0, 0, width(), 1),
+                     mixed(palette().color(QPalette::Base), palette().color(QPalette::Text), 0.2));
     for (const QRect &dirty : event->region())
         paintWave(painter, dirty);
     paintWindow(painter);

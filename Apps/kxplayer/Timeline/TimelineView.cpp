@@ -22,9 +22,10 @@ constexpr double kGripWidth = 12;
 constexpr double kGripHeight = 22;
 constexpr double kLineWidth = 2;
 constexpr double kHeadWidth = 15;
-constexpr double kHeadHeight = 15;
+constexpr double kHeadHeight = 14;
 constexpr double kPointDistance = 8; ///< pixels between samples from which on they are drawn as points
 constexpr double kPointRadius = 2.5;
+constexpr double kSampleLineWidth = 1.5;
 constexpr double kSmallText = 0.85; ///< of the usual size
 constexpr int64_t kHandleStep = kx::kSampleRate / 10;
 constexpr int64_t kHandlePage = 5 * kx::kSampleRate;
@@ -143,7 +144,7 @@ void TimelineView::paintWave(QPainter &painter, const QRect &area)
     const auto pixels = [&](int points) { return static_cast<int>(std::lround(points * scale)); };
     const QPoint origin(pixels(wave.left()), pixels(wave.top()));
     model_.wantSamples(scale);
-    const WaveSource &source = model_.source();
+    const WaveSource source = paintsPoints() ? WaveSource() : model_.source();
     if (source.overview != painted_.overview || source.samples != painted_.samples)
         mask_.forget();
     painted_ = source;
@@ -178,17 +179,22 @@ void TimelineView::paintParts(WavePainter &wave) const
     wave.addRest(waveColors(palette(), {}));
 }
 
-/// Single samples as points.
-void TimelineView::paintSamples(QPainter &painter) const
+bool TimelineView::paintsPoints() const
 {
     const auto &samples = model_.source().samples;
-    if (!samples || 1 / model_.view().framesPerPixel() < kPointDistance)
+    const auto first = static_cast<int64_t>(model_.view().firstFrame());
+    const auto end = std::min(static_cast<int64_t>(model_.view().endFrame()) + 1, model_.length().count());
+    return samples && samples->covers(first, end) && 1 / model_.view().framesPerPixel() >= kPointDistance;
+}
+
+/// Single samples as points, joined by lines.
+void TimelineView::paintSamples(QPainter &painter) const
+{
+    if (!paintsPoints())
         return;
     const QRectF wave = waveArea();
     painter.save();
     painter.setClipRect(wave);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(palette().color(QPalette::Text));
     const double upper = model_.style().lanes ? std::floor(wave.height() / 2) : wave.height();
     paintLane(painter, 0, {wave.left(), wave.top(), wave.width(), upper});
     paintLane(painter, 1,
@@ -202,12 +208,20 @@ void TimelineView::paintLane(QPainter &painter, int channel, const QRectF &lane)
     const SampleWindow &samples = *model_.source().samples;
     const auto first = std::max(static_cast<int64_t>(model_.view().firstFrame()), samples.first);
     const auto end = std::min(static_cast<int64_t>(model_.view().endFrame()) + 2, samples.end());
+    const QColor color =
+        mixed(palette().color(QPalette::Base), palette().color(QPalette::Text), channel == 0 ? 0.9 : 0.6);
+    QPolygonF points;
     for (int64_t frame = first; frame < end; ++frame) {
         const int sample = samples.interleaved[static_cast<std::size_t>((frame - samples.first) * 2 + channel)];
         const double y = lane.height() / 2 - sample / 32768.0 * model_.gain() * (lane.height() / 2 - 1);
-        painter.drawEllipse(QPointF(xOf(frame), lane.top() + std::clamp(y, 0.0, lane.height())), kPointRadius,
-                            kPointRadius);
+        points << QPointF(xOf(frame), lane.top() + std::clamp(y, 0.0, lane.height()));
     }
+    painter.setPen(QPen(color, kSampleLineWidth));
+    painter.drawPolyline(points);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    for (const QPointF &point : points)
+        painter.drawEllipse(point, kPointRadius, kPointRadius);
 }
 
 void TimelineView::paintRuler(QPainter &painter) const
@@ -274,16 +288,22 @@ void TimelineView::paintPointer(QPainter &painter) const
     painter.fillPath(shape, mixed(palette().color(QPalette::Base), text, 0.85));
     painter.setPen(palette().color(QPalette::Base));
     painter.setFont(smallFont(font()));
-    painter.drawText(label, Qt::AlignCenter, QString::fromStdString(timeText(frameAt(pointer_->x()).count())));
+    painter.drawText(label, Qt::AlignCenter, pointerText());
+}
+
+/// The frame, where the ruler tells frames, too.
+QString TimelineView::pointerText() const
+{
+    const int64_t frame = frameAt(pointer_->x()).count();
+    return model_.view().framesPerPixel() < 1 ? QString::number(frame) : QString::fromStdString(timeText(frame));
 }
 
 QRectF TimelineView::pointerLabel() const
 {
     const QFontMetricsF metrics(smallFont(font()));
-    const QString text = QString::fromStdString(timeText(frameAt(pointer_->x()).count()));
-    const double size = metrics.horizontalAdvance(text) + 10;
+    const double size = metrics.horizontalAdvance(pointerText()) + 10;
     const double left = std::clamp(pointer_->x() - size / 2, 1.0, std::max(width() - size - 1, 1.0));
-    return {left, 2, size, kRulerHeight - 6};
+    return {left, 1, size, kRulerHeight - 12};
 }
 
 void TimelineView::paintLine(QPainter &painter) const

@@ -28,7 +28,7 @@ class TimelineView : public QWidget
 
 public:
     static constexpr int kMargin = 12; ///< points beside the waveform, which a grip has room in
-    static constexpr int kRulerHeight = 26;
+    static constexpr int kRulerHeight = 30;
 
     /// The model outlives it.
     explicit TimelineView(TimelineModel &model, QWidget *parent = nullptr);
@@ -70,9 +70,11 @@ private:
     void showLine(int64_t before);
     [[nodiscard]] QRect strip(double x) const;
     [[nodiscard]] QRect waveArea() const;
+    [[nodiscard]] QString pointerText() const;
     [[nodiscard]] QRectF pointerLabel() const;
     void paintWave(QPainter &painter, const QRect &area);
     void paintParts(WavePainter &wave) const;
+    [[nodiscard]] bool paintsPoints() const;
     void paintSamples(QPainter &painter) const;
     void paintLane(QPainter &painter, int channel, const QRectF &lane) const;
     void paintRuler(QPainter &painter) const;
