@@ -1,6 +1,7 @@
 #include "KXFW/Platform/AudioUnits/LV2Module/PluginStage.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -51,7 +52,7 @@ void PluginInstance::run(uint32_t frames) noexcept
 uint32_t PluginInstance::latency() const noexcept
 {
     const float frames = told_[latencyAt_];
-    return frames > 0 ? static_cast<uint32_t>(std::min(frames, 1e9F) + 0.5F) : 0;
+    return frames > 0 ? static_cast<uint32_t>(std::lround(std::min(frames, 1e9F))) : 0;
 }
 
 PluginStage::PluginStage(std::vector<PluginInstance> instances, std::vector<LV2Control> controls)
