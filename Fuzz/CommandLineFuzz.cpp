@@ -33,6 +33,7 @@ namespace kxtool
 {
 
 void showInfo(const std::string & /*file*/) {}
+void showFormats() {}
 void showDevices() {}
 void showFormats() {}
 void play(const PlayOptions &options)

@@ -1,6 +1,6 @@
 /// @file
-/// A fuzz target: one function that takes bytes and must come back whatever they are. libFuzzer finds the bytes in the
-/// fuzz build; in every other build RunCorpus.cpp gives it the kept ones, as a test.
+/// A fuzz target: one function that takes bytes and must come back whatever they are. libFuzzer finds the bytes, or
+/// gives it the kept ones, as a test.
 #pragma once
 
 #include <cstddef>

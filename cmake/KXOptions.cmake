@@ -14,13 +14,13 @@ if(KXFW_SANITIZE)
     target_link_options(kx_options INTERFACE -fsanitize=${KXFW_SANITIZE})
     target_compile_definitions(kx_options INTERFACE KX_SANITIZED=1)
 endif()
-if(KXFW_FUZZ)
-    target_compile_options(kx_options INTERFACE -fsanitize=fuzzer-no-link)
-endif()
 # Hardening of what is installed, which scripts/checks/hardening.sh reads from the built files. Not of the programs of a
 # folder that says so, and not under the sanitizers, which check more and do not know _FORTIFY_SOURCE; it takes an
 # optimised build.
 define_property(TARGET PROPERTY KX_UNHARDENED INHERITED)
+if(KXFW_FUZZ)
+    target_compile_options(kx_options INTERFACE "$<$<NOT:$<BOOL:$<TARGET_PROPERTY:KX_UNHARDENED>>>:-fsanitize=fuzzer-no-link>")
+endif()
 if(NOT KXFW_SANITIZE)
     set(hardened "$<NOT:$<BOOL:$<TARGET_PROPERTY:KX_UNHARDENED>>>")
     set(flow)
@@ -37,7 +37,7 @@ target_include_directories(kx_options INTERFACE ${PROJECT_SOURCE_DIR})
 # folder; with KXFW_UNITY_TESTS only those of the tests are. Names in the unnamed namespaces of a folder therefore
 # differ from one another.
 function(kx_unity target)
-    if(NOT KXFW_UNITY AND NOT (KXFW_UNITY_TESTS AND target MATCHES "^test_"))
+    if(NOT KXFW_UNITY AND NOT (KXFW_UNITY_TESTS AND target MATCHES "^(kx_)?test_"))
         return()
     endif()
     get_target_property(sources ${target} SOURCES)

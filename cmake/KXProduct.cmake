@@ -3,8 +3,12 @@ function(kx_product name objects)
     if(BUILD_SHARED_LIBS)
         set(map ${PROJECT_SOURCE_DIR}/cmake/exports.map)
         add_library(${name} SHARED $<TARGET_OBJECTS:${objects}>)
-        # Template instances of the standard library stay inside (exports.map); nothing may be left for others to define.
-        target_link_options(${name} PRIVATE -Wl,-z,nodelete -Wl,--no-undefined -Wl,--version-script=${map})
+        # Template instances of the standard library stay inside (exports.map); nothing may be left for others to define,
+        # but a sanitizer's functions, which clang puts into the program.
+        target_link_options(${name} PRIVATE -Wl,-z,nodelete -Wl,--version-script=${map})
+        if(NOT KXFW_SANITIZE)
+            target_link_options(${name} PRIVATE -Wl,--no-undefined)
+        endif()
         target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:kx_options>)
         set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map})
     else()

@@ -13,8 +13,8 @@ targets=("$@")
 
 scripts/setup.sh
 mkdir -p build
-cmake --preset fuzz >build/fuzz.log 2>&1 || { cat build/fuzz.log >&2; exit 1; }
-cmake --build --preset fuzz --target "${targets[@]/#/fuzz_}"
+cmake --preset asan >build/asan.log 2>&1 || { cat build/asan.log >&2; exit 1; }
+cmake --build --preset asan --target "${targets[@]/#/fuzz_}"
 
 # Less memory than the sanitizers like, as they fill it again and again. No allocation that hostile counts could explain.
 export ASAN_OPTIONS=quarantine_size_mb=16:malloc_context_size=3 UBSAN_OPTIONS=print_stacktrace=1
@@ -24,7 +24,7 @@ fuzz() {
     local seeds=("Fuzz/Corpora/$target")
     [ "$target" != file ] || seeds+=(Tests/AudioFiles/hostile)
     mkdir -p "build/fuzz/corpus/$target" build/fuzz/findings
-    if build/fuzz/bin/fuzz_"$target" -seed="${KX_FUZZ_SEED:-0}" -max_total_time="$seconds" \
+    if build/asan/bin/fuzz_"$target" -seed="${KX_FUZZ_SEED:-0}" -max_total_time="$seconds" \
         -timeout=20 -rss_limit_mb=2048 -malloc_limit_mb=100 -max_len=8192 -dict=Fuzz/xml.dict -print_final_stats=1 -artifact_prefix="build/fuzz/findings/$target-" \
         "build/fuzz/corpus/$target" "${seeds[@]}" >"$log" 2>&1; then
         echo "fuzz: $target: $(sed -n 's/^stat::number_of_executed_units: *//p' "$log") runs, nothing found"

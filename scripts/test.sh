@@ -10,4 +10,5 @@ scripts/setup.sh
 mkdir -p build
 cmake --preset "$preset" ${KX_CMAKE:-} >"build/$preset.log" 2>&1 || { cat "build/$preset.log" >&2; exit 1; }
 cmake --build --preset "$preset"
-ctest --preset "$preset" -j2 --no-tests=error --output-on-failure "$@"
+# Many tests wait for sound.
+ctest --preset "$preset" -j$(($(nproc) * 3 / 2)) --no-tests=error --output-on-failure "$@"

@@ -48,7 +48,7 @@ TEST_F(PlayerExportTest, WritesTheRangeInWholeSlicesUnlessItIsCancelled)
                              static_cast<double>(i * 512 * 100) / static_cast<double>(row.end - row.start));
         auto frames = indicesOf(destination);
         ASSERT_EQ(frames.size(), row.slices * 512);
-        const auto behind = std::min(frames.end(), frames.begin() + (60000 - row.start));
+        const auto behind = frames.begin() + std::min<std::ptrdiff_t>(std::ssize(frames), 60000 - row.start);
         EXPECT_EQ(std::count(behind, frames.end(), 0), frames.end() - behind) << "silence behind the data";
         frames.erase(behind, frames.end());
         expectPasses(frames, frames.size(), row.start, 0, 60000);

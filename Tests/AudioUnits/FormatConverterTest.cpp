@@ -11,13 +11,13 @@ namespace
 
 TEST(FormatConverter, KeepsTheContractInEveryFormat)
 {
-    for (const auto &[in, out] :
+    for (const auto &formats :
          {std::pair(kStandard, kStereoFloat), std::pair(kStereoFloat, kStandard),
           std::pair(planarFloat(44100, 6), kNative16), std::pair(planarFloat(48000, 2), kStereoFloat),
           std::pair(kStandard, planarFloat(96000, 2)), std::pair(planarFloat(8000, 2), planarFloat(192000, 1))})
         checkContract({kAudioUnitType_FormatConverter, kAudioUnitSubType_AUConverter, 0, 0, 0}, [&](AudioUnit unit) {
-            ASSERT_EQ(setFormat(unit, kAudioUnitScope_Input, in), noErr);
-            ASSERT_EQ(setFormat(unit, kAudioUnitScope_Output, out), noErr);
+            ASSERT_EQ(setFormat(unit, kAudioUnitScope_Input, formats.first), noErr);
+            ASSERT_EQ(setFormat(unit, kAudioUnitScope_Output, formats.second), noErr);
         });
 }
 

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <ranges>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -159,9 +158,9 @@ void kx::test::PulseServer::start()
 
 void kx::test::PulseServer::stop()
 {
-    for (const pid_t process : std::ranges::reverse_view(processes_)) {
-        ::kill(process, SIGTERM);
-        waitpid(process, nullptr, 0);
+    for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
+        ::kill(*process, SIGTERM);
+        waitpid(*process, nullptr, 0);
     }
     processes_.clear();
     modules_.clear();

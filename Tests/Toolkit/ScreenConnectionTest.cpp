@@ -80,14 +80,14 @@ TEST(LoadScreen, SaysAllThatIsWrongInOneErrorAndLeavesNothing)
 {
     awakened.clear();
     const auto widgets = QApplication::allWidgets();
-    for (const auto &[files, fault] : kWrongScreens) {
+    for (const auto &screen : kWrongScreens) {
         const auto owner = std::make_shared<Owner>();
         kx::NibConnections connections;
         connections.outlet("button", owner->button);
         connections.outlet("view", owner->view);
         connections.action("act:", [](const NSControl &) {});
-        EXPECT_EQ(faultOf([&] { (void)load(files, owner, connections); }), fault);
-        EXPECT_TRUE(!owner->button && !owner->view.lock() && owner.use_count() == 1) << fault;
+        EXPECT_EQ(faultOf([&] { (void)load(screen.first, owner, connections); }), screen.second);
+        EXPECT_TRUE(!owner->button && !owner->view.lock() && owner.use_count() == 1) << screen.second;
     }
     EXPECT_EQ(QApplication::allWidgets(), widgets);
     EXPECT_TRUE(awakened.empty()) << "no view awakes in a screen that is not connected";

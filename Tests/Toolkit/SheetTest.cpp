@@ -94,13 +94,14 @@ TEST_F(Sheets, EndOnceWhateverEndsThem)
         {closeVanishing, Codes(2, NSModalResponseCancel)},
         {secondAtOnce, Codes(3, NSModalResponseCancel)},
     };
-    for (const auto &[end, expected] : ways) {
+    for (const auto &way : ways) {
+        const auto &expected = way.second;
         codes.clear();
         begin(dialog.get());
-        end();
+        way.first();
         EXPECT_TRUE(QTest::qWaitFor([&] { return codes.size() >= expected.size(); }));
         QCoreApplication::processEvents();
-        EXPECT_EQ(codes, expected) << "way " << &end - &ways[0].first;
+        EXPECT_EQ(codes, expected) << "way " << &way - ways;
         EXPECT_FALSE(dialog->isVisible());
     }
 }
