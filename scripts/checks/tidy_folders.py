@@ -35,7 +35,9 @@ class Folder:
         arguments = arguments[:arguments.index('-o')]
         return [argument for argument in arguments if not argument.startswith('-Werror')]
 
-    def add(self, source):
+    def add(self, source, entry):
+        # A source may have definitions of its own.
+        self.flags += [f for f in self.flags_of(shlex.split(entry['command'])[1:]) if f[:2] == '-D' and f not in self.flags]
         own = set()
         for number, line in enumerate(source.read_text().splitlines(), 1):
             include = INCLUDE.match(line)
@@ -72,7 +74,7 @@ def folders(build, sources):
             sys.exit(f'tidy: {source} is not in {build}/compile_commands.json')
         alone = PROGRAM.search(source.read_text())  # a folder may hold several programs
         name = build / 'tidy' / source.parent / (source.name if alone else 'sources.cpp')
-        found.setdefault(name, Folder(name.resolve(), entry)).add(source)
+        found.setdefault(name, Folder(name.resolve(), entry)).add(source, entry)
     return found.values()
 
 
