@@ -9,7 +9,7 @@ build_packages=(build-essential cmake ninja-build pkg-config python3
     qt6-base-dev qt6-tools-dev libqt6opengl6-dev libqt6svg6 fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy clang libclang-rt-14-dev
     pulseaudio pulseaudio-utils pipewire pipewire-bin pipewire-pulse wireplumber libasound2-plugins ffmpeg lame sox flac vorbis-tools sndfile-programs soundstretch strace
-    xvfb xdotool imagemagick dbus-daemon desktop-file-utils appstream)
+    abigail-tools ccache libmp3lame-dev xvfb xdotool imagemagick dbus-daemon desktop-file-utils appstream)
 
 packages=("${build_packages[@]}")
 [ "${1:-}" = "--run" ] || packages+=("${test_packages[@]}")
