@@ -4,6 +4,7 @@
 #include "KXFW/Platform/Foundation/NSException.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace
 {
@@ -16,6 +17,7 @@ namespace
 } // namespace
 
 struct KXAData::Impl {
+    std::mutex setting; ///< so that both are of one call
     kx::Guarded<AudioStreamBasicDescription> format;
     std::atomic<uint32_t> bytesPerFrame{0}; ///< the same, for those who ask for no more
 };
@@ -35,6 +37,7 @@ uint32_t KXAData::bytesPerFrame() const noexcept
 
 void KXAData::setFormat(const AudioStreamBasicDescription &format)
 {
+    const std::lock_guard guard(impl_->setting);
     impl_->format.set(format);
     impl_->bytesPerFrame = format.mBytesPerFrame;
 }

@@ -82,7 +82,7 @@ KXAFilePlayer::~KXAFilePlayer()
     fields_->isPlaying = false;
     removeObserver(this, kInputDescriptionKey);
     engine_->chain.endAll();
-    tellFailure(true);
+    tell(fields_->failure.exchange(nullptr), true);
 }
 
 void KXAFilePlayer::didChangeValueForKey(const std::string &key)
@@ -124,37 +124,50 @@ bool KXAFilePlayer::loadFileAtURL(const std::filesystem::path &url, const std::s
     if (isExporting())
         return false;
     const kx::DiskDeadline deadline(kOpeningPatience);
-    auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop, why);
-    const bool loaded = loadDataSource(std::move(source), stop);
-    if (!loaded && *why == noErr)
-        *why = stop.stop_requested() ? kAudioFileOpeningCancelledError : kAudioUnitErr_CannotDoInCurrentContext;
-    return loaded;
+    const OSStatus taken = take(KXAFilePlayerDataSource::dataSourceWithContentsOfURL(url, stop, why), stop);
+    if (*why == noErr)
+        *why = taken;
+    return *why == noErr;
 }
 
 bool KXAFilePlayer::loadDataSource(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop)
 {
-    const auto data = source ? source->audioData() : nullptr;
-    const bool loaded = data != nullptr;
-    const int64_t size = loaded ? data->bufferSize() : 0;
-    if (loaded)
-        data->setDiskPatience(kReadingPatience);
-    const std::exception_ptr failure = loaded ? failureReadingAtLoad(*data) : nullptr;
+    const bool hasData = source && source->audioData();
+    const OSStatus taken = take(std::move(source), stop);
+    if (taken == kAudioUnitErr_CannotDoInCurrentContext)
+        NSLog("load refused: an export is running");
+    return hasData && taken == noErr;
+}
 
-    const kx::ControlGuard guard(engine_->control);
-    if (stop.stop_requested() || fields_->refusedWhileExporting("load"))
-        return false;
-    // The render path never meets half of a change; the old source ends outside the queue, after the swap.
-    tellFailure(); // of the old file
-    const auto old = fields_->queue().sync([&] {
-        auto previous = fields_->exchangeSource(std::move(source));
-        engine_->position.beginFile(size);
-        return previous;
-    });
-    if (const auto replaced = old ? old->audioData() : nullptr)
-        engine_->underrunsBefore += replaced->underruns();
-    if (failure)
-        fields_->failure.set(failure);
-    return loaded;
+/// Makes `source` the one that is played, and null none; or says why all is as it was, the data of `source` too.
+OSStatus KXAFilePlayer::take(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop)
+{
+    const auto refusal = [&] {
+        if (stop.stop_requested())
+            return kAudioFileOpeningCancelledError;
+        return isExporting() ? kAudioUnitErr_CannotDoInCurrentContext : noErr;
+    };
+    if (const OSStatus refused = refusal(); refused != noErr)
+        return refused;
+    const auto data = source ? source->audioData() : nullptr;
+    if (data)
+        data->setDiskPatience(kReadingPatience);
+    const std::exception_ptr failure = data ? failureReadingAtLoad(*data) : nullptr;
+    std::exception_ptr failureBefore;
+    std::shared_ptr<KXAFilePlayerDataSource> old; // ends outside the lock and the queue
+    {
+        const kx::ControlGuard guard(engine_->control);
+        if (const OSStatus refused = refusal(); refused != noErr)
+            return refused;
+        fields_->queue().sync([&] { // the render path never meets half of a change
+            old = fields_->exchangeSource(std::move(source));
+            engine_->position.beginFile(data ? data->bufferSize() : 0);
+            engine_->source.takeEnd();
+            failureBefore = fields_->failure.exchange(failure);
+        });
+    }
+    tell(failureBefore); // whose block may wait for threads that use the player
+    return noErr;
 }
 
 bool KXAFilePlayer::play()
@@ -173,7 +186,7 @@ void KXAFilePlayer::stop()
         engine_->transport.stopIfPlaying();
         engine_->source.takeEnd();
     }
-    tellFailure();
+    tell(fields_->failure.exchange(nullptr));
 }
 
 bool KXAFilePlayer::isPlaying() const noexcept
@@ -188,8 +201,7 @@ bool KXAFilePlayer::isExporting() const noexcept
 
 uint64_t KXAFilePlayer::underruns() const
 {
-    const auto data = audioData();
-    return engine_->underrunsBefore + engine_->chain.underruns() + (data ? data->underruns() : 0);
+    return engine_->source.underruns() + engine_->chain.underruns();
 }
 
 int64_t KXAFilePlayer::_readToBuffer(void *destination, int64_t frames)
@@ -211,7 +223,7 @@ void KXAFilePlayer::_timerFired(void * /*unused*/)
             fields_->failure.set(std::current_exception());
     }
     if (!isExporting())
-        tellFailure();
+        tell(fields_->failure.exchange(nullptr));
     tellEnd();
 }
 
@@ -237,10 +249,9 @@ void KXAFilePlayer::tellEnd()
         block(*this);
 }
 
-/// Tells a failure that the render path or a tick kept, once.
-void KXAFilePlayer::tellFailure(bool ending) noexcept
+/// Tells a failure that the render path or a tick kept; null is none.
+void KXAFilePlayer::tell(const std::exception_ptr &failure, bool ending) noexcept
 {
-    const std::exception_ptr failure = fields_->failure.exchange(nullptr);
     if (!failure)
         return;
     try {

@@ -7,6 +7,7 @@
 #include "KXFW/Platform/Foundation/NSException.h"
 #include "KXFW/Platform/Hardware/AudioObject.h"
 
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -97,8 +98,8 @@ public:
     [[nodiscard]] bool isPlaying() const noexcept;
     /// From the start of an export until it is about to tell its end. [any] [render]
     [[nodiscard]] bool isExporting() const noexcept;
-    /// How often sound was missing since the player was made: a device ran dry, or a file was not read ahead in time.
-    /// [any]
+    /// How often sound was missing since the player was made: a device ran dry, or the file that played was not read
+    /// ahead in time. It never goes back, and exports add nothing. [any]
     [[nodiscard]] uint64_t underruns() const;
     void _timerFired(void *unused); ///< One tick: pre-reads a second. [any]
 
@@ -202,14 +203,18 @@ public:
                             CompletionBlock completionBlock, FailureBlock failureBlock,
                             const KXAExportOptions &options);
 
-    /// Called once for each failure of a file while it plays, on a thread of the platform. What could be read is played
-    /// to its end (or looped). Without a block the failure is logged, as one that comes up when the player ends is for
-    /// a block that takes the player. [any]
+    /// Called once for each failure of a file while it plays, with no lock held, on a thread of the platform, or on
+    /// that of a `stop` or a load that comes first. What could be read is played to its end (or looped). Without a
+    /// block the failure is logged, as one that comes up when the player ends is for a block that takes the player.
+    /// [any]
     void setPlaybackFailureBlock(PlaybackFailureBlock block);
     /// Called once when playback has ended by itself, at the end of the data, of the range that is played once, or of
-    /// what a failing file gives, and the device has played it out: on a thread of the platform, up to a tick of the
-    /// timer later, with no lock held. The player may be played again, stopped and released in it. A `play` or `stop`
-    /// before it is called keeps it from coming. Neither `stop` nor the loss of a device is such an end. [any]
+    /// what a failing file gives, and the device has played it out: on the timer's thread, up to a tick later, with no
+    /// lock held. The player may be played again (after a jump, or it ends at once), stopped and released in it. It
+    /// should return soon: meanwhile nothing is read ahead. A `play`, `stop`, load, export or `prepareForExport` before
+    /// it is called keeps it from coming; one that is being told may still come. A jump does not keep it. Neither
+    /// `stop` nor the loss of a device is such an end; a rebuild while the device plays out cuts what is left, and the
+    /// end is told all the same. [any]
     void setPlaybackEndedBlock(PlayerBlock block);
 
     // The render path
@@ -222,8 +227,9 @@ private:
 
     void setUp();
     void startTimer();
+    OSStatus take(std::shared_ptr<KXAFilePlayerDataSource> source, const std::stop_token &stop);
     void tellEnd();
-    void tellFailure(bool ending = false) noexcept;
+    void tell(const std::exception_ptr &failure, bool ending = false) noexcept;
 
     const std::unique_ptr<kx::PlayerEngine> engine_;
 };

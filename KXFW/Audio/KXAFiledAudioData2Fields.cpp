@@ -106,7 +106,7 @@ void KXAFiledAudioData2::setDiskPatience(std::chrono::milliseconds patience) noe
 
 uint64_t KXAFiledAudioData2::underruns() const noexcept
 {
-    return impl_->underruns;
+    return impl_->underruns.load(std::memory_order_relaxed);
 }
 
 bool KXAFiledAudioData2::endedByFailure() const noexcept

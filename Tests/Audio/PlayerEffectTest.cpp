@@ -322,6 +322,25 @@ TEST_F(PlayerEffectChainTest, LoopsAreBitForBitAndTheFrameThatIsHeardIsKnown)
     EXPECT_EQ(player->frameOffset(), 203'000);
 }
 
+TEST_F(PlayerEffectChainTest, AnExportFromTheRangesStartBeginsThereWhateverJumpsBefore)
+{
+    struct Jumping : SampleEffect {
+        Jumping() : SampleEffect([](float sample) { return sample; }) {}
+        void reset() noexcept override { jump(); }
+        std::function<void()> jump = [] {};
+    };
+    load(indexed(60000));
+    const auto jumping = std::make_shared<Jumping>();
+    playThrough({jumping});
+    player->setOffsetFramesPlay(0, 1000, 2000);
+    CapturedLog quiet;
+    jumping->jump = [&] { player->setPositionInFrame(1500); };
+    const auto frames = exported({.fromRangeStart = true, .exactFrames = true});
+    jumping->jump = [] {};
+    ASSERT_EQ(frames.size(), 1000U);
+    expectPasses(frames, 1000, 1000, 1000, 2000);
+}
+
 TEST_F(PlayerEffectChainTest, AnExportIsExactAndIsWhatIsPlayed)
 {
     auto pitch = std::make_shared<TimePitch>();

@@ -1,3 +1,4 @@
+#include "KXFW/Audio/KXAudioUtil.h"
 #include "Tests/Audio/PlayerFixture.h"
 #include "Tests/Support/CapturedLog.h"
 
@@ -56,6 +57,27 @@ TEST_F(PlayerExportTest, WritesTheRangeInWholeSlicesUnlessItIsCancelled)
     player->setLoop(false);
     player->setOffsetFramesPlay(0, 10000, 5000);
     EXPECT_TRUE(exportRange(player, destination).completed) << "a range of nothing is no data that is missing";
+    player->setOffsetFramesPlay(0, 59000, 90000);
+    exportRange(player, destination, [] { return false; }, {.fromRangeStart = true, .exactFrames = true});
+    EXPECT_EQ(indicesOf(destination).size(), 1000U) << "what there is of the range";
+}
+
+TEST_F(PlayerExportTest, OnlyWhatPlaysHasUnderruns)
+{
+    player->timer()->cancel();
+    const auto source = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(make(indexed(300'000)));
+    KXAFiledAudioData2 &data = *source->audioData();
+    readIndices(data);
+    data.seek(0);
+    ASSERT_TRUE(player->loadDataSource(source));
+    auto format = GetStandardDescription();
+    format.mSampleRate = 4 * 44100; // four times what is read ahead for a slice
+    player->setInputDescription(format);
+    const uint64_t before = data.underruns();
+    EXPECT_GT(before, 0U);
+    EXPECT_TRUE(exportRange(player, destination).completed);
+    EXPECT_GT(data.underruns(), before);
+    EXPECT_EQ(player->underruns(), 0U);
 }
 
 TEST_F(PlayerExportTest, AFailedExportLeavesThingsAsTheyWere)
@@ -90,6 +112,7 @@ TEST_F(PlayerExportTest, AFailedExportLeavesThingsAsTheyWere)
 TEST_F(PlayerExportTest, RefusesOtherUsesMeanwhileAndThenMovesToTheDeviceThatWasChosen)
 {
     const AudioUnit output = player->outputUnit();
+    const auto refused = KXAFilePlayerDataSource::dataSourceWithContentsOfURL(make(indexed(100)));
     std::vector<std::string> refusals;
     CapturedLog quiet;
     player->prepareForExport();
@@ -100,7 +123,7 @@ TEST_F(PlayerExportTest, RefusesOtherUsesMeanwhileAndThenMovesToTheDeviceThatWas
                     EXPECT_FALSE(player->play() || player->setPositionInFrame(30000) || player->setLoop(true) ||
                                  player->setEffect(nullptr) || player->setEffectMode(KXAEffectModeAU) ||
                                  player->setOffsetFramesPlay(1, 2, 3) || player->loadFileAtURL(make(indexed(100))) ||
-                                 player->prepareForExport() ||
+                                 player->loadDataSource(refused) || player->prepareForExport() ||
                                  player->exportAsyncWithURL(
                                      "second.aiff", {}, [] { FAIL(); },
                                      [&](const NSException &exception) { refusals.push_back(exception.reason()); }));
@@ -108,6 +131,7 @@ TEST_F(PlayerExportTest, RefusesOtherUsesMeanwhileAndThenMovesToTheDeviceThatWas
                     return refusals.size() > 118; // it would not end
                 }).completed);
     EXPECT_EQ(refusals, std::vector<std::string>(118, "an export is running"));
+    EXPECT_EQ(refused->audioData()->ringBuffer()->count(), 0U) << "read from";
     EXPECT_FALSE(player->isPlaying() || player->isExporting());
     EXPECT_EQ(player->playerParam()->mode(), KXAEffectModeNone);
     EXPECT_EQ(player->endOffsetInFrame(), 60000);

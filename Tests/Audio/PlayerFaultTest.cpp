@@ -82,6 +82,27 @@ TEST_F(PlayerFaultTest, AFailingFileIsPlayedAsFarAsItGoesAndToldOnce)
     EXPECT_EQ(told->count(), 2);
 }
 
+TEST_F(PlayerFaultTest, ALoadTellsWhatFailedBeforeWithNoLockHeld)
+{
+    player->timer()->cancel();
+    Handshake used;
+    std::thread other;
+    player->setPlaybackFailureBlock([&](KXAFilePlayer &it, const NSException &) {
+        other = std::thread([&] {
+            it.setVolume(0.5F);
+            used.announce();
+        });
+        EXPECT_TRUE(used.await());
+    });
+    disk.emplace(44 + 4 * kReadable);
+    player->setLoop(false);
+    playOut();
+    disk.reset();
+    load(indexed(300000));
+    ASSERT_TRUE(other.joinable()) << "not told";
+    other.join();
+}
+
 TEST_F(PlayerFaultTest, AnExportOfAFailingFileFailsAndLeavesNothing)
 {
     const auto destination = temporaryPath("never.aiff");

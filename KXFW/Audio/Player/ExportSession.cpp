@@ -40,24 +40,32 @@ bool ExportSession::prepare()
         return false;
     transport_.stopIfPlaying();
     source_.takeEnd();
-    const KXAPlayerParam &param = fields_.param();
-    const bool placed = position_.jumpTo(position_.bytesOf(position_.framesOf(param.startOffset())));
+    const bool placed = position_.jumpTo(rangeStart());
     chain_.reset();
     return placed;
+}
+
+/// In bytes, on a whole frame.
+int64_t ExportSession::rangeStart() const
+{
+    return position_.bytesOf(position_.framesOf(fields_.param().startOffset()));
 }
 
 bool ExportSession::start(std::shared_ptr<KXAFilePlayer> player, ExportRequest asked)
 {
     const auto request = std::make_shared<const ExportRequest>(std::move(asked));
     std::optional<NSException> failure;
+    bool hasBegun = false;
     try {
         failure = begin(request->options);
-        if (!failure)
+        hasBegun = !failure;
+        if (hasBegun)
             GlobalQueue::withQuality(QualityOfService::Background).async([this, player = std::move(player), request] {
                 run(*request);
             });
     } catch (...) {
-        end();
+        if (hasBegun) // else the export that runs by now is another one
+            end();
         failure = exceptionOf(std::current_exception(), kExportFailed);
     }
     if (failure)
@@ -73,16 +81,16 @@ std::optional<NSException> ExportSession::begin(const KXAExportOptions &options)
         return NSException(kExportRefused, "an export is running");
     if (!fields_.audioData())
         return NSException(kExportRefused, "no file is loaded");
-    if (options.fromRangeStart)
-        prepare();
     transport_.stopIfPlaying();
     source_.takeEnd();
     chain_.mend();
     fields_.failure.set(nullptr);
-    if (source_.heldFrames() > 0)
+    if (options.fromRangeStart || source_.heldFrames() > 0)
         chain_.reset(); // frames of before are no part of the export
     // On the queue, so that a jump of the position is either before the export or refused.
     fields_.queue().sync([&] {
+        if (options.fromRangeStart)
+            position_.place(rangeStart());
         source_.setExportsRangeAlone(options.exactFrames);
         fields_.isExporting = true;
         position_.takeJump();

@@ -35,6 +35,7 @@ public:
     bool start(std::shared_ptr<KXAFilePlayer> player, ExportRequest request);
 
 private:
+    [[nodiscard]] int64_t rangeStart() const;
     std::optional<NSException> begin(const KXAExportOptions &options);
     void run(const ExportRequest &request);
     void end() noexcept;

@@ -77,6 +77,14 @@ int64_t OfflineExport::dataSize() const
     return data_ ? data_->bufferSize() : 0;
 }
 
+/// Where the export ends. An end beyond the data is met by the silence there, unless the range's frames alone are
+/// wanted.
+int64_t OfflineExport::lastFrame() const
+{
+    const int64_t end = param_.endOffset();
+    return framesIn(exact_ ? std::min(end, dataSize()) : end);
+}
+
 /// Frames that went into the chain so far, silence included.
 int64_t OfflineExport::entered() const
 {
@@ -158,14 +166,14 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
 uint32_t OfflineExport::nextSlice() const
 {
     constexpr double kUncertain = 16; // frames of the input, in what the chain says that it holds
-    const auto left = static_cast<double>(framesIn(param_.endOffset()) - playedUpTo());
+    const auto left = static_cast<double>(lastFrame() - playedUpTo());
     return exact_ && left < drawRate() * kFramesPerSlice + kUncertain ? 1 : kFramesPerSlice;
 }
 
 /// Until the position reaches the range's end, and then as long as frames of the range are held back by the chain.
 bool OfflineExport::hasMore() const
 {
-    const int64_t end = framesIn(param_.endOffset());
+    const int64_t end = lastFrame();
     return position() < end || playedUpTo() < end;
 }
 
@@ -204,7 +212,7 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
         data_->prereadFrames(frames);
     const int64_t before = position();
     const int64_t enteredBefore = entered();
-    const bool holdsSome = playedUpTo() < std::min(before, framesIn(param_.endOffset()));
+    const bool holdsSome = playedUpTo() < std::min(before, lastFrame());
     buffers.rewind(~0U);
     AudioUnitRenderActionFlags flags = 0;
     const OSStatus rendered = AudioUnitRender(param_.postUnit(), &flags, &time, 0, frames, buffers.get());

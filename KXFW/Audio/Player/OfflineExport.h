@@ -33,6 +33,7 @@ private:
     void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
     [[nodiscard]] int64_t framesIn(int64_t bytes) const;
     [[nodiscard]] int64_t dataSize() const;
+    [[nodiscard]] int64_t lastFrame() const;
     [[nodiscard]] int64_t entered() const;
     [[nodiscard]] int64_t position() const;
     [[nodiscard]] bool hasMore() const;

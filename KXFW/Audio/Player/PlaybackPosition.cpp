@@ -49,24 +49,29 @@ bool PlaybackPosition::jumpTo(int64_t byte)
         return false; // the export may hold the queue, with a disk that hangs
     bool refused = false;
     const bool done = fields_.queue().sync([&] {
-        const auto data = fields_.audioData();
-        const int64_t bytesPerFrame = bytesPerFrameOf(data.get());
         refused = fields_.isExporting;
-        if (bytesPerFrame == 0 || refused)
-            return false;
-        KXAPlayerParam &param = fields_.param();
-        param.setByteOffset(bounded(byte, data->bufferSize()));
-        hasJumped_ = fields_.isPlaying || fields_.isMoving;
-        if (hasJumped_)
-            timeline_.jump(frame());
-        else
-            timeline_.clear(frame());                    // nothing of before will be heard
-        seek(*data, param.byteOffset() / bytesPerFrame); // last: it raises where the file cannot be read
-        return true;
+        return !refused && place(byte);
     });
     if (refused)
         NSLog("position refused: an export is running");
     return done;
+}
+
+bool PlaybackPosition::place(int64_t byte)
+{
+    const auto data = fields_.audioData();
+    const int64_t bytesPerFrame = bytesPerFrameOf(data.get());
+    if (bytesPerFrame == 0)
+        return false;
+    KXAPlayerParam &param = fields_.param();
+    param.setByteOffset(bounded(byte, data->bufferSize()));
+    hasJumped_ = fields_.isPlaying || fields_.isMoving;
+    if (hasJumped_)
+        timeline_.jump(frame());
+    else
+        timeline_.clear(frame());                    // nothing of before will be heard
+    seek(*data, param.byteOffset() / bytesPerFrame); // last: it raises where the file cannot be read
+    return true;
 }
 
 bool PlaybackPosition::jumpIntoRange()

@@ -27,6 +27,7 @@ public:
     [[nodiscard]] bool rangeIsEmpty() const;
 
     bool jumpTo(int64_t byte);     ///< False where it is refused. [any] [queue: byteOffsetChangeQueue] [blocks]
+    bool place(int64_t byte);      ///< A jump that nothing refuses. [queue: byteOffsetChangeQueue] [blocks]
     bool jumpIntoRange();          ///< With loop, where the position is outside of it. [any] [blocks]
     void beginFile(int64_t bytes); ///< Of so many bytes, all of which are the range. [queue: byteOffsetChangeQueue]
     /// After a cut: what went into the chain and was not heard will go in again, unless a jump was under way. A file

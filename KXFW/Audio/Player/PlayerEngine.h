@@ -32,7 +32,6 @@ struct PlayerEngine {
     Transport transport;
     DeviceFollower follower;
     ExportSession exports;
-    std::atomic<uint64_t> underrunsBefore{0}; ///< of files that are gone
     Guarded<KXAFilePlayer::PlaybackFailureBlock> failureBlock;
     Guarded<KXAFilePlayer::PlayerBlock> endedBlock;
 };

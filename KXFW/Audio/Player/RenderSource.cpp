@@ -147,8 +147,11 @@ RenderSource::Read RenderSource::readBytes(KXAPlayerParam &param, void *destinat
     RenderWalk walk(*data, bytesPerFrame, destination, position_.seekIsDue());
     if (position_.seekIsDue())
         walk.seek(param.byteOffset() / std::max<int64_t>(bytesPerFrame, 1));
+    const uint64_t underrunsBefore = data->underruns();
     const LoopWalkResult result = walkLoop(range, param.byteOffset(), bytes, walk);
     param.setByteOffset(result.position);
+    if (const uint64_t more = data->underruns() - underrunsBefore; more > 0 && fields_.isPlaying)
+        underruns_.fetch_add(more, std::memory_order_relaxed);
     if (walk.failure())
         fields_.failure.set(walk.failure());
     return {range, result, walk.failure() != nullptr};

@@ -45,6 +45,9 @@ public:
     [[nodiscard]] bool hasEnded() const noexcept { return hasEnded_; }
     bool takeEnd() noexcept { return hasEnded_.exchange(false); }
 
+    /// Reads of what plays that found the data not read ahead. [any]
+    [[nodiscard]] uint64_t underruns() const noexcept { return underruns_.load(std::memory_order_relaxed); }
+
     // Without loop, the range's end is the end: of playing, of an export. All [any] [render].
     void setPlaysRangeOnce(bool once) noexcept { playsRangeOnce_ = once; }
     [[nodiscard]] bool playsRangeOnce() const noexcept { return playsRangeOnce_; }
@@ -63,6 +66,7 @@ private:
     PlayerFields &fields_;
     PlaybackPosition &position_;
     int64_t silentFrames_ = kNothingYet; ///< put into the chain since data was; the render thread's
+    std::atomic<uint64_t> underruns_{0};
     std::atomic<bool> hasEnded_{false};
     std::atomic<bool> playsRangeOnce_{false};
     std::atomic<bool> exportsRangeAlone_{false};

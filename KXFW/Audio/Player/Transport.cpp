@@ -87,17 +87,21 @@ void Transport::endPlaying() noexcept
     if (!fields_.isPlaying.exchange(false))
         return;
     AudioOutputUnitStop(fields_.outputUnit);
+    source_.takeEnd();
     position_.stopped();
 }
 
-/// Where it was not playing it only waits for a run that has just stopped itself.
+/// Where it was not playing it only waits for a run that has just stopped itself. An end that the last slice met is
+/// none any more.
 bool Transport::stopIfPlaying()
 {
     if (!fields_.isPlaying.exchange(false)) {
         settle();
         return false;
     }
-    _ASSERT_NOERR(AudioOutputUnitStop(fields_.outputUnit), "-[KXAFilePlayer stop]");
+    const OSStatus status = AudioOutputUnitStop(fields_.outputUnit);
+    source_.takeEnd();
+    _ASSERT_NOERR(status, "-[KXAFilePlayer stop]");
     position_.stopped();
     return true;
 }

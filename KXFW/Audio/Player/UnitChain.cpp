@@ -196,6 +196,7 @@ void UnitChain::dispose(std::atomic<AudioUnit> &field)
 /// The output unit, which ends; its underruns stay counted.
 AudioUnit UnitChain::takeOutputUnit()
 {
+    const std::lock_guard guard(underrunsLock_);
     const AudioUnit unit = fields_.outputUnit.exchange(nullptr);
     underrunsBefore_ += underrunsOf(unit);
     return unit;
@@ -203,6 +204,7 @@ AudioUnit UnitChain::takeOutputUnit()
 
 uint64_t UnitChain::underruns() const
 {
+    const std::lock_guard guard(underrunsLock_);
     return underrunsBefore_ + underrunsOf(fields_.outputUnit);
 }
 

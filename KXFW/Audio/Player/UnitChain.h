@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 
 namespace kx
 {
@@ -62,7 +64,8 @@ private:
     void *player_;
     std::shared_ptr<EffectClaim> claim_; ///< on the effect unit
     std::atomic<bool> keepsVolume_{false};
-    std::atomic<uint64_t> underrunsBefore_{0}; ///< of output units that are gone
+    mutable std::mutex underrunsLock_; ///< an output unit is either in its field or counted as gone
+    uint64_t underrunsBefore_ = 0;     ///< of output units that are gone
 
     // What a failed set-up or start left, and which chain was built last, or was to be.
     bool outputIsWhole_ = false;
