@@ -129,7 +129,9 @@ TEST_P(BackendContract, TellsOfADeviceThatGoesAndLosesItsStreamsOnly)
 {
     kx::WakeSignal told;
     const std::string gone = uidOf("two");
-    const auto isThere = [&] { return std::ranges::count(backend->state().devices, gone, &kx::DeviceInfo::uid) > 0; };
+    const auto isThere = [&, asked = backend.get()] { // asked to its end, when `backend` has let go of it
+        return std::ranges::count(asked->state().devices, gone, &kx::DeviceInfo::uid) > 0;
+    };
     backend->setChangeHandler([&] {
         isThere(); // it may ask
         told.raise();

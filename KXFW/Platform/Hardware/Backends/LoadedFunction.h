@@ -9,10 +9,12 @@ namespace kx
 {
 
 /// A function of a library that may not be there; to call it then ends the program.
-template <class Pointer> struct LoadedFunction {
-    Pointer pointer = nullptr;
+template <class Pointer> struct LoadedFunction;
 
-    template <class... Arguments> auto operator()(Arguments... arguments) const
+template <class Result, class... Arguments> struct LoadedFunction<Result (*)(Arguments...)> {
+    Result (*pointer)(Arguments...) = nullptr;
+
+    Result operator()(Arguments... arguments) const
     {
         if (pointer == nullptr)
             std::abort();
