@@ -6,6 +6,7 @@
 #include "Apps/kxplayer/TellLater.h"
 #include "Apps/kxplayer/TimeText.h"
 #include "Apps/kxplayer/Timeline/MiniMap.h"
+#include "Apps/kxplayer/Timeline/TimelineHandle.h"
 #include "Apps/kxplayer/Timeline/TimelineView.h"
 #include "Apps/kxplayer/VolumeSlider.h"
 
@@ -101,6 +102,11 @@ void kxplayer::PlayerScreen::addTimeline()
     layout->setSpacing(0);
     layout->addWidget(line, 1);
     layout->addWidget(map);
+    QWidget *before = exportButton().widget();
+    for (TimelineHandle *handle : line->findChildren<TimelineHandle *>()) {
+        QWidget::setTabOrder(before, handle);
+        before = handle;
+    }
     const auto safely = [](const std::function<void()> &run) { kx::atToolkitEdge("The action failed.", run); };
     QObject::connect(line, &TimelineView::linePicked, &refresh_,
                      [=, this](qint64 frame) { safely([&] { moveTo(frame); }); }); // reads the file
