@@ -1,7 +1,8 @@
 #include "kx/Device.h"
 
 #include "KXFW/Audio/KXAHardwareManager.h"
-#include "kx/Internal/Listener.h"
+#include "kx/Internal/Errors.h"
+#include "kx/Internal/Signal.h"
 
 #include <algorithm>
 #include <memory>
@@ -79,10 +80,13 @@ public:
     {
         for (const auto selector : kWatched) {
             const AudioObjectPropertyAddress address = addressOf(selector);
-            AudioObjectAddPropertyListener(kAudioObjectSystemObject, &address, changed, this);
+            const OSStatus status = AudioObjectAddPropertyListener(kAudioObjectSystemObject, &address, changed, this);
+            if (status != noErr)
+                throw Exception(errorOf(status));
         }
     }
-    void end() noexcept override
+    ~DevicesListener() override { end(); } // where not all of it could begin
+    void end() noexcept final
     {
         for (const auto selector : kWatched) {
             const AudioObjectPropertyAddress address = addressOf(selector);
@@ -95,7 +99,7 @@ private:
                             const AudioObjectPropertyAddress * /*addresses*/, void *self)
     {
         const auto stays = static_cast<DevicesListener *>(self)->shared_from_this(); // it may end itself
-        stays->heard_();
+        Signal<>::callGuarded(stays->heard_);
         return noErr;
     }
 
@@ -126,7 +130,7 @@ Subscription onDevicesChanged(std::function<void()> listener)
 {
     auto devicesListener = std::make_shared<DevicesListener>(std::move(listener));
     devicesListener->begin();
-    return Subscription(std::move(devicesListener));
+    return Subscription::Listener::subscription(std::move(devicesListener));
 }
 
 } // namespace kx

@@ -38,7 +38,7 @@ KX_EXPORT std::optional<Device> defaultOutputDevice();
 KX_EXPORT std::optional<Device> deviceNamed(std::string_view name);
 
 /// Calls `listener` after devices have come or gone or a default is another one, on a thread of the library. A burst of
-/// changes is told once for each of these. [any] [blocks]
+/// changes is told once for each of these. Throws an Exception without memory for it. [any] [blocks]
 [[nodiscard]] KX_EXPORT Subscription onDevicesChanged(std::function<void()> listener);
 
 } // namespace kx

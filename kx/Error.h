@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -49,12 +50,12 @@ struct KX_EXPORT Error {
 class KX_EXPORT Exception : public std::runtime_error
 {
 public:
-    explicit Exception(Error error);                                     ///< [any]
-    ~Exception() override;                                               ///< [any]
-    [[nodiscard]] const Error &error() const noexcept { return error_; } ///< [any]
+    explicit Exception(Error error);                   ///< [any]
+    ~Exception() override;                             ///< [any]
+    [[nodiscard]] const Error &error() const noexcept; ///< [any]
 
 private:
-    Error error_;
+    std::shared_ptr<const Error> error_; ///< so that copies cannot fail
 };
 
 /// A value, or the error that says why there is none.
@@ -73,9 +74,9 @@ public:
     [[nodiscard]] bool hasValue() const noexcept { return content_.index() == 0; }
     explicit operator bool() const noexcept { return hasValue(); }
 
-    T &value() & { return require(), std::get<0>(content_); }
-    const T &value() const & { return require(), std::get<0>(content_); }
-    T &&value() && { return require(), std::get<0>(std::move(content_)); }
+    [[nodiscard]] T &value() & { return require(), std::get<0>(content_); }
+    [[nodiscard]] const T &value() const & { return require(), std::get<0>(content_); }
+    [[nodiscard]] T value() && { return require(), std::get<0>(std::move(content_)); }
     T valueOr(T other) && { return hasValue() ? std::get<0>(std::move(content_)) : std::move(other); }
 
     T &operator*() &noexcept { return *std::get_if<0>(&content_); }

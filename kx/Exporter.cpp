@@ -3,10 +3,24 @@
 #include "kx/Internal/Errors.h"
 #include "kx/Internal/ExportJob.h"
 
+#include <exception>
 #include <utility>
 
 namespace kx
 {
+
+namespace
+{
+
+class GivenUp : public std::exception
+{
+public:
+    static constexpr const char *kReason = "the export was given up";
+
+    [[nodiscard]] const char *what() const noexcept override { return kReason; }
+};
+
+} // namespace
 
 Exporter::Job::Job(std::filesystem::path source, std::filesystem::path destination)
     : source_(std::move(source)), destination_(std::move(destination))
@@ -16,6 +30,8 @@ Exporter::Job::Job(std::filesystem::path source, std::filesystem::path destinati
 bool Exporter::Job::tellProgress(double percent)
 {
     percent_ = percent;
+    if (givenUp_)
+        throw GivenUp(); // a failure leaves the destination as it was
     stopped_ = cancelled_.load();
     return stopped_;
 }
@@ -23,14 +39,21 @@ bool Exporter::Job::tellProgress(double percent)
 void Exporter::Job::complete()
 {
     if (stopped_)
-        return end(Error{ErrorCode::Cancelled, "cancelled", destination_});
+        return end(cancelledError());
     percent_ = 100;
     end({});
+}
+
+Error Exporter::Job::cancelledError() const
+{
+    return {ErrorCode::Cancelled, "cancelled", destination_};
 }
 
 /// A failure to read is the source's.
 void Exporter::Job::fail(const NSException &exception)
 {
+    if (exception.reason() == GivenUp::kReason)
+        return end(cancelledError());
     Error error = asOfWriting(errorOf(exception, destination_));
     if (error.code == ErrorCode::ReadFailed)
         error.file = source_;
@@ -72,7 +95,7 @@ Subscription Exporter::Job::onEnded(std::function<void(const Result<> &)> listen
     if (!result_)
         return listeners_.subscribe(std::move(listener));
     lock.unlock();
-    listener(*result_);
+    listeners_.callGuarded(listener, *result_);
     return {};
 }
 
@@ -92,7 +115,7 @@ Exporter::~Exporter()
 {
     if (!job_)
         return;
-    job_->cancel();
+    job_->giveUp();
     (void)job_->wait();
 }
 

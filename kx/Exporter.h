@@ -20,8 +20,9 @@ struct ExportOptions {
     bool exactFrames = true;
 };
 
-/// An export that runs on a thread of the library, as the one who waits for it has it. Move-only; where it goes before
-/// the end, it cancels the export and waits. `Player::exportRange` makes one.
+/// An export that runs on a thread of the library, as the one who waits for it has it; `Player::exportRange` makes one.
+/// Where it goes before the end, the export is given up and waited for: what was at the destination stays. Move-only;
+/// one that was moved from can only be assigned to or go.
 class KX_EXPORT Exporter
 {
 public:
@@ -31,11 +32,12 @@ public:
 
     [[nodiscard]] double progress() const noexcept; ///< 0 to 1. [any]
     [[nodiscard]] bool hasEnded() const noexcept;   ///< [any]
-    /// Asks for the end. What is there by then is a valid, shorter file in the place of the old one. [any]
+    /// Asks for the end. What is there by then becomes a valid, shorter file in the place of the old one. [any]
     void cancel() noexcept;
 
     /// Waits for the end; the same answer again for who asks again. After `cancel` the error is Cancelled unless the
-    /// whole was there already. After another failure the destination is as it was. [any] [blocks]
+    /// whole was there already. After another failure, and where the player has gone (Cancelled too), the destination
+    /// is as it was. [any] [blocks]
     Result<> wait() const;
     /// Waits for the end, for so long at most: whether it has come. [any] [blocks]
     [[nodiscard]] bool waitFor(std::chrono::milliseconds time) const;

@@ -44,7 +44,8 @@ struct FileInfo {
 };
 
 /// A sound file that is open for reading: whatever it holds, it is read as stereo frames of 16 bits and 44,100 Hz.
-/// Move-only. Its operations are for one thread at a time; `open` is for any.
+/// Move-only, and no more to be used once it was moved from. Its operations are for one thread at a time; `open` is for
+/// any.
 ///
 ///     kx::File file = kx::File::open("song.mp3").value();
 ///     std::vector<std::int16_t> samples(2 * 1024);

@@ -53,6 +53,13 @@ struct FileWriter::Impl {
     Impl(const Impl &) = delete;
     Impl &operator=(const Impl &) = delete;
 
+    /// Whole frames. The list is not written to.
+    OSStatus write(std::span<const float> samples) const
+    {
+        const AudioBufferList list{
+            1, {{channels, static_cast<uint32_t>(samples.size_bytes()), const_cast<float *>(samples.data())}}};
+        return ExtAudioFileWrite(file, static_cast<uint32_t>(samples.size() / channels), &list);
+    }
     OSStatus open(const WriterFormat &format)
     {
         const AudioStreamBasicDescription written = inFile(format);
@@ -88,22 +95,22 @@ Result<> FileWriter::write(std::span<const float> interleaved)
     if (interleaved.size() % impl_->channels != 0)
         return Error{ErrorCode::InvalidArgument, "only whole frames can be written", impl_->path};
     const std::size_t most = kMostSamplesAtOnce / impl_->channels * impl_->channels;
-    for (; !interleaved.empty(); interleaved = interleaved.subspan(std::min(most, interleaved.size()))) {
-        const auto part = interleaved.first(std::min(most, interleaved.size()));
-        const AudioBufferList list{
-            1, {{impl_->channels, static_cast<uint32_t>(part.size_bytes()), const_cast<float *>(part.data())}}};
-        const auto frames = static_cast<uint32_t>(part.size() / impl_->channels);
-        if (const OSStatus status = ExtAudioFileWrite(impl_->file, frames, &list); status != noErr)
-            return errorOf(status, impl_->path);
-    }
-    return {};
+    return caught(impl_->path, [&]() -> Result<> {
+        for (; !interleaved.empty(); interleaved = interleaved.subspan(std::min(most, interleaved.size())))
+            if (const OSStatus status = impl_->write(interleaved.first(std::min(most, interleaved.size())));
+                status != noErr)
+                return errorOf(status, impl_->path);
+        return {};
+    });
 }
 
 Result<> FileWriter::finish()
 {
     if (!impl_->file)
         return Error{ErrorCode::InvalidArgument, "the file is finished", impl_->path};
-    return resultOf(ExtAudioFileDispose(std::exchange(impl_->file, nullptr)), impl_->path);
+    return caught(impl_->path, [&]() -> Result<> {
+        return resultOf(ExtAudioFileDispose(std::exchange(impl_->file, nullptr)), impl_->path);
+    });
 }
 
 } // namespace kx

@@ -11,7 +11,8 @@
 namespace kx
 {
 
-/// What a written file holds: linear PCM.
+/// What a written file holds: linear PCM. Others than these are refused (Unsupported): AIFF of 16-bit integers, WAVE of
+/// both kinds of samples; 1 to 64 channels; whole rates.
 struct WriterFormat {
     enum class Container : std::uint8_t { WAVE, AIFF };
     enum class Samples : std::uint8_t { Int16, Float32 };
@@ -23,7 +24,7 @@ struct WriterFormat {
 };
 
 /// A sound file that takes its name when it is finished: until then what was there stays, and where it is given up
-/// nothing is left of it. Move-only; for one thread at a time.
+/// nothing is left of it. Move-only, and no more to be used once it was moved from; for one thread at a time.
 class KX_EXPORT FileWriter
 {
 public:

@@ -14,10 +14,18 @@ inline constexpr std::int64_t kSampleRate = 44100;
 /// them, and `std::chrono::duration<double>(frames).count()` is its seconds.
 using Frames = std::chrono::duration<std::int64_t, std::ratio<1, kSampleRate>>;
 
-/// The frame nearest to a time: `kx::toFrames(1500ms)`, `kx::toFrames(std::chrono::duration<double>(1.5))`.
+/// The frame nearest to a time: `kx::toFrames(1500ms)`, `kx::toFrames(std::chrono::duration<double>(1.5))`. Times
+/// beyond 200 days either way are taken as these, and what is not a number as 0.
 template <class Rep, class Period> constexpr Frames toFrames(const std::chrono::duration<Rep, Period> &time)
 {
-    return std::chrono::round<Frames>(time);
+    constexpr Frames kMost = std::chrono::days(200); // nanoseconds times 44,100 stay in range
+    constexpr auto kLimit = static_cast<double>(kMost.count());
+    const double about = std::chrono::duration<double, Frames::period>(time).count();
+    if (about >= kLimit)
+        return kMost;
+    if (about <= -kLimit)
+        return -kMost;
+    return about > -kLimit ? std::chrono::round<Frames>(time) : Frames(0);
 }
 
 /// A part of a file.

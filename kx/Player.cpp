@@ -1,11 +1,14 @@
 #include "kx/Player.h"
 
 #include "KXFW/Audio/KXAFilePlayer.h"
+#include "KXFW/Platform/Dispatch/SerialQueue.h"
 #include "kx/Internal/EffectChain.h"
 #include "kx/Internal/Errors.h"
 #include "kx/Internal/ExportJob.h"
 #include "kx/Internal/Signal.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <mutex>
 #include <utility>
@@ -16,78 +19,121 @@ namespace kx
 namespace
 {
 
-/// What the player's blocks use: it lives as long as they do.
-class Reports
-{
-public:
-    void fail(const NSException &exception) { failed.raise(errorOf(exception, path())); }
-
-    [[nodiscard]] std::filesystem::path path() const
-    {
-        const std::lock_guard guard(lock_);
-        return path_;
-    }
-    void setPath(std::filesystem::path path)
-    {
-        const std::lock_guard guard(lock_);
-        path_ = std::move(path);
-    }
-
+/// What the player's blocks raise: it lives as long as they do.
+struct Signals {
     Signal<> ended;
     Signal<const Error &> failed;
-
-private:
-    mutable std::mutex lock_;
-    std::filesystem::path path_; ///< of the loaded file
 };
+
+std::filesystem::path pathOf(const KXAFilePlayer &player)
+{
+    const auto data = player.audioData();
+    return data ? data->fileURL() : std::filesystem::path();
+}
+
+bool rangeIsEmpty(const KXAFilePlayer &player)
+{
+    return std::max<int64_t>(player.startOffsetInFrame(), 0) >=
+           std::min(player.endOffsetInFrame(), player.totalPackets());
+}
 
 } // namespace
 
 struct Player::Impl {
     std::shared_ptr<KXAFilePlayer> player = KXAFilePlayer::player();
-    std::shared_ptr<Reports> reports = std::make_shared<Reports>();
-    std::weak_ptr<Exporter::Job> job;
-    mutable std::mutex chainLock;
-    EffectChain chain; ///< under chainLock
+    std::shared_ptr<Signals> signals = std::make_shared<Signals>();
+    std::atomic<PlayMode> mode{PlayMode::Loop}; ///< the layer below switches the loop off while it exports
+
+    std::mutex settingEffects; ///< one change at a time; held while effects prepare
+    EffectChain chain;         ///< under settingEffects
+
+    mutable std::mutex lock;
+    std::vector<std::shared_ptr<Effect>> effects; ///< of the chain; under lock
+    std::weak_ptr<Exporter::Job> job;             ///< of the export that was begun last; under lock
 
     Impl();
     ~Impl();
     Impl(const Impl &) = delete;
     Impl &operator=(const Impl &) = delete;
 
-    [[nodiscard]] Error error(ErrorCode code, std::string reason) const
-    {
-        return {code, std::move(reason), reports->path()};
-    }
-    /// What an operation that was refused tells.
-    [[nodiscard]] Error refusal() const
-    {
-        return player->isExporting() ? error(ErrorCode::Busy, "an export is running")
-                                     : error(ErrorCode::NoFile, "no file is loaded");
-    }
-    /// Runs an operation that tells whether it was done.
-    template <class Operation> Result<> attempt(Operation operation) const
-    {
-        return caught(reports->path(), [&]() -> Result<> {
-            if (operation())
-                return {};
-            return refusal();
-        });
-    }
+    [[nodiscard]] Error error(ErrorCode code, std::string reason) const;
+    [[nodiscard]] Error refusal() const;
+    void requireInFile(bool isInFile, const std::string &what) const;
+    template <class Operation> Result<> attempt(Operation operation) const;
+    Result<> use(const EffectChain &wanted);
+    std::weak_ptr<Exporter::Job> exchangeJob(std::weak_ptr<Exporter::Job> begun);
+    void stop() noexcept;
 };
 
 Player::Impl::Impl()
 {
     player->setKeepsVolume(true);
-    player->setPlaybackEndedBlock([reports = reports] { reports->ended.raise(); });
-    player->setPlaybackFailureBlock([reports = reports](const NSException &exception) { reports->fail(exception); });
+    player->setPlaybackEndedBlock([signals = signals] { signals->ended.raise(); });
+    player->setPlaybackFailureBlock([signals = signals](KXAFilePlayer &failing, const NSException &exception) {
+        signals->failed.raise(errorOf(exception, pathOf(failing)));
+    });
 }
 
-/// An export holds the player in the layer below, and goes on without a player here.
+/// An export, and a tick of the timer, hold the player in the layer below a little longer; the effects are free now.
 Player::Impl::~Impl()
 {
-    if (const auto exporting = job.lock())
-        exporting->cancel();
+    if (const auto exporting = exchangeJob({}).lock()) {
+        exporting->giveUp();
+        (void)exporting->wait();
+    }
+    stop();
+    (void)attempt([&] { return player->setEffect(nullptr, KXAEffectModeNone); });
+}
+
+Error Player::Impl::error(ErrorCode code, std::string reason) const
+{
+    return {code, std::move(reason), pathOf(*player)};
+}
+
+/// What an operation that was refused tells: there is no other reason.
+Error Player::Impl::refusal() const
+{
+    return player->audioData() ? error(ErrorCode::Busy, "an export is running")
+                               : error(ErrorCode::NoFile, "no file is loaded");
+}
+
+void Player::Impl::requireInFile(bool isInFile, const std::string &what) const
+{
+    if (player->audioData() && !isInFile)
+        throw Exception(
+            error(ErrorCode::InvalidArgument, what + " of its " + std::to_string(player->totalPackets()) + " frames"));
+}
+
+/// Runs an operation that tells whether it was done.
+template <class Operation> Result<> Player::Impl::attempt(Operation operation) const
+{
+    return caught(pathOf(*player), [&]() -> Result<> {
+        if (operation())
+            return {};
+        return refusal();
+    });
+}
+
+/// Plays through `wanted`, or on through the chain of before where that fails.
+Result<> Player::Impl::use(const EffectChain &wanted)
+{
+    const auto set = [&](AudioUnit unit) {
+        return player->setEffect(unit, unit ? KXAEffectModeAU : KXAEffectModeNone);
+    };
+    Result<> result = attempt([&] { return set(wanted.audioUnit()); });
+    if (!result && result.error().code != ErrorCode::Busy)
+        (void)attempt([&] { return set(chain.audioUnit()); });
+    return result;
+}
+
+std::weak_ptr<Exporter::Job> Player::Impl::exchangeJob(std::weak_ptr<Exporter::Job> begun)
+{
+    const std::lock_guard guard(lock);
+    return std::exchange(job, std::move(begun));
+}
+
+void Player::Impl::stop() noexcept
+{
     try {
         player->stop();
     } catch (...) {
@@ -113,21 +159,19 @@ Result<> Player::open(const std::filesystem::path &path, const std::stop_token &
 
 Result<> Player::load(File file)
 {
-    const std::filesystem::path path = file.path();
     if (file.position() != Frames(0)) // it has been read from; it is played from its start
         if (auto rewound = file.seek(Frames(0)); !rewound)
             return rewound;
-    return caught(path, [&]() -> Result<> {
+    return caught(file.path(), [&]() -> Result<> {
         if (!impl_->player->loadDataSource(file.native()))
-            return Error{ErrorCode::Busy, "an export is running", path};
-        impl_->reports->setPath(path);
+            return Error{ErrorCode::Busy, "an export is running", file.path()};
         return {};
     });
 }
 
 std::filesystem::path Player::path() const
 {
-    return impl_->reports->path();
+    return pathOf(*impl_->player);
 }
 
 Frames Player::length() const
@@ -147,21 +191,21 @@ Player::State Player::state() const noexcept
 
 Result<> Player::play()
 {
-    return caught(path(), [&]() -> Result<> {
+    return impl_->attempt([&] {
         KXAFilePlayer &player = *impl_->player;
-        if (player.audioData() && player.outputDeviceID() == 0 && !player.isExporting())
-            return impl_->error(ErrorCode::NoDevice, "there is no output device");
-        if (player.play())
-            return {};
-        if (player.audioData() && !player.isExporting())
-            return impl_->error(ErrorCode::InvalidArgument, "the range is empty");
-        return impl_->refusal();
+        if (player.audioData() && !player.isExporting()) {
+            if (rangeIsEmpty(player))
+                throw Exception(impl_->error(ErrorCode::InvalidArgument, "the range is empty"));
+            if (player.outputDeviceID() == 0)
+                throw Exception(impl_->error(ErrorCode::NoDevice, "there is no output device"));
+        }
+        return player.play();
     });
 }
 
-void Player::stop()
+void Player::stop() noexcept
 {
-    impl_->player->stop();
+    impl_->stop();
 }
 
 Frames Player::position() const
@@ -178,11 +222,11 @@ HeardFrame Player::heard() const
 
 Result<> Player::seek(Frames position)
 {
-    if (position < Frames(0) || position > length())
-        return impl_->error(ErrorCode::InvalidArgument, "frame " + std::to_string(position.count()) +
-                                                            " does not lie in its " + std::to_string(length().count()) +
-                                                            " frames");
-    return impl_->attempt([&] { return impl_->player->setPositionInFrame(position.count()); });
+    return impl_->attempt([&] {
+        impl_->requireInFile(position >= Frames(0) && position <= length(),
+                             "frame " + std::to_string(position.count()) + " is none");
+        return impl_->player->setPositionInFrame(position.count());
+    });
 }
 
 Range Player::range() const
@@ -192,52 +236,54 @@ Range Player::range() const
 
 Result<> Player::setRange(const Range &range)
 {
-    if (range.start < Frames(0) || range.end < range.start || range.end > length())
-        return impl_->error(ErrorCode::InvalidArgument, "frames " + std::to_string(range.start.count()) + " to " +
-                                                            std::to_string(range.end.count()) + " are no part of its " +
-                                                            std::to_string(length().count()) + " frames");
     return impl_->attempt([&] {
         KXAFilePlayer &player = *impl_->player;
-        if (player.isExporting() || !player.audioData())
-            return false;
-        player.setStartOffsetInFrame(range.start.count());
-        player.setEndOffsetInFrame(range.end.count());
-        return true;
+        impl_->requireInFile(range.start >= Frames(0) && range.end >= range.start && range.end <= length(),
+                             "frames " + std::to_string(range.start.count()) + " to " +
+                                 std::to_string(range.end.count()) + " are no part");
+        return player.byteOffsetChangeQueue()->sync([&] { // exports begin, and slices take their range, on this queue
+            if (player.isExporting() || !player.audioData())
+                return false;
+            player.setStartOffsetInFrame(range.start.count());
+            player.setEndOffsetInFrame(range.end.count());
+            return true;
+        });
     });
 }
 
 PlayMode Player::playMode() const noexcept
 {
-    const KXAFilePlayer &player = *impl_->player;
-    if (player.loop())
-        return PlayMode::Loop;
-    return player.playsRangeOnce() ? PlayMode::RangeOnce : PlayMode::ToFileEnd;
+    return impl_->mode;
 }
 
+/// In this order nobody hears what lies behind the range.
 Result<> Player::setPlayMode(PlayMode mode)
 {
     return impl_->attempt([&] {
         KXAFilePlayer &player = *impl_->player;
-        if (player.isExporting())
-            return false;
-        player.setPlaysRangeOnce(mode == PlayMode::RangeOnce); // first: while the loop is on, it waits
-        return player.setLoop(mode == PlayMode::Loop);
+        const bool once = player.playsRangeOnce();
+        player.setPlaysRangeOnce(once || mode == PlayMode::RangeOnce);
+        const bool isSet = player.setLoop(mode == PlayMode::Loop);
+        player.setPlaysRangeOnce(isSet ? mode == PlayMode::RangeOnce : once);
+        if (isSet)
+            impl_->mode = mode;
+        return isSet;
     });
 }
 
 Subscription Player::onEnded(std::function<void()> listener)
 {
-    return impl_->reports->ended.subscribe(std::move(listener));
+    return impl_->signals->ended.subscribe(std::move(listener));
 }
 
 Subscription Player::onFailed(std::function<void(const Error &)> listener)
 {
-    return impl_->reports->failed.subscribe(std::move(listener));
+    return impl_->signals->failed.subscribe(std::move(listener));
 }
 
 float Player::volume() const
 {
-    return impl_->player->volume();
+    return std::clamp(impl_->player->volume(), 0.0F, 1.0F);
 }
 
 Result<> Player::setVolume(float gain)
@@ -245,31 +291,32 @@ Result<> Player::setVolume(float gain)
     if (std::isnan(gain))
         return Error{ErrorCode::InvalidArgument, "a volume is a number", {}};
     return caught({}, [&]() -> Result<> {
-        impl_->player->setVolume(gain);
+        impl_->player->setVolume(std::clamp(gain, 0.0F, 1.0F));
         return {};
     });
 }
 
 Result<> Player::setEffects(std::vector<std::shared_ptr<Effect>> effects)
 {
+    EffectChain old; // goes when no lock is held: effects may end with it
     return caught(path(), [&]() -> Result<> {
-        KXAFilePlayer &player = *impl_->player;
-        const std::lock_guard guard(impl_->chainLock);
-        auto chain = EffectChain::make(std::move(effects), impl_->chain);
-        if (!chain)
-            return chain.error();
-        if (!player.setEffect(chain->audioUnit()) ||
-            !player.setEffectMode(chain->audioUnit() ? KXAEffectModeAU : KXAEffectModeNone))
-            return impl_->refusal();
-        impl_->chain = *std::move(chain);
+        const std::lock_guard guard(impl_->settingEffects);
+        auto made = EffectChain::make(std::move(effects), impl_->chain);
+        if (!made)
+            return made.error();
+        if (auto used = impl_->use(*made); !used)
+            return used;
+        old = std::exchange(impl_->chain, *std::move(made));
+        const std::lock_guard publishing(impl_->lock);
+        impl_->effects = impl_->chain.effects();
         return {};
     });
 }
 
 std::vector<std::shared_ptr<Effect>> Player::effects() const
 {
-    const std::lock_guard guard(impl_->chainLock);
-    return impl_->chain.effects();
+    const std::lock_guard guard(impl_->lock);
+    return impl_->effects;
 }
 
 DeviceID Player::outputDevice() const noexcept
@@ -280,8 +327,15 @@ DeviceID Player::outputDevice() const noexcept
 Result<> Player::setOutputDevice(DeviceID device)
 {
     return caught({}, [&]() -> Result<> {
-        impl_->player->setOutputDeviceID(device);
-        impl_->player->setFollowsDefaultOutput(device == 0);
+        KXAFilePlayer &player = *impl_->player;
+        const bool follows = player.followsDefaultOutput();
+        player.setFollowsDefaultOutput(device == 0); // first: a change of the default must not take it away again
+        try {
+            player.setOutputDeviceID(device);
+        } catch (...) {
+            player.setFollowsDefaultOutput(follows);
+            throw;
+        }
         return {};
     });
 }
@@ -295,14 +349,15 @@ Result<Exporter> Player::exportRange(const std::filesystem::path &destination, c
 {
     return caught(destination, [&]() -> Result<Exporter> {
         const auto job = std::make_shared<Exporter::Job>(path(), destination);
+        auto before = impl_->exchangeJob(job); // before it begins: the end of the player gives it up
         if (impl_->player->exportAsyncWithURL(
                 destination, [job](double percent) { return job->tellProgress(percent); }, [job] { job->complete(); },
                 [job](const NSException &exception) { job->fail(exception); },
-                {.fromRangeStart = true, .exactFrames = options.exactFrames})) {
-            impl_->job = job;
+                {.fromRangeStart = true, .exactFrames = options.exactFrames}))
             return Exporter(job);
-        }
-        return impl_->player->isExporting() || !impl_->player->audioData() ? impl_->refusal() : job->wait().error();
+        impl_->exchangeJob(std::move(before));
+        const Error error = job->wait().error();
+        return error.code == ErrorCode::Busy ? impl_->refusal() : error;
     });
 }
 

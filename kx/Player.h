@@ -39,13 +39,17 @@ struct HeardFrame {
 ///
 ///     kx::Player player;
 ///     player.open("song.mp3").value();
-///     player.setRange({kx::toFrames(500ms), kx::toFrames(1500ms)});
+///     player.setRange({kx::toFrames(500ms), kx::toFrames(1500ms)}).value();
 ///     player.play().value();
 ///
 /// Every operation may come from any thread. An operation that is refused returns why, and nothing is changed; while an
-/// export runs, all that would change what it exports is refused (Busy). Move-only; the end of the player ends playback
-/// and, cut short, an export. Listeners are called on threads of the library with no lock held, and may use the player;
-/// a listener that keeps the player in a shared pointer keeps it from ending, for as long as the subscription lives.
+/// export runs, all that would change what it exports is refused (Busy). The end of the player ends playback, gives up
+/// an export (what was at its destination stays), and frees the effects. Move-only; one that was moved from can only be
+/// assigned to or go.
+///
+/// Listeners are called on threads of the library, in `load` and `stop` on the caller's, and may use the player and be
+/// the end of it; a listener that keeps the player in a shared pointer keeps it from ending while the subscription
+/// lives.
 class KX_EXPORT Player
 {
 public:
@@ -73,7 +77,7 @@ public:
     [[nodiscard]] State state() const noexcept; ///< [any]
     /// Plays on from the position. Nothing to do while it plays. [any] [blocks]
     Result<> play();
-    void stop(); ///< The sound is cut when it returns. [any] [blocks]
+    void stop() noexcept; ///< The sound is cut when it returns. [any] [blocks]
 
     [[nodiscard]] Frames position() const; ///< The frame that is read next. [any]
     /// The frame that is being heard: what effects and the device still hold is taken off. [any]
@@ -82,7 +86,7 @@ public:
     Result<> seek(Frames position);
     [[nodiscard]] Range range() const; ///< [any]
     /// What is looped, played once or exported, from the next slice on. It may be empty, then nothing is played; it
-    /// does not reach beyond the file. [any] [blocks]
+    /// does not reach beyond the file. [any] [queue: byteOffsetChangeQueue] [blocks]
     Result<> setRange(const Range &range);
     [[nodiscard]] PlayMode playMode() const noexcept; ///< [any]
     Result<> setPlayMode(PlayMode mode);              ///< [any] [blocks]
@@ -99,7 +103,8 @@ public:
     Result<> setVolume(float gain);     ///< Limited to 0 to 1; not a number is refused. [any] [blocks]
 
     /// Plays through these from now on, the first one first; none for the file as it is. Refused are effects that
-    /// another player has, null, and one whose `prepare` throws: then those of before stay. [any] [blocks]
+    /// another player has, null, and one whose `prepare` throws: then those of before stay. `prepare` must not set
+    /// effects. [any] [blocks]
     Result<> setEffects(std::vector<std::shared_ptr<Effect>> effects);
     [[nodiscard]] std::vector<std::shared_ptr<Effect>> effects() const; ///< [any]
 

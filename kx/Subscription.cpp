@@ -7,6 +7,8 @@
 namespace kx
 {
 
+thread_local int ListenerCall::depth = 0;
+
 Subscription::Subscription() noexcept = default;
 Subscription::Subscription(std::shared_ptr<Listener> listener) noexcept : listener_(std::move(listener)) {}
 Subscription::Subscription(Subscription &&other) noexcept = default;

@@ -8,17 +8,17 @@
 #include <cstdlib>
 #include <utility>
 
-namespace kx::testing
+namespace kx
 {
 
 namespace
 {
 
-std::vector<kx::VirtualDevice> below(const std::vector<VirtualDevice> &devices)
+std::vector<VirtualDevice> below(const std::vector<VirtualSound::Device> &devices)
 {
-    std::vector<kx::VirtualDevice> result;
+    std::vector<VirtualDevice> result;
     result.reserve(devices.size());
-    for (const VirtualDevice &each : devices)
+    for (const VirtualSound::Device &each : devices)
         result.push_back({each.name, each.sampleRate, each.channels, each.bits, each.hasInput, each.hasOutput});
     return result;
 }
@@ -30,7 +30,7 @@ VirtualHardware &hardware()
 
 } // namespace
 
-VirtualSound::VirtualSound(Clock clock, const std::vector<VirtualDevice> &devices)
+VirtualSound::VirtualSound(Clock clock, const std::vector<Device> &devices)
 {
     setenv("KXFW_AUDIO_BACKEND", "virtual", 1); // read at the first question for devices
     setClock(clock);
@@ -40,6 +40,8 @@ VirtualSound::VirtualSound(Clock clock, const std::vector<VirtualDevice> &device
     setDevices(devices);
 }
 
+VirtualSound::VirtualSound(Clock clock) : VirtualSound(clock, {{"Speaker"}}) {}
+
 VirtualSound::~VirtualSound()
 {
     hardware().setCapture(nullptr);
@@ -48,7 +50,7 @@ VirtualSound::~VirtualSound()
     setDevices({{"Virtual Output"}});
 }
 
-void VirtualSound::setDevices(const std::vector<VirtualDevice> &devices)
+void VirtualSound::setDevices(const std::vector<Device> &devices)
 {
     hardware().setDevices(below(devices));
 }
@@ -70,7 +72,8 @@ void VirtualSound::onTaken(Taken taken)
 
 Frames VirtualSound::advance(Frames frames)
 {
-    return Frames(static_cast<std::int64_t>(hardware().advance(static_cast<std::uint32_t>(frames.count()))));
+    const auto most = std::clamp<std::int64_t>(frames.count(), 0, INT32_MAX);
+    return Frames(static_cast<std::int64_t>(hardware().advance(static_cast<std::uint32_t>(most))));
 }
 
 bool VirtualSound::waitForStreams(std::size_t count, std::chrono::milliseconds time)
@@ -78,4 +81,4 @@ bool VirtualSound::waitForStreams(std::size_t count, std::chrono::milliseconds t
     return hardware().waitForStreams(count, time);
 }
 
-} // namespace kx::testing
+} // namespace kx

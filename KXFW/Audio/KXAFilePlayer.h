@@ -155,6 +155,8 @@ public:
     /// builds the effect chain, whatever the mode. Refused while exporting, and while another player has the unit,
     /// which can be in one chain only. [any] [blocks]
     bool setEffect(AudioUnit effect);
+    /// The unit and the mode in one step, which an export cannot come between. [any] [blocks]
+    bool setEffect(AudioUnit effect, uint64_t mode);
     void setupNoEffectMode();                         ///< [any] [blocks]
     void setupAUEffectMode();                         ///< [any] [blocks]
     void prv_cleanAudioUnitIfNeeded(AudioUnit *unit); ///< Ends a unit and clears the handle. [any] [blocks]

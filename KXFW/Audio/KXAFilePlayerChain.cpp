@@ -32,6 +32,12 @@ bool KXAFilePlayer::setEffect(AudioUnit effect)
     return true;
 }
 
+bool KXAFilePlayer::setEffect(AudioUnit effect, uint64_t mode)
+{
+    const kx::ControlGuard guard(engine_->control);
+    return setEffect(effect) && setEffectMode(mode);
+}
+
 void KXAFilePlayer::setupNoEffectMode()
 {
     const kx::ControlGuard guard(engine_->control);

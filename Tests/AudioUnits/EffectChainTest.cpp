@@ -105,6 +105,25 @@ TEST(EffectChain, ASourceThatAlwaysJumpsIsHeardAllTheSame)
     }
 }
 
+/// One that gives no numbers is late anew after each reset; one whose latency comes and goes, with each return.
+TEST(EffectChain, AnEffectThatIsLateAgainAndAgainIsWaitedForOnce)
+{
+    struct Broken final : SampleEffect {
+        Broken() : SampleEffect([](float) { return std::numeric_limits<float>::quiet_NaN(); }) {}
+        [[nodiscard]] std::uint32_t latency() const noexcept override { return 1024; }
+    };
+    struct Fickle final : SampleEffect {
+        Fickle() : SampleEffect([](float sample) { return sample; }) {}
+        [[nodiscard]] std::uint32_t latency() const noexcept override { return ++calls % 4 < 2 ? 0 : 600; }
+        mutable std::uint32_t calls = 0;
+    };
+    for (const Effects &effects : {Effects{std::make_shared<Broken>()}, Effects{std::make_shared<Fickle>()}}) {
+        ChainRig rig(effects);
+        for (int slice = 0; slice < 3; ++slice)
+            EXPECT_EQ(rig.render(2048), noErr);
+    }
+}
+
 /// An effect that tells nonsense costs neither the process nor its time.
 TEST(EffectChain, WhatItTellsBeyondSenseIsLimited)
 {

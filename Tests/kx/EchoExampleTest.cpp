@@ -55,7 +55,7 @@ TEST(Examples, EchoLoopsWithItsEffect)
     constexpr std::size_t kPlayed = 40000;
     std::mutex lock;
     std::vector<int16_t> heard;
-    kx::testing::VirtualSound sound(kx::testing::Clock::Manual);
+    kx::VirtualSound sound(kx::VirtualSound::Clock::Manual);
     sound.onTaken([&](const std::string &, std::span<const std::byte> bytes) {
         const std::lock_guard guard(lock);
         const std::size_t before = heard.size();

@@ -1,6 +1,7 @@
 #include "KXFW/Audio/KXAFilePlayer.h"
 #include "Tests/Support/Eventually.h"
 #include "Tests/Support/Media.h"
+#include "kx/Internal/Signal.h"
 #include "kx/kx.h"
 #include "kx/testing.h"
 
@@ -12,6 +13,7 @@
 #include <cstring>
 #include <iterator>
 #include <mutex>
+#include <thread>
 
 using namespace kx::test;
 using kx::ErrorCode;
@@ -68,7 +70,7 @@ protected:
         return heard_;
     }
 
-    kx::testing::VirtualSound sound_{kx::testing::Clock::Manual};
+    kx::VirtualSound sound_{kx::VirtualSound::Clock::Manual};
     std::mutex lock_;
     std::vector<int64_t> heard_;
 };
@@ -85,7 +87,7 @@ TEST_F(Face, PlaysARangeOnceAndTellsTheEnd)
     auto player = std::make_unique<kx::Player>();
     kx::File file = kx::File::open(make(kCounter)).value();
     std::vector<int16_t> samples(100);
-    file.read(samples).value(); // which does not move what is played
+    EXPECT_EQ(file.read(samples).value(), 50U); // which does not move what is played
     player->load(std::move(file)).value();
     player->setRange({Frames(1000), Frames(4000)}).value();
     player->setPlayMode(kx::PlayMode::RangeOnce).value();
@@ -118,6 +120,8 @@ TEST_F(Face, SaysWhyItRefuses)
 {
     kx::Player player;
     expectError(player.play(), ErrorCode::NoFile, "no file is loaded");
+    expectError(player.seek(Frames(5)), ErrorCode::NoFile, "no file is loaded");
+    expectError(player.setRange({Frames(0), Frames(5)}), ErrorCode::NoFile, "no file is loaded");
     expectError(player.exportRange(temporaryPath("x.aiff")), ErrorCode::NoFile, "no file is loaded");
     expectError(player.open("/none.wav"), ErrorCode::NotFound, "/none.wav: the file does not exist");
     const std::string file = make(kCounter);
@@ -126,9 +130,11 @@ TEST_F(Face, SaysWhyItRefuses)
     const std::string text = fileOf("text.mp3", {'h', 'i'});
     expectError(player.open(text), ErrorCode::Unsupported, text + ": the type of the file is not supported");
     EXPECT_EQ(player.path(), file) << "the old file stays";
+    player.setVolume(2).value();
+    EXPECT_EQ(player.volume(), 1);
     EXPECT_EQ(player.position(), Frames(7));
     expectError(player.seek(Frames(60001)), ErrorCode::InvalidArgument,
-                file + ": frame 60001 does not lie in its 60000 frames");
+                file + ": frame 60001 is none of its 60000 frames");
     expectError(player.setRange({Frames(5), Frames(4)}), ErrorCode::InvalidArgument,
                 file + ": frames 5 to 4 are no part of its 60000 frames");
     expectError(player.setVolume(NAN), ErrorCode::InvalidArgument, "a volume is a number");
@@ -181,27 +187,60 @@ TEST_F(Face, IsClosedToOtherUsesWhileItExports)
     expectError(player.setPlayMode(kx::PlayMode::RangeOnce), ErrorCode::Busy, busy);
     expectError(player.load(kx::File::open(player.path()).value()), ErrorCode::Busy, busy);
     expectError(player.exportRange(temporaryPath("y.aiff")), ErrorCode::Busy, busy);
+    const auto pitch = std::make_shared<kx::TimePitch>();
+    expectError(player.setEffects({pitch}), ErrorCode::Busy, busy);
+    EXPECT_EQ(player.playMode(), kx::PlayMode::Loop);
     released.announce();
     EXPECT_TRUE(ended.await());
-    EXPECT_EQ(player.playMode(), kx::PlayMode::Loop);
+    player.setEffects({pitch}).value();
 }
 
-TEST_F(Face, AnExportThatIsLetGoIsCancelledAndWaitedFor)
+/// Only who asks for it gets the shorter file.
+TEST_F(Face, AnExportThatIsLetGoLeavesTheOldFileAndFreesTheEffects)
 {
-    kx::Player player;
-    player.open(make({.frames = 3000000})).value();
-    const std::filesystem::path destination = temporaryPath("cut.aiff");
-    {
-        const kx::Exporter exporter = player.exportRange(destination).value();
+    struct Nothing : kx::Effect {
+        void process(Source &source, const Block &out) noexcept override { source.pull(out); }
+    };
+    const auto effect = std::make_shared<Nothing>();
+    const std::filesystem::path song = make({.frames = 3000000});
+    const std::filesystem::path destination = fileOf("cut.aiff", {'o', 'l', 'd'});
+    for (int i = 0; i < 20; ++i) {
+        kx::Player player;
+        player.open(song).value();
+        player.setEffects({effect}).value(); // of the player before
+        kx::Exporter exporter = player.exportRange(destination).value();
+        if (i % 2 == 0)
+            const kx::Exporter gone = std::move(exporter);
+        else
+            player = kx::Player();
     }
-    EXPECT_NE(player.state(), kx::Player::State::Exporting);
-    EXPECT_LE(kx::File::open(destination).value().length(), Frames(3000000)) << "a valid, shorter file";
+    EXPECT_EQ(readBytes(destination), (std::vector<uint8_t>{'o', 'l', 'd'}));
+    kx::Player player;
+    player.open(song).value();
     kx::Exporter cancelled = player.exportRange(destination).value();
     cancelled.cancel();
-    if (const auto result = cancelled.wait(); !result) { // else it was whole already
-        EXPECT_EQ(result.error(), (kx::Error{ErrorCode::Cancelled, "cancelled", destination}));
-    }
+    EXPECT_EQ(cancelled.wait().error(), (kx::Error{ErrorCode::Cancelled, "cancelled", destination}));
+    EXPECT_LT(kx::File::open(destination).value().length(), Frames(3000000));
 }
+
+TEST(Subscriptions, ThatEndEachOtherDoNotWaitForEachOther)
+{
+    kx::Signal<> signals[2];
+    kx::Subscription subscriptions[2];
+    Handshake inBoth;
+    for (int i : {0, 1})
+        subscriptions[i] = signals[i].subscribe([&, i] {
+            inBoth.announce();
+            EXPECT_TRUE(inBoth.await(2));
+            subscriptions[1 - i].end();
+        });
+    std::jthread other([&] { signals[1].raise(); });
+    signals[0].raise();
+}
+
+static_assert(kx::toFrames(1500ms) == Frames(66150));
+static_assert(kx::toFrames(std::chrono::hours::max()) == std::chrono::days(200));
+static_assert(kx::toFrames(std::chrono::duration<double>(-1e300)) == -std::chrono::days(200));
 
 TEST_F(Face, ListsDevicesAndTellsThatTheyChange)
 {

@@ -60,6 +60,8 @@ Error errorOf(OSStatus status, const std::filesystem::path &file)
 
 Error errorOf(const NSException &exception, const std::filesystem::path &file)
 {
+    if (exception.name() == "KXAFilePlayer export refused")
+        return {ErrorCode::Busy, exception.reason(), file};
     const auto error = exception.userInfo().find("error");
     const ErrorCode code =
         error == exception.userInfo().end() ? ErrorCode::Other : codeOf(static_cast<OSStatus>(error->second.code));
@@ -70,6 +72,8 @@ Error errorOf(const std::exception_ptr &caught, const std::filesystem::path &fil
 {
     try {
         std::rethrow_exception(caught);
+    } catch (const Exception &exception) {
+        return exception.error();
     } catch (const NSException &exception) {
         return errorOf(exception, file);
     } catch (const std::bad_alloc &) {

@@ -20,12 +20,13 @@ public:
     Job(std::filesystem::path source, std::filesystem::path destination);
 
     // The export's side. All [any].
-    bool tellProgress(double percent); ///< True when it is to stop.
+    bool tellProgress(double percent); ///< True when it is to stop; throws when it was given up.
     void complete();
     void fail(const NSException &exception);
 
     // The waiting side. All [any].
     void cancel() noexcept { cancelled_ = true; }
+    void giveUp() noexcept { givenUp_ = true; }
     [[nodiscard]] double progress() const noexcept { return percent_ / 100; }
     [[nodiscard]] bool hasEnded() const noexcept;
     Result<> wait();
@@ -33,11 +34,13 @@ public:
     Subscription onEnded(std::function<void(const Result<> &)> listener);
 
 private:
+    [[nodiscard]] Error cancelledError() const;
     void end(Result<> result);
 
     const std::filesystem::path source_;
     const std::filesystem::path destination_;
     std::atomic<bool> cancelled_{false};
+    std::atomic<bool> givenUp_{false};
     std::atomic<bool> stopped_{false}; ///< before the end, because it was cancelled
     std::atomic<double> percent_{0};
     mutable std::mutex lock_;

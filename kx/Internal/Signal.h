@@ -5,6 +5,7 @@
 #include "kx/Internal/Listener.h"
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -28,10 +29,22 @@ public:
         const std::lock_guard guard(lock_);
         std::erase_if(slots_, [](const std::weak_ptr<Slot> &each) { return each.expired(); });
         slots_.push_back(slot);
-        return Subscription(std::move(slot));
+        return Subscription::Listener::subscription(std::move(slot));
     }
 
-    /// Calls all in the order in which they came. A function that throws is logged. [any] [blocks]
+    /// What it throws is logged; an empty one does nothing. [any] [blocks]
+    static void callGuarded(const Function &function, Arguments... arguments)
+    {
+        const ListenerCall call;
+        try {
+            if (function)
+                function(arguments...);
+        } catch (...) {
+            NSLog("a listener failed: %@", currentExceptionText());
+        }
+    }
+
+    /// Calls all in the order in which they came. [any] [blocks]
     void raise(Arguments... arguments) const
     {
         for (const std::weak_ptr<Slot> &each : present())
@@ -43,29 +56,25 @@ private:
     class Slot final : public Subscription::Listener
     {
     public:
-        explicit Slot(Function function) : function_(std::make_shared<const Function>(std::move(function))) {}
+        explicit Slot(Function function) : function_(std::move(function)) {}
 
         void call(Arguments... arguments)
         {
             const std::lock_guard guard(lock_);
-            const auto function = function_; // it may end itself in the call
-            if (!function || !*function)
-                return;
-            try {
-                (*function)(arguments...);
-            } catch (...) {
-                NSLog("a listener failed: %@", currentExceptionText());
-            }
+            if (!hasEnded_)
+                callGuarded(function_, arguments...);
         }
         void end() noexcept override
         {
-            const std::lock_guard guard(lock_);
-            function_ = nullptr;
+            hasEnded_ = true;
+            if (!ListenerCall::isOnThisThread())
+                const std::lock_guard guard(lock_); // waits for the call that is under way
         }
 
     private:
         std::recursive_mutex lock_; ///< held in a call
-        std::shared_ptr<const Function> function_;
+        std::atomic<bool> hasEnded_{false};
+        const Function function_;
     };
 
     std::vector<std::weak_ptr<Slot>> present() const

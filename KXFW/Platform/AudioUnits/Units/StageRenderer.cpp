@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 namespace kx
 {
@@ -72,6 +73,7 @@ void StageInput::pull(const PlanarBlock &block) noexcept
 
 void StageRun::pull(const PlanarBlock &out) noexcept
 {
+    mayWait_ = true;
     bool mayJump = true; // once a pull: a source that always jumps must not keep it from its end
     for (uint32_t made = 0; made < out.frames;) {
         const BlockPart part(out, made, std::min(RenderStage::kMostFrames, out.frames - made));
@@ -92,7 +94,8 @@ void StageRun::pull(const PlanarBlock &out) noexcept
     }
 }
 
-/// A stage that is later than it was has frames to leave out; one that begins anew has all of its latency.
+/// A stage that is later than it was has frames to leave out; one that begins anew has all of its latency. Once a pull,
+/// so that one whose latency comes and goes, or that gives no numbers again and again, does not keep it from its end.
 void StageRun::process(const PlanarBlock &block) noexcept
 {
     stage_.begin();
@@ -102,7 +105,7 @@ void StageRun::process(const PlanarBlock &block) noexcept
         latency_ = leftOut_ = 0;
     }
     const uint32_t latency = stage_.latency();
-    if (latency > latency_)
+    if (latency > latency_ && std::exchange(mayWait_, false))
         leftOut_ += latency - latency_;
     latency_ = latency;
 }

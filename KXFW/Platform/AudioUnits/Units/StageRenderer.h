@@ -55,6 +55,7 @@ private:
     StageSource &source_;
     uint32_t latency_ = 0; ///< as it was last
     uint32_t leftOut_ = 0; ///< frames to be left out yet
+    bool mayWait_ = true;  ///< for a latency that has grown, in the pull under way
 };
 
 /// Makes the sound of a unit with stages.
