@@ -92,12 +92,9 @@ TEST(CallbackStream, TellsWhatIsHeardByTheTimeThatTheSystemTells)
     EXPECT_EQ(stream.heardFrames(), 1500u) << "no more than was taken";
     stream.call(100, Clock::now() + 1h);
     EXPECT_EQ(stream.heardFrames(), 1500u) << "never less than before";
-    stream.writeNext(100);
-    auto halted = std::async(std::launch::async, [&] { stream.halt(); });
-    while (halted.wait_for(0s) != std::future_status::ready)
-        stream.call(100, Clock::now() + 1h);
-    EXPECT_GE(stream.heardFrames(), 1600u) << "is on its way";
-    EXPECT_EQ(stream.call(100).front(), 0u);
+    stream.halt(); // no callback comes any more: it does not wait for long
+    EXPECT_EQ(stream.call(100), std::vector<uint32_t>(100));
+    EXPECT_EQ(stream.heardFrames(), 1600u) << "what was taken is on its way";
 }
 
 TEST(CallbackStream, AWriterAndACallbackAtOnceEndInAnyWay)
