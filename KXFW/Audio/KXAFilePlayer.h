@@ -23,15 +23,17 @@ struct PlayerEngine;
 struct KXAExportOptions {
     bool fromRangeStart = false; ///< goes to the range's start first, as `prepareForExport` does
     /// Gives the range alone, as many frames as it makes, and lets the effect hear nothing of what follows it: what a
-    /// player plays that plays the range once. Else it is rounded up to whole slices, with what follows the range.
+    /// player plays that plays the range once. The range is the one of the beginning. Else it is rounded up to whole
+    /// slices, with what follows the range.
     bool exactFrames = false;
 };
 
 /// Plays one audio file through a chain of audio units, with a loop range, a volume and an optional effect unit, and
 /// exports the range as it sounds.
 ///
-/// An operation that gives a bool is true when it was done, and false, with nothing changed, when it was refused; the
-/// log says why.
+/// An operation that gives a bool is true when it was done, and false, with nothing changed but what it says itself,
+/// when it was refused. The log names an export or another player that is in the way; that no file is loaded, that the
+/// range is empty or that the caller ended it needs no line.
 ///
 /// It owns its parameter record, the queue of position changes, the pre-reading timer, the units but the effect unit,
 /// and the data source of the loaded file.
@@ -138,8 +140,8 @@ public:
     [[nodiscard]] int64_t endOffset() const;
     [[nodiscard]] int64_t startOffsetInFrame() const;
     [[nodiscard]] int64_t endOffsetInFrame() const;
-    /// Sets the range, then the position, in frames. Refused while exporting; false without a file, where the range is
-    /// set alone. [any] [queue: byteOffsetChangeQueue] [blocks]
+    /// Sets the range, then the position, in frames, as one change. Refused while exporting; false without a file,
+    /// where the range is set alone. [any] [queue: byteOffsetChangeQueue] [blocks]
     bool setOffsetFramesPlay(int64_t play, int64_t start, int64_t end);
 
     /// Sets what the render path hands to the chain, and runs the change hook. One that the chain refuses raises the

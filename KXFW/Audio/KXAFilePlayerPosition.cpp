@@ -46,11 +46,8 @@ bool KXAFilePlayer::setPositionToHeardFrame()
 
 bool KXAFilePlayer::setOffsetFramesPlay(int64_t play, int64_t start, int64_t end)
 {
-    if (fields_->refusedWhileExporting("position"))
-        return false;
-    setStartOffsetInFrame(start);
-    setEndOffset(engine_->position.bytesOf(end)); // without an announcement
-    return setPositionInFrame(play);
+    kx::PlaybackPosition &position = engine_->position;
+    return position.jumpTo(position.bytesOf(play), {position.bytesOf(start), position.bytesOf(end)});
 }
 
 bool KXAFilePlayer::setLoop(bool loop)

@@ -58,8 +58,12 @@ TEST_F(PlayerExportTest, WritesTheRangeInWholeSlicesUnlessItIsCancelled)
     player->setOffsetFramesPlay(0, 10000, 5000);
     EXPECT_TRUE(exportRange(player, destination).completed) << "a range of nothing is no data that is missing";
     player->setOffsetFramesPlay(0, 59000, 90000);
-    exportRange(player, destination, [] { return false; }, {.fromRangeStart = true, .exactFrames = true});
-    EXPECT_EQ(indicesOf(destination).size(), 1000U) << "what there is of the range";
+    const auto changeTheRange = [&] {
+        player->setEndOffsetInFrame(59001);
+        return false;
+    };
+    exportRange(player, destination, changeTheRange, {.fromRangeStart = true, .exactFrames = true});
+    EXPECT_EQ(indicesOf(destination).size(), 1000U) << "what there is of the range that it began with";
 }
 
 TEST_F(PlayerExportTest, OnlyWhatPlaysHasUnderruns)

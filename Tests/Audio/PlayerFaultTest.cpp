@@ -195,6 +195,13 @@ TEST_F(PlayerFaultTest, AUnitThatRefusesIsTold)
     EXPECT_EQ(std::count(frames.begin(), frames.end(), 0xEEEEEEEE), 1024 - 16);
 }
 
+TEST_F(PlayerFaultTest, APositionThatIsRefusedLeavesTheRangeToo)
+{
+    player->byteOffsetChangeQueue()->sync([&] { EXPECT_THROW(player->setOffsetFramesPlay(1, 2, 3), NSException); });
+    EXPECT_EQ(player->startOffsetInFrame(), 0);
+    EXPECT_EQ(player->endOffsetInFrame(), 400'000);
+}
+
 TEST_F(PlayerFaultTest, ADeviceThatIsNotThereOrOnlyRecordsIsToldAndLeftAlone)
 {
     hardware->setDevices({{"speaker"}, {.name = "microphone", .hasInput = true, .hasOutput = false}});

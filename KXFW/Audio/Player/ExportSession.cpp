@@ -53,11 +53,11 @@ int64_t ExportSession::rangeStart() const
 
 bool ExportSession::start(std::shared_ptr<KXAFilePlayer> player, ExportRequest asked)
 {
-    const auto request = std::make_shared<const ExportRequest>(std::move(asked));
+    const auto request = std::make_shared<ExportRequest>(std::move(asked));
     std::optional<NSException> failure;
     bool hasBegun = false;
     try {
-        failure = begin(request->options);
+        failure = begin(*request);
         hasBegun = !failure;
         if (hasBegun)
             GlobalQueue::withQuality(QualityOfService::Background).async([this, player = std::move(player), request] {
@@ -74,7 +74,7 @@ bool ExportSession::start(std::shared_ptr<KXAFilePlayer> player, ExportRequest a
 }
 
 /// Stops playback and closes the player to other uses, or says why not.
-std::optional<NSException> ExportSession::begin(const KXAExportOptions &options)
+std::optional<NSException> ExportSession::begin(ExportRequest &request)
 {
     const ControlGuard guard(control_);
     if (fields_.isExporting)
@@ -85,13 +85,15 @@ std::optional<NSException> ExportSession::begin(const KXAExportOptions &options)
     source_.takeEnd();
     chain_.mend();
     fields_.failure.set(nullptr);
-    if (options.fromRangeStart || source_.heldFrames() > 0)
+    if (request.options.fromRangeStart || source_.heldFrames() > 0)
         chain_.reset(); // frames of before are no part of the export
     // On the queue, so that a jump of the position is either before the export or refused.
     fields_.queue().sync([&] {
-        if (options.fromRangeStart)
+        if (request.options.fromRangeStart)
             position_.place(rangeStart());
-        source_.setExportsRangeAlone(options.exactFrames);
+        if (request.options.exactFrames)
+            request.range = {fields_.param().startOffset(), fields_.param().endOffset()};
+        source_.setExportedRange(request.range);
         fields_.isExporting = true;
         position_.takeJump();
     });
@@ -102,8 +104,7 @@ void ExportSession::run(const ExportRequest &request)
 {
     std::exception_ptr caught;
     try {
-        OfflineExport(fields_, position_, source_, request.options, request.progressAndCancelBlock)
-            .writeTo(request.url);
+        OfflineExport(fields_, position_, source_, request.range, request.progressAndCancelBlock).writeTo(request.url);
     } catch (...) {
         caught = std::current_exception();
     }

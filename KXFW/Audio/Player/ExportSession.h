@@ -18,6 +18,7 @@ struct ExportRequest {
     KXAFilePlayer::CompletionBlock completionBlock;
     KXAFilePlayer::FailureBlock failureBlock;
     KXAExportOptions options;
+    std::optional<ByteRange> range = std::nullopt; ///< of an exact export, as it was when it began
 
     void fail(const NSException &exception) const; ///< Tells it, or logs it. [any]
 };
@@ -36,7 +37,7 @@ public:
 
 private:
     [[nodiscard]] int64_t rangeStart() const;
-    std::optional<NSException> begin(const KXAExportOptions &options);
+    std::optional<NSException> begin(ExportRequest &request);
     void run(const ExportRequest &request);
     void end() noexcept;
 

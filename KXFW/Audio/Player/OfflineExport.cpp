@@ -64,9 +64,9 @@ private:
 } // namespace
 
 OfflineExport::OfflineExport(PlayerFields &fields, PlaybackPosition &position, RenderSource &source,
-                             const KXAExportOptions &options,
+                             const std::optional<ByteRange> &exactRange,
                              const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock)
-    : fields_(fields), position_(position), source_(source), exact_(options.exactFrames),
+    : fields_(fields), position_(position), source_(source), exactRange_(exactRange),
       progressAndCancelBlock_(progressAndCancelBlock), param_(fields.param()), data_(fields.audioData()),
       bytesPerFrame_(param_.inputDesc().mBytesPerFrame), mayHold_(source.chainMayHold())
 {
@@ -77,12 +77,17 @@ int64_t OfflineExport::dataSize() const
     return data_ ? data_->bufferSize() : 0;
 }
 
+ByteRange OfflineExport::range() const
+{
+    return exactRange_.value_or(ByteRange{param_.startOffset(), param_.endOffset()});
+}
+
 /// Where the export ends. An end beyond the data is met by the silence there, unless the range's frames alone are
 /// wanted.
-int64_t OfflineExport::lastFrame() const
+int64_t OfflineExport::endFrame() const
 {
-    const int64_t end = param_.endOffset();
-    return framesIn(exact_ ? std::min(end, dataSize()) : end);
+    const int64_t end = range().end;
+    return framesIn(exactRange_ ? std::min(end, dataSize()) : end);
 }
 
 /// Frames that went into the chain so far, silence included.
@@ -129,8 +134,8 @@ AudioStreamBasicDescription OfflineExport::postUnitFormat() const
 /// What the file format cannot hold is refused before its first byte.
 void OfflineExport::refuseTooLong() const
 {
-    const int64_t last = std::min(framesIn(param_.endOffset()), framesIn(dataSize()));
-    const int64_t frames = std::max<int64_t>(last - position(), 0);
+    const int64_t end = std::min(endFrame(), framesIn(dataSize()));
+    const int64_t frames = std::max<int64_t>(end - position(), 0);
     const auto slices = static_cast<int64_t>(std::ceil(static_cast<double>(frames) / drawRate() / kFramesPerSlice));
     const int64_t bytesPerSlice = int64_t{GetStandardDescription().mBytesPerFrame} * kFramesPerSlice;
     if (slices > ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / bytesPerSlice)
@@ -166,14 +171,14 @@ void OfflineExport::writeSlices(ExtAudioFileRef file, const AudioStreamBasicDesc
 uint32_t OfflineExport::nextSlice() const
 {
     constexpr double kUncertain = 16; // frames of the input, in what the chain says that it holds
-    const auto left = static_cast<double>(lastFrame() - playedUpTo());
-    return exact_ && left < drawRate() * kFramesPerSlice + kUncertain ? 1 : kFramesPerSlice;
+    const auto left = static_cast<double>(endFrame() - playedUpTo());
+    return exactRange_ && left < drawRate() * kFramesPerSlice + kUncertain ? 1 : kFramesPerSlice;
 }
 
 /// Until the position reaches the range's end, and then as long as frames of the range are held back by the chain.
 bool OfflineExport::hasMore() const
 {
-    const int64_t end = lastFrame();
+    const int64_t end = endFrame();
     return position() < end || playedUpTo() < end;
 }
 
@@ -187,8 +192,8 @@ bool OfflineExport::cancelled() const
 {
     if (!progressAndCancelBlock_)
         return false;
-    const int64_t start = framesIn(param_.startOffset());
-    const int64_t length = framesIn(param_.endOffset()) - start;
+    const int64_t start = framesIn(range().start);
+    const int64_t length = framesIn(range().end) - start;
     const auto done = static_cast<double>(position() - start);
     return progressAndCancelBlock_(length > 0 ? std::min(done * 100.0 / static_cast<double>(length), 100.0) : 0.0);
 }
@@ -199,9 +204,9 @@ void OfflineExport::refuseHalf(int64_t silentFrames) const
     if (silentFrames <= 0)
         return;
     const int64_t size = dataSize();
-    const int64_t end = std::min(param_.endOffset(), size);
-    const bool rangeHasData = framesIn(param_.startOffset()) < framesIn(end);
-    if (rangeHasData && framesIn(param_.byteOffset()) < framesIn(exact_ ? end : size))
+    const int64_t end = std::min(range().end, size);
+    const bool rangeHasData = framesIn(range().start) < framesIn(end);
+    if (rangeHasData && framesIn(param_.byteOffset()) < framesIn(exactRange_ ? end : size))
         _ASSERT_NOERR(data_->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
 }
 
@@ -212,7 +217,7 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
         data_->prereadFrames(frames);
     const int64_t before = position();
     const int64_t enteredBefore = entered();
-    const bool holdsSome = playedUpTo() < std::min(before, lastFrame());
+    const bool holdsSome = playedUpTo() < std::min(before, endFrame());
     buffers.rewind(~0U);
     AudioUnitRenderActionFlags flags = 0;
     const OSStatus rendered = AudioUnitRender(param_.postUnit(), &flags, &time, 0, frames, buffers.get());

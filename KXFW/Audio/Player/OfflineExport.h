@@ -6,6 +6,7 @@
 #include "KXFW/Platform/Foundation/BufferList.h"
 
 #include <filesystem>
+#include <optional>
 
 namespace kx
 {
@@ -16,9 +17,11 @@ namespace kx
 class OfflineExport
 {
 public:
-    /// Borrows the player's parts and the block, which may be empty. [any]
+    /// Of `exactRange` alone, or of the record's range. Borrows the player's parts and the block, which may be empty.
+    /// [any]
     OfflineExport(PlayerFields &fields, PlaybackPosition &position, RenderSource &source,
-                  const KXAExportOptions &options, const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock);
+                  const std::optional<ByteRange> &exactRange,
+                  const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock);
 
     /// Exports from the player's position to its range's end, in its exact length: the range's frames through each
     /// change of rate, rounded up, and then, unless exact frames are wanted, up to whole slices. The player's loop flag
@@ -33,7 +36,8 @@ private:
     void writeSlices(ExtAudioFileRef file, const AudioStreamBasicDescription &format);
     [[nodiscard]] int64_t framesIn(int64_t bytes) const;
     [[nodiscard]] int64_t dataSize() const;
-    [[nodiscard]] int64_t lastFrame() const;
+    [[nodiscard]] ByteRange range() const;
+    [[nodiscard]] int64_t endFrame() const;
     [[nodiscard]] int64_t entered() const;
     [[nodiscard]] int64_t position() const;
     [[nodiscard]] bool hasMore() const;
@@ -46,7 +50,7 @@ private:
     PlayerFields &fields_;
     PlaybackPosition &position_;
     RenderSource &source_;
-    const bool exact_;
+    const std::optional<ByteRange> exactRange_;
     const KXAFilePlayer::ProgressAndCancelBlock &progressAndCancelBlock_;
     // Stay as they are while the player exports.
     KXAPlayerParam &param_;

@@ -45,12 +45,28 @@ bool PlaybackPosition::rangeIsEmpty() const
 
 bool PlaybackPosition::jumpTo(int64_t byte)
 {
+    return unlessExporting([&] { return place(byte); });
+}
+
+bool PlaybackPosition::jumpTo(int64_t byte, const ByteRange &range)
+{
+    return unlessExporting([&] {
+        KXAPlayerParam &param = fields_.param();
+        param.setStartOffset(range.start);
+        param.setEndOffset(range.end);
+        return place(byte);
+    });
+}
+
+/// Makes a change whole on the queue, where an export begins, too.
+template <class Change> bool PlaybackPosition::unlessExporting(Change &&change)
+{
     if (fields_.refusedWhileExporting("position"))
         return false; // the export may hold the queue, with a disk that hangs
     bool refused = false;
     const bool done = fields_.queue().sync([&] {
         refused = fields_.isExporting;
-        return !refused && place(byte);
+        return !refused && change();
     });
     if (refused)
         NSLog("position refused: an export is running");

@@ -10,6 +10,12 @@
 namespace kx
 {
 
+/// Bytes of the input format, start inclusive, end exclusive.
+struct ByteRange {
+    int64_t start;
+    int64_t end;
+};
+
 /// Where a player is: the position that is read next, the range around it, and the frame that is heard meanwhile.
 ///
 /// The position is the record's byte offset, and the audio data is where it says: both are moved together on the
@@ -26,7 +32,9 @@ public:
     /// Whether the range and the data have no frame in common. [any]
     [[nodiscard]] bool rangeIsEmpty() const;
 
-    bool jumpTo(int64_t byte);     ///< False where it is refused. [any] [queue: byteOffsetChangeQueue] [blocks]
+    bool jumpTo(int64_t byte); ///< False where it is refused. [any] [queue: byteOffsetChangeQueue] [blocks]
+    /// Sets the range, then jumps. An export refuses both. [any] [queue: byteOffsetChangeQueue] [blocks]
+    bool jumpTo(int64_t byte, const ByteRange &range);
     bool place(int64_t byte);      ///< A jump that nothing refuses. [queue: byteOffsetChangeQueue] [blocks]
     bool jumpIntoRange();          ///< With loop, where the position is outside of it. [any] [blocks]
     void beginFile(int64_t bytes); ///< Of so many bytes, all of which are the range. [queue: byteOffsetChangeQueue]
@@ -47,6 +55,7 @@ public:
     [[nodiscard]] HeardTimeline &timeline() noexcept { return timeline_; }
 
 private:
+    template <class Change> bool unlessExporting(Change &&change);
     [[nodiscard]] AudioTimeStamp heardTime() const;
     void seek(KXAFiledAudioData2 &data, int64_t frame);
     [[nodiscard]] int64_t bounded(int64_t byte, int64_t dataSize) const;

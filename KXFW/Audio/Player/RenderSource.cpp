@@ -160,10 +160,12 @@ RenderSource::Read RenderSource::readBytes(KXAPlayerParam &param, void *destinat
 LoopRange RenderSource::rangeOf(const KXAPlayerParam &param, int64_t dataSize, int64_t bytesPerFrame) const
 {
     const bool loop = param.loop();
-    const int64_t end = param.endOffset();
-    const bool endsWithRange = !loop && (fields_.isExporting ? exportsRangeAlone_ : playsRangeOnce_);
-    return {param.startOffset(), end, endsWithRange ? std::clamp<int64_t>(end, 0, dataSize) : dataSize, bytesPerFrame,
-            loop};
+    const bool isExporting = fields_.isExporting;
+    const bool isFixed = isExporting && exportedRange_;
+    const ByteRange range = isFixed ? *exportedRange_ : ByteRange{param.startOffset(), param.endOffset()};
+    const bool endsWithRange = !loop && (isFixed || (!isExporting && playsRangeOnce_));
+    return {range.start, range.end, endsWithRange ? std::clamp<int64_t>(range.end, 0, dataSize) : dataSize,
+            bytesPerFrame, loop};
 }
 
 bool RenderSource::mayHold(const AudioStreamBasicDescription &input) const noexcept

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 namespace kx
 {
@@ -48,10 +49,12 @@ public:
     /// Reads of what plays that found the data not read ahead. [any]
     [[nodiscard]] uint64_t underruns() const noexcept { return underruns_.load(std::memory_order_relaxed); }
 
-    // Without loop, the range's end is the end: of playing, of an export. All [any] [render].
+    // Without loop, the range's end is the end. Both [any] [render].
     void setPlaysRangeOnce(bool once) noexcept { playsRangeOnce_ = once; }
     [[nodiscard]] bool playsRangeOnce() const noexcept { return playsRangeOnce_; }
-    void setExportsRangeAlone(bool alone) noexcept { exportsRangeAlone_ = alone; }
+    /// What an export gives alone, whatever the range is changed to meanwhile; none where it follows the range.
+    /// [queue: byteOffsetChangeQueue]
+    void setExportedRange(const std::optional<ByteRange> &range) noexcept { exportedRange_ = range; }
 
 private:
     static constexpr int64_t kNothingYet = INT64_MAX / 2;
@@ -69,7 +72,7 @@ private:
     std::atomic<uint64_t> underruns_{0};
     std::atomic<bool> hasEnded_{false};
     std::atomic<bool> playsRangeOnce_{false};
-    std::atomic<bool> exportsRangeAlone_{false};
+    std::optional<ByteRange> exportedRange_; ///< on the queue
 };
 
 } // namespace kx
