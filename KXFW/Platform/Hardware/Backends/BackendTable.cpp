@@ -56,5 +56,7 @@ std::unique_ptr<kx::HardwareBackend> kx::makeBackend()
         NSLog("KXFW_AUDIO_BACKEND: there is no backend %@", wanted);
     else if (auto backend = found->make())
         return backend;
+    else
+        NSLog("KXFW_AUDIO_BACKEND: %@ cannot be used", wanted);
     return firstThatComes();
 }

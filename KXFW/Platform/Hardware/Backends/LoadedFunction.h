@@ -35,10 +35,11 @@ public:
         isWhole_ = isWhole_ && function.pointer != nullptr;
     }
 
-    /// Whether the library was there with all that was taken; else the log says that `system` cannot be used, and why.
+    /// Whether the library was there with all that was taken. That it is not there is nothing to tell of; where it
+    /// lacks something, the log says that `system` cannot be used.
     [[nodiscard]] bool succeeded(const char *system) const
     {
-        if (!isWhole_)
+        if (library_ != nullptr && !isWhole_)
             NSLog("%@ cannot be used: %@", system, dlerror());
         return isWhole_;
     }
