@@ -301,6 +301,7 @@ TEST_F(Window, PlaysFromWhereTheLineIsPutAndLoopsOnceItIsInTheRange)
     auto &line = *find<kxplayer::TimelineView>("");
     emit line.handBegan();
     emit line.rangePicked({kx::Frames(500), kx::Frames(600)});
+    screen()._updateUI(); // as at any event meanwhile
     EXPECT_EQ(player().startOffsetInFrame(), 2 * 44100) << "a drag that goes on is not heard";
     emit line.rangePicked({kx::Frames(500), kx::Frames(30000)});
     emit line.handEnded();
