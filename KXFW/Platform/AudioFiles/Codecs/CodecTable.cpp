@@ -11,19 +11,17 @@ bool isAlwaysInstalled()
     return true;
 }
 
-} // namespace
-
-const std::vector<CodecEntry> &codecTable()
+std::vector<CodecEntry> madeTable()
 {
-    static const SoundEncoding pcm{kAudioFormatLinearPCM, "Linear PCM"};
-    static const SoundEncoding uLaw{kAudioFormatULaw, "u-law"};
-    static const SoundEncoding aLaw{kAudioFormatALaw, "A-law"};
-    static const SoundEncoding ima{kAudioFormatIMA4, "IMA ADPCM"};
-    static const SoundEncoding ms{kAudioFormatMSADPCM, "MS ADPCM"};
-    static const SoundEncoding alac{kAudioFormatALAC, "ALAC"};
-    static const SoundEncoding flac{kAudioFormatFLAC, "FLAC"};
+    const SoundEncoding pcm{kAudioFormatLinearPCM, "Linear PCM"};
+    const SoundEncoding uLaw{kAudioFormatULaw, "u-law"};
+    const SoundEncoding aLaw{kAudioFormatALaw, "A-law"};
+    const SoundEncoding ima{kAudioFormatIMA4, "IMA ADPCM"};
+    const SoundEncoding ms{kAudioFormatMSADPCM, "MS ADPCM"};
+    const SoundEncoding alac{kAudioFormatALAC, "ALAC"};
+    const SoundEncoding flac{kAudioFormatFLAC, "FLAC"};
     // Ordered by the strength of what they recognise: MPEG audio has no signature but a few bits, so it comes last.
-    static const std::vector<CodecEntry> table{
+    return {
         {recognisesPCMContainer,
          openPCMContainer,
          isAlwaysInstalled,
@@ -56,6 +54,14 @@ const std::vector<CodecEntry> &codecTable()
             {kAudioFormatMPEGLayer2, "MPEG layer 2"},
             {kAudioFormatMPEGLayer1, "MPEG layer 1"}}}}},
     };
+}
+
+} // namespace
+
+/// Never destroyed: a thread that waits for a disk may outlive the statics of a program that ends.
+const std::vector<CodecEntry> &codecTable()
+{
+    static const auto &table = *new std::vector<CodecEntry>(madeTable());
     return table;
 }
 
