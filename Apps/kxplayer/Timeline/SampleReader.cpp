@@ -63,6 +63,7 @@ struct SampleReader::OpenFile {
 
 void SampleReader::open(const std::filesystem::path &file)
 {
+    kx::installToolkit(); // whose main queue the samples come by
     task_.leave();
     awaited_ = nullptr;
     file_ = std::make_shared<OpenFile>(file);
