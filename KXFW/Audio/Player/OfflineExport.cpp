@@ -18,7 +18,7 @@ namespace
 {
 
 constexpr uint32_t kFramesPerSlice = 512;
-constexpr const char *kSite =
+constexpr const char *kExportSite =
     "-[KXAFilePlayer exportAsyncWithURL:progressAndCancelBlock:completionBlock:]_block_invoke";
 
 /// A file being written, thrown away unless it is closed.
@@ -30,7 +30,7 @@ public:
         const AudioStreamBasicDescription standard = GetStandardDescription();
         _ASSERT_NOERR(
             ExtAudioFileCreateWithURL(url, kAudioFileAIFFType, &standard, nullptr, kAudioFileFlags_EraseFile, &file_),
-            kSite);
+            kExportSite);
     }
     ~FileBeingWritten()
     {
@@ -41,7 +41,7 @@ public:
     FileBeingWritten &operator=(const FileBeingWritten &) = delete;
 
     [[nodiscard]] ExtAudioFileRef get() const noexcept { return file_; }
-    void close() { _ASSERT_NOERR(ExtAudioFileDispose(std::exchange(file_, nullptr)), kSite); }
+    void close() { _ASSERT_NOERR(ExtAudioFileDispose(std::exchange(file_, nullptr)), kExportSite); }
 
 private:
     ExtAudioFileRef file_ = nullptr;
@@ -113,7 +113,7 @@ void OfflineExport::writeTo(const std::filesystem::path &url)
     FileBeingWritten file(url);
     const AudioStreamBasicDescription format = postUnitFormat();
     _ASSERT_NOERR(ExtAudioFileSetProperty(file.get(), kExtAudioFileProperty_ClientDataFormat, sizeof format, &format),
-                  kSite);
+                  kExportSite);
     {
         const LoopOff loopOff(param_);
         writeSlices(file.get(), format);
@@ -127,7 +127,7 @@ AudioStreamBasicDescription OfflineExport::postUnitFormat() const
     uint32_t size = sizeof format;
     _ASSERT_NOERR(AudioUnitGetProperty(param_.postUnit(), kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0,
                                        &format, &size),
-                  kSite);
+                  kExportSite);
     return format;
 }
 
@@ -139,7 +139,7 @@ void OfflineExport::refuseTooLong() const
     const auto slices = static_cast<int64_t>(std::ceil(static_cast<double>(frames) / drawRate() / kFramesPerSlice));
     const int64_t bytesPerSlice = int64_t{GetStandardDescription().mBytesPerFrame} * kFramesPerSlice;
     if (slices > ExtAudioFileMaximumDataBytes(kAudioFileAIFFType) / bytesPerSlice)
-        _ASSERT_NOERR(kAudioFileTooLargeError, kSite);
+        _ASSERT_NOERR(kAudioFileTooLargeError, kExportSite);
 }
 
 /// Frames of the input for each frame written, as the chain is set now.
@@ -207,7 +207,7 @@ void OfflineExport::refuseHalf(int64_t silentFrames) const
     const int64_t end = std::min(range().end, size);
     const bool rangeHasData = framesIn(range().start) < framesIn(end);
     if (rangeHasData && framesIn(param_.byteOffset()) < framesIn(exactRange_ ? end : size))
-        _ASSERT_NOERR(data_->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kSite);
+        _ASSERT_NOERR(data_->endedByFailure() ? kAudioFileReadError : kAudioFileEndOfFileError, kExportSite);
 }
 
 /// Renders and writes `frames` frames; false when the data is exhausted.
@@ -223,7 +223,7 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
     const OSStatus rendered = AudioUnitRender(param_.postUnit(), &flags, &time, 0, frames, buffers.get());
     if (const std::exception_ptr failure = fields_.failure.exchange(nullptr))
         std::rethrow_exception(failure);
-    _ASSERT_NOERR(rendered, kSite);
+    _ASSERT_NOERR(rendered, kExportSite);
     const int64_t read = position() - before;
     refuseHalf(entered() - enteredBefore - read);
     if (read == 0 && !holdsSome) {
@@ -231,7 +231,7 @@ bool OfflineExport::writeSlice(ExtAudioFileRef file, BufferList &buffers, AudioT
         return false;
     }
     time.mSampleTime += frames;
-    _ASSERT_NOERR(ExtAudioFileWrite(file, frames, buffers.get()), kSite);
+    _ASSERT_NOERR(ExtAudioFileWrite(file, frames, buffers.get()), kExportSite);
     return true;
 }
 
