@@ -35,7 +35,6 @@ namespace kxtool
 void showInfo(const std::string & /*file*/) {}
 void showFormats() {}
 void showDevices() {}
-void showFormats() {}
 void play(const PlayOptions &options)
 {
     checkRange(options.range);
