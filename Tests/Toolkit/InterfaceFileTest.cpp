@@ -29,6 +29,10 @@ const std::pair<std::string, const char *> kBadFiles[] = {
                      "</extends></customwidget></customwidgets>"),
      "line 1: unknown class 'Custom'"},
     {QString("<ui>").repeated(70).toStdString(), "more than 64 elements inside each other"},
+    {screen(widget("QLabel", "l"))
+         .insert(18, "<connections><connection><sender>l</sender><signal> des<![CDATA[troyed]]>()</signal>"
+                     "<receiver>l</receiver><slot>showMinimized()</slot></connection></connections>"),
+     "line 1: a connection from 'destroyed'"},
     {"<!DOCTYPE ui [<!ENTITY a \"b\">]>" + screen("&a;"), "a document type"},
     {screen("") + std::string(kx::InterfaceFile::kMostBytes, ' '), "larger than 256 KiB"},
     {"<ui version=\"3.1\"><widget class=\"QWidget\" name=\"a\"/></ui>", "created using Designer from Qt-3.1"},

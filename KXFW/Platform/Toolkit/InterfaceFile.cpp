@@ -55,6 +55,29 @@ void checkElement(const InterfaceFile &file, const QXmlStreamReader &xml, int de
         fail(file, xml, QStringLiteral("unknown class '%1'").arg(name));
 }
 
+/// Signals as they are named, piece by piece, in <signal>. One is refused: it comes when its sender has gone, together
+/// with the receivers around it.
+class SignalCheck
+{
+public:
+    explicit SignalCheck(const InterfaceFile &file) : file_(file) {}
+
+    void hear(const QXmlStreamReader &xml)
+    {
+        if (xml.isCharacters())
+            text_ += xml.text();
+        else if (xml.isStartElement())
+            text_.clear();
+        else if (xml.isEndElement() && isElement(xml, QLatin1StringView("signal")) &&
+                 text_.simplified().startsWith(QLatin1StringView("destroyed")))
+            fail(file_, xml, QStringLiteral("a connection from 'destroyed', when receivers have gone too"));
+    }
+
+private:
+    const InterfaceFile &file_;
+    QString text_;
+};
+
 } // namespace
 
 NSException kx::nibLoadingException(const std::string &path, const std::string &reason)
@@ -79,8 +102,10 @@ void kx::checkInterfaceFile(const InterfaceFile &file)
     int depth = 0;
     std::array<int, InterfaceFile::kDeepestElement + 2> layouts{}; // in the element of each depth
     bool hasWidget = false;
+    SignalCheck signalCheck(file);
     while (!xml.atEnd()) {
         const auto token = xml.readNext();
+        signalCheck.hear(xml);
         if (token == QXmlStreamReader::StartElement) {
             checkElement(file, xml, ++depth);
             layouts[static_cast<std::size_t>(depth) + 1] = 0;
