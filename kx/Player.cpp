@@ -82,7 +82,8 @@ Player::Impl::~Impl()
         (void)exporting->wait();
     }
     stop();
-    (void)attempt([&] { return player->setEffect(nullptr, KXAEffectModeNone); });
+    if (chain.audioUnit()) // else there is nothing to build anew
+        (void)attempt([&] { return player->setEffect(nullptr, KXAEffectModeNone); });
 }
 
 Error Player::Impl::error(ErrorCode code, std::string reason) const
